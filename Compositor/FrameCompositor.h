@@ -1,0 +1,56 @@
+#pragma once
+
+#include "Compositor/Picture.h"
+#include "Compositor/RenderStyle.h"
+#include "Engine/Documents/ProjectSettings.h"
+#include "Engine/Geometry/Size.h"
+#include "Engine/Motion/CameraModel.h"
+#include "Engine/Motion/CursorState.h"
+#include "Engine/Overlays/KeystrokeModel.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumenwhirl {
+
+/// All that a finished frame shows besides the recorded picture.
+struct FrameState {
+    CursorState cursor;
+    double cursorSize = 1.5;            // 1: 3 % of the frame's short side
+    std::optional<CameraState> camera;  // none: no zoom
+    std::vector<KeyPill> keystrokes;
+    std::string caption;  // empty: none
+    CaptionStyle captionStyle;
+    bool operator==(const FrameState&) const = default;
+};
+
+/// Draws finished frames: the recorded picture with ripples, cursor and zoom, caption and pills over it, cut to a
+/// rounded rectangle on the styled canvas. Everything stays in video planes; artwork is drawn once and cached.
+/// One per preview or export, used by one thread at a time.
+class FrameCompositor {
+public:
+    FrameCompositor();
+    ~FrameCompositor();
+    FrameCompositor(FrameCompositor&&) noexcept;
+    FrameCompositor& operator=(FrameCompositor&&) noexcept;
+
+    /// Draws what is the same in every frame. `canvas` and `contentSize` (the recorded frame) in pixels, even. Call
+    /// when the style, the canvas or the recorded size changes, never per frame. Throws std::bad_alloc.
+    void prepareStyle(const RenderStyle& style, Size canvas, Size contentSize);
+    /// Fills a canvas-sized picture with what surrounds the video.
+    void drawBase(const MutablePicture& out) const;
+    /// One finished frame into `out`, which must hold the base (drawBase, or an earlier frame of this style): only
+    /// the video rectangle is written. Without a prepared style `out` has the frame's size and gets the content as it is.
+    void render(const PictureView& frame, const FrameState& state, const MutablePicture& out);
+    /// Ripples, cursor and camera alone, unstyled, into `out` of the frame's size.
+    void composite(const PictureView& frame, const CursorState& cursor, double cursorSize,
+                   const std::optional<CameraState>& camera, const MutablePicture& out);
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace lumenwhirl

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+namespace lumenwhirl {
+
+/// A colour, gamma-encoded sRGB, not premultiplied; components 0...1.
+struct Color {
+    double red = 0, green = 0, blue = 0, alpha = 1;
+    bool operator==(const Color&) const = default;
+};
+
+/// Artwork: RGBA, 8 bits a component, gamma-encoded sRGB, premultiplied alpha, rows top-down without padding.
+struct Image {
+    int width = 0, height = 0;
+    std::vector<std::uint8_t> pixels;  // 4 * width * height bytes
+
+    Image() = default;
+    /// Transparent. Throws std::bad_alloc.
+    Image(int pixelWidth, int pixelHeight)
+        : width(pixelWidth),
+          height(pixelHeight),
+          pixels(std::size_t{4} * static_cast<std::size_t>(pixelWidth) * static_cast<std::size_t>(pixelHeight)) {}
+    [[nodiscard]] std::size_t stride() const noexcept { return std::size_t{4} * static_cast<std::size_t>(width); }
+    [[nodiscard]] const std::uint8_t* row(int y) const noexcept {
+        return pixels.data() + stride() * static_cast<std::size_t>(y);
+    }
+    [[nodiscard]] std::uint8_t* row(int y) noexcept { return pixels.data() + stride() * static_cast<std::size_t>(y); }
+    bool operator==(const Image&) const = default;
+};
+
+/// Writes a PNG, atomically (temporary file in the same folder, renamed). Throws std::runtime_error naming the file.
+void writePng(const Image& image, const std::filesystem::path& file);
+
+}  // namespace lumenwhirl

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Engine/Documents/EventLog.h"
+#include "Engine/Documents/ProjectSettings.h"
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+/// The one way documents become text and text becomes documents: pretty-printed with sorted keys, one member
+/// a line; strict on reading. Stateless; callable from any thread.
+namespace lumenwhirl::LumenwhirlJSON {
+
+/// What is wrong and where, as a path of keys: `clicks[3].button: unknown value "middle"`. Knows no file.
+class Error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Throws Error for a number that JSON cannot hold (NaN, infinity) or text that is not UTF-8.
+[[nodiscard]] std::string encode(const EventLog& log);
+[[nodiscard]] std::string encode(const ProjectSettings& settings);
+
+/// Throws Error when the text is malformed, a required key is absent, or a value has the wrong type.
+/// Unknown keys are ignored; null counts as absent.
+[[nodiscard]] EventLog decodeEventLog(std::string_view text);
+[[nodiscard]] ProjectSettings decodeProjectSettings(std::string_view text);
+
+}  // namespace lumenwhirl::LumenwhirlJSON

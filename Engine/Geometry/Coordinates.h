@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Engine/Geometry/DisplayInfo.h"
+#include "Engine/Geometry/Point.h"
+
+/// Conversion between global screen points and captured video pixels.
+namespace lumenwhirl::Coordinates {
+
+/// Clamped into the captured area: 0 to the size, both included.
+[[nodiscard]] Point globalPointToCapturedPixels(Point globalPoint, const DisplayInfo& display);
+/// The plain inverse, not clamped.
+[[nodiscard]] Point capturedPixelsToGlobalPoint(Point pixel, const DisplayInfo& display);
+
+}  // namespace lumenwhirl::Coordinates

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Engine/Documents/ProjectSettings.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumenwhirl {
+
+/// Which caption shows when. Times are source seconds. Built once, then only read.
+class CaptionsModel {
+public:
+    explicit CaptionsModel(std::vector<CaptionCue> cues);
+    /// The first cue by start that holds `t`, both ends included. Valid as long as this model.
+    [[nodiscard]] std::optional<std::string_view> text(double t) const;
+
+    /// A recognised word, as a recogniser or a file gives it.
+    struct Word {
+        std::string text;
+        double start = 0, end = 0;  // seconds
+        bool operator==(const Word&) const = default;
+    };
+    /// Groups words into cues of at most 8 words and some 3 s, split at pauses above 0.8 s.
+    [[nodiscard]] static std::vector<CaptionCue> groupIntoCues(std::vector<Word> words);
+
+private:
+    std::vector<CaptionCue> cues_;
+};
+
+}  // namespace lumenwhirl

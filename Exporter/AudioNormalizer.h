@@ -1,0 +1,40 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <stop_token>
+
+/// Raises a recording's speech to a target level by one fixed gain with a soft limiter; never makes it quieter.
+/// Stateless, reads and writes whole files; memory does not grow with their length beyond one float per 20 ms.
+namespace lumenwhirl::AudioNormalizer {
+
+inline constexpr float targetSpeechLevel = 0.14F;
+inline constexpr float silenceFloor = 0.0005F;
+inline constexpr float maximumGain = 40.0F;
+inline constexpr float minimumUsefulGain = 1.05F;
+
+struct Levels {
+    float peak = 0;         // largest absolute sample of the mono mix
+    float speechLevel = 0;  // 85th percentile of the RMS of its 20 ms blocks; 0 without samples
+    int sampleRate = 0;
+    int channels = 0;
+    bool operator==(const Levels&) const = default;
+};
+
+/// Throws MediaError where `file` cannot be opened or has no sound; the operations below never throw it.
+[[nodiscard]] Levels measure(const std::filesystem::path& file);
+
+/// A louder AAC copy in the temporary folder ("lwnorm-" + UUID + ".m4a") that the caller removes; empty when none
+/// is called for or anything fails: use the file as it is. A given gain has no upper bound. A stop gives an empty result soon, and leaves no file.
+[[nodiscard]] std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path& file,
+                                                                  std::optional<float> gain = std::nullopt,
+                                                                  std::stop_token stop = {});
+/// What would raise the speech to `targetSpeech`: 1...maxGain; 1 for silence or a file that cannot be read.
+[[nodiscard]] float gain(const std::filesystem::path& file, float targetSpeech, float maxGain);
+[[nodiscard]] float measurePeak(const std::filesystem::path& file);
+
+/// In place: multiplied by `gain`, then limited softly above 0.82 towards 0.95.
+void applyGain(std::span<float> samples, float gain);
+
+}  // namespace lumenwhirl::AudioNormalizer

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Media/AudioReader.h"
+
+#include <filesystem>
+#include <memory>
+
+namespace lumenwhirl {
+
+/// Encodes AAC into an M4A. The encoder's delay goes into the edit list, so that the first sample written plays at
+/// time 0. One thread at a time. Destroyed unfinished, it removes the file.
+class AudioWriter {
+public:
+    /// Replaces an existing file. Throws MediaError: cannotWrite, unsupported (a rate or channel count AAC lacks).
+    AudioWriter(const std::filesystem::path& file, int sampleRate, int channels);
+    ~AudioWriter();
+    AudioWriter(AudioWriter&&) noexcept;
+    AudioWriter& operator=(AudioWriter&&) noexcept;
+
+    void write(const AudioBuffer& buffer);
+    /// Completes the file. Throws MediaError, and the file is removed.
+    void finish();
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace lumenwhirl

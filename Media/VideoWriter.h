@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Media/VideoFrame.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace lumenwhirl {
+
+enum class VideoCodec { h264, hevc };
+
+struct VideoSettings {
+    VideoCodec codec = VideoCodec::h264;
+    int width = 0, height = 0;             // even
+    Rational frameRate{60, 1};             // nominal, for rate control
+    Rational timeBase{1, 600};             // of the times given to write()
+    std::int64_t bitRate = 0;              // average, bit/s; 0: the encoder's default quality
+    int keyFrameInterval = 0;              // most frames between key frames; 0: the encoder's default
+    std::string speed = "medium";          // x264's and x265's preset name
+    int threads = 0;                       // of the encoder; 0: one a core
+};
+
+struct SoundSettings {
+    int sampleRate = 48000;
+    int channels = 2;
+    std::int64_t bitRate = 0;  // bit/s; 0: the encoder's default
+};
+
+/// Encodes frames, and sound if asked, into an MP4 with BT.709 tags (HEVC tagged hvc1). Frames and sound may
+/// come in any order of each other; each in its own order of time. One thread at a time. Destroyed unfinished, it
+/// removes the file. Does not print.
+class VideoWriter {
+public:
+    /// Replaces an existing file. Throws MediaError: cannotWrite, unsupported, encoderFailed.
+    VideoWriter(const std::filesystem::path& file, const VideoSettings& video,
+                const std::optional<SoundSettings>& sound = std::nullopt);
+    ~VideoWriter();
+    VideoWriter(VideoWriter&&) noexcept;
+    VideoWriter& operator=(VideoWriter&&) noexcept;
+
+    /// `pts` in ticks of the settings' time base, ascending. The frame's pixels must not change any more while
+    /// shared (VideoFrame::isUnshared).
+    void write(const VideoFrame& frame, std::int64_t pts);
+    /// `channels[c][0..frames)`, nominal -1...1; follows what was written before without a gap, from time 0.
+    void writeSound(const float* const* channels, std::size_t frames);
+    /// Completes the file with its index at the front. Throws MediaError, and the file is removed.
+    void finish();
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace lumenwhirl
