@@ -1,0 +1,147 @@
+# Shared by ./run, ./test and ./bench: finds out what the build needs, installs it with apt, configures and builds.
+# Sourced by bash scripts that have set `root`. Everything here speaks on standard error, because standard output
+# belongs to the program that is being run.
+
+# What is needed, by purpose: how to look for it, its name there, and the Debian package that has it.
+requirementsOf() {
+    case $1 in
+    build) cat <<'TABLE' ;;
+tool    g++             g++
+tool    cmake           cmake
+tool    ninja           ninja-build
+tool    pkg-config      pkg-config
+module  libavcodec      libavcodec-dev
+module  libavformat     libavformat-dev
+module  libavutil       libavutil-dev
+module  libswscale      libswscale-dev
+module  libswresample   libswresample-dev
+module  cairo           libcairo2-dev
+module  pangocairo      libpango1.0-dev
+module  simdjson        libsimdjson-dev
+module  libhwy          libhwy-dev
+module  CLI11           libcli11-dev
+font    Inter           fonts-inter
+font    DejaVu          fonts-dejavu-core
+font    Quicksand       fonts-quicksand
+TABLE
+    test) cat <<'TABLE' ;;
+module  gtest           libgtest-dev
+tool    ffmpeg          ffmpeg
+tool    ffprobe         ffmpeg
+TABLE
+    bench) cat <<'TABLE' ;;
+module  benchmark       libbenchmark-dev
+tool    ffmpeg          ffmpeg
+tool    ffprobe         ffmpeg
+TABLE
+    esac
+}
+
+say() { printf '%s\n' "$*" >&2; }
+fail() {
+    say "$(basename "$0"): $*"
+    exit 1
+}
+
+# True when the requirement of `kind` and `name` is there.
+isPresent() {
+    local kind=$1 name=$2 package=$3
+    case $kind in
+    tool) command -v "$name" >/dev/null ;;
+    module) command -v pkg-config >/dev/null && pkg-config --exists "$name" 2>/dev/null ;;
+    font)
+        if command -v dpkg-query >/dev/null; then
+            [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ]
+        elif command -v fc-list >/dev/null; then
+            fc-list : family | grep -q "$name"
+        fi
+        ;;
+    esac
+}
+
+# Prints the lines of the tables for the purposes given that are not fulfilled.
+missingRequirements() {
+    local purpose kind name package
+    for purpose in "$@"; do
+        while read -r kind name package; do
+            isPresent "$kind" "$name" "$package" || printf '%s %s %s\n' "$kind" "$name" "$package"
+        done < <(requirementsOf "$purpose")
+    done
+}
+
+asRoot() {
+    if [ "$(id -u)" = 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        fail "installing packages needs root, and there is no sudo; as root, run: $*"
+    fi
+}
+
+apt() {
+    asRoot env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=540 "$@" >&2
+}
+
+# True when apt's package lists are there and at most a day old.
+packageListsAreFresh() {
+    [ -n "$(find /var/lib/apt/lists -maxdepth 1 -name '*_Packages*' -mtime -1 -print -quit 2>/dev/null)" ]
+}
+
+# Makes sure that all that the given purposes need is installed, or ends the script with a list of what is missing.
+ensureInstalled() {
+    local missing packages
+    missing=$(missingRequirements "$@")
+    [ -z "$missing" ] && return
+    if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
+        say "$(basename "$0"): this system has no apt; please install what is missing with its own package manager:"
+        while read -r kind name package; do
+            case $kind in
+            tool) say "  $name (a program)" ;;
+            module) say "  $name (a library with its headers, found by pkg-config)" ;;
+            font) say "  $name (a font family)" ;;
+            esac
+        done <<<"$missing"
+        exit 1
+    fi
+    packages=$(awk '{print $3}' <<<"$missing" | sort -u | tr '\n' ' ')
+    say "Installing $packages"
+    packageListsAreFresh || apt update || say "The package lists could not be renewed; going on with those at hand."
+    # Fresh lists can still name files that have since been replaced on the server.
+    # shellcheck disable=SC2086
+    apt install -y --no-install-recommends $packages ||
+        { apt update && apt install -y --no-install-recommends $packages; } ||
+        fail "apt could not install: $packages"
+    missing=$(missingRequirements "$@")
+    [ -z "$missing" ] || fail "still missing after installing: $(awk '{print $2}' <<<"$missing" | tr '\n' ' ')"
+}
+
+# Runs a command with its output in a log. A terminal sees one line that says how far it is; a failure shows the log.
+quietly() {
+    local log=$1 line status
+    shift
+    if [ -t 2 ]; then
+        "$@" 2>&1 | tee "$log" | while IFS= read -r line; do printf '\r\033[K%.76s' "$line" >&2; done
+        status=${PIPESTATUS[0]}
+        printf '\r\033[K' >&2
+    else
+        "$@" >"$log" 2>&1
+        status=$?
+    fi
+    [ "$status" = 0 ] || { cat "$log" >&2; fail "the build failed, see above"; }
+}
+
+# buildPreset PRESET TARGET [CMAKE OPTION…]: configures where that is needed and builds. One build at a time in a
+# folder: a second one waits.
+buildPreset() {
+    local preset=$1 target=$2 folder=$root/build/$1
+    shift 2
+    mkdir -p "$folder"
+    (
+        if command -v flock >/dev/null; then flock 9; fi
+        if [ ! -f "$folder/build.ninja" ] || [ $# -gt 0 ]; then
+            (cd "$root" && quietly "$folder/configure.log" cmake --preset "$preset" "$@") || exit 1
+        fi
+        quietly "$folder/build.log" cmake --build "$folder" --target "$target"
+    ) 9>"$folder/.lock" || exit 1
+}
