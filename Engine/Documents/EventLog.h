@@ -40,8 +40,8 @@ struct ScrollEvent {
 
 struct KeyEvent {
     double t = 0;
-    std::int64_t keyCode = 0;  // virtual key code, see KeystrokeModel
-    std::string chars;         // what the key typed, may be empty
+    std::int64_t keyCode = 0;            // virtual key code, see KeystrokeModel
+    std::string chars;                   // what the key typed, may be empty
     std::vector<std::string> modifiers;  // of "cmd", "control", "option", "shift", "fn"
     bool isRepeat = false;
     bool operator==(const KeyEvent&) const = default;

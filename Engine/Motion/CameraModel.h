@@ -4,6 +4,7 @@
 #include "Engine/Documents/ProjectSettings.h"
 #include "Engine/Geometry/Size.h"
 #include "Engine/Motion/CursorRenderModel.h"
+#include "Engine/Timeline/TimeOrder.h"
 
 #include <string>
 #include <vector>
@@ -33,8 +34,8 @@ public:
 
     struct AutoZoom {
         double defaultLevel = 1.75;
-        double timeGap = 2.0;    // seconds between clicks of one cluster
-        double distGap = 400.0;  // captured pixels between clicks of one cluster
+        double timeGap = 2.0;                               // seconds between clicks of one cluster
+        double distGap = 400.0;                             // captured pixels between clicks of one cluster
         double easeIn = 0.6, easeOut = 0.6, holdPad = 1.0;  // seconds
     };
     /// Segments round clusters of clicks, with ids "auto-0", "auto-1", …
@@ -42,7 +43,8 @@ public:
                                                                const AutoZoom& options);
 
 private:
-    std::vector<ZoomSegment> segments_;
+    std::vector<ZoomSegment> segments_;  // ascending by start
+    ClosedSpanIndex segmentIndex_;
     Size frame_;
     std::vector<CursorSample> centerTrajectory_;
     double easeIn_ = 0, easeOut_ = 0, zoomBias_ = 1;

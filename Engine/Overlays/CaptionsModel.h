@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/Documents/ProjectSettings.h"
+#include "Engine/Timeline/TimeOrder.h"
 
 #include <optional>
 #include <string>
@@ -26,7 +27,8 @@ public:
     [[nodiscard]] static std::vector<CaptionCue> groupIntoCues(std::vector<Word> words);
 
 private:
-    std::vector<CaptionCue> cues_;
+    std::vector<CaptionCue> cues_;  // ascending by start
+    ClosedSpanIndex index_;
 };
 
 }  // namespace lumenwhirl

@@ -2,6 +2,8 @@
 
 #include "Engine/Documents/EventLog.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,8 +35,9 @@ private:
         std::string text;
     };
     std::vector<Shortcut> shortcuts_;  // log order
+    bool inOrder_ = true;              // of time as well, as in every log this program writes
     double hold_ = 0, fade_ = 0;
-    int maxVisible_ = 0;
+    std::size_t maxVisible_ = 0;
 };
 
 }  // namespace lumenwhirl

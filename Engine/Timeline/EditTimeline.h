@@ -41,6 +41,10 @@ public:
     [[nodiscard]] double sourceDuration() const noexcept { return sourceDuration_; }
 
 private:
+    [[nodiscard]] double clampedOutput(double outputTime) const;
+    /// The segment that holds a time within the output; the last one at its very end.
+    [[nodiscard]] const Segment& segmentForOutput(double clampedTime) const;
+
     std::vector<Segment> segments_;
     double outputDuration_ = 0;
     double sourceDuration_ = 0;

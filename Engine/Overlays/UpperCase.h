@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace lumenwhirl {
+
+/// `utf8` in upper case by Unicode's default mappings, whatever the locale: Latin (with Vietnamese and the
+/// phonetic romanisations), Greek, Cyrillic and Armenian; "ß" gives "SS". Other scripts, and bytes that are not
+/// UTF-8, stay.
+[[nodiscard]] std::string upperCased(std::string_view utf8);
+
+}  // namespace lumenwhirl
