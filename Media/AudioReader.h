@@ -13,8 +13,8 @@ struct AudioBuffer {
     [[nodiscard]] std::size_t frames() const noexcept { return channels.empty() ? 0 : channels.front().size(); }
 };
 
-/// Decodes the first audio track at its own rate. The first sample delivered is that of time 0: silence stands for a
-/// late start, encoder delay is dropped. One thread at a time.
+/// Decodes the first audio track at its own rate. The first sample delivered is that of time 0: silence stands for
+/// a late start, encoder delay is dropped. One thread at a time.
 class AudioReader {
 public:
     /// Throws MediaError: cannotOpen, noAudioTrack, unsupported.
@@ -25,8 +25,8 @@ public:
 
     [[nodiscard]] int sampleRate() const noexcept;
     [[nodiscard]] int channels() const noexcept;
-    /// Fills `buffer` with at most `maxFrames` frames, fewer only at the end; false, and an empty buffer, after it.
-    /// Throws MediaError (damaged).
+    /// Fills `buffer` with at most `maxFrames` frames, fewer only at the end; false, and an empty buffer, after
+    /// it. Throws MediaError (damaged).
     [[nodiscard]] bool read(AudioBuffer& buffer, std::size_t maxFrames);
 
 private:

@@ -14,13 +14,13 @@ enum class VideoCodec { h264, hevc };
 
 struct VideoSettings {
     VideoCodec codec = VideoCodec::h264;
-    int width = 0, height = 0;             // even
-    Rational frameRate{60, 1};             // nominal, for rate control
-    Rational timeBase{1, 600};             // of the times given to write()
-    std::int64_t bitRate = 0;              // average, bit/s; 0: the encoder's default quality
-    int keyFrameInterval = 0;              // most frames between key frames; 0: the encoder's default
-    std::string speed = "medium";          // x264's and x265's preset name
-    int threads = 0;                       // of the encoder; 0: one a core
+    int width = 0, height = 0;     // even
+    Rational frameRate{60, 1};     // nominal, for rate control
+    Rational timeBase{1, 600};     // of the times given to write()
+    std::int64_t bitRate = 0;      // average, bit/s; 0: the encoder's default quality
+    int keyFrameInterval = 0;      // most frames between key frames; 0: the encoder's default
+    std::string speed = "medium";  // x264's and x265's preset name
+    int threads = 0;               // of the encoder; 0: one a core
 };
 
 struct SoundSettings {
@@ -31,7 +31,7 @@ struct SoundSettings {
 
 /// Encodes frames, and sound if asked, into an MP4 with BT.709 tags (HEVC tagged hvc1). Frames and sound may
 /// come in any order of each other; each in its own order of time. One thread at a time. Destroyed unfinished, it
-/// removes the file. Does not print.
+/// removes the file. Does not print, but for what the container's library logs (Media/MediaLog.h silences it).
 class VideoWriter {
 public:
     /// Replaces an existing file. Throws MediaError: cannotWrite, unsupported, encoderFailed.

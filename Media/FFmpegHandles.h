@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/dict.h>
+#include <libavutil/frame.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+/// Owners of FFmpeg's handles. Only for Media's sources: no public header shows FFmpeg.
+namespace lumenwhirl {
+
+/// Deleter for a C release function that takes the handle or its address; not for av_freep (void*: either).
+template <auto release>
+struct ReleasedBy {
+    template <class T>
+    void operator()(T* handle) const noexcept {
+        if constexpr (std::is_invocable_v<decltype(release), T*>) {
+            release(handle);
+        } else {
+            release(&handle);
+        }
+    }
+};
+
+using FrameHandle = std::unique_ptr<AVFrame, ReleasedBy<&av_frame_free>>;
+using PacketHandle = std::unique_ptr<AVPacket, ReleasedBy<&av_packet_free>>;
+using CodecHandle = std::unique_ptr<AVCodecContext, ReleasedBy<&avcodec_free_context>>;
+using InputHandle = std::unique_ptr<AVFormatContext, ReleasedBy<&avformat_close_input>>;
+using OutputHandle = std::unique_ptr<AVFormatContext, ReleasedBy<&avformat_free_context>>;
+using ScalerHandle = std::unique_ptr<SwsContext, ReleasedBy<&sws_freeContext>>;
+using ResamplerHandle = std::unique_ptr<SwrContext, ReleasedBy<&swr_free>>;
+
+/// Options by name, for the calls that take the address of a dictionary and leave in it what they did not know.
+class Dictionary {
+public:
+    Dictionary() = default;
+    Dictionary(std::initializer_list<std::pair<const char*, std::string>> entries) {
+        for (const auto& [key, value] : entries) set(key, value);
+    }
+    ~Dictionary() { av_dict_free(&dictionary_); }
+    Dictionary(const Dictionary&) = delete;
+    Dictionary& operator=(const Dictionary&) = delete;
+
+    void set(const char* key, const std::string& value) { av_dict_set(&dictionary_, key, value.c_str(), 0); }
+    [[nodiscard]] AVDictionary** address() noexcept { return &dictionary_; }
+
+private:
+    AVDictionary* dictionary_ = nullptr;
+};
+
+/// Never null: throw std::bad_alloc.
+[[nodiscard]] FrameHandle makeFrame();
+[[nodiscard]] PacketHandle makePacket();
+
+/// The library's words for its error code.
+[[nodiscard]] std::string reasonFor(int error);
+/// `result`, or std::bad_alloc when it says that memory ran out: that is no fault of a file.
+int orOutOfMemory(int result);
+
+/// What libavformat calls a file of this system. The protocol is named, or a colon in a name would be taken for
+/// one.
+[[nodiscard]] std::string urlOf(const std::string& file);
+
+/// Tagged as every VideoFrame is: BT.709, limited range, left-sited chroma.
+template <class Tagged>
+void tagAsOurs(Tagged& tagged) {
+    tagged.color_primaries = AVCOL_PRI_BT709;
+    tagged.color_trc = AVCOL_TRC_BT709;
+    tagged.colorspace = AVCOL_SPC_BT709;
+    tagged.color_range = AVCOL_RANGE_MPEG;
+}
+
+}  // namespace lumenwhirl

@@ -1,0 +1,121 @@
+#include "Media/InputFile.h"
+
+#include "Media/MediaError.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace lumenwhirl {
+namespace {
+
+/// Containers that hold their own data. Playlists and the like are left out: opening a file must not open others,
+/// nor the network. Names as libavformat gives them.
+constexpr std::array<std::string_view, 17> containers = {"mov,mp4,m4a,3gp,3g2,mj2",
+                                                         "matroska,webm",
+                                                         "avi",
+                                                         "mpegts",
+                                                         "mpeg",
+                                                         "nut",
+                                                         "ogg",
+                                                         "wav",
+                                                         "w64",
+                                                         "caf",
+                                                         "aiff",
+                                                         "flac",
+                                                         "mp3",
+                                                         "aac",
+                                                         "h264",
+                                                         "hevc",
+                                                         "yuv4mpegpipe"};
+
+bool isContainer(const AVInputFormat& format) {
+    return std::find(containers.begin(), containers.end(), std::string_view(format.name)) != containers.end();
+}
+
+}  // namespace
+
+InputFile::InputFile(std::filesystem::path file, AVMediaType wanted) : path_(std::move(file)) {
+    Dictionary options{{"protocol_whitelist", "file"}};
+    std::string names;
+    for (const auto name : containers) names.append(names.empty() ? "" : ",").append(name);
+    options.set("format_whitelist", names);
+
+    AVFormatContext* opened = nullptr;
+    const int result =
+        orOutOfMemory(avformat_open_input(&opened, urlOf(path_.string()).c_str(), nullptr, options.address()));
+    context_.reset(opened);
+    // EINVAL is how libavformat says that a format is not one of the list.
+    if (result == AVERROR(EINVAL)) throw MediaError(MediaError::Kind::cannotOpen, path_, "not a media file");
+    if (result < 0) throw MediaError(MediaError::Kind::cannotOpen, path_, "cannot open: " + reasonFor(result));
+    if (!isContainer(*context_->iformat)) {
+        throw MediaError(MediaError::Kind::cannotOpen, path_, "not a media file");
+    }
+    if (wanted != AVMEDIA_TYPE_UNKNOWN) {
+        for (unsigned i = 0; i < context_->nb_streams; ++i) {
+            if (context_->streams[i]->codecpar->codec_type != wanted)
+                context_->streams[i]->discard = AVDISCARD_ALL;
+        }
+    }
+    const int found = orOutOfMemory(avformat_find_stream_info(context_.get(), nullptr));
+    if (found < 0) throw MediaError(MediaError::Kind::cannotOpen, path_, "cannot open: " + reasonFor(found));
+}
+
+AVStream* InputFile::firstStream(AVMediaType type) const noexcept {
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        AVStream* stream = context_->streams[i];
+        const bool isCover = (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+        if (stream->codecpar->codec_type == type && !isCover) return stream;
+    }
+    return nullptr;
+}
+
+void InputFile::readOnly(const AVStream& stream) noexcept {
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        AVStream* other = context_->streams[i];
+        other->discard = other == &stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    }
+}
+
+bool InputFile::read(AVPacket& packet) {
+    for (;;) {
+        av_packet_unref(&packet);
+        const int result = orOutOfMemory(av_read_frame(context_.get(), &packet));
+        if (result == AVERROR(EAGAIN)) continue;
+        if (result == AVERROR_EOF) break;
+        if (result < 0) throw MediaError(MediaError::Kind::damaged, path_, "cannot read on: " + reasonFor(result));
+        const AVStream* stream = context_->streams[packet.stream_index];
+        if (stream->discard >= AVDISCARD_ALL) continue;
+        if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) {
+            throw MediaError(MediaError::Kind::damaged, path_, "the file is cut short or damaged");
+        }
+        return true;
+    }
+    av_packet_unref(&packet);
+    // Demuxers take a read error for the end, and a missing tail too.
+    const int failure = context_->pb ? context_->pb->error : 0;
+    if (failure < 0 && failure != AVERROR_EOF) {
+        throw MediaError(MediaError::Kind::damaged, path_, "cannot read on: " + reasonFor(failure));
+    }
+    if (isCutShort()) {
+        throw MediaError(MediaError::Kind::damaged, path_,
+                         "the file is cut short: data its index promises is missing");
+    }
+    return false;
+}
+
+bool InputFile::isCutShort() const {
+    const std::int64_t size = context_->pb ? avio_size(context_->pb) : -1;
+    if (size < 0) return false;
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        AVStream* stream = context_->streams[i];
+        if (stream->discard >= AVDISCARD_ALL) continue;
+        for (int entry = 0; entry < avformat_index_get_entries_count(stream); ++entry) {
+            const AVIndexEntry* sample = avformat_index_get_entry(stream, entry);
+            if (sample && sample->pos > size - sample->size) return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace lumenwhirl

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Media/FFmpegHandles.h"
+
+#include <filesystem>
+
+namespace lumenwhirl {
+
+/// A media file opened for reading its packets.
+class InputFile {
+public:
+    /// `wanted`: the only kind of track that will be read, or unknown for any; the others' data is not even looked
+    /// at. Throws MediaError (cannotOpen).
+    explicit InputFile(std::filesystem::path file, AVMediaType wanted = AVMEDIA_TYPE_UNKNOWN);
+
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+    [[nodiscard]] AVFormatContext& context() const noexcept { return *context_; }
+    /// The first track of the kind, or null. A cover picture is no video track.
+    [[nodiscard]] AVStream* firstStream(AVMediaType type) const noexcept;
+    /// Packets of the other streams are skipped from now on.
+    void readOnly(const AVStream& stream) noexcept;
+
+    /// The next packet; false at the end. Throws MediaError (damaged) when there is more but it cannot be read: a
+    /// read error, or a file that ends before the data its index promises.
+    [[nodiscard]] bool read(AVPacket& packet);
+
+private:
+    [[nodiscard]] bool isCutShort() const;
+
+    std::filesystem::path path_;
+    InputHandle context_;
+};
+
+}  // namespace lumenwhirl

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Media/FFmpegHandles.h"
+
+#include <filesystem>
+
+namespace lumenwhirl {
+
+/// A media file being written. Destroyed before finish(), it removes the file.
+class OutputFile {
+public:
+    /// Creates or replaces the file. `format`: libavformat's name. Throws MediaError (cannotWrite).
+    OutputFile(std::filesystem::path file, const char* format);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+    [[nodiscard]] AVFormatContext& context() const noexcept { return *context_; }
+    /// A track to be described before start(). Lives as long as this.
+    [[nodiscard]] AVStream& addStream();
+
+    /// Writes the header. From here on the streams' time bases are the container's.
+    void start(Dictionary& options);
+    /// Takes the packet's data; its times are in ticks of its stream. Packets of a stream come in decoding order.
+    void write(AVPacket& packet);
+    /// Completes and closes the file.
+    void finish();
+
+private:
+    void check(int result, const char* action) const;
+
+    std::filesystem::path path_;
+    OutputHandle context_;
+    bool isComplete_ = false;
+};
+
+}  // namespace lumenwhirl

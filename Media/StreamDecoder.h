@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Media/FFmpegHandles.h"
+#include "Media/InputFile.h"
+
+#include <cstdint>
+#include <exception>
+
+namespace lumenwhirl {
+
+/// Decodes one track of an input, which nobody else may read then.
+class StreamDecoder {
+public:
+    /// Throws MediaError (unsupported) without a decoder for the track.
+    StreamDecoder(InputFile& input, AVStream& stream);
+
+    /// The next frame in presentation order; false at the end. After a failure the frames before it still come,
+    /// then every call throws MediaError (damaged) until the next seek.
+    [[nodiscard]] bool receive(AVFrame& frame);
+    /// Goes on at the last key frame at or before `timestamp` (of the stream), or at the start. False, with
+    /// nothing changed, where the file cannot do that.
+    [[nodiscard]] bool seek(std::int64_t timestamp);
+
+    [[nodiscard]] const AVCodecContext& codec() const noexcept { return *codec_; }
+    [[nodiscard]] AVStream& stream() const noexcept { return stream_; }
+    /// Of the packets read since the start or the last seek, in the stream's ticks; AV_NOPTS_VALUE without any.
+    [[nodiscard]] std::int64_t lastDecodeTime() const noexcept { return lastDecodeTime_; }
+    [[nodiscard]] std::int64_t endOfPackets() const noexcept { return endOfPackets_; }
+
+private:
+    void feed();
+
+    InputFile& input_;
+    AVStream& stream_;
+    CodecHandle codec_;
+    PacketHandle packet_ = makePacket();
+    std::int64_t lastDecodeTime_ = AV_NOPTS_VALUE, endOfPackets_ = AV_NOPTS_VALUE;
+    std::exception_ptr failure_;
+};
+
+}  // namespace lumenwhirl

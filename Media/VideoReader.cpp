@@ -1,0 +1,209 @@
+#include "Media/VideoReader.h"
+
+#include "Media/FFmpegVersions.h"
+#include "Media/InputFile.h"
+#include "Media/MediaError.h"
+#include "Media/PixelBuffers.h"
+#include "Media/StreamDecoder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <utility>
+
+extern "C" {
+#include <libavutil/display.h>
+}
+
+namespace lumenwhirl {
+namespace {
+
+constexpr double latestSeekTime = 1e9;  // seconds; as ticks of any time base it fits 64 bits
+
+AVStream& videoStreamOf(const InputFile& input) {
+    AVStream* stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
+    if (!stream) throw MediaError(MediaError::Kind::noVideoTrack, input.path(), "no video track");
+    return *stream;
+}
+
+double nominalFrameRate(const AVStream& stream) {
+    for (const AVRational rate : {stream.avg_frame_rate, stream.r_frame_rate}) {
+        if (rate.num > 0 && rate.den > 0) return av_q2d(rate);
+    }
+    return 0;
+}
+
+VideoInfo describe(const InputFile& input, const AVStream& stream) {
+    VideoInfo info;
+    info.width = stream.codecpar->width & ~1;
+    info.height = stream.codecpar->height & ~1;
+    info.frameRate = nominalFrameRate(stream);
+    const std::int64_t duration = input.context().duration;
+    info.duration = duration > 0 ? static_cast<double>(duration) / AV_TIME_BASE : 0;
+    info.timeBase = {stream.time_base.num, stream.time_base.den};
+    info.hasAudio = input.firstStream(AVMEDIA_TYPE_AUDIO) != nullptr;
+    return info;
+}
+
+/// Pictures to be turned or mirrored before they are shown; a matrix that changes nothing is none.
+bool isTurned(const AVStream& stream) {
+    const std::int32_t* matrix = displayMatrix(stream);
+    return matrix && (matrix[1] != 0 || matrix[3] != 0 || matrix[0] < 0 || matrix[4] < 0);
+}
+
+}  // namespace
+
+struct VideoReader::State {
+    explicit State(const std::filesystem::path& file)
+        : input(file), decoder(input, videoStreamOf(input)), info(describe(input, decoder.stream())) {
+        const AVStream& stream = decoder.stream();
+        if (isTurned(stream)) {
+            throw MediaError(MediaError::Kind::unsupported, file,
+                             "the picture is stored turned; turn it upright first");
+        }
+        if (info.width < 2 || info.height < 2) {
+            throw MediaError(MediaError::Kind::unsupported, file, "the picture has no size");
+        }
+        if (info.frameRate > 0) {
+            nominalTicks =
+                std::max<std::int64_t>(1, std::llround(1 / (info.frameRate * av_q2d(stream.time_base))));
+        }
+    }
+
+    [[nodiscard]] double timeOf(const AVFrame& frame) const noexcept {
+        return static_cast<double>(frame.pts) * info.timeBase.numerator / info.timeBase.denominator;
+    }
+    [[nodiscard]] FrameHandle decode();
+    [[nodiscard]] bool isAheadInThisGroup(double sourceTime) const;
+    [[nodiscard]] FrameHandle restartBefore(double sourceTime);
+
+    InputFile input;
+    StreamDecoder decoder;
+    VideoInfo info;
+    FrameConverter converter;
+    std::int64_t nominalTicks = 1;          // between frames, where the file does not say
+    std::optional<std::int64_t> latestPts;  // of the frames decoded since the start or the last jump
+    FrameHandle latestGiven;                // so that a seek to it need not decode it again
+    std::deque<FrameHandle> waiting;        // decoded, to be given by the next calls: two at most
+};
+
+/// The next decoded frame with its final time in `pts`; null at the end.
+FrameHandle VideoReader::State::decode() {
+    FrameHandle frame = makeFrame();
+    if (!decoder.receive(*frame)) return nullptr;
+    if ((frame->width & ~1) != info.width || (frame->height & ~1) != info.height) {
+        throw MediaError(MediaError::Kind::unsupported, input.path(),
+                         "the picture changes its size from " + std::to_string(info.width) + "x" +
+                             std::to_string(info.height) + " to " + std::to_string(frame->width) + "x" +
+                             std::to_string(frame->height));
+    }
+    // Frames without a time, and times that do not ascend, follow at the nominal rate.
+    const std::int64_t stamp = frame->best_effort_timestamp;
+    if (stamp != AV_NOPTS_VALUE && (!latestPts || stamp > *latestPts)) {
+        frame->pts = stamp;
+    } else {
+        frame->pts = latestPts ? *latestPts + nominalTicks : 0;
+    }
+    latestPts = frame->pts;
+    return frame;
+}
+
+/// Whether the frame at `sourceTime` comes after the one given last and before the next key frame.
+bool VideoReader::State::isAheadInThisGroup(double sourceTime) const {
+    if (!latestGiven || timeOf(*latestGiven) > sourceTime) return false;
+    if (decoder.lastDecodeTime() == AV_NOPTS_VALUE) return false;
+    AVStream& stream = decoder.stream();
+    const auto target = static_cast<std::int64_t>(sourceTime / av_q2d(stream.time_base));
+    const int index = av_index_search_timestamp(&stream, target, AVSEEK_FLAG_BACKWARD);
+    const AVIndexEntry* keyFrame = index < 0 ? nullptr : avformat_index_get_entry(&stream, index);
+    return keyFrame && keyFrame->timestamp <= decoder.lastDecodeTime();
+}
+
+/// Jumps to a key frame before `sourceTime` and gives the first frame from there on.
+FrameHandle VideoReader::State::restartBefore(double sourceTime) {
+    const AVStream& stream = decoder.stream();
+    const double base = av_q2d(stream.time_base);
+    const double start = stream.start_time == AV_NOPTS_VALUE ? 0 : static_cast<double>(stream.start_time) * base;
+    // Files are searched by decoding time, which is before the presentation time; and pictures shown before a key
+    // frame may need what came before it. So a first frame that is too late calls for a jump further back.
+    double lead = 0;
+    for (;;) {
+        const double from = std::max(sourceTime - lead, start - 1);
+        const bool isStart = from <= start - 1;
+        latestPts.reset();
+        latestGiven.reset();
+        const bool found = decoder.seek(static_cast<std::int64_t>(std::floor(from / base)));
+        if (!found && isStart && !decoder.seek(stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time)) {
+            throw MediaError(MediaError::Kind::unsupported, input.path(), "cannot seek in this file");
+        }
+        FrameHandle first = decode();
+        if (isStart || (first && timeOf(*first) <= sourceTime)) return first;
+        lead = std::max(0.5, lead * 2);
+    }
+}
+
+VideoReader::VideoReader(const std::filesystem::path& file) : state_(std::make_unique<State>(file)) {}
+VideoReader::~VideoReader() = default;
+VideoReader::VideoReader(VideoReader&&) noexcept = default;
+VideoReader& VideoReader::operator=(VideoReader&&) noexcept = default;
+
+const VideoInfo& VideoReader::info() const noexcept {
+    return state_->info;
+}
+
+std::optional<VideoFrame> VideoReader::next() {
+    State& state = *state_;
+    FrameHandle decoded;
+    if (state.waiting.empty()) {
+        decoded = state.decode();
+    } else {
+        decoded = std::move(state.waiting.front());
+        state.waiting.pop_front();
+    }
+    if (!decoded) return std::nullopt;
+
+    state.latestGiven.reset(av_frame_clone(decoded.get()));
+    VideoFrame frame;
+    frame.pts_ = decoded->pts;
+    frame.time_ = state.timeOf(*decoded);
+    frame.frame_ = state.converter.convert(std::move(decoded));
+    if (!frame.frame_) {
+        throw MediaError(MediaError::Kind::unsupported, state.input.path(),
+                         "the pixel format cannot be converted");
+    }
+    return frame;
+}
+
+void VideoReader::seek(double sourceTime) {
+    State& state = *state_;
+    sourceTime = std::isnan(sourceTime) ? 0 : std::clamp(sourceTime, -latestSeekTime, latestSeekTime);
+    FrameHandle newest;
+    std::deque<FrameHandle> known;
+    if (state.isAheadInThisGroup(sourceTime)) {
+        newest = std::move(state.latestGiven);
+        known = std::exchange(state.waiting, {});
+    } else {
+        state.waiting.clear();
+        newest = state.restartBefore(sourceTime);
+    }
+    FrameHandle following;
+    try {
+        while (newest) {
+            if (known.empty()) {
+                following = state.decode();
+            } else {
+                following = std::move(known.front());
+                known.pop_front();
+            }
+            if (!following || state.timeOf(*following) > sourceTime) break;
+            newest = std::move(following);
+        }
+    } catch (const MediaError&) {
+        // What lies behind cannot be read; the decoder says so again after the frames before it were given.
+    }
+    if (newest) state.waiting.push_back(std::move(newest));
+    if (following) state.waiting.push_back(std::move(following));
+    for (auto& frame : known) state.waiting.push_back(std::move(frame));
+}
+
+}  // namespace lumenwhirl
