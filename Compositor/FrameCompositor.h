@@ -36,13 +36,14 @@ public:
     FrameCompositor(FrameCompositor&&) noexcept;
     FrameCompositor& operator=(FrameCompositor&&) noexcept;
 
-    /// Draws what is the same in every frame. `canvas` and `contentSize` (the recorded frame) in pixels, even. Call
-    /// when the style, the canvas or the recorded size changes, never per frame. Throws std::bad_alloc.
+    /// Draws what is the same in every frame. `canvas` and `contentSize` (the recorded frame) in pixels, even.
+    /// Call when the style, the canvas or the recorded size changes, never per frame. Throws std::bad_alloc.
     void prepareStyle(const RenderStyle& style, Size canvas, Size contentSize);
     /// Fills a canvas-sized picture with what surrounds the video.
     void drawBase(const MutablePicture& out) const;
     /// One finished frame into `out`, which must hold the base (drawBase, or an earlier frame of this style): only
-    /// the video rectangle is written. Without a prepared style `out` has the frame's size and gets the content as it is.
+    /// the video rectangle is written. Without a prepared style `out` has the frame's size and gets the content as
+    /// it is.
     void render(const PictureView& frame, const FrameState& state, const MutablePicture& out);
     /// Ripples, cursor and camera alone, unstyled, into `out` of the frame's size.
     void composite(const PictureView& frame, const CursorState& cursor, double cursorSize,

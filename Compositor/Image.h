@@ -28,11 +28,14 @@ struct Image {
     [[nodiscard]] const std::uint8_t* row(int y) const noexcept {
         return pixels.data() + stride() * static_cast<std::size_t>(y);
     }
-    [[nodiscard]] std::uint8_t* row(int y) noexcept { return pixels.data() + stride() * static_cast<std::size_t>(y); }
+    [[nodiscard]] std::uint8_t* row(int y) noexcept {
+        return pixels.data() + stride() * static_cast<std::size_t>(y);
+    }
     bool operator==(const Image&) const = default;
 };
 
-/// Writes a PNG, atomically (temporary file in the same folder, renamed). Throws std::runtime_error naming the file.
+/// Writes a PNG, atomically (temporary file in the same folder, renamed). Throws std::runtime_error naming the
+/// file.
 void writePng(const Image& image, const std::filesystem::path& file);
 
 }  // namespace lumenwhirl

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace lumenwhirl {
+
+/// One axis of a resampling: for every output sample the source samples it is made of, and their weights.
+///
+/// Scaling up interpolates linearly between two samples. Scaling down uses a filter as wide as the scale, so that
+/// nothing aliases: `sharp` is the Catmull-Rom cubic (Keys, "Cubic convolution interpolation", 1981, a = -1/2)
+/// stretched by the scale, which keeps text crisp; `smooth` is the stretched triangle, which never overshoots
+/// (alpha). Beyond the source its edge samples repeat.
+class AxisMap {
+public:
+    enum class Filter { sharp, smooth };
+    static constexpr int weightBits = 14;  // weights are fixed point; those of one output sum to 1 << 14
+
+    struct Geometry {
+        int begin = 0, end = 0;  // output samples [begin, end)
+        double step = 1;         // source samples per output sample, > 0
+        double origin = 0;       // where output sample 0 lies, in source samples (sample k lies at k)
+        int sourceSize = 1;      // >= 1
+        Filter filter = Filter::sharp;
+        bool operator==(const Geometry&) const = default;
+    };
+
+    /// Reuses memory; does nothing when the geometry is the present one, and then returns false.
+    bool build(const Geometry& geometry);
+
+    [[nodiscard]] const Geometry& geometry() const noexcept { return geometry_; }
+    [[nodiscard]] int count() const noexcept { return geometry_.end - geometry_.begin; }
+    /// Source samples an output sample is made of; the same for all.
+    [[nodiscard]] int taps() const noexcept { return taps_; }
+    /// First source sample of the i-th output of the range; it and the taps after it are inside the source.
+    [[nodiscard]] int first(int i) const noexcept { return first_[static_cast<std::size_t>(i)]; }
+    /// Its `taps` weights.
+    [[nodiscard]] const std::int16_t* weights(int i) const noexcept {
+        return weights_.data() + static_cast<std::size_t>(i) * static_cast<std::size_t>(taps_);
+    }
+
+private:
+    Geometry geometry_;
+    int taps_ = 0;
+    std::vector<int> first_;
+    std::vector<std::int16_t> weights_;
+};
+
+}  // namespace lumenwhirl

@@ -1,0 +1,244 @@
+#include "Compositor/FrameCompositor.h"
+
+#include "Compositor/Artwork.h"
+#include "Compositor/Kernels/Kernels.h"
+#include "Compositor/OverlayTile.h"
+#include "Compositor/PlaneResampler.h"
+#include "Compositor/StyledCanvas.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <tuple>
+
+namespace lumenwhirl {
+namespace {
+
+/// The part of the recorded frame that the camera shows: recorded pixel (x, y) is drawn at
+/// ((x - left) * scale, (y - top) * scale) of a view as large as the frame.
+struct View {
+    double left = 0, top = 0, scale = 1;
+};
+
+View viewFor(const std::optional<CameraState>& camera, Size frame) {
+    if (!camera || !(camera->scale > 1.001)) return {};
+    const double width = frame.width / camera->scale, height = frame.height / camera->scale;
+    return {std::clamp(camera->center.x - width / 2, 0.0, frame.width - width),
+            std::clamp(camera->center.y - height / 2, 0.0, frame.height - height), camera->scale};
+}
+
+/// Columns or rows [begin, end), both even, that hold an extent of canvas pixels, within a canvas side.
+struct EvenRange {
+    int begin = 0, end = 0;
+    [[nodiscard]] int count() const noexcept { return end - begin; }
+};
+
+EvenRange evenRange(double start, double length, int side) {
+    const double low = std::clamp(std::floor((start - 1) / 2) * 2, 0.0, static_cast<double>(side));
+    const double high = std::clamp(std::ceil((start + length + 1) / 2) * 2, low, static_cast<double>(side));
+    return {static_cast<int>(low), static_cast<int>(high)};
+}
+
+}  // namespace
+
+struct FrameCompositor::Parts {
+    /// A pill or caption where it lies on the canvas. Two plates are the same when text, look, size and place
+    /// within the pixel grid are.
+    using PlateKey = std::tuple<std::string, int, int, int, int>;
+
+    const Kernels* kernels = &Kernels::fastest();
+    Artwork artwork;
+    Image ring = Artwork::ring();
+    std::optional<StyledCanvas> prepared, unstyled;
+    PlaneResampler luma, chroma;
+    std::map<PlateKey, OverlayTile> plates;
+    struct {
+        std::string text;
+        CaptionStyle style;
+        Size size;
+    } measuredCaption;  // the caption last drawn
+    ImageResampler resampler;
+    AxisMap movingColumns, movingRows;
+    OverlayTile moving;
+
+    const StyledCanvas& unstyledFor(const PictureView& frame) {
+        const Size size{static_cast<double>(frame.width()), static_cast<double>(frame.height())};
+        if (!unstyled || unstyled->content() != size) unstyled = StyledCanvas::unstyled(size);
+        return *unstyled;
+    }
+
+    void drawVideo(const StyledCanvas& canvas, const PictureView& frame, const View& view,
+                   const MutablePicture& out);
+    void drawCursor(const StyledCanvas& canvas, const CursorState& cursor, double size, const View& view,
+                    const MutablePicture& out);
+    void drawMoving(const StyledCanvas& canvas, const Image& image, Point corner, double scale, double opacity,
+                    const View& view, const MutablePicture& out);
+    void drawCaptionAndPills(const StyledCanvas& canvas, const FrameState& state, const MutablePicture& out);
+    template <class Draw>
+    void drawPlate(const StyledCanvas& canvas, const std::string& key, Point corner, Size size, double opacity,
+                   const MutablePicture& out, Draw&& draw);
+    static void finish(const StyledCanvas& canvas, const MutablePicture& out);
+};
+
+void FrameCompositor::Parts::drawVideo(const StyledCanvas& canvas, const PictureView& frame, const View& view,
+                                       const MutablePicture& out) {
+    const Rect& rect = canvas.videoRect();
+    const double step = 1 / (canvas.contentScale() * view.scale);  // recorded pixels a canvas pixel
+    // Luma sample k covers [k, k + 1); chroma sample k sits on the left luma column of its pair, between its rows.
+    const PlaneResampler::Axis across{step, (0.5 - rect.x) * step + view.left - 0.5};
+    const PlaneResampler::Axis down{step, (0.5 - rect.y) * step + view.top - 0.5};
+    const PlaneResampler::Axis chromaAcross{step, across.origin / 2};
+    const PlaneResampler::Axis chromaDown{step, ((1 - rect.y) * step + view.top - 1) / 2};
+    luma.setMap(canvas, 0, across, down, frame.planes[0].width, frame.planes[0].height);
+    luma.run(canvas, 0, *kernels, frame.planes[0], out.planes[0]);
+    chroma.setMap(canvas, 1, chromaAcross, chromaDown, frame.planes[1].width, frame.planes[1].height);
+    chroma.run(canvas, 1, *kernels, frame.planes[1], out.planes[1]);
+    chroma.run(canvas, 2, *kernels, frame.planes[2], out.planes[2]);
+}
+
+/// Artwork that lies in the recorded frame, its top-left corner at `corner` and each of its pixels `scale` wide.
+void FrameCompositor::Parts::drawMoving(const StyledCanvas& canvas, const Image& image, Point corner, double scale,
+                                        double opacity, const View& view, const MutablePicture& out) {
+    const double zoom = canvas.contentScale() * view.scale;
+    const double factor = scale * zoom;  // canvas pixels an image pixel
+    const double x = canvas.videoRect().x + (corner.x - view.left) * zoom;
+    const double y = canvas.videoRect().y + (corner.y - view.top) * zoom;
+    if (!(factor > 0) || !std::isfinite(x) || !std::isfinite(y)) return;
+    const EvenRange columns = evenRange(x, image.width * factor, canvas.width());
+    const EvenRange rows = evenRange(y, image.height * factor, canvas.height());
+    if (columns.count() <= 0 || rows.count() <= 0) return;
+    movingColumns.build(
+        {columns.begin, columns.end, 1 / factor, (0.5 - x) / factor - 0.5, image.width, AxisMap::Filter::smooth});
+    movingRows.build(
+        {rows.begin, rows.end, 1 / factor, (0.5 - y) / factor - 0.5, image.height, AxisMap::Filter::smooth});
+    resampler.resample(image, movingColumns, movingRows);
+    moving.assign(resampler, columns.count(), rows.count());
+    moving.draw(canvas, *kernels, columns.begin, rows.begin, opacity, out);
+}
+
+void FrameCompositor::Parts::drawCursor(const StyledCanvas& canvas, const CursorState& cursor, double size,
+                                        const View& view, const MutablePicture& out) {
+    const double shortSide = std::min(canvas.content().width, canvas.content().height);
+    const double unit = 0.05 * shortSide;
+    for (const Ripple& ripple : cursor.ripples) {
+        const double radius = unit * ripple.progress, alpha = (1 - ripple.progress) * 0.7;
+        if (!(radius > 0.5) || !(alpha > 0.01)) continue;
+        const double scale = radius / Artwork::ringBaseRadius, half = Artwork::ringImageSize / 2 * scale;
+        drawMoving(canvas, ring, {ripple.center.x - half, ripple.center.y - half}, scale, alpha, view, out);
+    }
+    if (!cursor.isVisible()) return;
+    // Twice the detail of the unzoomed canvas keeps the arrow's edges sharp under the usual zooms.
+    const int detail = std::clamp(static_cast<int>(std::ceil(2 * canvas.contentScale())), 1, 8);
+    const Artwork::Arrow& arrow = artwork.arrow(size * shortSide * 0.03, detail);
+    drawMoving(canvas, arrow.image, {cursor.position.x - arrow.margin, cursor.position.y - arrow.margin},
+               1.0 / detail, cursor.opacity, view, out);
+}
+
+/// `draw(placement)` gives the plate's image; it is asked once for each look and place in the pixel grid. `corner`
+/// and `size` are recorded-frame pixels, untouched by the camera.
+template <class Draw>
+void FrameCompositor::Parts::drawPlate(const StyledCanvas& canvas, const std::string& key, Point corner, Size size,
+                                       double opacity, const MutablePicture& out, Draw&& draw) {
+    const double scale = canvas.contentScale();
+    const double x = canvas.videoRect().x + corner.x * scale, y = canvas.videoRect().y + corner.y * scale;
+    const EvenRange columns = evenRange(x, size.width * scale, canvas.width());
+    const EvenRange rows = evenRange(y, size.height * scale, canvas.height());
+    if (columns.count() <= 0 || rows.count() <= 0) return;
+    const auto phase = [](double offset) { return static_cast<int>(std::lround(offset * 64)); };
+    const PlateKey plate{key, phase(x - columns.begin), phase(y - rows.begin), columns.count(), rows.count()};
+    auto found = plates.find(plate);
+    if (found == plates.end()) {
+        found = plates.emplace(plate, OverlayTile()).first;
+        found->second.assign(
+            draw(Artwork::Placement{x - columns.begin, y - rows.begin, scale, columns.count(), rows.count()}));
+    }
+    found->second.draw(canvas, *kernels, columns.begin, rows.begin, opacity, out);
+}
+
+void FrameCompositor::Parts::drawCaptionAndPills(const StyledCanvas& canvas, const FrameState& state,
+                                                 const MutablePicture& out) {
+    const double width = canvas.content().width, height = canvas.content().height;
+    const double shortSide = std::min(width, height), unit = 0.05 * shortSide;
+    double pillBottom = height - height * 0.06;  // y of the pills' lower edge
+    if (!state.caption.empty()) {
+        const CaptionStyle& style = state.captionStyle;
+        if (state.caption != measuredCaption.text || style != measuredCaption.style)
+            measuredCaption = {state.caption, style, artwork.captionSize(state.caption, width, shortSide, style)};
+        const Size size = measuredCaption.size;
+        double top = height - height * 0.05 - size.height;
+        if (style.position == "top") top = height - height * 0.95;
+        if (style.position == "center") top = (height - size.height) * 0.5;
+        const std::string key = "caption|" + style.font + '|' + style.weight + '|' + std::to_string(style.size) +
+                                '|' + style.textColor + '|' + style.backgroundColor + '|' +
+                                (style.uppercase ? "1|" : "0|") + std::to_string(shortSide) + '|' +
+                                std::to_string(width) + '|' + state.caption;
+        drawPlate(canvas, key, {(width - size.width) * 0.5, top}, size, 1, out,
+                  [&](const Artwork::Placement& place) {
+                      return artwork.caption(state.caption, width, shortSide, style, place);
+                  });
+        pillBottom = top - 0.02 * shortSide;
+    }
+    if (state.keystrokes.empty()) return;
+    const double gap = 0.35 * unit;
+    double row = gap * static_cast<double>(state.keystrokes.size() - 1);
+    std::vector<double> widths;
+    for (const KeyPill& pill : state.keystrokes) row += widths.emplace_back(artwork.pillWidth(pill.text, unit));
+    double x = (width - row) * 0.5;
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+        const KeyPill& pill = state.keystrokes[i];
+        drawPlate(canvas, "pill|" + std::to_string(unit) + '|' + pill.text, {x, pillBottom - unit},
+                  {widths[i], unit}, pill.opacity, out,
+                  [&](const Artwork::Placement& place) { return artwork.pill(pill.text, unit, place); });
+        x += widths[i] + gap;
+    }
+}
+
+void FrameCompositor::Parts::finish(const StyledCanvas& canvas, const MutablePicture& out) {
+    for (int plane = 0; plane < 3; ++plane) {
+        const StyledCanvas::Span rows = canvas.rows(plane);
+        for (int y = rows.begin; y < rows.end; ++y)
+            canvas.finishRow(plane, y, out.planes[static_cast<std::size_t>(plane)].row(y));
+    }
+}
+
+FrameCompositor::FrameCompositor() : parts_(std::make_unique<Parts>()) {}
+FrameCompositor::~FrameCompositor() = default;
+FrameCompositor::FrameCompositor(FrameCompositor&&) noexcept = default;
+FrameCompositor& FrameCompositor::operator=(FrameCompositor&&) noexcept = default;
+
+void FrameCompositor::prepareStyle(const RenderStyle& style, Size canvas, Size contentSize) {
+    parts_->prepared.emplace(style, canvas, contentSize);
+    parts_->plates.clear();
+    parts_->measuredCaption = {};
+}
+
+void FrameCompositor::drawBase(const MutablePicture& out) const {
+    if (!parts_->prepared) return;
+    const PictureView base = parts_->prepared->base();
+    for (std::size_t p = 0; p < 3; ++p)
+        for (int y = 0; y < base.planes[p].height; ++y)
+            std::memcpy(out.planes[p].row(y), base.planes[p].row(y),
+                        static_cast<std::size_t>(base.planes[p].width));
+}
+
+void FrameCompositor::render(const PictureView& frame, const FrameState& state, const MutablePicture& out) {
+    Parts& parts = *parts_;
+    const StyledCanvas& canvas = parts.prepared ? *parts.prepared : parts.unstyledFor(frame);
+    const View view = viewFor(state.camera, canvas.content());
+    parts.drawVideo(canvas, frame, view, out);
+    parts.drawCursor(canvas, state.cursor, state.cursorSize, view, out);
+    parts.drawCaptionAndPills(canvas, state, out);
+    Parts::finish(canvas, out);
+}
+
+void FrameCompositor::composite(const PictureView& frame, const CursorState& cursor, double cursorSize,
+                                const std::optional<CameraState>& camera, const MutablePicture& out) {
+    Parts& parts = *parts_;
+    const StyledCanvas& canvas = parts.unstyledFor(frame);
+    const View view = viewFor(camera, canvas.content());
+    parts.drawVideo(canvas, frame, view, out);
+    parts.drawCursor(canvas, cursor, cursorSize, view, out);
+}
+
+}  // namespace lumenwhirl

@@ -1,0 +1,158 @@
+#include "Compositor/Kernels/Kernels.h"
+
+#include <algorithm>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "Compositor/Kernels/FastKernels.cpp"
+#include <hwy/foreach_target.h>
+// clang-format off: Highway needs this order.
+#include <hwy/highway.h>
+// clang-format on
+
+HWY_BEFORE_NAMESPACE();
+namespace lumenwhirl::HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Vectors of two 16-byte windows at most: wider ones gain nothing, their windows must be put together one by one.
+#if HWY_HAVE_SCALABLE
+using Bytes = hn::FixedTag<std::uint8_t, 16>;
+#else
+using Bytes = hn::CappedTag<std::uint8_t, 32>;
+#endif
+using Words = hn::RepartitionToWide<Bytes>;
+using SignedWords = hn::RebindToSigned<Words>;
+using Sums = hn::RepartitionToWide<SignedWords>;
+
+#if HWY_TARGET != HWY_SCALAR
+
+HWY_INLINE hn::VFromD<Bytes> loadWindows(const std::uint8_t* row, const std::int32_t* windows) {
+    const Bytes d;
+    if constexpr (hn::MaxLanes(Bytes()) == 32) {
+        const hn::Half<Bytes> half;
+        return hn::Combine(d, hn::LoadU(half, row + windows[1]), hn::LoadU(half, row + windows[0]));
+    } else {
+        return hn::LoadU(d, row + windows[0]);
+    }
+}
+
+HWY_ATTR void resampleRows(const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB,
+                           std::int16_t* outA, std::int16_t* outB) {
+    const Bytes bytes;
+    const SignedWords words;
+    const Sums sums;
+    const hn::Rebind<std::int16_t, Sums> results;
+    constexpr int step = static_cast<int>(hn::MaxLanes(Bytes()) / 16);  // blocks a vector
+    constexpr int shift = AxisMap::weightBits - 6;
+    const auto rounding = hn::Set(sums, 1 << (shift - 1));
+    for (int block = 0; block < tables.blocks; block += step) {
+        auto a = rounding, b = rounding;
+        auto spareA = hn::Zero(sums), spareB = hn::Zero(sums);
+        for (int pair = 0; pair < tables.pairs; ++pair) {
+            const auto cell = static_cast<std::size_t>(pair) * static_cast<std::size_t>(tables.blocks) +
+                              static_cast<std::size_t>(block);
+            const auto shuffle = hn::LoadU(bytes, tables.shuffles.data() + cell * 16);
+            const auto weights = hn::LoadU(words, tables.weights.data() + cell * 8);
+            const std::int32_t* windows = tables.windows.data() + cell;
+            const auto tapsA = hn::BitCast(words, hn::TableLookupBytesOr0(loadWindows(rowA, windows), shuffle));
+            const auto tapsB = hn::BitCast(words, hn::TableLookupBytesOr0(loadWindows(rowB, windows), shuffle));
+            a = hn::ReorderWidenMulAccumulate(sums, tapsA, weights, a, spareA);
+            b = hn::ReorderWidenMulAccumulate(sums, tapsB, weights, b, spareB);
+        }
+        const auto sumA = hn::ShiftRight<shift>(hn::RearrangeToOddPlusEven(a, spareA));
+        const auto sumB = hn::ShiftRight<shift>(hn::RearrangeToOddPlusEven(b, spareB));
+        hn::StoreU(hn::DemoteTo(results, sumA), results, outA + block * 4);
+        hn::StoreU(hn::DemoteTo(results, sumB), results, outB + block * 4);
+    }
+}
+
+HWY_ATTR void blendRows(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
+                        int count) {
+    const hn::ScalableTag<std::int16_t> words;
+    const hn::Rebind<std::uint8_t, hn::ScalableTag<std::int16_t>> bytes;
+    const auto rounding = hn::Set(words, 16);
+    const int lanes = static_cast<int>(hn::Lanes(words));
+    if (count < lanes) {
+        Kernels::reference().blendRows(rows, weights, taps, out, count);
+        return;
+    }
+    for (int i = 0; i < count;) {
+        auto sum = rounding;
+        for (int k = 0; k < taps; ++k) {
+            const auto weight = hn::Set(words, weights[k]);
+            sum = hn::Add(sum, hn::MulFixedPoint15(hn::LoadU(words, rows[k] + i), weight));
+        }
+        hn::StoreU(hn::DemoteTo(bytes, hn::ShiftRight<5>(sum)), bytes, out + i);
+        i += lanes;
+        // The last vector overlaps the one before rather than write past the end.
+        if (i < count && i + lanes > count) i = count - lanes;
+    }
+}
+
+#else
+
+void resampleRows(const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB, std::int16_t* outA,
+                  std::int16_t* outB) {
+    Kernels::reference().resampleRows(tables, rowA, rowB, outA, outB);
+}
+void blendRows(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
+               int count) {
+    Kernels::reference().blendRows(rows, weights, taps, out, count);
+}
+
+#endif
+
+HWY_ATTR void overlayRow(std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha,
+                         int opacity, int count) {
+    const hn::ScalableTag<std::uint32_t> wide;
+    const hn::Rebind<std::uint8_t, hn::ScalableTag<std::uint32_t>> bytes;
+    const hn::RebindToSigned<hn::ScalableTag<std::uint32_t>> signedWide;
+    const auto strength = hn::Set(wide, static_cast<std::uint32_t>(opacity));
+    const auto strength257 = hn::Set(wide, static_cast<std::uint32_t>(opacity) * 257);
+    const auto all = hn::Set(wide, 65535);
+    const auto small = hn::Set(wide, 128);
+    const auto half = hn::Set(wide, 32768);
+    const int lanes = static_cast<int>(hn::Lanes(wide));
+    int i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const auto a = hn::PromoteTo(wide, hn::LoadU(bytes, alpha + i));
+        const auto coverage = hn::ShiftRight<8>(hn::Add(hn::Mul(a, strength257), small));
+        const auto added =
+            hn::ShiftLeft<8>(hn::Mul(hn::PromoteTo(wide, hn::LoadU(bytes, premultiplied + i)), strength));
+        const auto kept = hn::Mul(hn::PromoteTo(wide, hn::LoadU(bytes, out + i)), hn::Sub(all, coverage));
+        const auto sum = hn::ShiftRight<16>(hn::Add(hn::Add(kept, added), half));
+        hn::StoreU(hn::DemoteTo(bytes, hn::BitCast(signedWide, sum)), bytes, out + i);
+    }
+    if (i < count) Kernels::reference().overlayRow(out + i, premultiplied + i, alpha + i, opacity, count - i);
+}
+
+}  // namespace lumenwhirl::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace lumenwhirl {
+
+HWY_EXPORT(resampleRows);
+HWY_EXPORT(blendRows);
+HWY_EXPORT(overlayRow);
+
+const Kernels& Kernels::fastest() {
+    static constexpr Kernels kernels{
+        [](const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB, std::int16_t* outA,
+           std::int16_t* outB) {
+            if (tables.isBlocked)
+                HWY_DYNAMIC_DISPATCH(resampleRows)(tables, rowA, rowB, outA, outB);
+            else
+                reference().resampleRows(tables, rowA, rowB, outA, outB);
+        },
+        [](const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out, int count) {
+            HWY_DYNAMIC_DISPATCH(blendRows)(rows, weights, taps, out, count);
+        },
+        [](std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha, int opacity,
+           int count) { HWY_DYNAMIC_DISPATCH(overlayRow)
+                        (out, premultiplied, alpha, opacity, count); },
+    };
+    return kernels;
+}
+
+}  // namespace lumenwhirl
+#endif

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Compositor/AxisMap.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace lumenwhirl {
+
+/// An AxisMap laid out for the kernels that resample rows: four outputs a block, two taps a pair; for every pair
+/// of every block 16 source bytes from `windows` on, a shuffle that picks the taps, and the weights.
+struct RowTables {
+    /// Reuses memory.
+    void build(const AxisMap& map);
+
+    const AxisMap* map = nullptr;        // must outlive the tables
+    bool isBlocked = false;              // false: steps too wide or rows too short; only the plain loop works
+    int blocks = 0, pairs = 0;           // blocks rounded up to even
+    std::vector<std::int32_t> windows;   // [pair][block]
+    std::vector<std::uint8_t> shuffles;  // [pair][block][16]
+    std::vector<std::int16_t> weights;   // [pair][block][8]
+    /// Room a resampled row needs, in samples.
+    [[nodiscard]] std::size_t paddedCount() const noexcept;
+};
+
+/// The per-row work of the compositor. `reference()` is plain C++ and defines the results; `fastest()` gives the
+/// same bytes with the best instructions this processor has. Stateless, callable from any thread.
+struct Kernels {
+    /// Resamples two rows (the second may equal the first) into samples of value * 64. Destinations hold
+    /// tables.paddedCount() samples.
+    void (*resampleRows)(const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB,
+                         std::int16_t* outA, std::int16_t* outB);
+    /// out[i] = sum of rows[k][i] * weights[k], weights as in AxisMap, rounded and clamped to a byte.
+    void (*blendRows)(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
+                      int count);
+    /// Source-over of premultiplied samples at an opacity of 0...256.
+    void (*overlayRow)(std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha,
+                       int opacity, int count);
+
+    [[nodiscard]] static const Kernels& reference();
+    [[nodiscard]] static const Kernels& fastest();
+};
+
+}  // namespace lumenwhirl

@@ -1,0 +1,57 @@
+#include "Compositor/Kernels/Kernels.h"
+
+#include <algorithm>
+
+namespace lumenwhirl {
+namespace {
+
+constexpr int rowShift = AxisMap::weightBits - 6;  // rows keep 6 fractional bits
+
+void resampleRow(const AxisMap& map, const std::uint8_t* row, std::int16_t* out) {
+    for (int i = 0; i < map.count(); ++i) {
+        const std::int16_t* weights = map.weights(i);
+        const std::uint8_t* samples = row + map.first(i);
+        std::int32_t sum = 1 << (rowShift - 1);
+        for (int k = 0; k < map.taps(); ++k) sum += weights[k] * samples[k];
+        out[i] = static_cast<std::int16_t>(sum >> rowShift);
+    }
+}
+
+void plainResampleRows(const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB,
+                       std::int16_t* outA, std::int16_t* outB) {
+    resampleRow(*tables.map, rowA, outA);
+    resampleRow(*tables.map, rowB, outB);
+}
+
+void plainBlendRows(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
+                    int count) {
+    for (int i = 0; i < count; ++i) {
+        int sum = 0;
+        // Each product is rounded by itself, as the 16-bit fixed-point multiplications of processors do.
+        for (int k = 0; k < taps; ++k) sum += (rows[k][i] * weights[k] + (1 << 14)) >> 15;
+        out[i] = static_cast<std::uint8_t>(std::clamp((sum + 16) >> 5, 0, 255));
+    }
+}
+
+void plainOverlayRow(std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha, int opacity,
+                     int count) {
+    for (int i = 0; i < count; ++i) {
+        // 255 * 256 * 257 / 256 = 65535: coverage in 16 bits, so that full coverage leaves nothing of what was
+        // there.
+        const std::uint32_t coverage =
+            (static_cast<std::uint32_t>(alpha[i]) * static_cast<std::uint32_t>(opacity) * 257 + 128) >> 8;
+        const std::uint32_t added =
+            static_cast<std::uint32_t>(premultiplied[i]) * static_cast<std::uint32_t>(opacity) << 8;
+        out[i] = static_cast<std::uint8_t>(
+            std::min<std::uint32_t>((out[i] * (65535 - coverage) + added + 32768) >> 16, 255));
+    }
+}
+
+}  // namespace
+
+const Kernels& Kernels::reference() {
+    static constexpr Kernels kernels{plainResampleRows, plainBlendRows, plainOverlayRow};
+    return kernels;
+}
+
+}  // namespace lumenwhirl

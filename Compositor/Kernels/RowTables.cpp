@@ -1,0 +1,49 @@
+#include "Compositor/Kernels/Kernels.h"
+
+#include <algorithm>
+
+namespace lumenwhirl {
+
+void RowTables::build(const AxisMap& source) {
+    map = &source;
+    constexpr int window = 16;
+    const int count = source.count(), taps = source.taps(), size = source.geometry().sourceSize;
+    blocks = (count + 7) / 8 * 2;
+    pairs = (taps + 1) / 2;
+    isBlocked = size >= window && count > 0;
+    if (!isBlocked) return;
+    const auto cells = static_cast<std::size_t>(blocks) * static_cast<std::size_t>(pairs);
+    windows.resize(cells);
+    shuffles.resize(cells * 16);
+    weights.resize(cells * 8);
+    for (int pair = 0; pair < pairs; ++pair) {
+        for (int block = 0; block < blocks; ++block) {
+            const auto cell = static_cast<std::size_t>(pair) * static_cast<std::size_t>(blocks) +
+                              static_cast<std::size_t>(block);
+            const int low = source.first(std::min(block * 4, count - 1)) + pair * 2;
+            const int start = std::min(low, size - window);
+            windows[cell] = start;
+            for (int o = 0; o < 4; ++o) {
+                const int i = std::min(block * 4 + o, count - 1);
+                for (int k = 0; k < 2; ++k) {
+                    const int tap = pair * 2 + k;
+                    const int index = source.first(i) + std::min(tap, taps - 1) - start;
+                    if (index >= window) {
+                        isBlocked = false;
+                        return;
+                    }
+                    const std::size_t lane = static_cast<std::size_t>(o * 2 + k);
+                    shuffles[cell * 16 + lane * 2] = static_cast<std::uint8_t>(index);
+                    shuffles[cell * 16 + lane * 2 + 1] = 0x80;  // a zero byte: taps become 16-bit numbers
+                    weights[cell * 8 + lane] = tap < taps ? source.weights(i)[tap] : std::int16_t{0};
+                }
+            }
+        }
+    }
+}
+
+std::size_t RowTables::paddedCount() const noexcept {
+    return static_cast<std::size_t>(std::max(blocks * 4, map != nullptr ? map->count() : 0)) + 32;
+}
+
+}  // namespace lumenwhirl

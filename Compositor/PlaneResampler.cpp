@@ -1,0 +1,44 @@
+#include "Compositor/PlaneResampler.h"
+
+#include <algorithm>
+
+namespace lumenwhirl {
+
+void PlaneResampler::setMap(const StyledCanvas& canvas, int plane, Axis across, Axis down, int sourceWidth,
+                            int sourceHeight) {
+    const StyledCanvas::Span columns = canvas.columns(plane), rows = canvas.rows(plane);
+    const bool moved = columns_.build(
+        {columns.begin, columns.end, across.step, across.origin, sourceWidth, AxisMap::Filter::sharp});
+    rows_.build({rows.begin, rows.end, down.step, down.origin, sourceHeight, AxisMap::Filter::sharp});
+    if (moved || tables_.map == nullptr) tables_.build(columns_);
+}
+
+void PlaneResampler::run(const StyledCanvas& canvas, int plane, const Kernels& kernels, const PlaneView& source,
+                         const MutablePlane& out) {
+    if (columns_.count() <= 0) return;
+    // Rows come in pairs, so one beyond the taps may be there before it is needed.
+    const int slots = rows_.taps() + 2;
+    const std::size_t pitch = tables_.paddedCount();
+    ring_.resize(pitch * static_cast<std::size_t>(slots));
+    taps_.resize(static_cast<std::size_t>(rows_.taps()));
+    const auto slot = [&](int row) { return ring_.data() + pitch * static_cast<std::size_t>(row % slots); };
+
+    const StyledCanvas::Span rows = canvas.rows(plane), columns = canvas.columns(plane);
+    int loaded = -1;  // last source row in the ring
+    for (int y = rows.begin; y < rows.end; ++y) {
+        const StyledCanvas::Span span = canvas.columns(plane, y);
+        if (span.isEmpty()) continue;
+        const int first = rows_.first(y - rows.begin), last = first + rows_.taps() - 1;
+        while (loaded < last) {
+            const int row = std::max(loaded + 1, first), next = std::min(row + 1, source.height - 1);
+            kernels.resampleRows(tables_, source.row(row), source.row(next), slot(row), slot(next));
+            loaded = next;
+        }
+        for (int k = 0; k < rows_.taps(); ++k)
+            taps_[static_cast<std::size_t>(k)] = slot(first + k) + (span.begin - columns.begin);
+        kernels.blendRows(taps_.data(), rows_.weights(y - rows.begin), rows_.taps(), out.row(y) + span.begin,
+                          span.end - span.begin);
+    }
+}
+
+}  // namespace lumenwhirl

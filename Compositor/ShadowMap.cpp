@@ -1,0 +1,96 @@
+#include "Compositor/ShadowMap.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+namespace lumenwhirl {
+namespace {
+
+std::vector<float> gaussian(double deviation) {
+    if (!(deviation > 0.01)) return {1};
+    const int reach = static_cast<int>(std::ceil(3.5 * deviation));
+    std::vector<float> taps;
+    double sum = 0;
+    for (int k = -reach; k <= reach; ++k) sum += std::exp(-0.5 * k * k / (deviation * deviation));
+    for (int k = -reach; k <= reach; ++k)
+        taps.push_back(static_cast<float>(std::exp(-0.5 * k * k / (deviation * deviation)) / sum));
+    return taps;
+}
+
+/// Blurs `count` values that lie `step` apart, repeating the ends.
+void blurLine(float* values, int count, std::size_t step, const std::vector<float>& taps,
+              std::vector<float>& line) {
+    const int reach = static_cast<int>(taps.size() / 2);
+    line.resize(static_cast<std::size_t>(count) + taps.size());
+    for (int i = -reach; i <= count + reach; ++i) {
+        const int inside = std::clamp(i, 0, count - 1);
+        line[static_cast<std::size_t>(i + reach)] = values[static_cast<std::size_t>(inside) * step];
+    }
+    for (int i = 0; i < count; ++i) {
+        float sum = 0;
+        for (std::size_t k = 0; k < taps.size(); ++k) sum += taps[k] * line[static_cast<std::size_t>(i) + k];
+        values[static_cast<std::size_t>(i) * step] = sum;
+    }
+}
+
+}  // namespace
+
+ShadowMap::ShadowMap(const std::vector<std::uint8_t>& coverage, int width, int height, double radius)
+    : width_(width), height_(height) {
+    // A taller-than-wide limit keeps the taps and the cells few whatever the radius.
+    radius = std::clamp(radius, 0.0, 4.0 * std::max(width, height));
+    block_ = std::clamp(static_cast<int>(radius / 6), 1, std::max(std::min(width, height) / 8, 1));
+    columns_ = (width + block_ - 1) / block_;
+    rows_ = (height + block_ - 1) / block_;
+    cells_.resize(static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_));
+    for (int row = 0; row < rows_; ++row) {
+        for (int column = 0; column < columns_; ++column) {
+            int sum = 0;
+            for (int dy = 0; dy < block_; ++dy) {
+                const auto y = static_cast<std::size_t>(std::min(row * block_ + dy, height - 1));
+                for (int dx = 0; dx < block_; ++dx) {
+                    const auto x = static_cast<std::size_t>(std::min(column * block_ + dx, width - 1));
+                    sum += coverage[y * static_cast<std::size_t>(width) + x];
+                }
+            }
+            cells_[static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_) +
+                   static_cast<std::size_t>(column)] =
+                static_cast<float>(sum) / (255.0F * static_cast<float>(block_ * block_));
+        }
+    }
+    // Averaging blocks and interpolating between them blur too: variances (b² - 1) / 12 and b² / 6 of b samples.
+    const double b = block_;
+    const double rest = radius * radius - (block_ > 1 ? (b * b - 1) / 12 + b * b / 6 : 0);
+    const std::vector<float> taps = gaussian(std::sqrt(std::max(rest, 0.0)) / b);
+    std::vector<float> line;
+    for (int row = 0; row < rows_; ++row)
+        blurLine(cells_.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_), columns_, 1,
+                 taps, line);
+    for (int column = 0; column < columns_; ++column)
+        blurLine(cells_.data() + column, rows_, static_cast<std::size_t>(columns_), taps, line);
+}
+
+void ShadowMap::row(double y, std::vector<float>& out) const {
+    const auto between = [this](double position, int count, int& low, int& high) {
+        const double cell = position / block_ - 0.5;
+        const double floor = std::floor(cell);
+        low = std::clamp(static_cast<int>(floor), 0, count - 1);
+        high = std::clamp(static_cast<int>(floor) + 1, 0, count - 1);
+        return static_cast<float>(cell - floor);
+    };
+    int upper = 0, lower = 0;
+    const float down = between(std::clamp(y, 0.0, static_cast<double>(height_)), rows_, upper, lower);
+    const float* a = cells_.data() + static_cast<std::size_t>(upper) * static_cast<std::size_t>(columns_);
+    const float* b = cells_.data() + static_cast<std::size_t>(lower) * static_cast<std::size_t>(columns_);
+    out.resize(static_cast<std::size_t>(width_));
+    for (int x = 0; x < width_; ++x) {
+        int left = 0, right = 0;
+        const float across = between(x + 0.5, columns_, left, right);
+        const float top = a[left] + across * (a[right] - a[left]);
+        const float bottom = b[left] + across * (b[right] - b[left]);
+        out[static_cast<std::size_t>(x)] = top + down * (bottom - top);
+    }
+}
+
+}  // namespace lumenwhirl

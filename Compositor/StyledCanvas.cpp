@@ -1,0 +1,246 @@
+#include "Compositor/StyledCanvas.h"
+
+#include "Compositor/AxisMap.h"
+#include "Compositor/CairoHandles.h"
+#include "Compositor/ColorConversion.h"
+#include "Compositor/ImageResampler.h"
+#include "Compositor/ShadowMap.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <variant>
+
+namespace lumenwhirl {
+namespace {
+
+using Coverage = std::vector<std::uint8_t>;
+
+Coverage coverageOf(const Drawing& drawing, int width, int height) {
+    Coverage coverage;
+    coverage.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    for (int y = 0; y < height; ++y) coverage.insert(coverage.end(), drawing.row(y), drawing.row(y) + width);
+    return coverage;
+}
+
+Coverage filledRect(const Rect& rect, double radius, int width, int height) {
+    const Drawing drawing(CAIRO_FORMAT_A8, width, height);
+    drawing.setColor({0, 0, 0, 1});
+    drawing.roundedRectangle(rect.x, rect.y, rect.width, rect.height, radius);
+    cairo_fill(drawing.context());
+    return coverageOf(drawing, width, height);
+}
+
+Coverage strokedRect(const Rect& rect, double radius, double lineWidth, double alpha, int width, int height) {
+    const Drawing drawing(CAIRO_FORMAT_A8, width, height);
+    drawing.setColor({0, 0, 0, alpha});
+    cairo_set_line_width(drawing.context(), lineWidth);
+    drawing.roundedRectangle(rect.x + lineWidth / 2, rect.y + lineWidth / 2, std::max(rect.width - lineWidth, 0.0),
+                             std::max(rect.height - lineWidth, 0.0), radius);
+    cairo_stroke(drawing.context());
+    return coverageOf(drawing, width, height);
+}
+
+/// Coverage of chroma samples: what their neighbourhood in luma has.
+Coverage chromaCoverage(const Coverage& luma, int width, int height) {
+    Coverage chroma;
+    chroma.reserve(luma.size() / 4);
+    for (int y = 0; y < height / 2; ++y) {
+        const std::uint8_t* upper =
+            luma.data() + static_cast<std::size_t>(2 * y) * static_cast<std::size_t>(width);
+        const std::uint8_t* lower = upper + width;
+        for (int x = 0; x < width / 2; ++x) {
+            const int left = std::max(2 * x - 1, 0), middle = 2 * x, right = 2 * x + 1;
+            const int sum =
+                upper[left] + 2 * upper[middle] + upper[right] + lower[left] + 2 * lower[middle] + lower[right];
+            chroma.push_back(static_cast<std::uint8_t>((sum + 4) / 8));
+        }
+    }
+    return chroma;
+}
+
+std::uint8_t mixed(std::uint8_t from, std::uint8_t to, std::uint8_t coverage) {
+    return static_cast<std::uint8_t>((from * (255 - coverage) + to * coverage + 127) / 255);
+}
+
+/// The background's row y, as red, green and blue of 0...1 for every pixel.
+using RowPainter = std::function<void(int y, std::vector<Color>& row)>;
+
+Color opaque(const Color& color) {  // over black
+    return {color.red * color.alpha, color.green * color.alpha, color.blue * color.alpha, 1};
+}
+
+RowPainter painterFor(const RenderStyle::Solid& solid, int, int) {
+    return
+        [color = opaque(solid.color)](int, std::vector<Color>& row) { std::fill(row.begin(), row.end(), color); };
+}
+
+RowPainter painterFor(const RenderStyle::Gradient& gradient, int, int height) {
+    return [top = opaque(gradient.top), bottom = opaque(gradient.bottom), height](int y, std::vector<Color>& row) {
+        const double t = (y + 0.5) / height;
+        std::fill(row.begin(), row.end(),
+                  Color{top.red + t * (bottom.red - top.red), top.green + t * (bottom.green - top.green),
+                        top.blue + t * (bottom.blue - top.blue), 1});
+    };
+}
+
+RowPainter painterFor(const RenderStyle::Picture& picture, int width, int height) {
+    if (!picture.image || picture.image->width <= 0 || picture.image->height <= 0)
+        return painterFor(RenderStyle::Solid{}, width, height);
+    const Image& image = *picture.image;
+    const double scale =
+        std::max(static_cast<double>(width) / image.width, static_cast<double>(height) / image.height);
+    const auto axis = [scale](int out, int in) {
+        AxisMap map;
+        const double start = (out - in * scale) / 2;  // where the scaled image begins
+        map.build({0, out, 1 / scale, (0.5 - start) / scale - 0.5, in, AxisMap::Filter::sharp});
+        return map;
+    };
+    auto resampler = std::make_shared<ImageResampler>();
+    resampler->resample(image, axis(width, image.width), axis(height, image.height));
+    return [resampler](int y, std::vector<Color>& row) {
+        const ImageResampler::Pixel* in = resampler->row(y);
+        for (Color& color : row) {
+            color = {std::clamp((*in)[0] / 255.0, 0.0, 1.0), std::clamp((*in)[1] / 255.0, 0.0, 1.0),
+                     std::clamp((*in)[2] / 255.0, 0.0, 1.0), 1};
+            ++in;
+        }
+    };
+}
+
+}  // namespace
+
+StyledCanvas::StyledCanvas(const RenderStyle& style, Size canvas, Size content) : content_(content) {
+    base_ = Picture(static_cast<int>(canvas.width), static_cast<int>(canvas.height));
+    place(style.paddingPx, canvas);
+    const double radius = std::min(style.cornerRadiusPx, 0.5 * std::min(videoRect_.width, videoRect_.height));
+    drawBase(style, radius);
+    buildMasks(style, radius);
+}
+
+StyledCanvas StyledCanvas::unstyled(Size content) {
+    return {RenderStyle::plain(), content, content};
+}
+
+void StyledCanvas::place(double paddingPx, Size canvas) {
+    const Rect box{paddingPx, paddingPx, std::max(canvas.width - 2 * paddingPx, 1.0),
+                   std::max(canvas.height - 2 * paddingPx, 1.0)};
+    if (content_.width <= 0 || content_.height <= 0) {
+        videoRect_ = box;
+    } else {
+        const double scale = std::min(box.width / content_.width, box.height / content_.height);
+        const double width = content_.width * scale, height = content_.height * scale;
+        videoRect_ = {box.x + box.width / 2 - width * 0.5, box.y + box.height / 2 - height * 0.5, width, height};
+    }
+    contentScale_ = content_.width > 0 ? videoRect_.width / content_.width : 1;
+}
+
+void StyledCanvas::drawBase(const RenderStyle& style, double radius) {
+    const RowPainter paint = std::visit(
+        [&](const auto& background) { return painterFor(background, width(), height()); }, style.background);
+    std::optional<ShadowMap> shadow;
+    if (style.shadow.opacity > 0)
+        shadow.emplace(filledRect(videoRect_, radius, width(), height()), width(), height(), style.shadow.radius);
+
+    const bool isFlat = std::holds_alternative<RenderStyle::Solid>(style.background) && !shadow;
+    std::vector<Color> colors(static_cast<std::size_t>(width()));
+    std::vector<float> shade(colors.size(), 0.0F);
+    writePlanes(base_.mutableView(), isFlat ? Rounding::nearest : Rounding::dithered, [&](int y, YuvRow& row) {
+        paint(y, colors);
+        if (shadow) {
+            const double source = y + 0.5 - style.shadow.yOffset;
+            if (source < 0)
+                std::fill(shade.begin(), shade.end(), 0.0F);  // the shadow was cut at the canvas, then moved
+            else
+                shadow->row(source, shade);
+        }
+        for (std::size_t x = 0; x < colors.size(); ++x) {
+            const float kept = 1 - shade[x] * static_cast<float>(style.shadow.opacity);
+            row.set(static_cast<int>(x), yuvFromRgb(static_cast<float>(colors[x].red) * kept,
+                                                    static_cast<float>(colors[x].green) * kept,
+                                                    static_cast<float>(colors[x].blue) * kept));
+        }
+    });
+}
+
+void StyledCanvas::buildMasks(const RenderStyle& style, double radius) {
+    const Coverage fill = filledRect(videoRect_, radius, width(), height());
+    Coverage stroke;
+    Color color;
+    if (style.border && style.border->widthPx > 0) {
+        color = style.border->color;
+        stroke = strokedRect(videoRect_, radius, style.border->widthPx, color.alpha, width(), height());
+    }
+    const YuvSample sample =
+        yuvFromRgb(static_cast<float>(color.red), static_cast<float>(color.green), static_cast<float>(color.blue));
+    const std::array<float, 3> samples{sample.y, sample.cb, sample.cr};
+
+    for (int plane = 0; plane < 3; ++plane) {
+        const Coverage mask = plane == 0 ? fill : chromaCoverage(fill, width(), height());
+        const Coverage border = stroke.empty() || plane == 0 ? stroke : chromaCoverage(stroke, width(), height());
+        Mask& result = masks_[static_cast<std::size_t>(plane)];
+        const MutablePlane out = base_.mutableView().planes[static_cast<std::size_t>(plane)];
+        result.borderSample = static_cast<std::uint8_t>(std::lround(samples[static_cast<std::size_t>(plane)]));
+        result.rows = {out.height, 0};
+        result.columns = {out.width, 0};
+        // Groups neighbouring columns of [begin, end) whose coverage `wanted` accepts.
+        const auto collect = [](std::vector<Run>& runs, const std::uint8_t* coverage, Span span, auto&& wanted) {
+            for (int x = span.begin; x < span.end; ++x) {
+                if (!wanted(coverage[x])) continue;
+                Run run{x, {}};
+                for (; x < span.end && wanted(coverage[x]); ++x) run.coverage.push_back(coverage[x]);
+                runs.push_back(std::move(run));
+            }
+        };
+        for (int y = 0; y < out.height; ++y) {
+            const std::uint8_t* row =
+                mask.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(out.width);
+            Span span{0, out.width};
+            while (span.begin < span.end && row[span.begin] == 0) ++span.begin;
+            while (span.end > span.begin && row[span.end - 1] == 0) --span.end;
+            if (!span.isEmpty()) {
+                result.rows = {std::min(result.rows.begin, y), y + 1};
+                result.columns = {std::min(result.columns.begin, span.begin),
+                                  std::max(result.columns.end, span.end)};
+            }
+            result.spans.push_back(span);
+            result.firstEdge.push_back(result.edges.size());
+            collect(result.edges, row, span, [](std::uint8_t c) { return c < 255; });
+            result.firstBorder.push_back(result.borders.size());
+            if (border.empty()) continue;
+            const std::uint8_t* line =
+                border.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(out.width);
+            collect(result.borders, line, span, [](std::uint8_t c) { return c > 0; });
+            // Beside the video's span no frame is ever drawn, so the border there belongs to the base.
+            for (int x = 0; x < out.width; ++x)
+                if (x < span.begin || x >= span.end)
+                    out.row(y)[x] = mixed(out.row(y)[x], result.borderSample, line[x]);
+        }
+        result.firstEdge.push_back(result.edges.size());
+        result.firstBorder.push_back(result.borders.size());
+        if (result.rows.isEmpty()) result.rows = result.columns = {0, 0};
+    }
+}
+
+void StyledCanvas::finishRow(int plane, int row, std::uint8_t* out) const {
+    const Mask& mask = maskOf(plane);
+    const auto y = static_cast<std::size_t>(row);
+    const std::uint8_t* base = base_.view().planes[static_cast<std::size_t>(plane)].row(row);
+    for (std::size_t i = mask.firstEdge[y]; i < mask.firstEdge[y + 1]; ++i) {
+        int x = mask.edges[i].begin;
+        for (const std::uint8_t coverage : mask.edges[i].coverage) {
+            out[x] = mixed(base[x], out[x], coverage);
+            ++x;
+        }
+    }
+    for (std::size_t i = mask.firstBorder[y]; i < mask.firstBorder[y + 1]; ++i) {
+        int x = mask.borders[i].begin;
+        for (const std::uint8_t coverage : mask.borders[i].coverage) {
+            out[x] = mixed(out[x], mask.borderSample, coverage);
+            ++x;
+        }
+    }
+}
+
+}  // namespace lumenwhirl

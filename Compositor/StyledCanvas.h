@@ -1,0 +1,76 @@
+#pragma once
+
+#include "Compositor/Picture.h"
+#include "Compositor/RenderStyle.h"
+#include "Engine/Geometry/Rect.h"
+#include "Engine/Geometry/Size.h"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+namespace lumenwhirl {
+
+/// All of a finished frame that does not change from frame to frame: where the video lies, what is round it, and
+/// how its edge and border blend in. Built once per style; then only read.
+class StyledCanvas {
+public:
+    /// Columns [begin, end) of a row of one plane.
+    struct Span {
+        int begin = 0, end = 0;
+        [[nodiscard]] bool isEmpty() const noexcept { return begin >= end; }
+    };
+
+    /// `canvas` and `content` in pixels, even.
+    StyledCanvas(const RenderStyle& style, Size canvas, Size content);
+    /// The content alone, edge to edge, at its own size.
+    [[nodiscard]] static StyledCanvas unstyled(Size content);
+
+    [[nodiscard]] int width() const noexcept { return base_.width(); }
+    [[nodiscard]] int height() const noexcept { return base_.height(); }
+    [[nodiscard]] Size content() const noexcept { return content_; }
+    /// Where the recorded frame lies, in canvas pixels, y down; not rounded to whole pixels.
+    [[nodiscard]] const Rect& videoRect() const noexcept { return videoRect_; }
+    /// Recorded pixels to canvas pixels.
+    [[nodiscard]] double contentScale() const noexcept { return contentScale_; }
+    /// Background, shadow, and what of the border lies outside the video.
+    [[nodiscard]] PictureView base() const noexcept { return base_.view(); }
+
+    /// Rows of a plane that hold video, and the columns of each that do, wholly or partly. Empty rows are
+    /// possible.
+    [[nodiscard]] Span rows(int plane) const noexcept { return maskOf(plane).rows; }
+    [[nodiscard]] Span columns(int plane, int row) const noexcept { return maskOf(plane).spans[std::size_t(row)]; }
+    /// The union of all rows' columns.
+    [[nodiscard]] Span columns(int plane) const noexcept { return maskOf(plane).columns; }
+    /// Blends the edge of row `row`, drawn as video over the whole of columns(plane, row), into the base, and
+    /// draws the border over it.
+    void finishRow(int plane, int row, std::uint8_t* out) const;
+
+private:
+    /// Coverage of some neighbouring samples of a row.
+    struct Run {
+        int begin = 0;  // column
+        std::vector<std::uint8_t> coverage;
+    };
+    /// Where a plane's samples are covered wholly, partly or not.
+    struct Mask {
+        Span rows, columns;
+        std::vector<Span> spans;                          // per row, coverage above 0
+        std::vector<Run> edges, borders;                  // by rows; edges: coverage below 255 inside the span
+        std::vector<std::size_t> firstEdge, firstBorder;  // of each row, and one past the last row's
+        std::uint8_t borderSample = 0;
+    };
+
+    [[nodiscard]] const Mask& maskOf(int plane) const noexcept { return masks_[std::size_t(plane)]; }
+    void place(double paddingPx, Size canvas);
+    void drawBase(const RenderStyle& style, double radius);
+    void buildMasks(const RenderStyle& style, double radius);
+
+    Size content_;
+    Rect videoRect_;
+    double contentScale_ = 1;
+    Picture base_;
+    std::array<Mask, 3> masks_;
+};
+
+}  // namespace lumenwhirl
