@@ -1,0 +1,122 @@
+#include "Lumenwhirl/Captions/CaptionFile.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace lumenwhirl {
+namespace {
+
+using CaptionFile::Format;
+using Cues = std::vector<CaptionCue>;
+
+std::string problemOf(std::string_view text, Format format) {
+    try {
+        (void)CaptionFile::parse(text, format);
+    } catch (const CaptionFile::Error& error) {
+        return error.what();
+    }
+    return "none";
+}
+
+TEST(SubRip, filesOfManyWritersGiveTheSameCues) {
+    const Cues expected{{1, 2.5, "Hello"}, {3600 + 62.25, 3600 + 63, "two\nlines"}};
+    for (const std::string_view text : {
+             "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n2\n01:01:02,250 --> 01:01:03,000\ntwo\nlines\n",
+             // A byte order mark, CR LF, no end of the last line.
+             "\xEF\xBB\xBF"
+             "1\r\n00:00:01,000 --> 00:00:02,500\r\nHello\r\n\r\n2\r\n01:01:02,250 --> "
+             "01:01:03,000\r\ntwo\r\nlines",
+             // No numbers; points, short fractions and blanks; CR alone.
+             "00:00:01.0-->00:00:02.5\rHello\r\r\r 1:01:02.25  -->  1:01:03\r two \rlines\r",
+             // No blank line between cues, styling, and a place on the screen.
+             "1\n00:01,000 --> 00:02,500 X1:10 Y1:20\n<i>Hello</i>\n2\n01:01:02,250 --> 01:01:03,000\n"
+             "{\\an8}<font color=\"#ff0000\">two</font>\nlines\n",
+         })
+        EXPECT_EQ(CaptionFile::parse(text, Format::subRip), expected) << text;
+}
+
+TEST(SubRip, textThatOnlyLooksLikeMarkupIsKept) {
+    const Cues cues = CaptionFile::parse(
+        "00:01,000 --> 00:02,000\nif a < b && c > d\n\n00:03,000 --> 00:04,000\ngo --> there\n2024\n",
+        Format::subRip);
+    EXPECT_EQ(cues, (Cues{{1, 2, "if a < b && c > d"}, {3, 4, "go --> there\n2024"}}));
+}
+
+TEST(SubRip, errorsSayTheLineAndWhatIsWrong) {
+    const std::string times = "expected two times such as 00:01:02,500 --> 00:01:04,000";
+    EXPECT_EQ(problemOf("1\n00:00:01,000 --> soon\nHello\n", Format::subRip), "line 2: " + times);
+    EXPECT_EQ(problemOf("1\n00:00:01,000 --> 00:61:00,000\nHello\n", Format::subRip), "line 2: " + times);
+    EXPECT_EQ(problemOf("\n\nonce upon a time\n", Format::subRip), "line 3: " + times);
+    EXPECT_EQ(problemOf("00:00:02,000 --> 00:00:01,000\nHello\n", Format::subRip),
+              "line 1: the caption ends before it starts");
+    EXPECT_EQ(problemOf("00:00:01,000 --> 00:00:02,000\nna\xEFve\n", Format::subRip),
+              "line 2: is not UTF-8 text; save the file in this encoding");
+}
+
+TEST(WebVtt, headersNotesStylesAndSettingsAreLeftOut) {
+    const std::string_view text =
+        "WEBVTT - a talk\nKind: captions\n\nNOTE\nnot --> shown\n\nSTYLE\n::cue { color: red }\n\n"
+        "REGION\nid:fred\n\nintro\n00:01.000 --> 00:02.500 line:0 align:start\n<v Ann>Hello <c.loud>there</c>\n\n"
+        "100:00:00.500 --> 100:00:01.000\nfish &amp; chips &lt;hot&gt;<00:00:01.000>&nbsp;!\n\n"
+        "00:05.000 --> 00:06.000\n<i></i>\n";
+    EXPECT_EQ(CaptionFile::parse(text, Format::webVtt),
+              (Cues{{1, 2.5, "Hello there"}, {360000.5, 360001, "fish & chips <hot>\u00A0!"}}));
+    EXPECT_EQ(problemOf("00:01.000 --> 00:02.000\nHello\n", Format::webVtt),
+              "line 1: a WebVTT file begins with WEBVTT");
+    EXPECT_EQ(problemOf("", Format::webVtt), "line 1: a WebVTT file begins with WEBVTT");
+}
+
+TEST(TimedWords, areGroupedAndFaultsGiveThePath) {
+    EXPECT_EQ(
+        CaptionFile::parse(R"([{"text":"Hello","start":1,"end":1.1},{"text":"world","start":1.2,"end":2,"p":0.9},
+                                     {"text":"again","start":9,"end":9.5}])",
+                           Format::timedWords),
+        (Cues{{1, 2, "Hello world"}, {9, 9.5, "again"}}));  // a pause of 7 s parts the cues
+    EXPECT_EQ(
+        problemOf(R"([{"text":"a","start":0,"end":1},{"text":"b","start":"x","end":1}])", Format::timedWords),
+        "[1].start: expected a number of seconds");
+    EXPECT_EQ(problemOf(R"([{"text":"a","start":0}])", Format::timedWords), "[0].end: missing");
+    EXPECT_EQ(problemOf(R"([{"text":7,"start":0,"end":1}])", Format::timedWords), "[0].text: expected a text");
+    EXPECT_EQ(problemOf(R"({"words":[]})", Format::timedWords).find("expected an array of words"), 0U);
+    EXPECT_EQ(problemOf("[", Format::timedWords).find("not JSON: "), 0U);
+}
+
+TEST(CaptionFile, whatIsWrittenReadsBackTheSame) {
+    const std::vector<std::string> texts{"Hello", "two\nlines", "a & b < c", "&amp; <i>", "⇧⌘S – naïve", "12"};
+    std::mt19937 random(7);
+    for (int round = 0; round < 50; ++round) {
+        Cues cues;
+        double time = 0;
+        for (int i = 0; i < 20; ++i) {
+            // Whole milliseconds, which is what the files hold.
+            const double start = time + static_cast<double>(random() % 4000000) / 1000;
+            time = start + static_cast<double>(random() % 5000) / 1000;
+            cues.push_back({start, time, texts[random() % texts.size()]});
+        }
+        const Cues back = CaptionFile::parse(CaptionFile::textOf(cues, Format::webVtt), Format::webVtt);
+        ASSERT_EQ(back.size(), cues.size());
+        for (std::size_t i = 0; i < cues.size(); ++i) {
+            EXPECT_EQ(back[i].text, cues[i].text);
+            EXPECT_NEAR(back[i].start, cues[i].start, 1e-6);
+            EXPECT_NEAR(back[i].end, cues[i].end, 1e-6);
+        }
+    }
+}
+
+TEST(CaptionFile, writesWhatPlayersExpect) {
+    // Ordered by start; times rounded; a blank line or an arrow in a text would break the file.
+    const Cues cues{{3723.4567, 1e300, "second\n\n\nline --> end\n"}, {-1, 0.9996, "first"}, {5, 6, "\n"}};
+    EXPECT_EQ(CaptionFile::textOf(cues, Format::subRip),
+              "1\n00:00:00,000 --> 00:00:01,000\nfirst\n\n"
+              "2\n01:02:03,457 --> 9999:00:00,000\nsecond\nline → end\n");
+    EXPECT_EQ(CaptionFile::textOf(cues, Format::webVtt),
+              "WEBVTT\n\n00:00:00.000 --> 00:00:01.000\nfirst\n\n"
+              "01:02:03.457 --> 9999:00:00.000\nsecond\nline --&gt; end\n");
+    EXPECT_EQ(CaptionFile::textOf({}, Format::webVtt), "WEBVTT\n");
+}
+
+}  // namespace
+}  // namespace lumenwhirl
