@@ -11,7 +11,8 @@
 #include <stop_token>
 #include <string>
 
-/// Turns a recording into a finished file. Stateless; blocks on the caller's thread and works on threads of its own.
+/// Turns a recording into a finished file. Stateless; blocks on the caller's thread and works on threads of its
+/// own.
 namespace lumenwhirl::Exporter {
 
 struct Progress {
@@ -38,11 +39,12 @@ struct Options {
     std::function<void(Progress)> progress;
 };
 
-/// Writes `destination`, replacing a file there only when all is done: until then a temporary file beside it holds the
-/// work, and it is removed on failure. A stop ends at the next frame with ExportError (cancelled). Throws ExportError,
-/// FrameStates::Error; the message names the file.
-void exportRecording(const std::filesystem::path& recording, const EventLog& events, const ProjectSettings& settings,
-                     const std::filesystem::path& destination, const Options& options, std::stop_token stop = {});
+/// Writes `destination`, replacing a file there only when all is done: until then a temporary file beside it holds
+/// the work, and it is removed on failure. A stop ends at the next frame with ExportError (cancelled). Throws
+/// ExportError, FrameStates::Error; the message names the file.
+void exportRecording(const std::filesystem::path& recording, const EventLog& events,
+                     const ProjectSettings& settings, const std::filesystem::path& destination,
+                     const Options& options, std::stop_token stop = {});
 
 /// The finished frame at an output time in seconds (clamped), as the export draws it. Throws as exportRecording.
 [[nodiscard]] Image finishedFrame(const std::filesystem::path& recording, const EventLog& events,

@@ -27,8 +27,8 @@ public:
     };
     enum class Zoom { asProject, off };
 
-    /// `contentSize` is the recorded frame in pixels. Where automatic zoom is on and the project has no segments, the
-    /// generated ones are used. Throws Error.
+    /// `contentSize` is the recorded frame in pixels. Where automatic zoom is on and the project has no segments,
+    /// the generated ones are used. Throws Error.
     FrameStates(const EventLog& events, const ProjectSettings& settings, Size contentSize, Zoom zoom);
 
     /// The frame rate of an export, 24...60, for a track's nominal rate (0: unknown).

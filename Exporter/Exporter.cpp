@@ -1,0 +1,241 @@
+#include "Exporter/Exporter.h"
+
+#include "Exporter/BackgroundSound.h"
+#include "Exporter/BoundedQueue.h"
+#include "Exporter/FramePool.h"
+#include "Exporter/PictureOf.h"
+#include "Exporter/SourceFrames.h"
+#include "Exporter/TemporaryFile.h"
+#include "Media/MediaError.h"
+#include "Media/Remuxer.h"
+#include "Media/VideoReader.h"
+#include "Media/VideoWriter.h"
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace lumenwhirl::Exporter {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Enough for the decoder, the drawing and the encoder to work side by side, no more: frames are large.
+constexpr std::size_t queuedFrames = 3;
+
+[[noreturn]] void throwCancelled() {
+    throw ExportError(ExportError::Kind::cancelled, "cancelled");
+}
+
+VideoReader openRecording(const fs::path& recording) {
+    try {
+        return VideoReader(recording);
+    } catch (const MediaError& error) {
+        throw ExportError(error.kind() == MediaError::Kind::noVideoTrack ? ExportError::Kind::noVideoTrack
+                                                                         : ExportError::Kind::cannotCreateReader,
+                          error.what());
+    }
+}
+
+ExportError noFrames(const fs::path& recording) {
+    return {ExportError::Kind::noVideoTrack,
+            recording.string() + ": the video has no frames; record again or restore the file"};
+}
+
+void checkDestination(const fs::path& recording, const fs::path& destination) {
+    const auto refuse = [&](const std::string& why) {
+        throw ExportError(ExportError::Kind::cannotCreateWriter, destination.string() + ": " + why);
+    };
+    std::error_code ignored;
+    if (fs::is_directory(destination, ignored)) refuse("is a folder; name a file");
+    if (fs::equivalent(recording, destination, ignored)) refuse("is the recording itself; name another file");
+    const fs::path folder = destination.has_parent_path() ? destination.parent_path() : fs::path(".");
+    if (!fs::is_directory(folder, ignored)) refuse("its folder does not exist");
+}
+
+VideoSettings videoSettings(Preset preset, Size canvas, int fps, Rational timeBase) {
+    VideoSettings settings;
+    settings.width = static_cast<int>(canvas.width);
+    settings.height = static_cast<int>(canvas.height);
+    settings.frameRate = {fps, 1};
+    settings.timeBase = timeBase;
+    const PresetRates rates = ratesFor(preset, settings.width, settings.height, fps);
+    settings.bitRate = rates.bitRate;
+    settings.keyFrameInterval = rates.keyFrameInterval;
+    switch (preset) {
+        case Preset::web:
+            settings.codec = VideoCodec::h264;
+            settings.speed = "veryfast";
+            break;
+        case Preset::social:
+            settings.codec = VideoCodec::hevc;
+            settings.speed = "superfast";
+            break;
+    }
+    return settings;
+}
+
+/// Draws finished frames one after the other; one that shows the same as the last is the last one again.
+class FrameMaker {
+public:
+    explicit FrameMaker(const FrameStates& states)
+        : states_(states),
+          pool_(prepared(compositor_, states), static_cast<int>(states.canvas().width),
+                static_cast<int>(states.canvas().height)) {}
+
+    [[nodiscard]] VideoFrame make(const SourceFrames::Item& item) {
+        FrameState state = states_.state(item.sourceTime);
+        const bool isSame = last_ && item.frame.plane(0) == source_->plane(0) && state == state_;
+        if (isSame) return *last_;
+        VideoFrame frame = pool_.take();
+        compositor_.render(pictureOf(item.frame), state, mutablePictureOf(frame));
+        source_ = item.frame;  // kept, so that its memory is not another frame's meanwhile
+        state_ = std::move(state);
+        last_ = frame;
+        return frame;
+    }
+
+private:
+    static const FrameCompositor& prepared(FrameCompositor& compositor, const FrameStates& states) {
+        compositor.prepareStyle(states.renderStyle(), states.canvas(), states.contentSize());
+        return compositor;
+    }
+
+    const FrameStates& states_;
+    FrameCompositor compositor_;
+    FramePool pool_;
+    std::optional<VideoFrame> source_, last_;
+    FrameState state_;
+};
+
+/// Decodes, draws and encodes side by side. Returns how many frames were written.
+std::int64_t renderVideo(SourceFrames& source, const FrameStates& states, VideoWriter& writer,
+                         const Options& options, const std::stop_token& stop) {
+    struct Finished {
+        VideoFrame frame;
+        std::int64_t pts = 0;
+    };
+    FrameMaker maker(states);
+    std::stop_source work;
+    const std::stop_callback relay(stop, [&work] { work.request_stop(); });
+    BoundedQueue<SourceFrames::Item> decoded(queuedFrames);
+    BoundedQueue<Finished> finished(queuedFrames);
+    std::exception_ptr encoderFailure;  // read after the encoder's thread has ended
+
+    std::jthread decoder([&] {
+        try {
+            while (auto item = source.next())
+                if (!decoded.push(std::move(*item), work.get_token())) return;
+            decoded.close();
+        } catch (...) {
+            decoded.close(std::current_exception());
+        }
+    });
+    std::jthread encoder([&] {
+        try {
+            while (const auto next = finished.pop(work.get_token())) writer.write(next->frame, next->pts);
+        } catch (...) {
+            encoderFailure = std::current_exception();
+            finished.close(encoderFailure);
+        }
+    });
+    struct StopAtExit {
+        std::stop_source& source;
+        ~StopAtExit() { source.request_stop(); }  // before the threads above are joined
+    } const stopAtExit{work};
+
+    Progress progress{0, source.totalFrames()};
+    while (const auto item = decoded.pop(work.get_token())) {
+        if (!finished.push({maker.make(*item), item->pts}, work.get_token())) break;
+        ++progress.framesDone;
+        progress.totalFrames = std::max(progress.totalFrames, progress.framesDone);
+        if (options.progress) options.progress(progress);
+    }
+    if (stop.stop_requested()) throwCancelled();
+    finished.close();
+    encoder.join();
+    if (encoderFailure) std::rethrow_exception(encoderFailure);
+    return progress.framesDone;
+}
+
+/// An error about a file in the making is about the destination, as far as the user is concerned.
+ExportError writerError(const MediaError& error, const fs::path& destination,
+                        std::initializer_list<const fs::path*> temporaries) {
+    std::string message = error.what();
+    for (const fs::path* temporary : temporaries)
+        if (message.starts_with(temporary->string()))
+            message = destination.string() + message.substr(temporary->string().size());
+    return {ExportError::Kind::writerFailed, message};
+}
+
+}  // namespace
+
+void exportRecording(const fs::path& recording, const EventLog& events, const ProjectSettings& settings,
+                     const fs::path& destination, const Options& options, std::stop_token stop) {
+    checkDestination(recording, destination);
+    VideoReader reader = openRecording(recording);
+    const VideoInfo& info = reader.info();
+    const int fps = FrameStates::exportFrameRate(info.frameRate);
+    const FrameStates states(events, settings, {static_cast<double>(info.width), static_cast<double>(info.height)},
+                             options.zoom);
+    SourceFrames source(reader, states.timeline(), fps);
+
+    TemporaryFile video(destination, "video.mp4"), whole(destination, "whole.mp4");
+    try {
+        std::optional<BackgroundSound> sound;
+        if (info.hasAudio) sound.emplace(recording);
+        {
+            VideoWriter writer(video.path(),
+                               videoSettings(options.preset, states.canvas(), fps, source.timeBase()));
+            if (renderVideo(source, states, writer, options, stop) == 0) throw noFrames(recording);
+            writer.finish();
+        }
+        if (stop.stop_requested()) throwCancelled();
+        if (sound) Remuxer::mux(video.path(), sound->file(), whole.path());
+        if (stop.stop_requested()) throwCancelled();
+        (sound ? whole : video).moveTo(destination);
+    } catch (const MediaError& error) {
+        throw writerError(error, destination, {&video.path(), &whole.path()});
+    } catch (const fs::filesystem_error& error) {
+        throw ExportError(ExportError::Kind::writerFailed,
+                          destination.string() + ": cannot write: " + error.code().message());
+    }
+}
+
+Image finishedFrame(const fs::path& recording, const EventLog& events, const ProjectSettings& settings,
+                    double outputTime, FrameStates::Zoom zoom) {
+    VideoReader reader = openRecording(recording);
+    const VideoInfo& info = reader.info();
+    const FrameStates states(events, settings, {static_cast<double>(info.width), static_cast<double>(info.height)},
+                             zoom);
+    const EditTimeline& timeline = states.timeline();
+    double sourceTime = timeline.sourceTimeForOutput(outputTime);
+    if (!timeline.isIdentity()) {
+        // The grid's frame that is on screen then; its time may be a hair after the time asked for.
+        const int fps = FrameStates::exportFrameRate(info.frameRate);
+        const auto last =
+            std::max<std::int64_t>(1, static_cast<std::int64_t>(fps * timeline.outputDuration())) - 1;
+        const double shown = std::clamp(outputTime * fps + 1e-6, 0.0, static_cast<double>(last));
+        sourceTime = timeline.sourceTimeForOutput(static_cast<double>(static_cast<std::int64_t>(shown)) / fps);
+    }
+    try {
+        reader.seek(sourceTime);
+        const auto frame = reader.next();
+        if (!frame) throw noFrames(recording);
+        FrameCompositor compositor;
+        compositor.prepareStyle(states.renderStyle(), states.canvas(), states.contentSize());
+        Picture picture(static_cast<int>(states.canvas().width), static_cast<int>(states.canvas().height));
+        compositor.drawBase(picture.mutableView());
+        // An unedited recording's frame is drawn for its own time, as in the export.
+        const FrameState state = states.state(timeline.isIdentity() ? frame->time() : sourceTime);
+        compositor.render(pictureOf(*frame), state, picture.mutableView());
+        return imageFromPicture(picture.view());
+    } catch (const MediaError& error) {
+        throw ExportError(ExportError::Kind::cannotCreateReader, error.what());
+    }
+}
+
+}  // namespace lumenwhirl::Exporter

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Engine/Timeline/EditTimeline.h"
+#include "Media/VideoReader.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace lumenwhirl {
+
+/// Which recorded frame every output frame shows, in order. Where the edit changes nothing, each recorded frame is
+/// one output frame at its own time; else output frames lie on a fixed grid, and each shows the newest recorded
+/// frame at or before its source time.
+class SourceFrames {
+public:
+    struct Item {
+        VideoFrame frame;
+        double sourceTime = 0;  // what the models are asked for, seconds
+        std::int64_t pts = 0;   // of the output frame, in ticks of timeBase()
+    };
+
+    /// Reads on from where `reader` stands (its start). Both must outlive this. `fps` is the grid's.
+    SourceFrames(VideoReader& reader, const EditTimeline& timeline, int fps);
+
+    /// As many as the timeline asks for; what an unedited recording really has may differ by a few.
+    [[nodiscard]] std::int64_t totalFrames() const noexcept { return totalFrames_; }
+    [[nodiscard]] Rational timeBase() const noexcept;
+    /// Empty at the end. Throws MediaError.
+    [[nodiscard]] std::optional<Item> next();
+
+private:
+    VideoReader& reader_;
+    const EditTimeline& timeline_;
+    int fps_;
+    bool isIdentity_;
+    std::int64_t totalFrames_;
+    std::int64_t index_ = 0;
+    std::optional<VideoFrame> current_, following_;
+};
+
+}  // namespace lumenwhirl

@@ -1,0 +1,27 @@
+#include "Exporter/TemporaryFile.h"
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <system_error>
+
+namespace lumenwhirl {
+
+TemporaryFile::TemporaryFile(const std::filesystem::path& target, std::string_view purpose) {
+    std::random_device random;
+    do {
+        const std::uint64_t number = std::uint64_t{random()} << 32 | random();
+        path_ = target.parent_path() / (".lumenwhirl-" + std::to_string(number) + "-" + std::string(purpose));
+    } while (std::filesystem::exists(std::filesystem::symlink_status(path_)));
+}
+
+TemporaryFile::~TemporaryFile() {
+    std::error_code ignored;  // nothing more can be done, and what failed before matters more
+    std::filesystem::remove(path_, ignored);
+}
+
+void TemporaryFile::moveTo(const std::filesystem::path& target) {
+    std::filesystem::rename(path_, target);
+}
+
+}  // namespace lumenwhirl
