@@ -1,0 +1,106 @@
+#include "Engine/Documents/LumenwhirlJSON.h"
+
+#include "Engine/Documents/JsonDecoder.h"
+#include "Engine/Documents/JsonEncoder.h"
+#include "Engine/Documents/JsonText.h"
+
+#include <cstddef>
+
+namespace lumenwhirl {
+namespace JsonDecoder {
+
+std::string_view nameOfType(const Element& element) {
+    using Type = simdjson::dom::element_type;
+    switch (element.type()) {
+        case Type::ARRAY:
+            return "an array";
+        case Type::OBJECT:
+            return "an object";
+        case Type::STRING:
+            return "a string";
+        case Type::BOOL:
+            return "true or false";
+        case Type::NULL_VALUE:
+            return "null";
+        default:
+            return "a number";
+    }
+}
+
+std::string quoted(std::string_view text) {
+    constexpr std::size_t longest = 40;  // bytes
+    std::string shown = "\"";
+    for (const char character : text.substr(0, longest)) {
+        const bool isControl = static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+        shown += isControl ? '?' : character;
+    }
+    if (text.size() <= longest) return shown + '"';
+    while ((text[shown.size() - 1] & 0xC0) == 0x80) shown.pop_back();  // ends between characters
+    return shown + "…\"";
+}
+
+}  // namespace JsonDecoder
+
+namespace {
+
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+/// The parser does not say where it stopped, so a refused text is gone through again.
+[[noreturn]] void failMalformed(std::string_view text, simdjson::error_code code) {
+    std::string message = "malformed JSON";
+    if (text.find_first_not_of(" \t\r\n") == std::string_view::npos)
+        message = "the text is empty";
+    else if (const auto fault = JsonText::findFault(text))
+        message += " at " + JsonText::describePosition(text, fault->offset) + ": " + std::string(fault->problem);
+    else if (code == simdjson::NUMBER_ERROR)
+        message += ": a number is too large";
+    else
+        message += ": " + std::string(simdjson::error_message(code));
+    throw LumenwhirlJSON::Error(message);
+}
+
+simdjson::dom::element parse(simdjson::dom::parser& parser, std::string_view text) {
+    if (text.substr(0, byteOrderMark.size()) == byteOrderMark) text.remove_prefix(byteOrderMark.size());
+    simdjson::dom::element root;
+    auto code = parser.parse(text.data(), text.size()).get(root);
+    if (code != simdjson::SUCCESS) {
+        // Its releases report a long integer by different codes.
+        const std::string widened = JsonText::withLongIntegersAsReals(text);
+        if (widened.size() != text.size()) code = parser.parse(widened.data(), widened.size()).get(root);
+    }
+    if (code != simdjson::SUCCESS) failMalformed(text, code);
+    return root;
+}
+
+template <class Document>
+Document decodeDocument(std::string_view text) {
+    simdjson::dom::parser parser;
+    Document document;
+    JsonDecoder::decode(parse(parser, text), document, JsonPath{});
+    return document;
+}
+
+}  // namespace
+
+namespace LumenwhirlJSON {
+
+std::string encode(const EventLog& log) {
+    // Some 90 bytes a cursor sample and 150 any other event, so that a long log is not copied while it grows.
+    return JsonEncoder::encode(
+        log, 1024 + 96 * log.cursor.size() + 160 * (log.clicks.size() + log.scroll.size() + log.keys.size()));
+}
+
+std::string encode(const ProjectSettings& settings) {
+    return JsonEncoder::encode(settings, 4096);
+}
+
+EventLog decodeEventLog(std::string_view text) {
+    return decodeDocument<EventLog>(text);
+}
+
+ProjectSettings decodeProjectSettings(std::string_view text) {
+    return decodeDocument<ProjectSettings>(text);
+}
+
+}  // namespace LumenwhirlJSON
+}  // namespace lumenwhirl
