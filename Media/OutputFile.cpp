@@ -12,7 +12,6 @@ OutputFile::OutputFile(std::filesystem::path file, const char* format) : path_(s
     AVFormatContext* context = nullptr;
     check(avformat_alloc_output_context2(&context, nullptr, format, url.c_str()), "cannot create");
     context_.reset(context);
-    check(avio_open(&context->pb, url.c_str(), AVIO_FLAG_WRITE), "cannot create");
 }
 
 OutputFile::~OutputFile() {
@@ -31,6 +30,7 @@ AVStream& OutputFile::addStream() {
 }
 
 void OutputFile::start(Dictionary& options) {
+    check(avio_open(&context_->pb, context_->url, AVIO_FLAG_WRITE), "cannot create");
     check(avformat_write_header(context_.get(), options.address()), "cannot write");
 }
 

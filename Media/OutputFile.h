@@ -9,7 +9,7 @@ namespace lumenwhirl {
 /// A media file being written. Destroyed before finish(), it removes the file.
 class OutputFile {
 public:
-    /// Creates or replaces the file. `format`: libavformat's name. Throws MediaError (cannotWrite).
+    /// Touches no file yet. `format`: libavformat's name. Throws MediaError (cannotWrite).
     OutputFile(std::filesystem::path file, const char* format);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
@@ -20,7 +20,8 @@ public:
     /// A track to be described before start(). Lives as long as this.
     [[nodiscard]] AVStream& addStream();
 
-    /// Writes the header. From here on the streams' time bases are the container's.
+    /// Creates or replaces the file and writes the header. Throws MediaError (cannotWrite), as all below. From
+    /// here on the streams' time bases are the container's.
     void start(Dictionary& options);
     /// Takes the packet's data; its times are in ticks of its stream. Packets of a stream come in decoding order.
     void write(AVPacket& packet);

@@ -114,7 +114,6 @@ VideoWriter::State::State(const std::filesystem::path& file, const VideoSettings
                           const std::optional<SoundSettings>& soundSettings)
     : settings(video) {
     check(video, file);
-    // The encoder first: a failure then leaves an existing file alone.
     codec = openEncoder(video, file);
     output.emplace(file, "mp4");
     stream = &output->addStream();
