@@ -1,0 +1,93 @@
+#include "Lumenwhirl/Commands/LoudnessCommand.h"
+
+#include "Exporter/AudioNormalizer.h"
+#include "Lumenwhirl/Commands/Files.h"
+#include "Lumenwhirl/Commands/Interruption.h"
+#include "Lumenwhirl/Commands/JsonWriter.h"
+#include "Lumenwhirl/Commands/Numbers.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace lumenwhirl {
+namespace {
+
+/// Removes the copy in the temporary folder.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(std::filesystem::path file) : file_(std::move(file)) {}
+    ~TemporaryFile() {
+        std::error_code error;  // what the system leaves there, it clears some day
+        std::filesystem::remove(file_, error);
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return file_; }
+
+private:
+    std::filesystem::path file_;
+};
+
+/// What AudioNormalizer::gain answers, without decoding the file a second time.
+float gainFor(const AudioNormalizer::Levels& levels) {
+    if (levels.speechLevel <= AudioNormalizer::silenceFloor) return 1;
+    return std::clamp(AudioNormalizer::targetSpeechLevel / levels.speechLevel, 1.0F, AudioNormalizer::maximumGain);
+}
+
+std::string report(const AudioNormalizer::Levels& levels, float gain) {
+    JsonWriter json(JsonWriter::Layout::compact);
+    json.beginObject().member("peak", double{levels.peak}).member("speechLevel", double{levels.speechLevel});
+    json.member("gain", double{gain}).member("sampleRate", levels.sampleRate).member("channels", levels.channels);
+    return json.endObject().text();
+}
+
+}  // namespace
+
+LoudnessCommand::LoudnessCommand(CLI::App& parser) : Command(parser) {
+    parser.add_option("FILE", file_, "A sound or video file")->required()->option_text(" ");
+    parser.add_option("-o,--output", output_, "Write the louder copy, if one is called for (AAC in M4A)")
+        ->option_text("OUT.m4a");
+    Numbers::addDouble(parser, "--gain", gain_, {1e-6, 1e6}, "Use this gain instead of what the speech calls for")
+        ->option_text("G");
+    parser.footer(
+        "Prints {\"peak\",\"speechLevel\",\"gain\",\"sampleRate\",\"channels\"}; levels are linear, 1 is full "
+        "scale, and the\n"
+        "gain is what brings the speech to 0.14. Nothing is ever made quieter: at a gain of 1.05 or less no copy "
+        "is written.\n\n"
+        "Examples:\n"
+        "  lumenwhirl loudness Demo.lumenwhirl/recording.mp4\n"
+        "  lumenwhirl loudness talk.wav -o talk.m4a --gain 2");
+}
+
+void LoudnessCommand::run() {
+    if (!output_.empty()) {
+        Files::checkDestination(output_, nullptr);
+        std::error_code error;
+        if (std::filesystem::equivalent(file_, output_, error) && !error)
+            throw CommandError(output_ + ": is the file to be measured; choose another name");
+    }
+    const AudioNormalizer::Levels levels = AudioNormalizer::measure(file_);
+    const float gain = gain_ > 0 ? static_cast<float>(gain_) : gainFor(levels);
+    if (!output_.empty() && gain > AudioNormalizer::minimumUsefulGain) writeCopy(gain);
+    std::puts(report(levels, gain).c_str());
+}
+
+void LoudnessCommand::writeCopy(float gain) const {
+    Interruption interruption;
+    const std::optional<std::filesystem::path> copy =
+        AudioNormalizer::normalizedCopy(file_, gain, interruption.token());
+    if (!copy) {
+        throw CommandError(interruption.token().stop_requested()
+                               ? output_ + ": cancelled; nothing was written"
+                               : output_ + ": the louder copy of " + file_ + " could not be made in " +
+                                     std::filesystem::temp_directory_path().string());
+    }
+    const TemporaryFile temporary(*copy);
+    Files::NewFile file(output_);
+    file.copyFrom(temporary.path());
+    file.commit();
+}
+
+}  // namespace lumenwhirl
