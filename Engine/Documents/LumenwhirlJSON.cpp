@@ -59,10 +59,11 @@ constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     throw LumenwhirlJSON::Error(message);
 }
 
-simdjson::dom::element parse(simdjson::dom::parser& parser, std::string_view text) {
+simdjson::dom::element parse(simdjson::dom::parser& parser, std::string_view text, std::size_t readableBeyond) {
     if (text.substr(0, byteOrderMark.size()) == byteOrderMark) text.remove_prefix(byteOrderMark.size());
+    const bool mustCopy = readableBeyond < simdjson::SIMDJSON_PADDING;
     simdjson::dom::element root;
-    auto code = parser.parse(text.data(), text.size()).get(root);
+    auto code = parser.parse(text.data(), text.size(), mustCopy).get(root);
     if (code != simdjson::SUCCESS) {
         // Its releases report a long integer by different codes.
         const std::string widened = JsonText::withLongIntegersAsReals(text);
@@ -73,10 +74,10 @@ simdjson::dom::element parse(simdjson::dom::parser& parser, std::string_view tex
 }
 
 template <class Document>
-Document decodeDocument(std::string_view text) {
+Document decodeDocument(std::string_view text, std::size_t readableBeyond) {
     simdjson::dom::parser parser;
     Document document;
-    JsonDecoder::decode(parse(parser, text), document, JsonPath{});
+    JsonDecoder::decode(parse(parser, text, readableBeyond), document, JsonPath{});
     return document;
 }
 
@@ -95,11 +96,23 @@ std::string encode(const ProjectSettings& settings) {
 }
 
 EventLog decodeEventLog(std::string_view text) {
-    return decodeDocument<EventLog>(text);
+    return decodeDocument<EventLog>(text, 0);
 }
 
 ProjectSettings decodeProjectSettings(std::string_view text) {
-    return decodeDocument<ProjectSettings>(text);
+    return decodeDocument<ProjectSettings>(text, 0);
+}
+
+static_assert(spareCapacity >= simdjson::SIMDJSON_PADDING);
+
+template <>
+EventLog decode(const std::string& text) {
+    return decodeDocument<EventLog>(text, text.capacity() - text.size());
+}
+
+template <>
+ProjectSettings decode(const std::string& text) {
+    return decodeDocument<ProjectSettings>(text, text.capacity() - text.size());
 }
 
 }  // namespace LumenwhirlJSON

@@ -3,6 +3,7 @@
 #include "Engine/Documents/EventLog.h"
 #include "Engine/Documents/ProjectSettings.h"
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -25,5 +26,15 @@ public:
 /// Unknown keys are ignored; null counts as absent.
 [[nodiscard]] EventLog decodeEventLog(std::string_view text);
 [[nodiscard]] ProjectSettings decodeProjectSettings(std::string_view text);
+
+/// The same for an EventLog or ProjectSettings in a string of which nobody needs a copy: with this much capacity
+/// to spare behind the text, it is parsed where it is.
+constexpr std::size_t spareCapacity = 64;
+template <class Document>
+[[nodiscard]] Document decode(const std::string& text);
+template <>
+[[nodiscard]] EventLog decode(const std::string& text);
+template <>
+[[nodiscard]] ProjectSettings decode(const std::string& text);
 
 }  // namespace lumenwhirl::LumenwhirlJSON

@@ -93,18 +93,20 @@ void flushFolder(const std::filesystem::path& file) {
     throw LumenwhirlPackage::Error(Kind::cannotRead, file, problem);
 }
 
-/// Reads up to the end, however long the file has become since it was looked at.
-std::string readAll(const Descriptor& descriptor, const std::filesystem::path& file, std::size_t expectedBytes) {
+/// Reads up to the end, also of a file that has become longer since it was looked at.
+std::string readAll(const Descriptor& descriptor, const std::filesystem::path& file, std::size_t expectedBytes,
+                    std::size_t spareCapacity) {
     std::string text;
     std::size_t filled = 0;
+    text.resize(expectedBytes + spareCapacity);
     while (true) {
-        if (filled == text.size()) text.resize(filled == 0 ? expectedBytes + 1 : filled + filled / 2 + 1);
         const ssize_t count = ::read(descriptor.get(), text.data() + filled, text.size() - filled);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) failRead(file, "cannot read: " + reason(errno));
         if (count == 0) break;
         filled += static_cast<std::size_t>(count);
         if (filled > largestBytes) failRead(file, "is larger than 1 GiB; restore the file");
+        if (text.size() - filled < spareCapacity) text.resize(2 * filled + spareCapacity);
     }
     text.resize(filled);
     return text;
@@ -138,7 +140,7 @@ std::string reason(int errorNumber) {
     }
 }
 
-std::string read(const std::filesystem::path& file) {
+std::string read(const std::filesystem::path& file, std::size_t spareCapacity) {
     // Without O_NONBLOCK a pipe in the file's place would wait for a writer that never comes.
     const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!descriptor.isOpen()) failRead(file, "cannot open: " + reason(errno));
@@ -148,7 +150,7 @@ std::string read(const std::filesystem::path& file) {
     if (!S_ISREG(status.st_mode)) failRead(file, "is not a regular file; restore the file");
     if (static_cast<std::uintmax_t>(status.st_size) > largestBytes)
         failRead(file, "is larger than 1 GiB; restore the file");
-    return readAll(descriptor, file, static_cast<std::size_t>(status.st_size));
+    return readAll(descriptor, file, static_cast<std::size_t>(status.st_size), spareCapacity);
 }
 
 void replace(const std::filesystem::path& file, std::string_view text) {

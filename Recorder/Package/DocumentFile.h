@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -7,8 +8,8 @@
 /// Whole files of text, read and replaced for a package. Everything throws LumenwhirlPackage::Error.
 namespace lumenwhirl::DocumentFile {
 
-/// At most 1 GiB, from a regular file.
-[[nodiscard]] std::string read(const std::filesystem::path& file);
+/// At most 1 GiB, from a regular file, in a string with at least `spareCapacity` bytes more than its text.
+[[nodiscard]] std::string read(const std::filesystem::path& file, std::size_t spareCapacity);
 
 /// Atomic and durable: either the old content or the new one is there, also after a power cut. The new file can be
 /// read by its owner alone.

@@ -28,11 +28,11 @@ void write(const Document& document, const std::filesystem::path& file) {
     DocumentFile::replace(file, text);
 }
 
-template <class Decode>
-auto read(const std::filesystem::path& file, Decode decode) {
-    const std::string text = DocumentFile::read(file);
+template <class Document>
+Document read(const std::filesystem::path& file) {
+    const std::string text = DocumentFile::read(file, LumenwhirlJSON::spareCapacity);
     try {
-        return decode(text);
+        return LumenwhirlJSON::decode<Document>(text);
     } catch (const LumenwhirlJSON::Error& error) {
         throw LumenwhirlPackage::Error(Kind::malformed, file, error.what());
     }
@@ -86,11 +86,11 @@ void LumenwhirlPackage::writeProject(const ProjectSettings& settings) const {
 }
 
 EventLog LumenwhirlPackage::readEvents() const {
-    return read(eventsURL(), LumenwhirlJSON::decodeEventLog);
+    return read<EventLog>(eventsURL());
 }
 
 ProjectSettings LumenwhirlPackage::readProject() const {
-    return read(projectURL(), LumenwhirlJSON::decodeProjectSettings);
+    return read<ProjectSettings>(projectURL());
 }
 
 }  // namespace lumenwhirl

@@ -335,6 +335,13 @@ TEST(Documents, foreignTextIsUnderstood) {
     std::string oneLine = text;
     std::erase_if(oneLine, [](char character) { return character == '\n' || character == ' '; });
     EXPECT_EQ(decodeEventLog(oneLine), log);
+    for (const std::size_t spare :
+         {std::size_t{0}, LumenwhirlJSON::spareCapacity}) {  // parsed as a copy, and in place
+        std::string marked;
+        marked.reserve(text.size() + 3 + spare);
+        marked = "\xEF\xBB\xBF" + text;
+        EXPECT_EQ(LumenwhirlJSON::decode<EventLog>(marked), log);
+    }
 }
 
 TEST(Documents, malformedTextIsRefusedWithItsPlace) {
