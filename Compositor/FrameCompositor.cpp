@@ -47,7 +47,7 @@ struct FrameCompositor::Parts {
     /// within the pixel grid are.
     using PlateKey = std::tuple<std::string, int, int, int, int>;
 
-    const Kernels* kernels = &Kernels::fastest();
+    const Kernels* kernels = nullptr;
     Artwork artwork;
     Image ring = Artwork::ring();
     std::optional<StyledCanvas> prepared, unstyled;
@@ -202,7 +202,10 @@ void FrameCompositor::Parts::finish(const StyledCanvas& canvas, const MutablePic
     }
 }
 
-FrameCompositor::FrameCompositor() : parts_(std::make_unique<Parts>()) {}
+FrameCompositor::FrameCompositor() : FrameCompositor(Kernels::fastest()) {}
+FrameCompositor::FrameCompositor(const Kernels& kernels) : parts_(std::make_unique<Parts>()) {
+    parts_->kernels = &kernels;
+}
 FrameCompositor::~FrameCompositor() = default;
 FrameCompositor::FrameCompositor(FrameCompositor&&) noexcept = default;
 FrameCompositor& FrameCompositor::operator=(FrameCompositor&&) noexcept = default;

@@ -15,6 +15,8 @@
 
 namespace lumenwhirl {
 
+struct Kernels;
+
 /// All that a finished frame shows besides the recorded picture.
 struct FrameState {
     CursorState cursor;
@@ -32,6 +34,8 @@ struct FrameState {
 class FrameCompositor {
 public:
     FrameCompositor();
+    /// With given row kernels instead of the fastest; `kernels` must outlive the compositor.
+    explicit FrameCompositor(const Kernels& kernels);
     ~FrameCompositor();
     FrameCompositor(FrameCompositor&&) noexcept;
     FrameCompositor& operator=(FrameCompositor&&) noexcept;

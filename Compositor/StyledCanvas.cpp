@@ -1,7 +1,6 @@
 #include "Compositor/StyledCanvas.h"
 
 #include "Compositor/AxisMap.h"
-#include "Compositor/CairoHandles.h"
 #include "Compositor/ColorConversion.h"
 #include "Compositor/ImageResampler.h"
 #include "Compositor/ShadowMap.h"
@@ -17,29 +16,79 @@ namespace {
 
 using Coverage = std::vector<std::uint8_t>;
 
-Coverage coverageOf(const Drawing& drawing, int width, int height) {
+/// How much of [i, i + 1) lies in [begin, end), 0...1.
+double overlap(int i, double begin, double end) {
+    return std::clamp(std::min(i + 1.0, end) - std::max<double>(i, begin), 0.0, 1.0);
+}
+
+/// How much of the pixel (x, y) a circle covers, by 16 rows of exact chords.
+double coveredByCircle(int x, int y, double centerX, double centerY, double radius) {
+    constexpr int lines = 16;
+    double sum = 0;
+    for (int i = 0; i < lines; ++i) {
+        const double distance = y + (i + 0.5) / lines - centerY;
+        if (std::abs(distance) >= radius) continue;
+        const double half = std::sqrt(radius * radius - distance * distance);
+        sum += overlap(x, centerX - half, centerX + half);
+    }
+    return sum / lines;
+}
+
+/// Adds `sign` times the coverage of a rounded rectangle to a map of doubles in 0...1.
+void addRoundedRect(std::vector<double>& map, int width, int height, const Rect& rect, double radius,
+                    double sign) {
+    if (rect.width <= 0 || rect.height <= 0) return;
+    const double right = rect.x + rect.width, bottom = rect.y + rect.height;
+    const double r = std::clamp(radius, 0.0, 0.5 * std::min(rect.width, rect.height));
+    const auto first = [](double edge, int size) {
+        return static_cast<int>(std::clamp(std::floor(edge), 0.0, double(size)));
+    };
+    const auto last = [](double edge, int size) {
+        return static_cast<int>(std::clamp(std::ceil(edge), 0.0, double(size)));
+    };
+    for (int y = first(rect.y, height); y < last(bottom, height); ++y) {
+        const double down = overlap(y, rect.y, bottom);
+        const bool isCornerRow = y < rect.y + r || y + 1 > bottom - r;
+        for (int x = first(rect.x, width); x < last(right, width); ++x) {
+            const bool isCorner = isCornerRow && (x < rect.x + r || x + 1 > right - r);
+            double covered = overlap(x, rect.x, right) * down;
+            if (isCorner) {
+                const double centerX = x < rect.x + r ? rect.x + r : right - r;
+                const double centerY = y < rect.y + r ? rect.y + r : bottom - r;
+                // Where a pixel reaches past the circle's centre the straight part begins; it is within both then.
+                const bool isPastX = (x < rect.x + r) ? x + 1 > centerX : x < centerX;
+                const bool isPastY = (y < rect.y + r) ? y + 1 > centerY : y < centerY;
+                if (!isPastX && !isPastY) covered = coveredByCircle(x, y, centerX, centerY, r);
+            }
+            map[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)] +=
+                sign * covered;
+        }
+    }
+}
+
+Coverage bytesOf(const std::vector<double>& map, double opacity) {
     Coverage coverage;
-    coverage.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    for (int y = 0; y < height; ++y) coverage.insert(coverage.end(), drawing.row(y), drawing.row(y) + width);
+    coverage.reserve(map.size());
+    for (const double value : map)
+        coverage.push_back(static_cast<std::uint8_t>(std::lround(255 * opacity * std::clamp(value, 0.0, 1.0))));
     return coverage;
 }
 
 Coverage filledRect(const Rect& rect, double radius, int width, int height) {
-    const Drawing drawing(CAIRO_FORMAT_A8, width, height);
-    drawing.setColor({0, 0, 0, 1});
-    drawing.roundedRectangle(rect.x, rect.y, rect.width, rect.height, radius);
-    cairo_fill(drawing.context());
-    return coverageOf(drawing, width, height);
+    std::vector<double> map(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    addRoundedRect(map, width, height, rect, radius, 1);
+    return bytesOf(map, 1);
 }
 
+/// A line inside the rectangle's edge, its middle a rounded rectangle of the given radius.
 Coverage strokedRect(const Rect& rect, double radius, double lineWidth, double alpha, int width, int height) {
-    const Drawing drawing(CAIRO_FORMAT_A8, width, height);
-    drawing.setColor({0, 0, 0, alpha});
-    cairo_set_line_width(drawing.context(), lineWidth);
-    drawing.roundedRectangle(rect.x + lineWidth / 2, rect.y + lineWidth / 2, std::max(rect.width - lineWidth, 0.0),
-                             std::max(rect.height - lineWidth, 0.0), radius);
-    cairo_stroke(drawing.context());
-    return coverageOf(drawing, width, height);
+    std::vector<double> map(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    addRoundedRect(map, width, height, rect, radius > 0 ? radius + lineWidth / 2 : 0, 1);
+    addRoundedRect(
+        map, width, height,
+        {rect.x + lineWidth, rect.y + lineWidth, rect.width - 2 * lineWidth, rect.height - 2 * lineWidth},
+        radius - lineWidth / 2, -1);
+    return bytesOf(map, alpha);
 }
 
 /// Coverage of chroma samples: what their neighbourhood in luma has.

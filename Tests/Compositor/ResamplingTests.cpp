@@ -1,0 +1,164 @@
+#include "Compositor/AxisMap.h"
+#include "Compositor/Kernels/Kernels.h"
+
+#include <gtest/gtest.h>
+#include <hwy/targets.h>
+
+#include <numeric>
+#include <random>
+
+namespace lumenwhirl {
+namespace {
+
+AxisMap::Geometry randomGeometry(std::mt19937& random) {
+    std::uniform_real_distribution<double> unit(0, 1);
+    AxisMap::Geometry geometry;
+    geometry.begin = static_cast<int>(random() % 50);
+    geometry.end = geometry.begin + static_cast<int>(1 + random() % 300);
+    geometry.step = std::exp(std::log(12.0) * unit(random) - std::log(3.0));  // 1/3 to 4
+    geometry.origin = 40 * unit(random) - 20;
+    geometry.sourceSize = static_cast<int>(1 + random() % 700);
+    geometry.filter = random() % 2 == 0 ? AxisMap::Filter::sharp : AxisMap::Filter::smooth;
+    return geometry;
+}
+
+TEST(AxisMap, tapsStayInsideAndWeightsSumToOne) {
+    std::mt19937 random(1);
+    for (int round = 0; round < 300; ++round) {
+        AxisMap map;
+        map.build(randomGeometry(random));
+        for (int i = 0; i < map.count(); ++i) {
+            ASSERT_GE(map.first(i), 0);
+            ASSERT_LE(map.first(i) + map.taps(), map.geometry().sourceSize);
+            ASSERT_EQ(std::accumulate(map.weights(i), map.weights(i) + map.taps(), 0), 1 << AxisMap::weightBits);
+        }
+    }
+}
+
+// A straight ramp sampled anywhere by any of the filters is the ramp's value there: a phase error would shift it.
+TEST(AxisMap, aRampKeepsItsPlace) {
+    for (const double step : {0.37, 0.8, 1.0, 1.0976, 1.9, 3.3}) {
+        for (const auto filter : {AxisMap::Filter::sharp, AxisMap::Filter::smooth}) {
+            SCOPED_TRACE(step);
+            AxisMap map;
+            map.build({0, 100, step, 20.3, 1000, filter});
+            double worst = 0, mean = 0;
+            for (int i = 0; i < map.count(); ++i) {
+                double value = 0;
+                for (int k = 0; k < map.taps(); ++k) value += (map.first(i) + k) * map.weights(i)[k] / 16384.0;
+                worst = std::max(worst, std::abs(value - (step * i + 20.3)));
+                mean += (value - (step * i + 20.3)) / map.count();
+            }
+            // A stretched filter's sampled weights are not exactly symmetric; on average it stays in place.
+            EXPECT_LT(worst, step > 1 ? 0.07 : 0.001);
+            EXPECT_NEAR(mean, 0, 0.005);
+        }
+    }
+}
+
+TEST(AxisMap, scalingDownAveragesDetailAway) {
+    AxisMap map;  // alternating 0 and 255 at a third of the size: nothing but the mean can be shown
+    map.build({20, 80, 3, 0.4, 300, AxisMap::Filter::sharp});
+    for (int i = 0; i < map.count(); ++i) {
+        double value = 0;
+        for (int k = 0; k < map.taps(); ++k) value += ((map.first(i) + k) % 2) * 255 * map.weights(i)[k] / 16384.0;
+        EXPECT_NEAR(value, 127.5, 4);
+    }
+}
+
+/// Runs every test below on each instruction set that this processor has.
+class FastKernels : public ::testing::TestWithParam<std::int64_t> {
+protected:
+    void SetUp() override {
+        hwy::SetSupportedTargetsForTest(GetParam());
+        hwy::GetChosenTarget().DeInit();
+    }
+    void TearDown() override {
+        hwy::SetSupportedTargetsForTest(0);
+        hwy::GetChosenTarget().DeInit();
+    }
+    std::mt19937 random_{7};
+    std::vector<std::uint8_t> bytes(std::size_t count) {
+        std::vector<std::uint8_t> result(count);
+        for (auto& byte : result)
+            byte = static_cast<std::uint8_t>(random_() % 3 == 0 ? random_() % 2 * 255 : random_());
+        return result;
+    }
+};
+
+TEST_P(FastKernels, resampleRowsAsTheReferenceDoes) {
+    for (int round = 0; round < 200; ++round) {
+        AxisMap map;
+        map.build(randomGeometry(random_));
+        RowTables tables;
+        tables.build(map);
+        // Rows of exactly their length: a kernel that reads on is caught by the address sanitizer.
+        const auto a = bytes(static_cast<std::size_t>(map.geometry().sourceSize));
+        const auto b = bytes(a.size());
+        std::vector<std::int16_t> expectedA(tables.paddedCount()), expectedB(expectedA), gotA(expectedA),
+            gotB(expectedA);
+        Kernels::reference().resampleRows(tables, a.data(), b.data(), expectedA.data(), expectedB.data());
+        Kernels::fastest().resampleRows(tables, a.data(), b.data(), gotA.data(), gotB.data());
+        for (std::size_t i = 0; i < static_cast<std::size_t>(map.count()); ++i) {
+            ASSERT_EQ(gotA[i], expectedA[i]) << "round " << round << " sample " << i;
+            ASSERT_EQ(gotB[i], expectedB[i]) << "round " << round << " sample " << i;
+        }
+    }
+}
+
+TEST_P(FastKernels, blendRowsAsTheReferenceDoes) {
+    for (int round = 0; round < 200; ++round) {
+        const int taps = static_cast<int>(1 + random_() % 12), count = static_cast<int>(1 + random_() % 150);
+        std::vector<std::vector<std::int16_t>> rows(static_cast<std::size_t>(taps));
+        std::vector<const std::int16_t*> pointers;
+        std::vector<std::int16_t> weights;
+        int rest = 1 << AxisMap::weightBits;
+        for (auto& row : rows) {
+            for (int i = 0; i < count; ++i) row.push_back(static_cast<std::int16_t>(random_() % 20000 - 1500));
+            pointers.push_back(row.data());
+            weights.push_back(
+                static_cast<std::int16_t>(pointers.size() == rows.size() ? rest : random_() % 9000 - 2000));
+            rest -= weights.back();
+        }
+        std::vector<std::uint8_t> expected(static_cast<std::size_t>(count)), got(expected);
+        Kernels::reference().blendRows(pointers.data(), weights.data(), taps, expected.data(), count);
+        Kernels::fastest().blendRows(pointers.data(), weights.data(), taps, got.data(), count);
+        ASSERT_EQ(got, expected) << "round " << round;
+    }
+}
+
+TEST_P(FastKernels, overlayRowsAsTheReferenceDoes) {
+    for (int round = 0; round < 200; ++round) {
+        const std::size_t count = 1 + random_() % 150;
+        const auto color = bytes(count), alpha = bytes(count), below = bytes(count);
+        const int opacity = static_cast<int>(round % 3 == 0 ? 256 : random_() % 257);
+        auto expected = below, got = below;
+        Kernels::reference().overlayRow(expected.data(), color.data(), alpha.data(), opacity,
+                                        static_cast<int>(count));
+        Kernels::fastest().overlayRow(got.data(), color.data(), alpha.data(), opacity, static_cast<int>(count));
+        ASSERT_EQ(got, expected) << "round " << round;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, FastKernels, ::testing::ValuesIn(hwy::SupportedAndGeneratedTargets()),
+                         [](const auto& target) { return std::string(hwy::TargetName(target.param)); });
+
+TEST(ReferenceKernels, overlayIsSourceOver) {
+    // Premultiplied 100 at coverage 128/255 over 200, at full strength: 100 + 200 * (1 - 128/255) = 199.6.
+    const std::uint8_t color = 100, alpha = 128;
+    std::uint8_t out = 200;
+    Kernels::reference().overlayRow(&out, &color, &alpha, 256, 1);
+    EXPECT_EQ(out, 200);
+    out = 200;  // at half strength: 50 + 200 * (1 - 64/255) = 199.8
+    Kernels::reference().overlayRow(&out, &color, &alpha, 128, 1);
+    EXPECT_EQ(out, 200);
+    const std::uint8_t white = 235, opaque = 255;
+    out = 16;
+    Kernels::reference().overlayRow(&out, &white, &opaque, 256, 1);
+    EXPECT_EQ(out, 235);
+    Kernels::reference().overlayRow(&out, &color, &alpha, 0, 1);
+    EXPECT_EQ(out, 235);
+}
+
+}  // namespace
+}  // namespace lumenwhirl
