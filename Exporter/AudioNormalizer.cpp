@@ -95,16 +95,27 @@ private:
     std::vector<float> blockLevels_;
 };
 
-/// (sum of the channels) / count, sample by sample.
-void mixDown(const AudioBuffer& buffer, std::vector<float>& mono) {
-    mono = buffer.channels.front();
+/// (sum of the channels) / count, sample by sample; `first`: where in the buffer.
+void mixDown(const AudioBuffer& buffer, std::size_t first, std::span<float> mono) {
+    std::copy_n(buffer.channels.front().data() + first, mono.size(), mono.data());
     for (std::size_t c = 1; c < buffer.channels.size(); ++c) {
-        const float* plane = buffer.channels[c].data();
+        const float* plane = buffer.channels[c].data() + first;
         for (std::size_t i = 0; i < mono.size(); ++i) mono[i] += plane[i];
     }
     const auto count = static_cast<float>(buffer.channels.size());
-    if (buffer.channels.size() > 1) {
-        for (float& sample : mono) sample /= count;
+    for (float& sample : mono) sample /= count;
+}
+
+void meterMix(LevelMeter& meter, const AudioBuffer& buffer) {
+    if (buffer.channels.size() == 1) {
+        meter.add(buffer.channels.front());
+        return;
+    }
+    std::array<float, 4096> mono;  // stays in the first cache
+    for (std::size_t first = 0; first < buffer.frames(); first += mono.size()) {
+        const auto piece = std::span(mono).first(std::min(mono.size(), buffer.frames() - first));
+        mixDown(buffer, first, piece);
+        meter.add(piece);
     }
 }
 
@@ -122,15 +133,9 @@ std::optional<Levels> measureUntil(const std::filesystem::path& file, const std:
     AudioReader reader(file);
     LevelMeter meter(reader.sampleRate());
     AudioBuffer buffer;
-    std::vector<float> mixed;
     while (readOn(reader, buffer)) {
         if (stop.stop_requested()) return std::nullopt;
-        if (buffer.channels.size() == 1) {
-            meter.add(buffer.channels.front());
-        } else {
-            mixDown(buffer, mixed);
-            meter.add(mixed);
-        }
+        meterMix(meter, buffer);
     }
     Levels levels = meter.levels();
     levels.sampleRate = reader.sampleRate();

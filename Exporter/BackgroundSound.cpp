@@ -1,27 +1,42 @@
 #include "Exporter/BackgroundSound.h"
 
+#include "Exporter/AudioEdit.h"
 #include "Exporter/AudioNormalizer.h"
 
 #include <system_error>
-#include <utility>
 
 namespace lumenwhirl {
 
-BackgroundSound::BackgroundSound(const std::filesystem::path& recording)
-    : recording_(recording), worker_([this](std::stop_token stop) {
-          copy_ = AudioNormalizer::normalizedCopy(recording_, std::nullopt, std::move(stop));
+BackgroundSound::BackgroundSound(const std::filesystem::path& recording, const EditTimeline& timeline,
+                                 const std::filesystem::path& destination)
+    : recording_(recording),
+      timeline_(timeline),
+      edited_(destination, "sound.m4a"),
+      worker_([this](std::stop_token stop) {
+          try {
+              make(stop);
+          } catch (...) {
+              failure_ = std::current_exception();
+          }
       }) {}
+
+void BackgroundSound::make(const std::stop_token& stop) {
+    louder_ = AudioNormalizer::normalizedCopy(recording_, std::nullopt, stop);
+    if (!timeline_.isIdentity()) AudioEdit::write(louder_.value_or(recording_), timeline_, edited_.path(), stop);
+}
 
 BackgroundSound::~BackgroundSound() {
     worker_.request_stop();
     if (worker_.joinable()) worker_.join();
     std::error_code ignored;  // a file left in the temporary folder harms nobody
-    if (copy_) std::filesystem::remove(*copy_, ignored);
+    if (louder_) std::filesystem::remove(*louder_, ignored);
 }
 
 const std::filesystem::path& BackgroundSound::file() {
     if (worker_.joinable()) worker_.join();
-    return copy_ ? *copy_ : recording_;
+    if (failure_) std::rethrow_exception(failure_);
+    if (!timeline_.isIdentity()) return edited_.path();
+    return louder_ ? *louder_ : recording_;
 }
 
 }  // namespace lumenwhirl

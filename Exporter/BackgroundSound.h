@@ -1,28 +1,39 @@
 #pragma once
 
+#include "Engine/Timeline/EditTimeline.h"
+#include "Exporter/TemporaryFile.h"
+
+#include <exception>
 #include <filesystem>
 #include <optional>
 #include <thread>
 
 namespace lumenwhirl {
 
-/// The recording's sound, raised to a good level on a thread of its own while the picture is encoded. Destroyed
-/// early, it stops and leaves no file.
+/// The sound of an export, made on a thread of its own while the picture is encoded: raised to a good level, then
+/// cut and re-timed as the edit says. Destroyed early, it stops; it leaves no file either way.
 class BackgroundSound {
 public:
-    explicit BackgroundSound(const std::filesystem::path& recording);
+    /// `timeline` must outlive this. Files in the making stand beside `destination`.
+    BackgroundSound(const std::filesystem::path& recording, const EditTimeline& timeline,
+                    const std::filesystem::path& destination);
     ~BackgroundSound();
     BackgroundSound(const BackgroundSound&) = delete;
     BackgroundSound& operator=(const BackgroundSound&) = delete;
 
-    /// Waits for the work. The louder copy, or the recording itself where none is called for. Valid as long as
-    /// this.
+    /// Waits for the work. The file whose first sound track belongs under the picture: the recording itself where
+    /// nothing is to change. Valid as long as this. Throws MediaError when the edited sound could not be made.
     [[nodiscard]] const std::filesystem::path& file();
 
 private:
+    void make(const std::stop_token& stop);
+
     std::filesystem::path recording_;
-    std::optional<std::filesystem::path> copy_;
-    std::jthread worker_;
+    const EditTimeline& timeline_;
+    std::optional<std::filesystem::path> louder_;
+    TemporaryFile edited_;
+    std::exception_ptr failure_;
+    std::jthread worker_;  // last: joined before what it uses goes away
 };
 
 }  // namespace lumenwhirl

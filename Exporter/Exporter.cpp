@@ -162,13 +162,29 @@ std::int64_t renderVideo(SourceFrames& source, const FrameStates& states, VideoW
 }
 
 /// An error about a file in the making is about the destination, as far as the user is concerned.
-ExportError writerError(const MediaError& error, const fs::path& destination,
-                        std::initializer_list<const fs::path*> temporaries) {
+ExportError writerError(const MediaError& error, const fs::path& destination, const fs::path& temporary) {
     std::string message = error.what();
-    for (const fs::path* temporary : temporaries)
-        if (message.starts_with(temporary->string()))
-            message = destination.string() + message.substr(temporary->string().size());
+    if (message.starts_with(temporary.string()))
+        message = destination.string() + message.substr(temporary.string().size());
     return {ExportError::Kind::writerFailed, message};
+}
+
+/// Joins picture and sound; tells failures of the sound from those of the picture.
+void layUnder(BackgroundSound& sound, const fs::path& video, const fs::path& whole, const fs::path& destination) {
+    const auto fail = [&](const char* step, const MediaError& error) {
+        throw ExportError(ExportError::Kind::writerFailed, destination.string() + ": " + step + error.what());
+    };
+    const fs::path* file = nullptr;
+    try {
+        file = &sound.file();
+    } catch (const MediaError& error) {
+        fail("edited audio: ", error);
+    }
+    try {
+        Remuxer::mux(video, *file, whole);
+    } catch (const MediaError& error) {
+        fail("audio mux: ", error);
+    }
 }
 
 }  // namespace
@@ -186,7 +202,7 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
     TemporaryFile video(destination, "video.mp4"), whole(destination, "whole.mp4");
     try {
         std::optional<BackgroundSound> sound;
-        if (info.hasAudio) sound.emplace(recording);
+        if (info.hasAudio) sound.emplace(recording, states.timeline(), destination);
         {
             VideoWriter writer(video.path(),
                                videoSettings(options.preset, states.canvas(), fps, source.timeBase()));
@@ -194,11 +210,11 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
             writer.finish();
         }
         if (stop.stop_requested()) throwCancelled();
-        if (sound) Remuxer::mux(video.path(), sound->file(), whole.path());
+        if (sound) layUnder(*sound, video.path(), whole.path(), destination);
         if (stop.stop_requested()) throwCancelled();
         (sound ? whole : video).moveTo(destination);
     } catch (const MediaError& error) {
-        throw writerError(error, destination, {&video.path(), &whole.path()});
+        throw writerError(error, destination, video.path());
     } catch (const fs::filesystem_error& error) {
         throw ExportError(ExportError::Kind::writerFailed,
                           destination.string() + ": cannot write: " + error.code().message());

@@ -19,6 +19,7 @@ module  cairo           libcairo2-dev
 module  pangocairo      libpango1.0-dev
 module  simdjson        libsimdjson-dev
 module  libhwy          libhwy-dev
+module  rubberband      librubberband-dev
 module  CLI11           libcli11-dev
 font    Inter           fonts-inter
 font    DejaVu          fonts-dejavu-core

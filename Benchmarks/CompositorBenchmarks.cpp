@@ -1,0 +1,83 @@
+#include "Compositor/FrameCompositor.h"
+#include "Compositor/StyleResolver.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstdint>
+
+namespace lumenwhirl {
+namespace {
+
+Picture textLikePicture(int width, int height) {
+    Picture picture(width, height);
+    std::uint32_t state = 1;
+    for (const MutablePlane& plane : picture.mutableView().planes) {
+        for (int y = 0; y < plane.height; ++y) {
+            for (int x = 0; x < plane.width; ++x) {
+                state = state * 1664525 + 1013904223;
+                plane.row(y)[x] = (state >> 28) < 3 && y % 20 < 12 ? 40 : 220;
+            }
+        }
+    }
+    return picture;
+}
+
+Size sizeOf(const Picture& picture) {
+    return {static_cast<double>(picture.width()), static_cast<double>(picture.height())};
+}
+
+/// Everything on, everything moving: decoded planes to encoder planes.
+void finishedFrame(benchmark::State& run, int width, int height, double zoom) {
+    const Picture frame = textLikePicture(width, height);
+    FrameCompositor compositor;
+    compositor.prepareStyle(StyleResolver::resolve(Style(), sizeOf(frame)), sizeOf(frame), sizeOf(frame));
+    Picture out(width, height);
+    compositor.drawBase(out.mutableView());
+    FrameState state;
+    state.keystrokes = {{"⇧⌘S", 1}, {"⌘K", 0.5}};
+    state.caption = "A caption that is about as long as captions are";
+    int i = 0;
+    for (auto _ : run) {
+        const double phase = 0.01 * ++i;
+        const Point place{width * (0.5 + 0.2 * std::cos(phase)), height * (0.5 + 0.2 * std::sin(phase))};
+        state.cursor = {place, 1, {{place, 0.3}, {place, 0.7}}};
+        if (zoom > 1) state.camera = CameraState{place, zoom};
+        compositor.render(frame.view(), state, out.mutableView());
+        benchmark::DoNotOptimize(out.mutableView().planes[0].data);
+    }
+}
+BENCHMARK_CAPTURE(finishedFrame, wholeView1080p, 1920, 1080, 1.0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(finishedFrame, zoomed1080p, 1920, 1080, 1.75)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(finishedFrame, wholeView4K, 3840, 2160, 1.0)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(finishedFrame, zoomed4K, 3840, 2160, 1.75)->Unit(benchmark::kMillisecond);
+
+/// The camera on its way in: the map changes with every frame.
+void zoomRamp1080p(benchmark::State& run) {
+    const Picture frame = textLikePicture(1920, 1080);
+    FrameCompositor compositor;
+    compositor.prepareStyle(StyleResolver::resolve(Style(), sizeOf(frame)), sizeOf(frame), sizeOf(frame));
+    Picture out(1920, 1080);
+    compositor.drawBase(out.mutableView());
+    FrameState state;
+    int i = 0;
+    for (auto _ : run) {
+        state.camera = CameraState{{700, 500}, 1.01 + 0.74 * (++i % 36) / 36};
+        compositor.render(frame.view(), state, out.mutableView());
+        benchmark::DoNotOptimize(out.mutableView().planes[0].data);
+    }
+}
+BENCHMARK(zoomRamp1080p)->Unit(benchmark::kMillisecond);
+
+void prepareStyle1080p(benchmark::State& run) {
+    const Size size{1920, 1080};
+    const RenderStyle style = StyleResolver::resolve(Style(), size);
+    FrameCompositor compositor;
+    for (auto _ : run) compositor.prepareStyle(style, size, size);
+}
+BENCHMARK(prepareStyle1080p)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace lumenwhirl
+
+BENCHMARK_MAIN();

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "Engine/Timeline/EditTimeline.h"
+
+#include <filesystem>
+#include <stop_token>
+
+/// Sound cut and re-timed as the edit timeline cuts and re-times the picture.
+namespace lumenwhirl::AudioEdit {
+
+/// Writes an M4A with the segments of `timeline` one after the other, each beginning on the sample its output time
+/// falls on, pitch kept, joined by fades of a few milliseconds. Memory does not grow with the length. A stop ends
+/// it soon, without a file. Throws MediaError.
+void write(const std::filesystem::path& sound, const EditTimeline& timeline,
+           const std::filesystem::path& destination, std::stop_token stop = {});
+
+}  // namespace lumenwhirl::AudioEdit
