@@ -44,6 +44,7 @@ public:
         output_.write(packet);
     }
     [[nodiscard]] const AVStream& source() const noexcept { return from_; }
+    [[nodiscard]] const AVFormatContext& sourceFile() const noexcept { return input_.context(); }
     [[nodiscard]] AVRational timeBase() const noexcept { return from_.time_base; }
 
 private:
@@ -85,12 +86,7 @@ std::int64_t startOf(const AVPacket& packet) noexcept {
 /// packet in decoding order, or nothing; the muxer needs the other for the end of the track.
 class Pictures {
 public:
-    explicit Pictures(CopiedTrack& track) : track_(track) {
-        const AVStream& stream = track.source();
-        if (stream.duration > 0) {
-            promisedEnd_ = stream.duration + (stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time);
-        }
-    }
+    explicit Pictures(CopiedTrack& track) : track_(track), promisedEnd_(promisedEnd(track)) {}
 
     /// Writes the next packet, in decoding order; false at the end.
     [[nodiscard]] bool copyOne() {
@@ -118,6 +114,18 @@ public:
     [[nodiscard]] std::int64_t decodeTime() const noexcept { return decodeTime_; }
 
 private:
+    /// Where the file says that the pictures end. libavformat cuts a track's own length to that of its decoding
+    /// times, which with uneven frames is less; the file's length is right where there is nothing but pictures.
+    [[nodiscard]] static std::int64_t promisedEnd(const CopiedTrack& track) {
+        const AVStream& stream = track.source();
+        const AVFormatContext& file = track.sourceFile();
+        if (file.nb_streams == 1 && file.duration > 0) {
+            return av_rescale_q(file.duration, AVRational{1, AV_TIME_BASE}, stream.time_base);
+        }
+        if (stream.duration <= 0) return std::numeric_limits<std::int64_t>::min();
+        return stream.duration + (stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time);
+    }
+
     static constexpr std::size_t mostWaiting = 64;  // codecs reorder 16 at most; for files that claim otherwise
 
     /// Whether no packet still to come can be shown right after the first one waiting.
@@ -145,7 +153,7 @@ private:
     }
 
     CopiedTrack& track_;
-    std::int64_t promisedEnd_ = std::numeric_limits<std::int64_t>::min();
+    std::int64_t promisedEnd_;
     std::int64_t end_ = std::numeric_limits<std::int64_t>::min(), decodeTime_ = 0, latestDuration_ = 0;
     std::int64_t lastDecodeTime_ = std::numeric_limits<std::int64_t>::min();
     std::deque<PacketHandle> waiting_;

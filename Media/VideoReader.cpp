@@ -130,10 +130,12 @@ FrameHandle VideoReader::State::restartBefore(double sourceTime) {
     for (;;) {
         const double from = std::max(sourceTime - lead, start - 1);
         const bool isStart = from <= start - 1;
+        const bool isUntouched = !latestPts;  // also a file without any frame, where some formats cannot seek
         latestPts.reset();
         latestGiven.reset();
         const bool found = decoder.seek(static_cast<std::int64_t>(std::floor(from / base)));
-        if (!found && isStart && !decoder.seek(stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time)) {
+        if (!found && isStart && !isUntouched &&
+            !decoder.seek(stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time)) {
             throw MediaError(MediaError::Kind::unsupported, input.path(), "cannot seek in this file");
         }
         FrameHandle first = decode();

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <optional>
 
-/// Numbers pictures so that they are recognised after encoding, scaling and moving: 16 black or white blocks, eight
-/// in each of two rows, the lowest bit first.
+/// Numbers pictures so that they are recognised after encoding, scaling and moving: 16 black or white blocks,
+/// eight in each of two rows, the lowest bit first.
 namespace lumenwhirl::barCode {
 
 /// Where the code is, in luma pixels; each of the blocks should come out at least 6 pixels wide and high.
@@ -54,14 +54,16 @@ inline void paint(VideoFrame& frame, unsigned number, const Area& area) {
 
 /// The number in a plane of luma, from the middles of the blocks; empty where a block is neither black nor white,
 /// as in a blend of two pictures.
-[[nodiscard]] inline std::optional<unsigned> read(const std::uint8_t* luma, std::ptrdiff_t stride, const Area& area) {
+[[nodiscard]] inline std::optional<unsigned> read(const std::uint8_t* luma, std::ptrdiff_t stride,
+                                                  const Area& area) {
     constexpr int middle = (black + white) / 2, unclear = 50;
     unsigned number = 0;
     for (int i = 0; i < columns * rows; ++i) {
         const double width = area.width / columns, height = area.height / rows;
         const double x = area.x + width * (i % columns), y = area.y + height * (i / columns);
         const auto left = static_cast<int>(std::ceil(x + width / 4)), right = static_cast<int>(x + width * 3 / 4);
-        const auto top = static_cast<int>(std::ceil(y + height / 4)), bottom = static_cast<int>(y + height * 3 / 4);
+        const auto top = static_cast<int>(std::ceil(y + height / 4)),
+                   bottom = static_cast<int>(y + height * 3 / 4);
         long sum = 0;
         for (int row = top; row < bottom; ++row) {
             for (int column = left; column < right; ++column) sum += luma[row * stride + column];

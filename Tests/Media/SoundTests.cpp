@@ -1,0 +1,317 @@
+#include "Media/AudioReader.h"
+#include "Media/AudioWriter.h"
+#include "Media/MediaError.h"
+#include "Media/Remuxer.h"
+#include "Media/VideoReader.h"
+#include "Media/VideoWriter.h"
+#include "Tests/Media/FullDisk.h"
+#include "Tests/Media/Movies.h"
+#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Media/WaveFile.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace lumenwhirl {
+namespace {
+
+using Kind = MediaError::Kind;
+
+AudioBuffer silence(std::size_t frames, std::size_t channels = 2) {
+    AudioBuffer buffer;
+    buffer.channels.assign(channels, std::vector<float>(frames));
+    return buffer;
+}
+
+void writeSound(const std::filesystem::path& file, const AudioBuffer& sound, int sampleRate = 48'000) {
+    AudioWriter writer(file, sampleRate, static_cast<int>(sound.channels.size()));
+    writer.write(sound);
+    writer.finish();
+}
+
+/// Where the plane is loudest within 1,000 samples around `near`.
+std::size_t peakNear(const std::vector<float>& plane, std::size_t near) {
+    const auto begin = plane.begin() + static_cast<std::ptrdiff_t>(near > 500 ? near - 500 : 0);
+    const auto end = plane.begin() + static_cast<std::ptrdiff_t>(std::min(plane.size(), near + 500));
+    const auto peak = std::max_element(begin, end, [](float a, float b) { return std::fabs(a) < std::fabs(b); });
+    return static_cast<std::size_t>(peak - plane.begin());
+}
+
+template <class Action>
+std::optional<Kind> thrownBy(Action action) {
+    try {
+        action();
+    } catch (const MediaError& error) {
+        return error.kind();
+    }
+    return std::nullopt;
+}
+
+struct Format {
+    int sampleRate;
+    std::size_t channels;
+};
+
+class EncodedSound : public testing::TestWithParam<Format> {};
+
+TEST_P(EncodedSound, keepsEverySampleInItsPlaceAndItsLength) {
+    const auto [sampleRate, channels] = GetParam();
+    const TemporaryFolder folder;
+    const auto file = folder / "sound.m4a";
+    // Not whole AAC frames of 1,024, and one of less than a frame.
+    for (const std::size_t frames : {700UL, 1024UL, 50'000UL, 70'001UL}) {
+        SCOPED_TRACE(frames);
+        AudioBuffer sound = silence(frames, channels);
+        std::vector<std::size_t> clicks;
+        for (std::size_t at = 300; at < frames; at += 9'973) clicks.push_back(at);
+        for (std::size_t c = 0; c < channels; ++c) {
+            // The channels' clicks differ, so that channels that changed places show.
+            for (const auto at : clicks) sound.channels[c][at + 40 * c] = 0.9F;
+        }
+        {
+            // In pieces that fit neither the encoder's nor the test's.
+            AudioWriter writer(file, sampleRate, static_cast<int>(channels));
+            for (std::size_t at = 0; at < frames; at += 3'001) {
+                AudioBuffer piece;
+                for (const auto& plane : sound.channels) {
+                    piece.channels.emplace_back(
+                        plane.begin() + static_cast<std::ptrdiff_t>(at),
+                        plane.begin() + static_cast<std::ptrdiff_t>(std::min(at + 3'001, frames)));
+                }
+                writer.write(piece);
+            }
+            writer.finish();
+        }
+        const AudioReader reader(file);
+        EXPECT_EQ(reader.sampleRate(), sampleRate);
+        ASSERT_EQ(reader.channels(), static_cast<int>(channels));
+        const AudioBuffer back = readAll(file);
+        EXPECT_EQ(back.frames(), frames);
+        for (std::size_t c = 0; c < channels; ++c) {
+            for (const auto at : clicks) EXPECT_EQ(peakNear(back.channels[c], at + 40 * c), at + 40 * c);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, EncodedSound,
+                         testing::Values(Format{48'000, 1}, Format{48'000, 2}, Format{44'100, 2},
+                                         Format{16'000, 1}),
+                         [](const auto& instance) {
+                             return std::to_string(instance.param.sampleRate) + "x" +
+                                    std::to_string(instance.param.channels);
+                         });
+
+TEST(AudioReader, deliversFloatsUnchangedInPiecesOfAnySize) {
+    const TemporaryFolder folder;
+    AudioBuffer sound = silence(10'000, 3);
+    for (std::size_t c = 0; c < 3; ++c) {
+        for (std::size_t i = 0; i < 10'000; ++i) {
+            sound.channels[c][i] = static_cast<float>(i) / 10'000 * (c == 1 ? -1.F : 1.F) + static_cast<float>(c);
+        }
+    }
+    writeWave(folder / "sound.wav", sound, 32'000);
+    for (const std::size_t step : {1UL, 777UL, 10'000UL, 65'536UL}) {
+        EXPECT_EQ(readAll(folder / "sound.wav", step).channels, sound.channels);
+    }
+    AudioReader reader(folder / "sound.wav");
+    AudioBuffer buffer;
+    ASSERT_TRUE(reader.read(buffer, 9'999));
+    EXPECT_EQ(buffer.frames(), 9'999U);
+    ASSERT_TRUE(reader.read(buffer, 9'999));
+    EXPECT_EQ(buffer.frames(), 1U);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_FALSE(reader.read(buffer, 9'999));
+        EXPECT_EQ(buffer.frames(), 0U);
+    }
+}
+
+TEST(AudioReader, aLateStartAndAGapAreSilence) {
+    const TemporaryFolder folder;
+    const auto file = folder / "late.mov";
+    OutputFile output(file, "mov");
+    AVStream& stream = output.addStream();
+    stream.time_base = {1, 48'000};
+    stream.codecpar->codec_type = AVMEDIA_TYPE_AUDIO;
+    stream.codecpar->codec_id = AV_CODEC_ID_PCM_S16LE;
+    stream.codecpar->sample_rate = 48'000;
+    stream.codecpar->bits_per_coded_sample = 16;
+    stream.codecpar->block_align = 2;
+    av_channel_layout_default(&stream.codecpar->ch_layout, 1);
+    Dictionary options{{"movie_timescale", "48000"}};
+    output.start(options);
+    constexpr int packetFrames = 1'000;
+    for (const std::int64_t start : {12'345, 13'345, 14'345}) {
+        const PacketHandle packet = makePacket();
+        ASSERT_GE(av_new_packet(packet.get(), 2 * packetFrames), 0);
+        for (int i = 0; i < packetFrames; ++i) {
+            const auto sample = static_cast<std::int16_t>(i + 1);
+            std::memcpy(packet->data + 2 * i, &sample, 2);
+        }
+        packet->pts = packet->dts = start;
+        packet->duration = packetFrames;
+        output.write(*packet);
+    }
+    output.finish();
+
+    const AudioBuffer sound = readAll(file, 500);
+    ASSERT_EQ(sound.frames(), 15'345U);
+    EXPECT_EQ(std::count(sound.channels[0].begin(), sound.channels[0].begin() + 12'345, 0.F), 12'345);
+    for (std::size_t i = 12'345; i < sound.frames(); ++i) {
+        // 16 bits are of 1/32768 each.
+        ASSERT_EQ(sound.channels[0][i], static_cast<float>((i - 12'345) % 1'000 + 1) / 32'768.F) << i;
+    }
+}
+
+TEST(AudioReader, whatIsNoSoundIsRefusedAndWhatIsCutIsDamaged) {
+    const TemporaryFolder folder;
+    movies::write(folder / "video.mp4", movies::steady(60, 10));
+    EXPECT_EQ(thrownBy([&] { AudioReader{folder / "video.mp4"}; }), Kind::noAudioTrack);
+    EXPECT_EQ(thrownBy([&] { AudioReader{folder / "missing.m4a"}; }), Kind::cannotOpen);
+    EXPECT_EQ(thrownBy([&] { AudioReader{folder.path()}; }), Kind::cannotOpen);
+
+    writeSound(folder / "sound.m4a", silence(48'000));
+    Remuxer::mux(folder / "video.mp4", folder / "sound.m4a", folder / "both.mp4");
+    std::filesystem::resize_file(folder / "both.mp4", std::filesystem::file_size(folder / "both.mp4") * 2 / 3);
+    AudioReader reader(folder / "both.mp4");
+    AudioBuffer buffer;
+    std::size_t frames = 0;
+    EXPECT_EQ(thrownBy([&] {
+                  while (reader.read(buffer, 4'096)) frames += buffer.frames();
+              }),
+              Kind::damaged);
+    EXPECT_GT(frames, 10'000U);
+    EXPECT_EQ(buffer.frames(), 0U);
+    EXPECT_EQ(thrownBy([&] { (void)reader.read(buffer, 4'096); }), Kind::damaged);
+}
+
+TEST(AudioWriter, leavesNoFileWhenItCannotFinish) {
+    const TemporaryFolder folder;
+    const auto file = folder / "sound.m4a";
+    { AudioWriter(file, 48'000, 2).write(silence(100'000)); }
+    EXPECT_TRUE(folder.isEmpty());
+    for (const auto& [sampleRate, channels] : {std::pair{12'345, 2}, {48'000, 0}, {48'000, 9}, {0, 1}}) {
+        EXPECT_EQ(thrownBy([&] { AudioWriter(file, sampleRate, channels); }), Kind::unsupported);
+    }
+    EXPECT_TRUE(folder.isEmpty());
+    for (const rlim_t limit : {0, 2'000}) {
+        EXPECT_TRUE(holdsOnFullDisk(
+            limit, [&] { return thrownBy([&] { writeSound(file, silence(1'000'000)); }) == Kind::cannotWrite; }));
+        EXPECT_TRUE(folder.isEmpty());
+    }
+}
+
+/// The tick of 1/600 s at which each picture is shown.
+std::vector<double> ticksOf(const std::filesystem::path& file) {
+    VideoReader reader(file);
+    std::vector<double> ticks;
+    while (const auto frame = reader.next()) {
+        EXPECT_EQ(movies::numberOf(*frame), ticks.size());
+        ticks.push_back(frame->time() * 600);
+    }
+    return ticks;
+}
+
+class JoinedTracks : public testing::TestWithParam<VideoCodec> {};
+
+TEST_P(JoinedTracks, clickAndPictureStayTogetherToTheSample) {
+    const TemporaryFolder folder;
+    const auto video = folder / "video.mp4", sound = folder / "sound.m4a";
+    // Irregular times, a last frame of a sixtieth; 500 ticks are 40,000 samples.
+    std::vector<std::int64_t> ticks = movies::steady(40, 11);
+    ticks.push_back(490);
+    movies::write(video, ticks, movies::settings(GetParam()));
+    // Longer and shorter than the picture, and of the same length.
+    for (const std::size_t frames : {100'000UL, 20'000UL, 40'000UL}) {
+        SCOPED_TRACE(frames);
+        AudioBuffer clicks = silence(frames);
+        // When the frames 1, 7 and 39 are shown: 80 samples a tick.
+        const std::vector<std::size_t> at = {880, 6'160, 34'320};
+        for (const auto i : at) {
+            if (i < frames) clicks.channels[0][i] = 0.9F;
+        }
+        writeSound(sound, clicks);
+        // Once from the sound alone, once from a file that has a picture too.
+        Remuxer::mux(video, sound, folder / "once.mp4");
+        Remuxer::mux(video, folder / "once.mp4", folder / "twice.mp4");
+        for (const char* name : {"once.mp4", "twice.mp4"}) {
+            SCOPED_TRACE(name);
+            const auto file = folder / name;
+            const auto shown = ticksOf(file);
+            ASSERT_EQ(shown.size(), ticks.size());
+            for (std::size_t i = 0; i < ticks.size(); ++i)
+                EXPECT_NEAR(shown[i], static_cast<double>(ticks[i]), 1e-9);
+            EXPECT_NEAR(VideoReader(file).info().duration, 500.0 / 600, 1e-6);
+            EXPECT_TRUE(VideoReader(file).info().hasAudio);
+            const AudioBuffer back = readAll(file);
+            EXPECT_EQ(back.frames(), std::min(frames, 40'000UL));
+            for (const auto i : at) {
+                if (i < frames) {
+                    EXPECT_EQ(peakNear(back.channels[0], i), i);
+                }
+            }
+            std::ifstream in(file, std::ios::binary);
+            const std::string content(std::istreambuf_iterator<char>(in), {});
+            EXPECT_LT(content.find("moov"), content.find("mdat"));
+            EXPECT_NE(content.find(GetParam() == VideoCodec::hevc ? "hvc1" : "avc1"), std::string::npos);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Codecs, JoinedTracks, testing::Values(VideoCodec::h264, VideoCodec::hevc),
+                         [](const auto& instance) {
+                             return instance.param == VideoCodec::h264 ? "h264" : "hevc";
+                         });
+
+TEST(VideoWriter, soundWrittenWithThePictureStaysWithIt) {
+    const TemporaryFolder folder;
+    const auto file = folder / "both.mp4";
+    AudioBuffer sound = silence(48'000, 1);
+    sound.channels[0][8'000 + 24'000] = 0.9F;
+    for (const bool isSoundLast : {false, true}) {
+        VideoWriter writer(file, movies::settings(), SoundSettings{.sampleRate = 48'000, .channels = 1});
+        for (unsigned i = 0; i < 60; ++i) {
+            writer.write(movies::numbered(i), i * 10);
+            const float* const plane = sound.channels[0].data() + i * 800UL;
+            if (!isSoundLast) writer.writeSound(&plane, 800);
+        }
+        const float* const all = sound.channels[0].data();
+        if (isSoundLast) writer.writeSound(&all, 48'000);
+        writer.finish();
+        EXPECT_EQ(ticksOf(file).size(), 60U);
+        const AudioBuffer back = readAll(file);
+        EXPECT_EQ(back.frames(), 48'000U);
+        EXPECT_EQ(peakNear(back.channels[0], 32'000), 32'000U);
+    }
+}
+
+TEST(Remuxer, reportsWhatIsMissingAndLeavesNoPartialFile) {
+    const TemporaryFolder folder;
+    const TemporaryFolder target;
+    const auto video = folder / "video.mp4", sound = folder / "sound.m4a", destination = target / "both.mp4";
+    movies::write(video, movies::steady(300, 10));
+    writeSound(sound, silence(240'000));
+    EXPECT_EQ(thrownBy([&] { Remuxer::mux(video, video, destination); }), Kind::noAudioTrack);
+    EXPECT_EQ(thrownBy([&] { Remuxer::mux(sound, sound, destination); }), Kind::noVideoTrack);
+    EXPECT_EQ(thrownBy([&] { Remuxer::mux(video, folder / "missing", destination); }), Kind::cannotOpen);
+    EXPECT_TRUE(target.isEmpty());
+    for (const std::uintmax_t limit :
+         {std::uintmax_t{0}, std::filesystem::file_size(video) / 2, std::filesystem::file_size(video)}) {
+        EXPECT_TRUE(holdsOnFullDisk(limit, [&] {
+            return thrownBy([&] { Remuxer::mux(video, sound, destination); }) == Kind::cannotWrite;
+        }));
+        EXPECT_TRUE(target.isEmpty());
+    }
+    // A cut picture is no shorter picture.
+    std::filesystem::resize_file(video, std::filesystem::file_size(video) / 2);
+    EXPECT_EQ(thrownBy([&] { Remuxer::mux(video, sound, destination); }), Kind::damaged);
+    EXPECT_TRUE(target.isEmpty());
+}
+
+}  // namespace
+}  // namespace lumenwhirl
