@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <vector>
+
+// Folders are the architecture: what may include what is the table in CONTRIBUTING.md.
+
+namespace lumenwhirl {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path root = LUMENWHIRL_SOURCE_DIR;
+
+struct Include {
+    fs::path file;       // relative to the root
+    std::string target;  // as written between the quotes or brackets
+    bool isOurs = false;
+};
+
+std::vector<Include> includesBelow(const std::string& folder) {
+    static const std::regex pattern(R"re(^\s*#\s*include\s*(["<])([^">]+)[">])re");
+    std::vector<Include> includes;
+    for (const auto& entry : fs::recursive_directory_iterator(root / folder)) {
+        if (entry.path().extension() != ".h" && entry.path().extension() != ".cpp") continue;
+        std::ifstream source(entry.path());
+        std::smatch match;
+        for (std::string line; std::getline(source, line);)
+            if (std::regex_search(line, match, pattern))
+                includes.push_back({fs::relative(entry.path(), root), match[2], match[1] == "\""});
+    }
+    return includes;
+}
+
+bool beginsWithOneOf(const std::string& text, const std::vector<std::string>& beginnings) {
+    for (const std::string& beginning : beginnings)
+        if (text.starts_with(beginning)) return true;
+    return false;
+}
+
+TEST(Includes, goDownTheFoldersOnly) {
+    struct Rule {
+        std::string folder;
+        std::vector<std::string> mayUse;
+    };
+    const std::vector<Rule> rules{
+        {"Engine/", {"Engine/"}},
+        {"Media/", {"Engine/Geometry/", "Media/"}},
+        {"Compositor/", {"Engine/", "Compositor/"}},
+        {"Exporter/", {"Engine/", "Media/", "Compositor/", "Exporter/"}},
+        {"Recorder/Package/", {"Engine/", "Recorder/Package/"}},
+        {"Recorder/", {"Engine/", "Media/", "Recorder/"}},
+        {"Lumenwhirl/Captions/", {"Engine/", "Lumenwhirl/Captions/"}},
+        {"Lumenwhirl/Demo/", {"Engine/", "Media/", "Compositor/", "Recorder/Package/", "Lumenwhirl/Demo/"}},
+        {"Lumenwhirl/", {"Engine/", "Media/", "Compositor/", "Exporter/", "Recorder/", "Lumenwhirl/"}},
+    };
+    for (const Rule& rule : rules) {
+        int count = 0;
+        for (const Include& include : includesBelow(rule.folder)) {
+            count += include.isOurs ? 1 : 0;
+            EXPECT_TRUE(!include.isOurs || beginsWithOneOf(include.target, rule.mayUse))
+                << include.file.string() << " includes \"" << include.target << "\"";
+        }
+        EXPECT_GT(count, 0) << rule.folder << " was not looked at";
+    }
+}
+
+TEST(Includes, namesOfOurFilesStartAtTheRoot) {
+    for (const std::string folder :
+         {"Engine", "Media", "Compositor", "Exporter", "Recorder", "Lumenwhirl", "Tests", "Benchmarks"})
+        for (const Include& include : includesBelow(folder))
+            EXPECT_TRUE(!include.isOurs || fs::exists(root / include.target))
+                << include.file.string() << " includes \"" << include.target << "\"";
+}
+
+TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
+    struct Rule {
+        std::vector<std::string> headers, folders;
+    };
+    const std::vector<Rule> rules{
+        {{"libav", "libsw"}, {"Media/"}},     {{"cairo", "pango"}, {"Compositor/", "Lumenwhirl/Demo/"}},
+        {{"hwy/"}, {"Compositor/Kernels/"}},  {{"simdjson"}, {"Engine/", "Lumenwhirl/"}},
+        {{"CLI/"}, {"Lumenwhirl/Commands/"}},
+    };
+    for (const std::string folder : {"Engine", "Media", "Compositor", "Exporter", "Recorder", "Lumenwhirl"})
+        for (const Include& include : includesBelow(folder))
+            for (const Rule& rule : rules)
+                EXPECT_TRUE(include.isOurs || !beginsWithOneOf(include.target, rule.headers) ||
+                            beginsWithOneOf(include.file.string(), rule.folders))
+                    << include.file.string() << " includes <" << include.target << ">";
+}
+
+}  // namespace
+}  // namespace lumenwhirl
