@@ -33,7 +33,7 @@ TABLE
     bench) cat <<'TABLE' ;;
 module  benchmark       libbenchmark-dev
 tool    ffmpeg          ffmpeg
-tool    ffprobe         ffmpeg
+tool    time            time
 TABLE
     esac
 }
@@ -48,7 +48,7 @@ fail() {
 isPresent() {
     local kind=$1 name=$2 package=$3
     case $kind in
-    tool) command -v "$name" >/dev/null ;;
+    tool) type -P "$name" >/dev/null ;;
     module) command -v pkg-config >/dev/null && pkg-config --exists "$name" 2>/dev/null ;;
     font)
         if command -v dpkg-query >/dev/null; then
@@ -132,10 +132,10 @@ quietly() {
     [ "$status" = 0 ] || { cat "$log" >&2; fail "the build failed, see above"; }
 }
 
-# buildPreset PRESET TARGET [CMAKE OPTION…]: configures where that is needed and builds. One build at a time in a
+# buildPreset PRESET "TARGET…" [CMAKE OPTION…]: configures where that is needed and builds. One build at a time in a
 # folder: a second one waits.
 buildPreset() {
-    local preset=$1 target=$2 folder=$root/build/$1
+    local preset=$1 targets=$2 folder=$root/build/$1
     shift 2
     mkdir -p "$folder"
     (
@@ -143,6 +143,7 @@ buildPreset() {
         if [ ! -f "$folder/build.ninja" ] || [ $# -gt 0 ]; then
             (cd "$root" && quietly "$folder/configure.log" cmake --preset "$preset" "$@") || exit 1
         fi
-        quietly "$folder/build.log" cmake --build "$folder" --target "$target"
+        # shellcheck disable=SC2086
+        quietly "$folder/build.log" cmake --build "$folder" --target $targets
     ) 9>"$folder/.lock" || exit 1
 }
