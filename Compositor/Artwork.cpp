@@ -150,9 +150,10 @@ const Artwork::Arrow& Artwork::arrow(double height, int detail) {
     return arrow_;
 }
 
-Image Artwork::ring() {
-    const int side = static_cast<int>(ringImageSize);
+Image Artwork::ring(int halvings) {
+    const int side = static_cast<int>(ringImageSize) >> halvings;
     const Drawing drawing(CAIRO_FORMAT_ARGB32, side, side);
+    cairo_scale(drawing.context(), side / ringImageSize, side / ringImageSize);
     drawing.setColor({1, 1, 1, 1});
     cairo_set_line_width(drawing.context(), 10);
     cairo_arc(drawing.context(), ringImageSize / 2, ringImageSize / 2, ringBaseRadius, 0, 2 * std::numbers::pi);

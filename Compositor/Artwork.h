@@ -32,8 +32,8 @@ public:
     };
     /// The pointer's arrow; the last one drawn is kept. Valid until the next call.
     [[nodiscard]] const Arrow& arrow(double height, int detail);
-    /// A white circle of radius 120 about the middle of a 256-pixel square.
-    [[nodiscard]] static Image ring();
+    /// A white circle of radius 120 about the middle of a 256-pixel square, drawn 2^halvings times smaller.
+    [[nodiscard]] static Image ring(int halvings);
 
     /// How wide a pill is, including its round ends.
     [[nodiscard]] double pillWidth(const std::string& text, double height);

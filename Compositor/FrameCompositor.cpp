@@ -7,6 +7,7 @@
 #include "Compositor/StyledCanvas.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <map>
@@ -49,7 +50,7 @@ struct FrameCompositor::Parts {
 
     const Kernels* kernels = nullptr;
     Artwork artwork;
-    Image ring = Artwork::ring();
+    std::array<Image, 4> rings{Artwork::ring(0), Artwork::ring(1), Artwork::ring(2), Artwork::ring(3)};
     std::optional<StyledCanvas> prepared, unstyled;
     PlaneResampler luma, chroma;
     std::map<PlateKey, OverlayTile> plates;
@@ -125,7 +126,15 @@ void FrameCompositor::Parts::drawCursor(const StyledCanvas& canvas, const Cursor
         const double radius = unit * ripple.progress, alpha = (1 - ripple.progress) * 0.7;
         if (!(radius > 0.5) || !(alpha > 0.01)) continue;
         const double scale = radius / Artwork::ringBaseRadius, half = Artwork::ringImageSize / 2 * scale;
-        drawMoving(canvas, ring, {ripple.center.x - half, ripple.center.y - half}, scale, alpha, view, out);
+        // The smallest drawing that need not be enlarged: less to resample, the same to see.
+        std::size_t halvings = 0;
+        double enlarged = scale;  // frame pixels a pixel of that drawing
+        while (halvings + 1 < rings.size() && 2 * enlarged * canvas.contentScale() * view.scale <= 1) {
+            ++halvings;
+            enlarged *= 2;
+        }
+        drawMoving(canvas, rings[halvings], {ripple.center.x - half, ripple.center.y - half}, enlarged, alpha,
+                   view, out);
     }
     if (!cursor.isVisible()) return;
     // Twice the detail of the unzoomed canvas keeps the arrow's edges sharp under the usual zooms.

@@ -22,7 +22,7 @@ public:
 
 private:
     int width_ = 0;
-    std::vector<Pixel> across_, result_;
+    std::vector<Pixel> source_, across_, result_;
 };
 
 }  // namespace lumenwhirl
