@@ -2,6 +2,7 @@
 
 #include "Lumenwhirl/Commands/CaptionsCommand.h"
 #include "Lumenwhirl/Commands/Command.h"
+#include "Lumenwhirl/Commands/DemoCommand.h"
 #include "Lumenwhirl/Commands/ExportCommand.h"
 #include "Lumenwhirl/Commands/FrameCommand.h"
 #include "Lumenwhirl/Commands/InspectCommand.h"
@@ -28,6 +29,7 @@ public:
         parser_.require_subcommand(1);
         parser_.get_formatter()->label("SUBCOMMAND", "COMMAND");
         parser_.set_help_flag("-h,--help", "Explain the program or a command");
+        add<DemoCommand>("demo", "Make a recording to try things with");
         add<ExportCommand>("export", "Make the finished video of a recording");
         add<FrameCommand>("frame", "Save one finished frame as a picture");
         add<InspectCommand>("inspect", "Print what the models say of a recording, as JSON");
