@@ -126,10 +126,10 @@ void FrameCompositor::Parts::drawCursor(const StyledCanvas& canvas, const Cursor
         const double radius = unit * ripple.progress, alpha = (1 - ripple.progress) * 0.7;
         if (!(radius > 0.5) || !(alpha > 0.01)) continue;
         const double scale = radius / Artwork::ringBaseRadius, half = Artwork::ringImageSize / 2 * scale;
-        // The smallest drawing that need not be enlarged: less to resample, the same to see.
+        // The smallest drawing that is still twice as fine as the canvas: less to resample, the same to see.
         std::size_t halvings = 0;
         double enlarged = scale;  // frame pixels a pixel of that drawing
-        while (halvings + 1 < rings.size() && 2 * enlarged * canvas.contentScale() * view.scale <= 1) {
+        while (halvings + 1 < rings.size() && 2 * enlarged * canvas.contentScale() * view.scale <= 0.5) {
             ++halvings;
             enlarged *= 2;
         }
