@@ -24,12 +24,13 @@ struct YuvSample {
             128 * alpha + 224 * (r - luma) / 1.5748F};
 }
 
-/// Fixed noise in 0...1 whose neighbours differ much, so that it hides as dither: interleaved gradient noise
-/// (J. Jimenez, "Next generation post processing in Call of Duty: Advanced Warfare", SIGGRAPH 2014).
+/// Fixed noise in 0...1 whose neighbours differ much, so that it hides as dither; x and y >= 0. Interleaved
+/// gradient noise (J. Jimenez, "Next generation post processing in Call of Duty: Advanced Warfare", SIGGRAPH
+/// 2014).
 [[nodiscard]] inline float ditherNoise(int x, int y) {
     const float v = 0.06711056F * static_cast<float>(x) + 0.00583715F * static_cast<float>(y);
-    const float w = 52.9829189F * (v - std::floor(v));
-    return w - std::floor(w);
+    const float w = 52.9829189F * (v - static_cast<float>(static_cast<int>(v)));
+    return w - static_cast<float>(static_cast<int>(w));
 }
 
 enum class Rounding { nearest, dithered };
@@ -61,19 +62,20 @@ struct YuvRow {
 /// Fills `out` from rows at full resolution: `fill(y, row)` gives row y, called once each, top to bottom.
 template <class Fill>
 void writePlanes(const MutablePicture& out, Rounding rounding, Fill&& fill) {
+    // Values are never far below 0, so that cutting off after an offset of 256 rounds down.
     const auto byte = [rounding](float value, int x, int y) {
         const float offset = rounding == Rounding::dithered ? ditherNoise(x, y) : 0.5F;
-        return static_cast<std::uint8_t>(std::clamp(std::floor(value + offset), 0.0F, 255.0F));
+        return static_cast<std::uint8_t>(std::clamp(static_cast<int>(value + offset + 256) - 256, 0, 255));
+    };
+    const auto writeRow = [&](std::uint8_t* row, const std::vector<float>& values, int y) {
+        for (int x = 0; x < out.width(); ++x) row[x] = byte(values[static_cast<std::size_t>(x)], x, y);
     };
     YuvRow upper(out.width()), lower(out.width());
     for (int y = 0; y + 1 < out.height(); y += 2) {
         fill(y, upper);
         fill(y + 1, lower);
-        for (int x = 0; x < out.width(); ++x) {
-            const auto i = static_cast<std::size_t>(x);
-            out.planes[0].row(y)[x] = byte(upper.y[i], x, y);
-            out.planes[0].row(y + 1)[x] = byte(lower.y[i], x, y + 1);
-        }
+        writeRow(out.planes[0].row(y), upper.y, y);
+        writeRow(out.planes[0].row(y + 1), lower.y, y + 1);
         for (int i = 0; i < out.planes[1].width; ++i) {
             // Shifted, so that the planes' noise does not add up to a visible pattern.
             out.planes[1].row(y / 2)[i] = byte(chromaAt(upper.cb, lower.cb, i), i + 37, y / 2 + 17);

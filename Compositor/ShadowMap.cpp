@@ -69,27 +69,26 @@ ShadowMap::ShadowMap(const std::vector<std::uint8_t>& coverage, int width, int h
                  taps, line);
     for (int column = 0; column < columns_; ++column)
         blurLine(cells_.data() + column, rows_, static_cast<std::size_t>(columns_), taps, line);
+    for (int x = 0; x < width; ++x) columnsOf_.push_back(between(x + 0.5, block_, columns_));
+}
+
+ShadowMap::Between ShadowMap::between(double position, int block, int count) {
+    const double cell = position / block - 0.5, floor = std::floor(cell);
+    return {std::clamp(static_cast<int>(floor), 0, count - 1),
+            std::clamp(static_cast<int>(floor) + 1, 0, count - 1), static_cast<float>(cell - floor)};
 }
 
 void ShadowMap::row(double y, std::vector<float>& out) const {
-    const auto between = [this](double position, int count, int& low, int& high) {
-        const double cell = position / block_ - 0.5;
-        const double floor = std::floor(cell);
-        low = std::clamp(static_cast<int>(floor), 0, count - 1);
-        high = std::clamp(static_cast<int>(floor) + 1, 0, count - 1);
-        return static_cast<float>(cell - floor);
-    };
-    int upper = 0, lower = 0;
-    const float down = between(std::clamp(y, 0.0, static_cast<double>(height_)), rows_, upper, lower);
-    const float* a = cells_.data() + static_cast<std::size_t>(upper) * static_cast<std::size_t>(columns_);
-    const float* b = cells_.data() + static_cast<std::size_t>(lower) * static_cast<std::size_t>(columns_);
+    const Between rows = between(std::clamp(y, 0.0, static_cast<double>(height_)), block_, rows_);
+    const float* upper = cells_.data() + static_cast<std::size_t>(rows.low) * static_cast<std::size_t>(columns_);
+    const float* lower = cells_.data() + static_cast<std::size_t>(rows.high) * static_cast<std::size_t>(columns_);
+    std::vector<float> line(static_cast<std::size_t>(columns_));
+    for (std::size_t i = 0; i < line.size(); ++i) line[i] = upper[i] + rows.share * (lower[i] - upper[i]);
     out.resize(static_cast<std::size_t>(width_));
-    for (int x = 0; x < width_; ++x) {
-        int left = 0, right = 0;
-        const float across = between(x + 0.5, columns_, left, right);
-        const float top = a[left] + across * (a[right] - a[left]);
-        const float bottom = b[left] + across * (b[right] - b[left]);
-        out[static_cast<std::size_t>(x)] = top + down * (bottom - top);
+    for (std::size_t x = 0; x < out.size(); ++x) {
+        const float left = line[static_cast<std::size_t>(columnsOf_[x].low)];
+        const float right = line[static_cast<std::size_t>(columnsOf_[x].high)];
+        out[x] = left + columnsOf_[x].share * (right - left);
     }
 }
 

@@ -17,9 +17,17 @@ public:
     void row(double y, std::vector<float>& out) const;
 
 private:
+    /// The two cells beside a position, and how far it is from the middle of the first to that of the second.
+    struct Between {
+        int low = 0, high = 0;
+        float share = 0;
+    };
+    [[nodiscard]] static Between between(double position, int block, int count);
+
     int width_, height_, block_ = 1;  // block_: samples a cell side
     int columns_, rows_;
     std::vector<float> cells_;
+    std::vector<Between> columnsOf_;  // of every sample of a row
 };
 
 }  // namespace lumenwhirl

@@ -70,7 +70,7 @@ Coverage bytesOf(const std::vector<double>& map, double opacity) {
     Coverage coverage;
     coverage.reserve(map.size());
     for (const double value : map)
-        coverage.push_back(static_cast<std::uint8_t>(std::lround(255 * opacity * std::clamp(value, 0.0, 1.0))));
+        coverage.push_back(static_cast<std::uint8_t>(255 * opacity * std::clamp(value, 0.0, 1.0) + 0.5));
     return coverage;
 }
 
@@ -113,24 +113,33 @@ std::uint8_t mixed(std::uint8_t from, std::uint8_t to, std::uint8_t coverage) {
     return static_cast<std::uint8_t>((from * (255 - coverage) + to * coverage + 127) / 255);
 }
 
-/// The background's row y, as red, green and blue of 0...1 for every pixel.
-using RowPainter = std::function<void(int y, std::vector<Color>& row)>;
+/// Red, green and blue of a row, 0...1.
+struct RgbRow {
+    std::vector<float> red, green, blue;
+    explicit RgbRow(int width) : red(static_cast<std::size_t>(width)), green(red.size()), blue(red.size()) {}
+    void fill(double r, double g, double b) {
+        std::fill(red.begin(), red.end(), static_cast<float>(r));
+        std::fill(green.begin(), green.end(), static_cast<float>(g));
+        std::fill(blue.begin(), blue.end(), static_cast<float>(b));
+    }
+};
+
+/// Paints the background's row y.
+using RowPainter = std::function<void(int y, RgbRow& row)>;
 
 Color opaque(const Color& color) {  // over black
     return {color.red * color.alpha, color.green * color.alpha, color.blue * color.alpha, 1};
 }
 
 RowPainter painterFor(const RenderStyle::Solid& solid, int, int) {
-    return
-        [color = opaque(solid.color)](int, std::vector<Color>& row) { std::fill(row.begin(), row.end(), color); };
+    return [color = opaque(solid.color)](int, RgbRow& row) { row.fill(color.red, color.green, color.blue); };
 }
 
 RowPainter painterFor(const RenderStyle::Gradient& gradient, int, int height) {
-    return [top = opaque(gradient.top), bottom = opaque(gradient.bottom), height](int y, std::vector<Color>& row) {
+    return [top = opaque(gradient.top), bottom = opaque(gradient.bottom), height](int y, RgbRow& row) {
         const double t = (y + 0.5) / height;
-        std::fill(row.begin(), row.end(),
-                  Color{top.red + t * (bottom.red - top.red), top.green + t * (bottom.green - top.green),
-                        top.blue + t * (bottom.blue - top.blue), 1});
+        row.fill(std::lerp(top.red, bottom.red, t), std::lerp(top.green, bottom.green, t),
+                 std::lerp(top.blue, bottom.blue, t));
     };
 }
 
@@ -148,12 +157,12 @@ RowPainter painterFor(const RenderStyle::Picture& picture, int width, int height
     };
     auto resampler = std::make_shared<ImageResampler>();
     resampler->resample(image, axis(width, image.width), axis(height, image.height));
-    return [resampler](int y, std::vector<Color>& row) {
+    return [resampler](int y, RgbRow& row) {
         const ImageResampler::Pixel* in = resampler->row(y);
-        for (Color& color : row) {
-            color = {std::clamp((*in)[0] / 255.0, 0.0, 1.0), std::clamp((*in)[1] / 255.0, 0.0, 1.0),
-                     std::clamp((*in)[2] / 255.0, 0.0, 1.0), 1};
-            ++in;
+        for (std::size_t x = 0; x < row.red.size(); ++x) {
+            row.red[x] = std::clamp(in[x][0] / 255, 0.0F, 1.0F);
+            row.green[x] = std::clamp(in[x][1] / 255, 0.0F, 1.0F);
+            row.blue[x] = std::clamp(in[x][2] / 255, 0.0F, 1.0F);
         }
     };
 }
@@ -193,22 +202,26 @@ void StyledCanvas::drawBase(const RenderStyle& style, double radius) {
         shadow.emplace(filledRect(videoRect_, radius, width(), height()), width(), height(), style.shadow.radius);
 
     const bool isFlat = std::holds_alternative<RenderStyle::Solid>(style.background) && !shadow;
-    std::vector<Color> colors(static_cast<std::size_t>(width()));
-    std::vector<float> shade(colors.size(), 0.0F);
+    RgbRow colors(width());
+    std::vector<float> shade(colors.red.size(), 0.0F);
+    const auto opacity = static_cast<float>(style.shadow.opacity);
     writePlanes(base_.mutableView(), isFlat ? Rounding::nearest : Rounding::dithered, [&](int y, YuvRow& row) {
         paint(y, colors);
         if (shadow) {
             const double source = y + 0.5 - style.shadow.yOffset;
-            if (source < 0)
-                std::fill(shade.begin(), shade.end(), 0.0F);  // the shadow was cut at the canvas, then moved
-            else
+            if (source < 0) {  // the shadow was cut at the canvas, then moved
+                std::fill(shade.begin(), shade.end(), 0.0F);
+            } else {
                 shadow->row(source, shade);
+            }
         }
-        for (std::size_t x = 0; x < colors.size(); ++x) {
-            const float kept = 1 - shade[x] * static_cast<float>(style.shadow.opacity);
-            row.set(static_cast<int>(x), yuvFromRgb(static_cast<float>(colors[x].red) * kept,
-                                                    static_cast<float>(colors[x].green) * kept,
-                                                    static_cast<float>(colors[x].blue) * kept));
+        for (std::size_t x = 0; x < shade.size(); ++x) {
+            const float kept = 1 - shade[x] * opacity;
+            const YuvSample sample =
+                yuvFromRgb(colors.red[x] * kept, colors.green[x] * kept, colors.blue[x] * kept);
+            row.y[x] = sample.y;
+            row.cb[x] = sample.cb;
+            row.cr[x] = sample.cr;
         }
     });
 }
