@@ -4,6 +4,7 @@
 #include "Media/SoundEncoder.h"
 
 #include <cassert>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -12,7 +13,9 @@ namespace lumenwhirl {
 struct AudioWriter::State {
     State(const std::filesystem::path& file, int sampleRate, int channels) {
         output.emplace(file, "ipod");
-        encoder.emplace(*output, SoundSettings{.sampleRate = sampleRate, .channels = channels});
+        encoder.emplace(*output, SoundSettings{.sampleRate = sampleRate,
+                                               .channels = channels,
+                                               .bitRate = std::int64_t{96'000} * (channels + 1)});
         // How long the track plays is told in these units: in samples, so that its end is exact.
         Dictionary options{{"movie_timescale", std::to_string(sampleRate)}};
         output->start(options);
