@@ -113,7 +113,7 @@ private:
 };
 
 /// Clicks from about 1.4 s to 3.7 s of the round, all near the board's first column.
-void addTask(Performer& person, double start) {
+void addTask(Performer& person, double start, std::size_t number) {
     constexpr std::array<std::string_view, 7> tasks{"Soundcheck", "Fireworks", "Photographer", "Programmes",
                                                     "Volunteers", "Rehearsal", "Lighting"};
     person.waitUntil(start + 0.4);
@@ -121,7 +121,7 @@ void addTask(Performer& person, double start) {
     person.waitUntil(start + 1.15);
     person.click();
     person.pause(0.28, 0.36);
-    person.type(tasks[person.random().below(tasks.size())]);
+    person.type(tasks[number % tasks.size()]);
     person.pause(0.02, 0.08);
     person.reach({Kind::labelChip, static_cast<int>(1 + person.random().below(labelCount - 1))});
     person.click();
@@ -207,11 +207,12 @@ DemoScript writeDemoScript(double seconds, int pixelWidth, int pixelHeight, int 
     DemoScript script;
     Performer person(DesktopLayout(pixelWidth, pixelHeight), seconds, seed);
     const auto rounds = static_cast<std::size_t>(std::ceil(seconds / roundLength));
+    const std::size_t firstTask = person.random().below(1000);
     for (std::size_t round = 0; round < rounds; ++round) {
         const double start = roundLength * static_cast<double>(round);
         // A first round that is cut short still shows all it can.
         if (round > 0) person.stopClickingAt(seconds - viewOpensAgain);
-        addTask(person, start);
+        addTask(person, start, firstTask + round);
         readProgramme(person, start, round % 2 == 0);
         publishProgramme(person, start, round == 0 ? 0 : static_cast<int>(person.random().below(menuItemCount)));
         changeAppearance(person, start);
