@@ -19,7 +19,7 @@ struct DemoScript {
 /// hand's ways and timing and some of the choices. Clicks come in two groups a round, far enough apart in time
 /// that an automatic zoom leaves between them; then the hand rests long enough for the pointer to hide.
 ///
-/// The log's size grows with the length: about 20 kB a minute in memory.
+/// The log's size grows with the length: about 60 kB a minute in memory.
 [[nodiscard]] DemoScript writeDemoScript(double seconds, int pixelWidth, int pixelHeight, int fps,
                                          std::uint64_t seed);
 
