@@ -4,6 +4,7 @@
 #include "Exporter/AudioNormalizer.h"
 
 #include <system_error>
+#include <utility>
 
 namespace lumenwhirl {
 
@@ -32,8 +33,11 @@ BackgroundSound::~BackgroundSound() {
     if (louder_) std::filesystem::remove(*louder_, ignored);
 }
 
-const std::filesystem::path& BackgroundSound::file() {
-    if (worker_.joinable()) worker_.join();
+const std::filesystem::path& BackgroundSound::file(std::stop_token stop) {
+    if (worker_.joinable()) {
+        const std::stop_callback relay(std::move(stop), [this] { worker_.request_stop(); });
+        worker_.join();
+    }
     if (failure_) std::rethrow_exception(failure_);
     if (!timeline_.isIdentity()) return edited_.path();
     return louder_ ? *louder_ : recording_;

@@ -6,6 +6,7 @@
 #include <exception>
 #include <filesystem>
 #include <optional>
+#include <stop_token>
 #include <thread>
 
 namespace lumenwhirl {
@@ -21,9 +22,10 @@ public:
     BackgroundSound(const BackgroundSound&) = delete;
     BackgroundSound& operator=(const BackgroundSound&) = delete;
 
-    /// Waits for the work. The file whose first sound track belongs under the picture: the recording itself where
-    /// nothing is to change. Valid as long as this. Throws MediaError when the edited sound could not be made.
-    [[nodiscard]] const std::filesystem::path& file();
+    /// Waits for the work, which a stop ends soon. The file whose first sound track belongs under the picture: the
+    /// recording itself where nothing is to change. Valid as long as this; after a stop there may be no such file.
+    /// Throws MediaError when the edited sound could not be made.
+    [[nodiscard]] const std::filesystem::path& file(std::stop_token stop);
 
 private:
     void make(const std::stop_token& stop);

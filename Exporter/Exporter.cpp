@@ -12,6 +12,7 @@
 #include "Media/VideoWriter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <optional>
 #include <system_error>
@@ -50,7 +51,9 @@ void checkDestination(const fs::path& recording, const fs::path& destination) {
         throw ExportError(ExportError::Kind::cannotCreateWriter, destination.string() + ": " + why);
     };
     std::error_code ignored;
-    if (fs::is_directory(destination, ignored)) refuse("is a folder; name a file");
+    const fs::file_status there = fs::status(destination, ignored);
+    if (destination.empty() || fs::is_directory(there)) refuse("is a folder; name a file");
+    if (fs::exists(there) && !fs::is_regular_file(there)) refuse("is no file that can be replaced; name a file");
     if (fs::equivalent(recording, destination, ignored)) refuse("is the recording itself; name another file");
     const fs::path folder = destination.has_parent_path() ? destination.parent_path() : fs::path(".");
     if (!fs::is_directory(folder, ignored)) refuse("its folder does not exist");
@@ -119,67 +122,73 @@ std::int64_t renderVideo(SourceFrames& source, const FrameStates& states, VideoW
         std::int64_t pts = 0;
     };
     FrameMaker maker(states);
-    std::stop_source work;
-    const std::stop_callback relay(stop, [&work] { work.request_stop(); });
     BoundedQueue<SourceFrames::Item> decoded(queuedFrames);
     BoundedQueue<Finished> finished(queuedFrames);
     std::exception_ptr encoderFailure;  // read after the encoder's thread has ended
 
-    std::jthread decoder([&] {
+    // Whichever way this function ends, its threads are told to stop and then waited for, so none waits for ever.
+    std::jthread decoder([&](std::stop_token stopDecoder) {
         try {
             while (auto item = source.next())
-                if (!decoded.push(std::move(*item), work.get_token())) return;
+                if (!decoded.push(std::move(*item), stopDecoder)) return;
             decoded.close();
         } catch (...) {
             decoded.close(std::current_exception());
         }
     });
-    std::jthread encoder([&] {
+    std::jthread encoder([&](std::stop_token stopEncoder) {
         try {
-            while (const auto next = finished.pop(work.get_token())) writer.write(next->frame, next->pts);
+            while (const auto next = finished.pop(stopEncoder)) writer.write(next->frame, next->pts);
         } catch (...) {
             encoderFailure = std::current_exception();
             finished.close(encoderFailure);
         }
     });
-    struct StopAtExit {
-        std::stop_source& source;
-        ~StopAtExit() { source.request_stop(); }  // before the threads above are joined
-    } const stopAtExit{work};
 
     Progress progress{0, source.totalFrames()};
-    while (const auto item = decoded.pop(work.get_token())) {
-        if (!finished.push({maker.make(*item), item->pts}, work.get_token())) break;
+    while (const auto item = decoded.pop(stop)) {
+        if (!finished.push({maker.make(*item), item->pts}, stop)) break;
         ++progress.framesDone;
         progress.totalFrames = std::max(progress.totalFrames, progress.framesDone);
         if (options.progress) options.progress(progress);
     }
     if (stop.stop_requested()) throwCancelled();
     finished.close();
-    encoder.join();
+    encoder.join();  // a few frames more
     if (encoderFailure) std::rethrow_exception(encoderFailure);
     return progress.framesDone;
 }
 
 /// An error about a file in the making is about the destination, as far as the user is concerned.
-ExportError writerError(const MediaError& error, const fs::path& destination, const fs::path& temporary) {
+ExportError writerError(ExportError::Kind kind, const MediaError& error, const fs::path& destination,
+                        const fs::path& temporary) {
     std::string message = error.what();
     if (message.starts_with(temporary.string()))
         message = destination.string() + message.substr(temporary.string().size());
-    return {ExportError::Kind::writerFailed, message};
+    return {kind, message};
+}
+
+VideoWriter openWriter(const fs::path& video, const VideoSettings& settings, const fs::path& destination) {
+    try {
+        return VideoWriter(video, settings);
+    } catch (const MediaError& error) {
+        throw writerError(ExportError::Kind::cannotCreateWriter, error, destination, video);
+    }
 }
 
 /// Joins picture and sound; tells failures of the sound from those of the picture.
-void layUnder(BackgroundSound& sound, const fs::path& video, const fs::path& whole, const fs::path& destination) {
+void layUnder(BackgroundSound& sound, const fs::path& video, const fs::path& whole, const fs::path& destination,
+              const std::stop_token& stop) {
     const auto fail = [&](const char* step, const MediaError& error) {
         throw ExportError(ExportError::Kind::writerFailed, destination.string() + ": " + step + error.what());
     };
     const fs::path* file = nullptr;
     try {
-        file = &sound.file();
+        file = &sound.file(stop);
     } catch (const MediaError& error) {
         fail("edited audio: ", error);
     }
+    if (stop.stop_requested()) throwCancelled();  // perhaps there is no such file then
     try {
         Remuxer::mux(video, *file, whole);
     } catch (const MediaError& error) {
@@ -204,17 +213,17 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
         std::optional<BackgroundSound> sound;
         if (info.hasAudio) sound.emplace(recording, states.timeline(), destination);
         {
-            VideoWriter writer(video.path(),
-                               videoSettings(options.preset, states.canvas(), fps, source.timeBase()));
+            VideoWriter writer = openWriter(
+                video.path(), videoSettings(options.preset, states.canvas(), fps, source.timeBase()), destination);
             if (renderVideo(source, states, writer, options, stop) == 0) throw noFrames(recording);
             writer.finish();
         }
         if (stop.stop_requested()) throwCancelled();
-        if (sound) layUnder(*sound, video.path(), whole.path(), destination);
+        if (sound) layUnder(*sound, video.path(), whole.path(), destination, stop);
         if (stop.stop_requested()) throwCancelled();
         (sound ? whole : video).moveTo(destination);
     } catch (const MediaError& error) {
-        throw writerError(error, destination, video.path());
+        throw writerError(ExportError::Kind::writerFailed, error, destination, video.path());
     } catch (const fs::filesystem_error& error) {
         throw ExportError(ExportError::Kind::writerFailed,
                           destination.string() + ": cannot write: " + error.code().message());
@@ -228,6 +237,7 @@ Image finishedFrame(const fs::path& recording, const EventLog& events, const Pro
     const FrameStates states(events, settings, {static_cast<double>(info.width), static_cast<double>(info.height)},
                              zoom);
     const EditTimeline& timeline = states.timeline();
+    if (std::isnan(outputTime)) outputTime = 0;
     double sourceTime = timeline.sourceTimeForOutput(outputTime);
     if (!timeline.isIdentity()) {
         // The grid's frame that is on screen then; its time may be a hair after the time asked for.
@@ -235,7 +245,7 @@ Image finishedFrame(const fs::path& recording, const EventLog& events, const Pro
         const auto last =
             std::max<std::int64_t>(1, static_cast<std::int64_t>(fps * timeline.outputDuration())) - 1;
         const double shown = std::clamp(outputTime * fps + 1e-6, 0.0, static_cast<double>(last));
-        sourceTime = timeline.sourceTimeForOutput(static_cast<double>(static_cast<std::int64_t>(shown)) / fps);
+        sourceTime = SourceFrames::gridSourceTime(timeline, static_cast<std::int64_t>(shown), fps);
     }
     try {
         reader.seek(sourceTime);

@@ -8,8 +8,13 @@ namespace lumenwhirl {
 namespace {
 
 constexpr int gridTicks = 600;  // a second; whole ticks for 24, 25, 30, 50 and 60 frames a second
+constexpr double hair = 1e-6;   // seconds: much less than a frame, much more than what rounding adds up to
 
 }  // namespace
+
+double SourceFrames::gridSourceTime(const EditTimeline& timeline, std::int64_t index, int fps) {
+    return timeline.sourceTimeForOutput(static_cast<double>(index) / fps + hair);
+}
 
 SourceFrames::SourceFrames(VideoReader& reader, const EditTimeline& timeline, int fps)
     : reader_(reader),
@@ -35,14 +40,13 @@ std::optional<SourceFrames::Item> SourceFrames::next() {
         current_ = reader_.next();
         following_ = reader_.next();
     }
-    const double outputTime = static_cast<double>(index_) / fps_;
-    const double sourceTime = timeline_.sourceTimeForOutput(outputTime);
+    const double sourceTime = gridSourceTime(timeline_, index_, fps_);
     while (following_ && following_->time() <= sourceTime) {
         current_ = std::move(following_);
         following_ = reader_.next();
     }
     if (!current_) return std::nullopt;
-    ++index_;
+    const double outputTime = static_cast<double>(index_++) / fps_;
     return Item{*current_, sourceTime, std::llround(outputTime * gridTicks)};
 }
 

@@ -19,6 +19,10 @@ public:
         std::int64_t pts = 0;   // of the output frame, in ticks of timeBase()
     };
 
+    /// The source time of frame `index` of the grid: a hair later than its exact time, so that no rounding decides
+    /// on which side of a recorded frame's time, or of a cut, it falls.
+    [[nodiscard]] static double gridSourceTime(const EditTimeline& timeline, std::int64_t index, int fps);
+
     /// Reads on from where `reader` stands (its start). Both must outlive this. `fps` is the grid's.
     SourceFrames(VideoReader& reader, const EditTimeline& timeline, int fps);
 

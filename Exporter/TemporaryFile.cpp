@@ -9,10 +9,11 @@ namespace lumenwhirl {
 
 TemporaryFile::TemporaryFile(const std::filesystem::path& target, std::string_view purpose) {
     std::random_device random;
+    std::error_code ignored;  // in a folder that cannot even be looked into, whoever creates the file finds out
     do {
         const std::uint64_t number = std::uint64_t{random()} << 32 | random();
         path_ = target.parent_path() / (".lumenwhirl-" + std::to_string(number) + "-" + std::string(purpose));
-    } while (std::filesystem::exists(std::filesystem::symlink_status(path_)));
+    } while (std::filesystem::exists(std::filesystem::symlink_status(path_, ignored)));
 }
 
 TemporaryFile::~TemporaryFile() {

@@ -1,0 +1,193 @@
+#include "Engine/Timeline/EditTimeline.h"
+#include "Tests/Exporter/Recordings.h"
+
+#include <algorithm>
+#include <random>
+
+namespace lumenwhirl {
+namespace {
+
+using recordings::framesOf;
+using recordings::plainProject;
+using recordings::Recording;
+using recordings::Shown;
+using recordings::steady;
+
+using FrameChoice = recordings::Exporting;
+
+std::vector<unsigned> numbersOf(const std::vector<Shown>& frames) {
+    std::vector<unsigned> numbers;
+    for (const Shown& each : frames) numbers.push_back(each.number().value_or(~0U));
+    return numbers;
+}
+
+std::vector<unsigned> counted(unsigned first, unsigned end, unsigned step = 1) {
+    std::vector<unsigned> numbers;
+    for (unsigned number = first; number < end; number += step) numbers.push_back(number);
+    return numbers;
+}
+
+std::vector<unsigned> operator+(std::vector<unsigned> left, const std::vector<unsigned>& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+/// The definition: the newest of the frames at `times` at or before each grid time's source time.
+std::vector<unsigned> chosen(const std::vector<double>& times, const Timeline& edit, int fps) {
+    const EditTimeline timeline(edit);
+    const int count = std::max(1, static_cast<int>(fps * timeline.outputDuration()));
+    std::vector<unsigned> numbers;
+    for (int i = 0; i < count; ++i) {
+        // The microsecond makes times meet that are equal but for rounding; else frames are far further apart.
+        const double sourceTime = timeline.sourceTimeForOutput(static_cast<double>(i) / fps + 1e-6);
+        const auto later = std::upper_bound(times.begin(), times.end(), sourceTime);
+        numbers.push_back(static_cast<unsigned>(std::max<std::ptrdiff_t>(1, later - times.begin()) - 1));
+    }
+    return numbers;
+}
+
+std::vector<double> timesOf(const Recording& recording) {
+    std::vector<double> times;
+    for (const std::int64_t tick : recording.ticks)
+        times.push_back(static_cast<double>(tick) * recording.timeBase.numerator / recording.timeBase.denominator);
+    return times;
+}
+
+void expectOnGrid(const std::vector<Shown>& frames, int fps) {
+    for (std::size_t i = 0; i < frames.size(); ++i)
+        ASSERT_EQ(frames[i].ticks(), static_cast<std::int64_t>(i) * 600 / fps) << i;
+}
+
+Timeline randomEdit(unsigned seed, double duration) {
+    std::mt19937 random(seed);
+    const auto between = [&](double low, double high) {
+        return low + (high - low) * static_cast<double>(random()) / 4294967296.0;
+    };
+    constexpr double rates[]{0.25, 0.5, 1, 1.5, 2, 4, 8};
+    Timeline edit;
+    edit.duration = duration;
+    if (seed % 2 == 0) edit.trimStart = between(0, duration / 4);
+    if (seed % 3 == 0) edit.trimEnd = between(duration / 2, duration);
+    for (unsigned i = 0; i < seed % 4; ++i) {
+        const double start = between(0, duration);
+        edit.cuts.push_back({start, start + between(0, 0.5)});
+    }
+    for (unsigned i = 0; i < 1 + seed % 5; ++i) {  // they overlap more often than not
+        const double start = between(0, duration);
+        edit.speedRanges.push_back({start, start + between(0, 1), rates[random() % std::size(rates)]});
+    }
+    return edit;
+}
+
+TEST_F(FrameChoice, anUneditedRecordingKeepsEveryFrameAtItsOwnTime) {
+    // 90 kHz times of a variable rate, the first not at 0: no grid could give them.
+    Recording uneven{.ticks = {4500}, .picture = recordings::numbered, .timeBase = {1, 90000}, .sound = {}};
+    std::mt19937 random(1);
+    while (uneven.ticks.size() < 120) uneven.ticks.push_back(uneven.ticks.back() + 300 + random() % 9001);
+    for (const Recording& recording : {steady(120, 60), steady(120, 30), uneven}) {
+        record(recording);
+        std::vector<Exporter::Progress> told;
+        const auto out =
+            framesOf(exported(plainProject(timesOf(recording).back() + 1.0 / 30),
+                              {.progress = [&](Exporter::Progress progress) { told.push_back(progress); }}));
+        EXPECT_EQ(numbersOf(out), counted(0, 120));
+        const auto in = framesOf(source);
+        ASSERT_EQ(in.size(), out.size());
+        for (std::size_t i = 0; i < in.size(); ++i) {
+            EXPECT_EQ(in[i].frame.time(), timesOf(recording)[i]);
+            EXPECT_EQ(out[i].frame.time(), in[i].frame.time()) << i;
+        }
+        ASSERT_EQ(told.size(), 120U);
+        EXPECT_EQ(told.back().framesDone, 120);
+        EXPECT_GE(told.back().totalFrames, 120);
+    }
+}
+
+TEST_F(FrameChoice, cutsDropFramesAndSpeedSkipsOrRepeatsThem) {
+    record(steady(120, 30));
+    ProjectSettings settings = plainProject(4);
+    Timeline& edit = settings.timeline;
+    const auto expectNumbers = [&](const std::vector<unsigned>& expected) {
+        const auto out = framesOf(exported(settings));
+        EXPECT_EQ(numbersOf(out), expected);
+        expectOnGrid(out, 30);
+    };
+    edit.trimStart = 0.5;  // frame 15
+    edit.trimEnd = 3.5;    // frame 105, the first one left out
+    edit.cuts = {{2, 2.5}, {1, 2}};
+    expectNumbers(counted(15, 30) + counted(75, 105));
+    edit = plainProject(4).timeline;
+    edit.speedRanges = {{1, 3, 2}};
+    expectNumbers(counted(0, 30) + counted(30, 90, 2) + counted(90, 120));
+    edit.speedRanges = {{1, 1.1, 0.25}, {0, 4, 8}};  // the first one stored wins
+    // 30 frames eight times as fast are 3.75: the slow part begins at 0.125 s. Frame 4, at 0.1333 s, is 0.0083 s
+    // into it, at a quarter of the speed; 0.4 s long, it ends at 0.525 s with frames 30, 31 and 32 shown.
+    expectNumbers(chosen(timesOf(steady(120, 30)), edit, 30));
+    const std::vector<unsigned> numbers = numbersOf(framesOf(folder / "out.mp4"));
+    EXPECT_EQ(std::vector(numbers.begin(), numbers.begin() + 16),
+              (std::vector<unsigned>{0, 8, 16, 24, 30, 30, 30, 30, 31, 31, 31, 31, 32, 32, 32, 32}));
+}
+
+TEST_F(FrameChoice, everyGridTimeShowsTheNewestFrameAtItsSourceTime) {
+    for (const int fps : {30, 60}) {
+        const Recording recording = steady(120, fps);
+        record(recording);
+        for (unsigned seed = 0; seed < 8; ++seed) {
+            SCOPED_TRACE(testing::Message() << fps << " fps, seed " << seed);
+            ProjectSettings settings = plainProject(120.0 / fps);
+            settings.timeline = randomEdit(seed, settings.timeline.duration);
+            const auto out = framesOf(exported(settings));
+            EXPECT_EQ(numbersOf(out), chosen(timesOf(recording), settings.timeline, fps));
+            expectOnGrid(out, fps);
+        }
+    }
+}
+
+TEST_F(FrameChoice, unevenFramesAreLaidOnTheGrid) {
+    Recording uneven{.ticks = {0}, .picture = recordings::numbered, .frameRate = {50, 1}, .sound = {}};
+    std::mt19937 random(2);
+    while (uneven.ticks.size() < 100) uneven.ticks.push_back(uneven.ticks.back() + 2 + random() % 30);
+    record(uneven);
+    const double average = VideoReader(source).info().frameRate;  // the rate a file claims is its average
+    const int fps = FrameStates::exportFrameRate(average);
+    ProjectSettings settings = plainProject(timesOf(uneven).back());
+    settings.timeline.cuts = {{0.31, 0.77}};
+    settings.timeline.speedRanges = {{0.9, 1.4, 0.5}};
+    const auto out = framesOf(exported(settings));
+    EXPECT_EQ(numbersOf(out), chosen(timesOf(uneven), settings.timeline, fps));
+    for (std::size_t i = 0; i < out.size(); ++i)
+        EXPECT_NEAR(out[i].frame.time(), static_cast<double>(i) / fps, 0.5 / 600) << i;
+}
+
+TEST_F(FrameChoice, theEndIsHeldWhereTheProjectIsLongerThanTheVideo) {
+    record(steady(30, 30));
+    ProjectSettings settings = plainProject(2);  // says the project; the video has 1 s
+    settings.timeline.cuts = {{0, 0.5}};
+    const auto out = framesOf(exported(settings));
+    EXPECT_EQ(numbersOf(out), counted(15, 30) + std::vector<unsigned>(30, 29));
+}
+
+TEST_F(FrameChoice, lessThanAFrameIsOneFrame) {
+    record(steady(30, 30));
+    ProjectSettings settings = plainProject(1);
+    settings.timeline.trimStart = 0.5;
+    settings.timeline.trimEnd = 0.501;
+    EXPECT_EQ(numbersOf(framesOf(exported(settings))), (std::vector<unsigned>{15}));
+}
+
+TEST_F(FrameChoice, holdsForEveryPreset) {
+    record(steady(90, 30));
+    ProjectSettings settings = plainProject(3);
+    settings.timeline.cuts = {{0.5, 1.5}};
+    settings.timeline.speedRanges = {{2, 2.5, 0.5}};
+    for (const Preset preset : allPresets) {
+        Exporter::Options options;
+        options.preset = preset;
+        const auto out = framesOf(exported(settings, options));
+        EXPECT_EQ(numbersOf(out), chosen(timesOf(steady(90, 30)), settings.timeline, 30)) << rawValue(preset);
+        expectOnGrid(out, 30);
+    }
+}
+
+}  // namespace
+}  // namespace lumenwhirl
