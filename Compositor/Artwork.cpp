@@ -88,6 +88,23 @@ struct Artwork::Text {
 
 namespace {
 
+/// Fills the text's outlines: before version 1.18 Cairo puts glyph pictures on whole pixels, which makes the
+/// spacing of letters uneven. Emoji are pictures in colour, which outlines cannot give.
+void showText(cairo_t* cr, PangoLayout* layout) {
+    bool hasPictures = false;
+    for (const char* c = pango_layout_get_text(layout); *c != '\0'; c = g_utf8_next_char(c)) {
+        constexpr gunichar pictureSelector = 0xFE0F, firstEmoji = 0x1F000, lastEmoji = 0x1FBFF;
+        const gunichar code = g_utf8_get_char(c);
+        hasPictures = hasPictures || code == pictureSelector || (code >= firstEmoji && code <= lastEmoji);
+    }
+    if (hasPictures) {
+        pango_cairo_show_layout(cr, layout);
+    } else {
+        pango_cairo_layout_path(cr, layout);
+        cairo_fill(cr);
+    }
+}
+
 struct TextBox {
     double x = 0, width = 0, height = 0;  // x: the text's left edge in its layout
 };
@@ -189,7 +206,7 @@ Image Artwork::pill(const std::string& text, double height, const Placement& pla
     drawing.setColor({1, 1, 1, 1});
     cairo_move_to(drawing.context(), (width - textWidth) * 0.5,
                   baseline - static_cast<double>(pango_layout_get_baseline(layout.get())) / PANGO_SCALE);
-    pango_cairo_show_layout(drawing.context(), layout.get());
+    showText(drawing.context(), layout.get());
     return drawing.image();
 }
 
@@ -219,7 +236,7 @@ Image Artwork::caption(const std::string& text, double frameWidth, double shortS
     }
     drawing.setColor(StyleResolver::ciColor(style.textColor).value_or(Color{1, 1, 1, 1}));
     cairo_move_to(drawing.context(), plate.sidePadding - box.x, plate.topPadding);
-    pango_cairo_show_layout(drawing.context(), layout.get());
+    showText(drawing.context(), layout.get());
     return drawing.image();
 }
 
