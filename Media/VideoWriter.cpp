@@ -73,7 +73,7 @@ void check(const VideoSettings& settings, const std::filesystem::path& file) {
 
     Dictionary options{{"preset", settings.speed}};
     if (settings.codec == VideoCodec::hevc) {
-        std::string parameters = "log-level=error";  // x265 writes past libavutil's log
+        std::string parameters = "log-level=none";  // x265 writes past libavutil's log
         if (settings.threads > 0) parameters += ":pools=" + std::to_string(settings.threads);
         options.set("x265-params", parameters);
     }
