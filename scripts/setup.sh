@@ -64,9 +64,9 @@ isPresent() {
 missingRequirements() {
     local purpose kind name package
     for purpose in "$@"; do
-        while read -r kind name package; do
+        requirementsOf "$purpose" | while read -r kind name package; do
             isPresent "$kind" "$name" "$package" || printf '%s %s %s\n' "$kind" "$name" "$package"
-        done < <(requirementsOf "$purpose")
+        done
     done
 }
 
