@@ -1,6 +1,7 @@
 #include "Compositor/PlaneResampler.h"
 
 #include <algorithm>
+#include <array>
 
 namespace lumenwhirl {
 
@@ -16,8 +17,9 @@ void PlaneResampler::setMap(const StyledCanvas& canvas, int plane, Axis across, 
 void PlaneResampler::run(const StyledCanvas& canvas, int plane, const Kernels& kernels, const PlaneView& source,
                          const MutablePlane& out) {
     if (columns_.count() <= 0) return;
-    // Rows come in pairs, so one beyond the taps may be there before it is needed.
-    const int slots = rows_.taps() + 2;
+    // Rows come several at a time, so some beyond the taps may be there before they are needed.
+    constexpr int batch = Kernels::rowsAtOnce;
+    const int slots = rows_.taps() + batch;
     const std::size_t pitch = tables_.paddedCount();
     ring_.resize(pitch * static_cast<std::size_t>(slots));
     taps_.resize(static_cast<std::size_t>(rows_.taps()));
@@ -30,9 +32,15 @@ void PlaneResampler::run(const StyledCanvas& canvas, int plane, const Kernels& k
         if (span.isEmpty()) continue;
         const int first = rows_.first(y - rows.begin), last = first + rows_.taps() - 1;
         while (loaded < last) {
-            const int row = std::max(loaded + 1, first), next = std::min(row + 1, source.height - 1);
-            kernels.resampleRows(tables_, source.row(row), source.row(next), slot(row), slot(next));
-            loaded = next;
+            const int start = std::max(loaded + 1, first);
+            std::array<const std::uint8_t*, batch> from{};
+            std::array<std::int16_t*, batch> to{};
+            for (int i = 0; i < batch; ++i) {
+                loaded = std::min(start + i, source.height - 1);
+                from[static_cast<std::size_t>(i)] = source.row(loaded);
+                to[static_cast<std::size_t>(i)] = slot(loaded);
+            }
+            kernels.resampleRows(tables_, from.data(), to.data());
         }
         for (int k = 0; k < rows_.taps(); ++k)
             taps_[static_cast<std::size_t>(k)] = slot(first + k) + (span.begin - columns.begin);

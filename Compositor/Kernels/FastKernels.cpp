@@ -35,33 +35,41 @@ HWY_INLINE hn::VFromD<Bytes> loadWindows(const std::uint8_t* row, const std::int
     }
 }
 
-HWY_ATTR void resampleRows(const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB,
-                           std::int16_t* outA, std::int16_t* outB) {
+HWY_ATTR void resampleRows(const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs) {
     const Bytes bytes;
     const SignedWords words;
     const Sums sums;
     const hn::Rebind<std::int16_t, Sums> results;
     constexpr int step = static_cast<int>(hn::MaxLanes(Bytes()) / 16);  // blocks a vector
     constexpr int shift = AxisMap::weightBits - 6;
+    static_assert(Kernels::rowsAtOnce == 4);  // written out, because vectors cannot stand in arrays everywhere
     const auto rounding = hn::Set(sums, 1 << (shift - 1));
     for (int block = 0; block < tables.blocks; block += step) {
-        auto a = rounding, b = rounding;
-        auto spareA = hn::Zero(sums), spareB = hn::Zero(sums);
+        auto a = rounding, b = rounding, c = rounding, d = rounding;
+        auto spareA = hn::Zero(sums), spareB = spareA, spareC = spareA, spareD = spareA;
         for (int pair = 0; pair < tables.pairs; ++pair) {
             const auto cell = static_cast<std::size_t>(pair) * static_cast<std::size_t>(tables.blocks) +
                               static_cast<std::size_t>(block);
             const auto shuffle = hn::LoadU(bytes, tables.shuffles.data() + cell * 16);
             const auto weights = hn::LoadU(words, tables.weights.data() + cell * 8);
             const std::int32_t* windows = tables.windows.data() + cell;
-            const auto tapsA = hn::BitCast(words, hn::TableLookupBytesOr0(loadWindows(rowA, windows), shuffle));
-            const auto tapsB = hn::BitCast(words, hn::TableLookupBytesOr0(loadWindows(rowB, windows), shuffle));
+            const auto tapsA = hn::BitCast(words, hn::TableLookupBytesOr0(loadWindows(rows[0], windows), shuffle));
+            const auto tapsB = hn::BitCast(words, hn::TableLookupBytesOr0(loadWindows(rows[1], windows), shuffle));
+            const auto tapsC = hn::BitCast(words, hn::TableLookupBytesOr0(loadWindows(rows[2], windows), shuffle));
+            const auto tapsD = hn::BitCast(words, hn::TableLookupBytesOr0(loadWindows(rows[3], windows), shuffle));
             a = hn::ReorderWidenMulAccumulate(sums, tapsA, weights, a, spareA);
             b = hn::ReorderWidenMulAccumulate(sums, tapsB, weights, b, spareB);
+            c = hn::ReorderWidenMulAccumulate(sums, tapsC, weights, c, spareC);
+            d = hn::ReorderWidenMulAccumulate(sums, tapsD, weights, d, spareD);
         }
-        const auto sumA = hn::ShiftRight<shift>(hn::RearrangeToOddPlusEven(a, spareA));
-        const auto sumB = hn::ShiftRight<shift>(hn::RearrangeToOddPlusEven(b, spareB));
-        hn::StoreU(hn::DemoteTo(results, sumA), results, outA + block * 4);
-        hn::StoreU(hn::DemoteTo(results, sumB), results, outB + block * 4);
+        const auto store = [&](auto sum, auto spare, std::int16_t* out) HWY_ATTR {
+            const auto whole = hn::ShiftRight<shift>(hn::RearrangeToOddPlusEven(sum, spare));
+            hn::StoreU(hn::DemoteTo(results, whole), results, out + block * 4);
+        };
+        store(a, spareA, outs[0]);
+        store(b, spareB, outs[1]);
+        store(c, spareC, outs[2]);
+        store(d, spareD, outs[3]);
     }
 }
 
@@ -90,9 +98,8 @@ HWY_ATTR void blendRows(const std::int16_t* const* rows, const std::int16_t* wei
 
 #else
 
-void resampleRows(const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB, std::int16_t* outA,
-                  std::int16_t* outB) {
-    Kernels::reference().resampleRows(tables, rowA, rowB, outA, outB);
+void resampleRows(const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs) {
+    Kernels::reference().resampleRows(tables, rows, outs);
 }
 void blendRows(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
                int count) {
@@ -137,19 +144,21 @@ HWY_EXPORT(overlayRow);
 
 const Kernels& Kernels::fastest() {
     static constexpr Kernels kernels{
-        [](const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB, std::int16_t* outA,
-           std::int16_t* outB) {
-            if (tables.isBlocked)
-                HWY_DYNAMIC_DISPATCH(resampleRows)(tables, rowA, rowB, outA, outB);
-            else
-                reference().resampleRows(tables, rowA, rowB, outA, outB);
+        [](const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs) {
+            if (tables.isBlocked) {
+                HWY_DYNAMIC_DISPATCH(resampleRows)(tables, rows, outs);
+            } else {
+                reference().resampleRows(tables, rows, outs);
+            }
         },
         [](const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out, int count) {
             HWY_DYNAMIC_DISPATCH(blendRows)(rows, weights, taps, out, count);
         },
         [](std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha, int opacity,
-           int count) { HWY_DYNAMIC_DISPATCH(overlayRow)
-                        (out, premultiplied, alpha, opacity, count); },
+           int count) {
+            HWY_DYNAMIC_DISPATCH(overlayRow)
+            (out, premultiplied, alpha, opacity, count);
+        },
     };
     return kernels;
 }

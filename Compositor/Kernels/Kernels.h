@@ -27,10 +27,10 @@ struct RowTables {
 /// The per-row work of the compositor. `reference()` is plain C++ and defines the results; `fastest()` gives the
 /// same bytes with the best instructions this processor has. Stateless, callable from any thread.
 struct Kernels {
-    /// Resamples two rows (the second may equal the first) into samples of value * 64. Destinations hold
+    static constexpr int rowsAtOnce = 4;  // tables are larger than rows: each is read once for that many
+    /// Resamples rowsAtOnce rows (any may be the same) into samples of value * 64. Destinations hold
     /// tables.paddedCount() samples.
-    void (*resampleRows)(const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB,
-                         std::int16_t* outA, std::int16_t* outB);
+    void (*resampleRows)(const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs);
     /// out[i] = sum of rows[k][i] * weights[k], weights as in AxisMap, rounded and clamped to a byte.
     void (*blendRows)(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
                       int count);

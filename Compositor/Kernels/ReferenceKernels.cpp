@@ -17,10 +17,8 @@ void resampleRow(const AxisMap& map, const std::uint8_t* row, std::int16_t* out)
     }
 }
 
-void plainResampleRows(const RowTables& tables, const std::uint8_t* rowA, const std::uint8_t* rowB,
-                       std::int16_t* outA, std::int16_t* outB) {
-    resampleRow(*tables.map, rowA, outA);
-    resampleRow(*tables.map, rowB, outB);
+void plainResampleRows(const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs) {
+    for (int i = 0; i < Kernels::rowsAtOnce; ++i) resampleRow(*tables.map, rows[i], outs[i]);
 }
 
 void plainBlendRows(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,

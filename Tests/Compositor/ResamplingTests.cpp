@@ -93,15 +93,22 @@ TEST_P(FastKernels, resampleRowsAsTheReferenceDoes) {
         RowTables tables;
         tables.build(map);
         // Rows of exactly their length: a kernel that reads on is caught by the address sanitizer.
-        const auto a = bytes(static_cast<std::size_t>(map.geometry().sourceSize));
-        const auto b = bytes(a.size());
-        std::vector<std::int16_t> expectedA(tables.paddedCount()), expectedB(expectedA), gotA(expectedA),
-            gotB(expectedA);
-        Kernels::reference().resampleRows(tables, a.data(), b.data(), expectedA.data(), expectedB.data());
-        Kernels::fastest().resampleRows(tables, a.data(), b.data(), gotA.data(), gotB.data());
-        for (std::size_t i = 0; i < static_cast<std::size_t>(map.count()); ++i) {
-            ASSERT_EQ(gotA[i], expectedA[i]) << "round " << round << " sample " << i;
-            ASSERT_EQ(gotB[i], expectedB[i]) << "round " << round << " sample " << i;
+        constexpr int batch = Kernels::rowsAtOnce;
+        std::vector<std::vector<std::uint8_t>> rows;
+        std::vector<std::vector<std::int16_t>> expected(batch, std::vector<std::int16_t>(tables.paddedCount()));
+        auto got = expected;
+        std::vector<const std::uint8_t*> from;
+        std::vector<std::int16_t*> toExpected, toGot;
+        for (std::size_t i = 0; i < batch; ++i) {
+            from.push_back(rows.emplace_back(bytes(static_cast<std::size_t>(map.geometry().sourceSize))).data());
+            toExpected.push_back(expected[i].data());
+            toGot.push_back(got[i].data());
+        }
+        Kernels::reference().resampleRows(tables, from.data(), toExpected.data());
+        Kernels::fastest().resampleRows(tables, from.data(), toGot.data());
+        for (std::size_t row = 0; row < batch; ++row) {
+            for (std::size_t i = 0; i < static_cast<std::size_t>(map.count()); ++i)
+                ASSERT_EQ(got[row][i], expected[row][i]) << "round " << round << " row " << row << " sample " << i;
         }
     }
 }
