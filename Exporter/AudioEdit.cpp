@@ -5,14 +5,21 @@
 #include "Media/AudioWriter.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace lumenwhirl::AudioEdit {
 namespace {
 
 constexpr std::size_t blockFrames = 16384;
 constexpr double fadeSeconds = 0.003;  // long enough not to click, too short to be heard as a gap
+// Samples round a part that is stretched that the stretcher hears as well: more than its longest window. Without
+// them it takes the part's ends for strokes of a drum.
+constexpr std::int64_t context = 8192;
+constexpr double fastestHeard = 128;  // times; beyond, the stretcher fails, and nobody could make out anything
 
 using Segment = EditTimeline::Segment;
 
@@ -20,31 +27,52 @@ bool isUnchanged(double rate) {
     return std::abs(rate - 1) <= 1e-6;
 }
 
-/// The recording's sound as a stream of samples read once, front to back; silence after its end.
+/// The recording's sound as a stream of samples read once, front to back; silence after its end. What was read
+/// last can be read again.
 class SourceSound {
 public:
-    explicit SourceSound(AudioReader& reader) : reader_(reader) {}
+    explicit SourceSound(AudioReader& reader) : reader_(reader) { kept_.channels.resize(channels()); }
 
-    void skipTo(std::int64_t position) {
-        AudioBuffer skipped;
-        while (position_ < position) {
-            const auto count = std::min<std::int64_t>(position - position_, blockFrames);
-            read(skipped, static_cast<std::size_t>(count));
+    [[nodiscard]] int sampleRate() const noexcept { return reader_.sampleRate(); }
+    [[nodiscard]] std::size_t channels() const noexcept { return static_cast<std::size_t>(reader_.channels()); }
+
+    /// `position` is not further back than `reach` before the end of what was read.
+    void read(AudioBuffer& buffer, std::int64_t position, std::size_t frames) {
+        const std::int64_t end = position + static_cast<std::int64_t>(frames);
+        while (end_ < end) {
+            // Up to the position in blocks, of which nothing more is wanted.
+            const std::int64_t next = end_ < position ? std::min<std::int64_t>(position, end_ + blockFrames) : end;
+            readOn(static_cast<std::size_t>(next - end_));
+        }
+        const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(kept_.frames()) - (end_ - position);
+        assert(first >= 0);
+        buffer.channels.resize(channels());
+        for (std::size_t c = 0; c < channels(); ++c) {
+            const auto from = kept_.channels[c].begin() + first;
+            buffer.channels[c].assign(from, from + static_cast<std::ptrdiff_t>(frames));
         }
     }
 
-    void read(AudioBuffer& buffer, std::size_t frames) {
+private:
+    static constexpr std::size_t reach = 2 * context;
+
+    void readOn(std::size_t frames) {
         // At the end of the file a read gives fewer; what is missing is silence, so that the lengths hold.
-        if (isAtEnd_ || !reader_.read(buffer, frames))
-            buffer.channels.assign(static_cast<std::size_t>(reader_.channels()), {});
-        isAtEnd_ = isAtEnd_ || buffer.frames() < frames;
-        for (auto& channel : buffer.channels) channel.resize(frames);
-        position_ += static_cast<std::int64_t>(frames);
+        if (isAtEnd_ || !reader_.read(block_, frames)) block_.channels.assign(channels(), {});
+        isAtEnd_ = isAtEnd_ || block_.frames() < frames;
+        const std::size_t known = kept_.frames(), forgotten = known - std::min(known, reach);
+        for (std::size_t c = 0; c < channels(); ++c) {
+            std::vector<float>& kept = kept_.channels[c];
+            kept.erase(kept.begin(), kept.begin() + static_cast<std::ptrdiff_t>(forgotten));
+            kept.insert(kept.end(), block_.channels[c].begin(), block_.channels[c].end());
+            kept.resize(known - forgotten + frames);
+        }
+        end_ += static_cast<std::int64_t>(frames);
     }
 
-private:
     AudioReader& reader_;
-    std::int64_t position_ = 0;
+    AudioBuffer kept_, block_;
+    std::int64_t end_ = 0;  // of what was read, and of kept_
     bool isAtEnd_ = false;
 };
 
@@ -81,38 +109,57 @@ private:
     std::int64_t written_ = 0;
 };
 
-void copySegment(SourceSound& source, SegmentWriter& out, const std::stop_token& stop) {
+/// Half-open, in samples of the recording.
+struct Span {
+    std::int64_t start = 0, end = 0;
+};
+
+void copySegment(SourceSound& source, Span span, SegmentWriter& out, const std::stop_token& stop) {
     AudioBuffer buffer;
     while (out.missing() > 0 && !stop.stop_requested()) {
-        source.read(buffer, static_cast<std::size_t>(std::min<std::int64_t>(out.missing(), blockFrames)));
+        const auto count = std::min<std::int64_t>(out.missing(), blockFrames);
+        source.read(buffer, span.start, static_cast<std::size_t>(count));
+        span.start += count;
         out.write(buffer);
     }
 }
 
-void stretchSegment(SourceSound& source, const AudioReader& reader, double rate, std::int64_t sourceFrames,
-                    SegmentWriter& out, const std::stop_token& stop) {
-    TimeStretcher stretcher(reader.sampleRate(), reader.channels(), rate);
-    AudioBuffer buffer;
-    while (sourceFrames > 0 && !stop.stop_requested()) {
-        const auto count = std::min<std::int64_t>(sourceFrames, blockFrames);
-        source.read(buffer, static_cast<std::size_t>(count));
-        sourceFrames -= count;
-        stretcher.feed(buffer, sourceFrames == 0);
-        stretcher.take(buffer);
-        out.write(buffer);
-    }
-    // The stretcher may end some samples short; the next segment must begin on its own all the same.
-    while (out.missing() > 0 && !stop.stop_requested()) {
-        buffer.channels.assign(
-            static_cast<std::size_t>(reader.channels()),
-            std::vector<float>(static_cast<std::size_t>(std::min<std::int64_t>(out.missing(), blockFrames))));
-        out.write(buffer);
+void stretchSegment(SourceSound& source, Span span, double rate, SegmentWriter& out, const std::stop_token& stop) {
+    const std::int64_t before = std::min(span.start, context);
+    TimeStretcher stretcher(source.sampleRate(), static_cast<int>(source.channels()), rate,
+                            static_cast<std::size_t>(before));
+    AudioBuffer buffer, stretched;
+    const std::int64_t end = span.end + context;
+    for (std::int64_t at = span.start - before; at < end && out.missing() > 0 && !stop.stop_requested();) {
+        const auto count = std::min<std::int64_t>(end - at, blockFrames);
+        source.read(buffer, at, static_cast<std::size_t>(count));
+        at += count;
+        stretcher.process(buffer, at == end, stretched);
+        out.write(stretched);
     }
 }
 
-/// True when the sound runs on from one segment to the next as recorded.
-bool runsOn(const Segment& before, const Segment& after) {
-    return before.srcEnd == after.srcStart && isUnchanged(before.rate) && isUnchanged(after.rate);
+void writeSilence(std::size_t channels, SegmentWriter& out, const std::stop_token& stop) {
+    AudioBuffer silence;
+    while (out.missing() > 0 && !stop.stop_requested()) {
+        const auto count = static_cast<std::size_t>(std::min<std::int64_t>(out.missing(), blockFrames));
+        silence.channels.assign(channels, std::vector<float>(count));
+        out.write(silence);
+    }
+}
+
+/// Those of the timeline, but for joints that change nothing.
+std::vector<Segment> joinedSegments(const EditTimeline& timeline) {
+    std::vector<Segment> joined;
+    for (const Segment& segment : timeline.segments()) {
+        if (!joined.empty() && joined.back().srcEnd == segment.srcStart && joined.back().rate == segment.rate) {
+            joined.back().srcEnd = segment.srcEnd;
+            joined.back().outEnd = segment.outEnd;
+        } else {
+            joined.push_back(segment);
+        }
+    }
+    return joined;
 }
 
 }  // namespace
@@ -125,20 +172,22 @@ void write(const std::filesystem::path& sound, const EditTimeline& timeline,
     const auto sampleAt = [&](double seconds) {
         return static_cast<std::int64_t>(std::llround(seconds * reader.sampleRate()));
     };
-    const std::vector<Segment>& segments = timeline.segments();
+    const std::vector<Segment> segments = joinedSegments(timeline);
+    // A track without a single sample would be none.
+    const std::int64_t end = std::max<std::int64_t>(1, sampleAt(timeline.outputDuration()));
     for (std::size_t i = 0; i < segments.size() && !stop.stop_requested(); ++i) {
         const Segment& segment = segments[i];
-        const std::int64_t frames = sampleAt(segment.outEnd) - sampleAt(segment.outStart);
+        const bool isFirst = i == 0, isLast = i + 1 == segments.size();
+        const std::int64_t frames = (isLast ? end : sampleAt(segment.outEnd)) - sampleAt(segment.outStart);
         const std::int64_t fade = std::min(sampleAt(fadeSeconds), frames / 2);
-        const bool joinsBefore = i > 0 && !runsOn(segments[i - 1], segment);
-        const bool joinsAfter = i + 1 < segments.size() && !runsOn(segment, segments[i + 1]);
-        SegmentWriter out(writer, frames, joinsBefore ? fade : 0, joinsAfter ? fade : 0);
-        source.skipTo(sampleAt(segment.srcStart));
+        SegmentWriter out(writer, frames, isFirst ? 0 : fade, isLast ? 0 : fade);
+        const Span span{sampleAt(segment.srcStart), sampleAt(segment.srcEnd)};
         if (isUnchanged(segment.rate))
-            copySegment(source, out, stop);
-        else
-            stretchSegment(source, reader, segment.rate, sampleAt(segment.srcEnd) - sampleAt(segment.srcStart),
-                           out, stop);
+            copySegment(source, span, out, stop);
+        else if (segment.rate <= fastestHeard)
+            stretchSegment(source, span, segment.rate, out, stop);
+        // The stretcher may end some samples short; the next segment must begin on its own all the same.
+        writeSilence(source.channels(), out, stop);
     }
     if (!stop.stop_requested()) writer.finish();
 }

@@ -3,6 +3,7 @@
 #include <rubberband/RubberBandStretcher.h>
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace lumenwhirl {
@@ -14,7 +15,10 @@ using RubberBand::RubberBandStretcher;
 constexpr RubberBandStretcher::Options options =
     RubberBandStretcher::OptionProcessRealTime | RubberBandStretcher::OptionEngineFiner |
     RubberBandStretcher::OptionThreadingNever | RubberBandStretcher::OptionChannelsTogether;
-constexpr std::size_t blockFrames = 4096;
+constexpr std::size_t mostInput = 4096;  // at once
+// Of the output of one input block. The library (3.1) has room for eight input blocks, and silently leaves out
+// what does not fit.
+constexpr double mostOutput = 4 * mostInput;
 
 template <class Pointer, class Buffer>
 std::vector<Pointer> pointersInto(Buffer& buffer, std::size_t offset) {
@@ -28,52 +32,58 @@ std::vector<Pointer> pointersInto(Buffer& buffer, std::size_t offset) {
 struct TimeStretcher::State {
     RubberBandStretcher stretcher;
     std::size_t channels;
-    std::size_t toDrop;  // output before the first input sample
+    std::size_t blockFrames;
+    std::size_t toDrop;  // output before the first input sample that counts
 
-    State(int sampleRate, int channelCount, double rate)
+    State(int sampleRate, int channelCount, double rate, std::size_t lead)
         : stretcher(static_cast<std::size_t>(sampleRate), static_cast<std::size_t>(channelCount), options,
                     1 / rate),
-          channels(static_cast<std::size_t>(channelCount)) {
-        stretcher.setMaxProcessSize(blockFrames);
-        toDrop = stretcher.getStartDelay();
-        AudioBuffer silence;
+          channels(static_cast<std::size_t>(channelCount)),
+          blockFrames(std::min(mostInput, static_cast<std::size_t>(mostOutput * rate))) {
+        stretcher.setMaxProcessSize(mostInput);
+        toDrop =
+            stretcher.getStartDelay() + static_cast<std::size_t>(std::lround(static_cast<double>(lead) / rate));
+        AudioBuffer silence, nothing;
         silence.channels.assign(channels, std::vector<float>(stretcher.getPreferredStartPad()));
-        process(silence, false);
+        process(silence, false, nothing);
     }
 
-    void process(const AudioBuffer& input, bool isLast) {
+    void process(const AudioBuffer& input, bool isLast, AudioBuffer& output) {
+        output.channels.assign(channels, {});
         std::size_t done = 0;
         do {
             const std::size_t count = std::min(blockFrames, input.frames() - done);
             const auto block = pointersInto<const float*>(input, done);
             stretcher.process(block.data(), count, isLast && done + count == input.frames());
             done += count;
+            retrieve(output);
         } while (done < input.frames());
+    }
+
+    /// Appends what is ready.
+    void retrieve(AudioBuffer& output) {
+        const int available = stretcher.available();  // negative when all has been taken
+        if (available <= 0) return;
+        const std::size_t known = output.frames(), count = static_cast<std::size_t>(available);
+        for (auto& channel : output.channels) channel.resize(known + count);
+        const auto pointers = pointersInto<float*>(output, known);
+        const std::size_t got = stretcher.retrieve(pointers.data(), count);
+        const std::size_t dropped = std::min(got, toDrop);
+        toDrop -= dropped;
+        for (auto& channel : output.channels) {
+            const auto first = channel.begin() + static_cast<std::ptrdiff_t>(known);
+            channel.resize(known + got);
+            channel.erase(first, first + static_cast<std::ptrdiff_t>(dropped));
+        }
     }
 };
 
-TimeStretcher::TimeStretcher(int sampleRate, int channels, double rate)
-    : state_(std::make_unique<State>(sampleRate, channels, rate)) {}
+TimeStretcher::TimeStretcher(int sampleRate, int channels, double rate, std::size_t lead)
+    : state_(std::make_unique<State>(sampleRate, channels, rate, lead)) {}
 TimeStretcher::~TimeStretcher() = default;
 
-void TimeStretcher::feed(const AudioBuffer& input, bool isLast) {
-    state_->process(input, isLast);
-}
-
-void TimeStretcher::take(AudioBuffer& output) {
-    const int available = state_->stretcher.available();  // negative when all has been taken
-    const std::size_t count = available > 0 ? static_cast<std::size_t>(available) : 0;
-    output.channels.resize(state_->channels);
-    for (auto& channel : output.channels) channel.resize(count);
-    if (count == 0) return;
-    const auto pointers = pointersInto<float*>(output, 0);
-    const std::size_t got = state_->stretcher.retrieve(pointers.data(), count);
-    const std::size_t dropped = std::min(got, state_->toDrop);
-    state_->toDrop -= dropped;
-    for (auto& channel : output.channels) {
-        channel.resize(got);
-        channel.erase(channel.begin(), channel.begin() + static_cast<std::ptrdiff_t>(dropped));
-    }
+void TimeStretcher::process(const AudioBuffer& input, bool isLast, AudioBuffer& output) {
+    state_->process(input, isLast, output);
 }
 
 }  // namespace lumenwhirl

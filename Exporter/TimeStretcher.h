@@ -7,20 +7,19 @@
 
 namespace lumenwhirl {
 
-/// Plays sound faster or slower without changing its pitch, in one pass: feed it, take what is ready. What comes
-/// out is aligned with what went in: input sample n is heard at output sample n / rate. One thread at a time.
+/// Plays sound faster or slower without changing its pitch, in one pass, piece by piece. What comes out is aligned
+/// with what went in: input sample n is heard at output sample (n - lead) / rate. One thread at a time.
 class TimeStretcher {
 public:
-    /// `rate`: input seconds an output second, > 0.
-    TimeStretcher(int sampleRate, int channels, double rate);
+    /// `rate`: input seconds an output second, 0.05...128. `lead`: how many input samples come first that are only
+    /// for the stretcher to hear; their output is left out.
+    TimeStretcher(int sampleRate, int channels, double rate, std::size_t lead);
     ~TimeStretcher();
     TimeStretcher(const TimeStretcher&) = delete;
     TimeStretcher& operator=(const TimeStretcher&) = delete;
 
-    /// `isLast` ends the input; then everything can be taken.
-    void feed(const AudioBuffer& input, bool isLast);
-    /// Replaces `output` with what is ready, perhaps nothing.
-    void take(AudioBuffer& output);
+    /// Replaces `output` with what is ready, perhaps nothing; after the last input with all there is.
+    void process(const AudioBuffer& input, bool isLast, AudioBuffer& output);
 
 private:
     struct State;

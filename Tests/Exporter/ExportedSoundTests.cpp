@@ -1,0 +1,158 @@
+#include "Engine/Timeline/EditTimeline.h"
+#include "Exporter/AudioNormalizer.h"
+#include "Tests/Exporter/Recordings.h"
+#include "Tests/Exporter/Sounds.h"
+#include "Tests/Media/WaveFile.h"
+
+namespace lumenwhirl {
+namespace {
+
+using recordings::framesOf;
+using recordings::plainProject;
+using recordings::Recording;
+using recordings::Shown;
+
+constexpr int fps = 30;
+
+/// White for a tenth of a second every time a burst of sound begins, as a clapperboard would have it.
+class ExportedSound : public recordings::Exporting {
+protected:
+    const std::vector<double> claps{0.5, 1.5, 2.5, 3.5, 4.5, 5.5};
+    static constexpr int seconds = 6;
+
+    void recordClaps() const {
+        Recording clapping = recordings::steady(seconds * fps, fps);
+        clapping.picture = [this](unsigned number) {
+            for (const double time : claps) {
+                const double age = number / static_cast<double>(fps) - time;
+                if (age > -1e-9 && age < 0.1) return recordings::flat(235);
+            }
+            return recordings::flat(16);
+        };
+        const std::vector<float> sound = sounds::bursts(seconds * recordings::sampleRate, claps);
+        clapping.sound = AudioBuffer{{sound, sound}};
+        record(clapping);
+    }
+
+    /// When white appears.
+    static std::vector<double> flashesOf(const std::vector<Shown>& frames) {
+        std::vector<double> flashes;
+        bool wasWhite = false;
+        for (const Shown& each : frames) {
+            const bool isWhite = each.frame.plane(0)[0] > 128;
+            if (isWhite && !wasWhite) flashes.push_back(each.frame.time());
+            wasWhite = isWhite;
+        }
+        return flashes;
+    }
+
+    static void expectSameLength(const std::vector<Shown>& frames, const std::vector<float>& sound) {
+        const double picture = frames.back().frame.time() + 1.0 / fps;
+        EXPECT_NEAR(static_cast<double>(sound.size()) / recordings::sampleRate, picture, 1.0 / fps);
+    }
+
+    static std::vector<float> soundOf(const std::filesystem::path& file) { return readAll(file).channels.front(); }
+};
+
+TEST_F(ExportedSound, isHeardWhenItsPictureIsSeen) {
+    recordClaps();
+    const auto file = exported(plainProject(seconds));
+    const auto frames = framesOf(file);
+    const auto sound = soundOf(file);
+    EXPECT_EQ(flashesOf(frames), claps);  // every clap is on a frame's time
+    const std::vector<long> found = sounds::onsets(sound);
+    ASSERT_EQ(found.size(), claps.size());
+    for (std::size_t i = 0; i < claps.size(); ++i)
+        EXPECT_NEAR(static_cast<double>(found[i]) / recordings::sampleRate, claps[i], 0.001);
+    expectSameLength(frames, sound);
+}
+
+TEST_F(ExportedSound, followsThePictureThroughEveryEdit) {
+    recordClaps();
+    ProjectSettings settings = plainProject(seconds);
+    const auto edit = [&](std::vector<TimeRange> cuts, std::vector<SpeedRange> ranges) {
+        Timeline timeline = plainProject(seconds).timeline;
+        timeline.cuts = std::move(cuts);
+        timeline.speedRanges = std::move(ranges);
+        return timeline;
+    };
+    // The middle of each clap lies in one segment, so that its sound's middle is where that segment puts it.
+    std::vector<Timeline> edits{edit({{0.61, 1.123}, {2.7071, 3.1415}}, {}), edit({}, {{1.2, 2, 0.5}}),
+                                edit({}, {{0, 1, 2}, {3, 4, 0.5}}), edit({{2, 3}}, {{1, 3.2, 0.5}, {4.2, 6, 2}}),
+                                edit({{0.8, 0.9}, {3.9, 4.2}}, {{0.9, 2.2, 2}, {2.2, 3.3, 0.5}, {5, 6, 4}})};
+    edits.front().trimStart = 0.2003;
+    edits.back().trimEnd = 5.9;
+    for (std::size_t index = 0; index < edits.size(); ++index) {
+        SCOPED_TRACE(index);
+        settings.timeline = edits[index];
+        const EditTimeline timeline(settings.timeline);
+        const auto file = exported(settings);
+        const auto frames = framesOf(file);
+        const auto sound = soundOf(file);
+        const std::vector<double> flashes = flashesOf(frames);
+        std::size_t kept = 0;
+        for (const double clap : claps) {
+            if (timeline.skipTarget(clap)) continue;
+            const double time = timeline.outputTimeForSource(clap), rate = timeline.rateForOutput(time + 1e-6);
+            const double middle = timeline.outputTimeForSource(clap + 0.03);
+            const double heard = sounds::middleOf(sound, middle, 0.05 / rate + 0.03);
+            EXPECT_NEAR(heard, middle, rate == 1 ? 0.001 : 1.0 / fps) << clap << " at rate " << rate;
+            ASSERT_LT(kept, flashes.size());
+            // The grid's first frame at or after it.
+            EXPECT_GE(flashes[kept], time - 1e-5);
+            EXPECT_LT(flashes[kept], time + 1.0 / fps);
+            ++kept;
+        }
+        EXPECT_EQ(flashes.size(), kept);
+        expectSameLength(frames, sound);
+    }
+}
+
+TEST_F(ExportedSound, ofAQuietRecordingIsRaisedWithoutMovingIt) {
+    for (const bool isEdited : {false, true}) {
+        Recording recording = recordings::steady(90, fps);
+        std::vector<float> sound = sounds::sine(3 * recordings::sampleRate, 300, 0.03);
+        std::fill(sound.begin() + 48000, sound.begin() + 50400, 0.0F);  // a gap of 50 ms to find again
+        recording.sound = AudioBuffer{{sound}};
+        record(recording);
+        ProjectSettings settings = plainProject(3);
+        if (isEdited) settings.timeline.cuts = {{2, 2.5}};
+        const auto file = exported(settings);
+        EXPECT_NEAR(AudioNormalizer::measure(file).speechLevel, AudioNormalizer::targetSpeechLevel, 0.005);
+        const auto raised = soundOf(file);
+        EXPECT_EQ(raised.size(), isEdited ? 120000U : 144000U);
+        const auto gap = std::span(raised).subspan(48000, 2400);
+        EXPECT_LT(sounds::rmsOf(gap.subspan(480, 1440)), 0.02);
+        EXPECT_GT(sounds::rmsOf(std::span(raised).subspan(48000 - 480, 480)), 0.12);
+        EXPECT_GT(sounds::rmsOf(std::span(raised).subspan(50400, 480)), 0.12);
+    }
+}
+
+TEST_F(ExportedSound, ofALoudRecordingStaysAsItIs) {
+    Recording recording = recordings::steady(60, fps);
+    recording.sound = AudioBuffer{{sounds::sine(2 * recordings::sampleRate, 300, 0.4)}};
+    record(recording);
+    EXPECT_EQ(readAll(exported(plainProject(2))).channels, readAll(source).channels);
+}
+
+TEST_F(ExportedSound, isMissingWhereTheRecordingHasNone) {
+    record(recordings::steady(30, fps));
+    ProjectSettings settings = plainProject(1);
+    EXPECT_FALSE(VideoReader(exported(settings)).info().hasAudio);
+    settings.timeline.cuts = {{0.2, 0.4}};
+    EXPECT_FALSE(VideoReader(exported(settings)).info().hasAudio);
+}
+
+TEST_F(ExportedSound, mayBeShorterThanThePicture) {
+    Recording recording = recordings::steady(90, fps);
+    recording.sound = AudioBuffer{{sounds::sine(recordings::sampleRate, 300, 0.4)}};
+    record(recording);
+    ProjectSettings settings = plainProject(3);
+    EXPECT_EQ(framesOf(exported(settings)).size(), 90U);
+    settings.timeline.speedRanges = {{2, 3, 0.5}};
+    EXPECT_EQ(framesOf(exported(settings)).size(), 120U);
+    EXPECT_EQ(soundOf(folder / "out.mp4").size(), 4U * recordings::sampleRate);
+}
+
+}  // namespace
+}  // namespace lumenwhirl

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "Media/AudioReader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+#include <span>
+#include <vector>
+
+/// Sounds that show where they were moved, and the measures that find them there.
+namespace lumenwhirl::sounds {
+
+/// A sine at 48 kHz, one channel.
+[[nodiscard]] inline std::vector<float> sine(std::size_t frames, double frequency, double amplitude) {
+    std::vector<float> samples(frames);
+    for (std::size_t i = 0; i < frames; ++i) {
+        const double phase = 2 * std::numbers::pi * frequency * static_cast<double>(i) / 48000;
+        samples[i] = static_cast<float>(amplitude * std::sin(phase));
+    }
+    return samples;
+}
+
+/// Silence but for 60 ms of 1 kHz from each of these seconds on.
+[[nodiscard]] inline std::vector<float> bursts(std::size_t frames, std::span<const double> seconds) {
+    std::vector<float> samples(frames);
+    const std::vector<float> burst = sine(2880, 1000, 0.5);
+    for (const double time : seconds)
+        std::copy(burst.begin(), burst.end(), samples.begin() + std::lround(time * 48000));
+    return samples;
+}
+
+/// Where bursts begin, in samples: where a third of the loudest is passed after 30 ms of less. An encoder's
+/// pre-echo stays below it, and 1 kHz passes it within 0.1 ms.
+[[nodiscard]] inline std::vector<long> onsets(std::span<const float> samples) {
+    float loudest = 0;
+    for (const float sample : samples) loudest = std::max(loudest, std::fabs(sample));
+    std::vector<long> found;
+    long latest = -48000;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (std::fabs(samples[i]) < loudest / 3) continue;
+        if (static_cast<long>(i) - latest > 1440) found.push_back(static_cast<long>(i));
+        latest = static_cast<long>(i);
+    }
+    return found;
+}
+
+/// Where the energy within `reach` seconds of a time has its centre, in seconds; NaN where there is none.
+[[nodiscard]] inline double middleOf(std::span<const float> samples, double time, double reach) {
+    const auto at = [&](double seconds) {
+        return static_cast<std::size_t>(
+            std::clamp<double>(seconds * 48000, 0, static_cast<double>(samples.size())));
+    };
+    double energy = 0, moment = 0;
+    for (std::size_t i = at(time - reach); i < at(time + reach); ++i) {
+        const double square = static_cast<double>(samples[i]) * static_cast<double>(samples[i]);
+        energy += square;
+        moment += square * static_cast<double>(i);
+    }
+    return moment / energy / 48000;
+}
+
+/// In Hz, from the rising zero crossings.
+[[nodiscard]] inline double frequencyOf(std::span<const float> samples) {
+    double first = -1, last = -1;
+    int periods = -1;
+    for (std::size_t i = 1; i < samples.size(); ++i) {
+        if (!(samples[i - 1] < 0 && samples[i] >= 0)) continue;
+        const auto part = static_cast<double>(samples[i - 1] / (samples[i - 1] - samples[i]));
+        last = static_cast<double>(i) - 1 + part;
+        if (first < 0) first = last;
+        ++periods;
+    }
+    return periods > 0 ? 48000 * periods / (last - first) : 0;
+}
+
+[[nodiscard]] inline double rmsOf(std::span<const float> samples) {
+    double sum = 0;
+    for (const float sample : samples) sum += static_cast<double>(sample) * static_cast<double>(sample);
+    return samples.empty() ? 0 : std::sqrt(sum / static_cast<double>(samples.size()));
+}
+
+/// Between neighbouring samples.
+[[nodiscard]] inline float largestJump(std::span<const float> samples) {
+    float jump = 0;
+    for (std::size_t i = 1; i < samples.size(); ++i) jump = std::max(jump, std::fabs(samples[i] - samples[i - 1]));
+    return jump;
+}
+
+}  // namespace lumenwhirl::sounds
