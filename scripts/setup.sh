@@ -70,18 +70,30 @@ missingRequirements() {
     done
 }
 
-asRoot() {
-    if [ "$(id -u)" = 0 ]; then
-        "$@"
-    elif command -v sudo >/dev/null; then
-        sudo "$@"
+# Runs a command with its output in a log. A terminal sees one line that says how far it is; a failure shows the log.
+quietly() {
+    local log=$1 line status
+    shift
+    if [ -t 2 ]; then
+        "$@" 2>&1 | tee "$log" | while IFS= read -r line; do printf '\r\033[K%.76s' "$line" >&2; done
+        status=${PIPESTATUS[0]}
+        printf '\r\033[K' >&2
     else
-        fail "installing packages needs root, and there is no sudo; as root, run: $*"
+        "$@" >"$log" 2>&1
+        status=$?
     fi
+    [ "$status" = 0 ] || cat "$log" >&2
+    return "$status"
+}
+
+asRoot() {
+    if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
 apt() {
-    asRoot env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=540 "$@" >&2
+    mkdir -p "$root/build"
+    quietly "$root/build/packages.log" asRoot env DEBIAN_FRONTEND=noninteractive \
+        apt-get -q -o DPkg::Lock::Timeout=540 -o Dpkg::Use-Pty=0 "$@"
 }
 
 # True when apt's package lists are there and at most a day old.
@@ -106,6 +118,9 @@ ensureInstalled() {
         exit 1
     fi
     packages=$(awk '{print $3}' <<<"$missing" | sort -u | tr '\n' ' ')
+    if [ "$(id -u)" != 0 ] && ! command -v sudo >/dev/null; then
+        fail "packages are missing and there is no sudo; run as root: apt-get install --no-install-recommends $packages"
+    fi
     say "Installing $packages"
     packageListsAreFresh || apt update || say "The package lists could not be renewed; going on with those at hand."
     # Fresh lists can still name files that have since been replaced on the server.
@@ -117,21 +132,6 @@ ensureInstalled() {
     [ -z "$missing" ] || fail "still missing after installing: $(awk '{print $2}' <<<"$missing" | tr '\n' ' ')"
 }
 
-# Runs a command with its output in a log. A terminal sees one line that says how far it is; a failure shows the log.
-quietly() {
-    local log=$1 line status
-    shift
-    if [ -t 2 ]; then
-        "$@" 2>&1 | tee "$log" | while IFS= read -r line; do printf '\r\033[K%.76s' "$line" >&2; done
-        status=${PIPESTATUS[0]}
-        printf '\r\033[K' >&2
-    else
-        "$@" >"$log" 2>&1
-        status=$?
-    fi
-    [ "$status" = 0 ] || { cat "$log" >&2; fail "the build failed, see above"; }
-}
-
 # buildPreset PRESET "TARGET…" [CMAKE OPTION…]: configures where that is needed and builds. One build at a time in a
 # folder: a second one waits.
 buildPreset() {
@@ -141,9 +141,10 @@ buildPreset() {
     (
         if command -v flock >/dev/null; then flock 9; fi
         if [ ! -f "$folder/build.ninja" ] || [ $# -gt 0 ]; then
-            (cd "$root" && quietly "$folder/configure.log" cmake --preset "$preset" "$@") || exit 1
+            (cd "$root" && quietly "$folder/configure.log" cmake --preset "$preset" "$@") ||
+                fail "the build could not be configured, see above"
         fi
         # shellcheck disable=SC2086
-        quietly "$folder/build.log" cmake --build "$folder" --target $targets
+        quietly "$folder/build.log" cmake --build "$folder" --target $targets || fail "the build failed, see above"
     ) 9>"$folder/.lock" || exit 1
 }
