@@ -2,6 +2,9 @@
 
 #include "Compositor/ColorConversion.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace lumenwhirl {
 namespace {
 

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <hwy/targets.h>
 
+#include <algorithm>
+#include <cmath>
 #include <numeric>
 #include <random>
 
