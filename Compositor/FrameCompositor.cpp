@@ -1,6 +1,7 @@
 #include "Compositor/FrameCompositor.h"
 
 #include "Compositor/Artwork.h"
+#include "Compositor/BandPool.h"
 #include "Compositor/Kernels/Kernels.h"
 #include "Compositor/OverlayTile.h"
 #include "Compositor/PlaneResampler.h"
@@ -48,7 +49,9 @@ struct FrameCompositor::Parts {
     /// within the pixel grid are.
     using PlateKey = std::tuple<std::string, int, int, int, int>;
 
-    const Kernels* kernels = nullptr;
+    const Kernels* kernels;
+    BandPool pool;
+    std::vector<PlaneResampler::Scratch> scratches;  // of each band
     Artwork artwork;
     std::array<Image, 4> rings{Artwork::ring(0), Artwork::ring(1), Artwork::ring(2), Artwork::ring(3)};
     std::optional<StyledCanvas> prepared, unstyled;
@@ -62,6 +65,11 @@ struct FrameCompositor::Parts {
     ImageResampler resampler;
     AxisMap movingColumns, movingRows;
     OverlayTile moving;
+
+    Parts(int threads, const Kernels& rowKernels) : kernels(&rowKernels), pool(threads) {
+        // More bands than threads, so that one slow thread does not keep the others waiting long.
+        scratches.resize(threads > 1 ? 4 * static_cast<std::size_t>(threads) : 1);
+    }
 
     const StyledCanvas& unstyledFor(const PictureView& frame) {
         const Size size{static_cast<double>(frame.width()), static_cast<double>(frame.height())};
@@ -92,10 +100,20 @@ void FrameCompositor::Parts::drawVideo(const StyledCanvas& canvas, const Picture
     const PlaneResampler::Axis chromaAcross{step, across.origin / 2};
     const PlaneResampler::Axis chromaDown{step, ((1 - rect.y) * step + view.top - 1) / 2};
     luma.setMap(canvas, 0, across, down, frame.planes[0].width, frame.planes[0].height);
-    luma.run(canvas, 0, *kernels, frame.planes[0], out.planes[0]);
     chroma.setMap(canvas, 1, chromaAcross, chromaDown, frame.planes[1].width, frame.planes[1].height);
-    chroma.run(canvas, 1, *kernels, frame.planes[1], out.planes[1]);
-    chroma.run(canvas, 2, *kernels, frame.planes[2], out.planes[2]);
+    const int bands = static_cast<int>(scratches.size());
+    pool.run(bands, [&](int band) {
+        for (int plane = 0; plane < 3; ++plane) {
+            const auto p = static_cast<std::size_t>(plane);
+            const StyledCanvas::Span all = canvas.rows(plane);
+            const int count = all.end - all.begin;
+            const StyledCanvas::Span rows{all.begin + count * band / bands,
+                                          all.begin + count * (band + 1) / bands};
+            (plane == 0 ? luma : chroma)
+                .run(canvas, plane, rows, *kernels, frame.planes[p], out.planes[p],
+                     scratches[static_cast<std::size_t>(band)]);
+        }
+    });
 }
 
 /// Artwork that lies in the recorded frame, its top-left corner at `corner` and each of its pixels `scale` wide.
@@ -211,10 +229,9 @@ void FrameCompositor::Parts::finish(const StyledCanvas& canvas, const MutablePic
     }
 }
 
-FrameCompositor::FrameCompositor() : FrameCompositor(Kernels::fastest()) {}
-FrameCompositor::FrameCompositor(const Kernels& kernels) : parts_(std::make_unique<Parts>()) {
-    parts_->kernels = &kernels;
-}
+FrameCompositor::FrameCompositor(int threads) : FrameCompositor(threads, Kernels::fastest()) {}
+FrameCompositor::FrameCompositor(int threads, const Kernels& kernels)
+    : parts_(std::make_unique<Parts>(threads, kernels)) {}
 FrameCompositor::~FrameCompositor() = default;
 FrameCompositor::FrameCompositor(FrameCompositor&&) noexcept = default;
 FrameCompositor& FrameCompositor::operator=(FrameCompositor&&) noexcept = default;

@@ -33,9 +33,10 @@ struct FrameState {
 /// One per preview or export, used by one thread at a time.
 class FrameCompositor {
 public:
-    FrameCompositor();
+    /// Draws bands of rows on up to `threads` threads, its own included (at least 1).
+    explicit FrameCompositor(int threads = 1);
     /// With given row kernels instead of the fastest; `kernels` must outlive the compositor.
-    explicit FrameCompositor(const Kernels& kernels);
+    FrameCompositor(int threads, const Kernels& kernels);
     ~FrameCompositor();
     FrameCompositor(FrameCompositor&&) noexcept;
     FrameCompositor& operator=(FrameCompositor&&) noexcept;

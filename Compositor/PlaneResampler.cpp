@@ -14,23 +14,23 @@ void PlaneResampler::setMap(const StyledCanvas& canvas, int plane, Axis across, 
     if (moved || tables_.map == nullptr) tables_.build(columns_);
 }
 
-void PlaneResampler::run(const StyledCanvas& canvas, int plane, const Kernels& kernels, const PlaneView& source,
-                         const MutablePlane& out) {
+void PlaneResampler::run(const StyledCanvas& canvas, int plane, StyledCanvas::Span rows, const Kernels& kernels,
+                         const PlaneView& source, const MutablePlane& out, Scratch& scratch) const {
     if (columns_.count() <= 0) return;
     // Rows come several at a time, so some beyond the taps may be there before they are needed.
     constexpr int batch = Kernels::rowsAtOnce;
     const int slots = rows_.taps() + batch;
     const std::size_t pitch = tables_.paddedCount();
-    ring_.resize(pitch * static_cast<std::size_t>(slots));
-    taps_.resize(static_cast<std::size_t>(rows_.taps()));
-    const auto slot = [&](int row) { return ring_.data() + pitch * static_cast<std::size_t>(row % slots); };
+    scratch.ring.resize(pitch * static_cast<std::size_t>(slots));
+    scratch.taps.resize(static_cast<std::size_t>(rows_.taps()));
+    const auto slot = [&](int row) { return scratch.ring.data() + pitch * static_cast<std::size_t>(row % slots); };
 
-    const StyledCanvas::Span rows = canvas.rows(plane), columns = canvas.columns(plane);
+    const StyledCanvas::Span all = canvas.rows(plane), columns = canvas.columns(plane);
     int loaded = -1;  // last source row in the ring
     for (int y = rows.begin; y < rows.end; ++y) {
         const StyledCanvas::Span span = canvas.columns(plane, y);
         if (span.isEmpty()) continue;
-        const int first = rows_.first(y - rows.begin), last = first + rows_.taps() - 1;
+        const int first = rows_.first(y - all.begin), last = first + rows_.taps() - 1;
         while (loaded < last) {
             const int start = std::max(loaded + 1, first);
             std::array<const std::uint8_t*, batch> from{};
@@ -43,8 +43,8 @@ void PlaneResampler::run(const StyledCanvas& canvas, int plane, const Kernels& k
             kernels.resampleRows(tables_, from.data(), to.data());
         }
         for (int k = 0; k < rows_.taps(); ++k)
-            taps_[static_cast<std::size_t>(k)] = slot(first + k) + (span.begin - columns.begin);
-        kernels.blendRows(taps_.data(), rows_.weights(y - rows.begin), rows_.taps(), out.row(y) + span.begin,
+            scratch.taps[static_cast<std::size_t>(k)] = slot(first + k) + (span.begin - columns.begin);
+        kernels.blendRows(scratch.taps.data(), rows_.weights(y - all.begin), rows_.taps(), out.row(y) + span.begin,
                           span.end - span.begin);
     }
 }

@@ -20,15 +20,19 @@ public:
     };
     /// Sets the map for the columns and rows of plane `plane` of `canvas`, from a source of the given size.
     void setMap(const StyledCanvas& canvas, int plane, Axis across, Axis down, int sourceWidth, int sourceHeight);
-    /// Fills the canvas's columns of plane `plane` (one with the same geometry as the one set).
-    void run(const StyledCanvas& canvas, int plane, const Kernels& kernels, const PlaneView& source,
-             const MutablePlane& out);
+    /// Memory for one run; kept by the caller, so that bands can run side by side.
+    struct Scratch {
+        std::vector<std::int16_t> ring;  // resampled source rows, row r at r modulo their number
+        std::vector<const std::int16_t*> taps;
+    };
+    /// Fills the canvas's columns in `rows` of plane `plane` (one with the same geometry as the one set). Callable
+    /// from several threads, each with its own rows and scratch.
+    void run(const StyledCanvas& canvas, int plane, StyledCanvas::Span rows, const Kernels& kernels,
+             const PlaneView& source, const MutablePlane& out, Scratch& scratch) const;
 
 private:
     AxisMap columns_, rows_;
     RowTables tables_;
-    std::vector<std::int16_t> ring_;  // resampled source rows, row r at r modulo its size
-    std::vector<const std::int16_t*> taps_;
 };
 
 }  // namespace lumenwhirl

@@ -23,8 +23,8 @@ Size sizeOf(const Picture& picture) {
 }
 
 Picture finished(const Picture& frame, const RenderStyle& style, Size canvas, const FrameState& state,
-                 const Kernels& kernels = Kernels::fastest()) {
-    FrameCompositor compositor(kernels);
+                 const Kernels& kernels = Kernels::fastest(), int threads = 1) {
+    FrameCompositor compositor(threads, kernels);
     compositor.prepareStyle(style, canvas, sizeOf(frame));
     Picture out(static_cast<int>(canvas.width), static_cast<int>(canvas.height));
     compositor.drawBase(out.mutableView());
@@ -356,7 +356,7 @@ void expectSame(const Picture& a, const Picture& b) {
     }
 }
 
-TEST(FrameCompositor, fastAndPlainKernelsDrawTheSameFrames) {
+TEST(FrameCompositor, kernelsAndThreadsDoNotChangeFrames) {
     std::mt19937 random(3);
     for (int round = 0; round < 25; ++round) {
         SCOPED_TRACE(round);
@@ -365,8 +365,9 @@ TEST(FrameCompositor, fastAndPlainKernelsDrawTheSameFrames) {
         const Size canvas{static_cast<double>(side(500)), static_cast<double>(side(400))};
         const RenderStyle style = randomStyle(random);
         const FrameState state = randomState(random, sizeOf(frame));
-        expectSame(finished(frame, style, canvas, state),
-                   finished(frame, style, canvas, state, Kernels::reference()));
+        const Picture expected = finished(frame, style, canvas, state, Kernels::reference());
+        expectSame(finished(frame, style, canvas, state), expected);
+        expectSame(finished(frame, style, canvas, state, Kernels::fastest(), 3), expected);
     }
 }
 
