@@ -166,7 +166,7 @@ TEST(BadInput, destinationsThatCannotBeWritten) {
     refuse(package.recordingURL().string(), "belongs to the recording");
     refuse(package.micURL().string(), "belongs to the recording");
     refuse("/dev/null", "is no plain file");
-    refuse("/proc/out.mp4", "");  // takes no files, not even root's
+    if (fs::exists("/proc/self")) refuse("/proc/out.mp4", "");  // takes no files, not even root's
     fs::create_symlink(package.eventsURL(), folder / "link.mp4");
     refuse(folder / "link.mp4", "belongs to the recording");
 }
