@@ -26,6 +26,8 @@ public:
     /// recording itself where nothing is to change. Valid as long as this; after a stop there may be no such file.
     /// Throws MediaError when the edited sound could not be made.
     [[nodiscard]] const std::filesystem::path& file(std::stop_token stop);
+    /// Where the edited sound is made, so that an error's message can leave it out.
+    [[nodiscard]] const std::filesystem::path& editedFile() const noexcept { return edited_.path(); }
 
 private:
     void make(const std::stop_token& stop);

@@ -50,9 +50,10 @@ void checkDestination(const fs::path& recording, const fs::path& destination) {
     const auto refuse = [&](const std::string& why) {
         throw ExportError(ExportError::Kind::cannotCreateWriter, destination.string() + ": " + why);
     };
-    std::error_code ignored;
-    const fs::file_status there = fs::status(destination, ignored);
+    std::error_code problem, ignored;
+    const fs::file_status there = fs::status(destination, problem);
     if (destination.empty() || fs::is_directory(there)) refuse("is a folder; name a file");
+    if (there.type() == fs::file_type::none) refuse("cannot write: " + problem.message());
     if (fs::exists(there) && !fs::is_regular_file(there)) refuse("is no file that can be replaced; name a file");
     if (fs::equivalent(recording, destination, ignored)) refuse("is the recording itself; name another file");
     const fs::path folder = destination.has_parent_path() ? destination.parent_path() : fs::path(".");
@@ -159,40 +160,40 @@ std::int64_t renderVideo(SourceFrames& source, const FrameStates& states, VideoW
     return progress.framesDone;
 }
 
-/// An error about a file in the making is about the destination, as far as the user is concerned.
-ExportError writerError(ExportError::Kind kind, const MediaError& error, const fs::path& destination,
-                        const fs::path& temporary) {
+/// What is wrong, for a message that names the destination: the name of a file in the making says nothing to
+/// users.
+std::string problemOf(const MediaError& error, const fs::path& temporary) {
     std::string message = error.what();
-    if (message.starts_with(temporary.string()))
-        message = destination.string() + message.substr(temporary.string().size());
-    return {kind, message};
+    const std::string name = temporary.string() + ": ";
+    return message.starts_with(name) ? message.substr(name.size()) : message;
 }
 
 VideoWriter openWriter(const fs::path& video, const VideoSettings& settings, const fs::path& destination) {
     try {
         return VideoWriter(video, settings);
     } catch (const MediaError& error) {
-        throw writerError(ExportError::Kind::cannotCreateWriter, error, destination, video);
+        throw ExportError(ExportError::Kind::cannotCreateWriter,
+                          destination.string() + ": " + problemOf(error, video));
     }
 }
 
 /// Joins picture and sound; tells failures of the sound from those of the picture.
 void layUnder(BackgroundSound& sound, const fs::path& video, const fs::path& whole, const fs::path& destination,
               const std::stop_token& stop) {
-    const auto fail = [&](const char* step, const MediaError& error) {
-        throw ExportError(ExportError::Kind::writerFailed, destination.string() + ": " + step + error.what());
+    const auto fail = [&](const char* step, const std::string& problem) {
+        throw ExportError(ExportError::Kind::writerFailed, destination.string() + ": " + step + problem);
     };
     const fs::path* file = nullptr;
     try {
         file = &sound.file(stop);
     } catch (const MediaError& error) {
-        fail("edited audio: ", error);
+        fail("edited audio: ", problemOf(error, sound.editedFile()));
     }
     if (stop.stop_requested()) throwCancelled();  // perhaps there is no such file then
     try {
         Remuxer::mux(video, *file, whole);
     } catch (const MediaError& error) {
-        fail("audio mux: ", error);
+        fail("audio mux: ", problemOf(error, whole));
     }
 }
 
@@ -223,7 +224,10 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
         if (stop.stop_requested()) throwCancelled();
         (sound ? whole : video).moveTo(destination);
     } catch (const MediaError& error) {
-        throw writerError(ExportError::Kind::writerFailed, error, destination, video.path());
+        const std::string problem = problemOf(error, video.path());
+        const bool namesAnother = problem == error.what();  // the recording
+        throw ExportError(ExportError::Kind::writerFailed,
+                          namesAnother ? problem : destination.string() + ": " + problem);
     } catch (const fs::filesystem_error& error) {
         throw ExportError(ExportError::Kind::writerFailed,
                           destination.string() + ": cannot write: " + error.code().message());

@@ -1,0 +1,190 @@
+#include "Tests/Exporter/Recordings.h"
+#include "Tests/Exporter/Sounds.h"
+#include "Tests/Media/FullDisk.h"
+
+#include <sys/stat.h>
+
+namespace lumenwhirl {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Exporter::ExportError;
+using Kind = ExportError::Kind;
+using recordings::framesOf;
+using recordings::plainProject;
+using recordings::Recording;
+
+constexpr int frames = 90;
+
+class FailedExport : public recordings::Exporting {
+protected:
+    const fs::path destination = folder / "out.mp4";
+
+    /// Three seconds with sound that would be made louder.
+    void recordAll(double amplitude = 0.05) const {
+        Recording recording = recordings::steady(frames, 30);
+        recording.sound = AudioBuffer{{sounds::sine(3 * recordings::sampleRate, 300, amplitude)}};
+        record(recording);
+    }
+    /// One that changes nothing, and one that does.
+    static std::vector<ProjectSettings> projects() {
+        std::vector<ProjectSettings> all(2, plainProject(3));
+        all[1].timeline.cuts = {{0.5, 1}};
+        all[1].timeline.speedRanges = {{2, 2.5, 0.5}};
+        return all;
+    }
+    static void write(const fs::path& file, const std::string& bytes) {
+        std::ofstream(file, std::ios::binary) << bytes;
+    }
+    struct Failure {
+        Kind kind;
+        std::string message;
+    };
+    [[nodiscard]] std::optional<Failure> failureOf(const fs::path& file, const ProjectSettings& settings,
+                                                   const Exporter::Options& options = {},
+                                                   std::stop_token stop = {}) const {
+        try {
+            exportTo(file, settings, options, std::move(stop));
+        } catch (const ExportError& error) {
+            return Failure{error.kind(), error.what()};
+        }
+        return std::nullopt;
+    }
+    void expectFailure(const std::optional<Failure>& failure, Kind kind, const fs::path& named) const {
+        ASSERT_TRUE(failure);
+        EXPECT_EQ(failure->kind, kind) << failure->message;
+        EXPECT_NE(failure->message.find(named.string()), std::string::npos) << failure->message;
+    }
+};
+
+TEST_F(FailedExport, aStopAtAnyFrameLeavesTheOldFile) {
+    recordAll();
+    write(destination, "yesterday's");
+    for (const ProjectSettings& settings : projects()) {
+        for (const int last : {0, 1, 40, 90}) {  // both projects give 90 frames
+            SCOPED_TRACE(last);
+            std::stop_source stop;
+            if (last == 0) stop.request_stop();
+            std::int64_t done = 0;
+            const auto progress = [&](Exporter::Progress now) {
+                EXPECT_EQ(now.framesDone, done + 1);
+                EXPECT_EQ(now.totalFrames, frames);
+                done = now.framesDone;
+                if (done == last) stop.request_stop();
+            };
+            Exporter::Options options;
+            options.progress = progress;
+            const auto failure = failureOf(destination, settings, options, stop.get_token());
+            ASSERT_TRUE(failure);
+            EXPECT_EQ(failure->kind, Kind::cancelled) << failure->message;
+            EXPECT_EQ(done, last);
+            EXPECT_EQ(recordings::bytesOf(destination), "yesterday's");
+            EXPECT_EQ(filesLeft(), (std::set<std::string>{"out.mp4", "recording.mp4"}));
+        }
+    }
+}
+
+TEST_F(FailedExport, whatTheProgressCallbackThrowsComesThrough) {
+    recordAll();
+    struct ClosedPipe {};
+    for (const ProjectSettings& settings : projects()) {
+        Exporter::Options options;
+        options.progress = [](Exporter::Progress progress) {
+            if (progress.framesDone == 20) throw ClosedPipe();
+        };
+        EXPECT_THROW(exportTo(destination, settings, options), ClosedPipe);
+        EXPECT_EQ(filesLeft(), (std::set<std::string>{"recording.mp4"}));
+    }
+}
+
+TEST_F(FailedExport, destinationsThatCannotBeWrittenAreRefusedAtOnce) {
+    recordAll();
+    const ProjectSettings settings = plainProject(3);
+    fs::create_directory(folder / "folder");
+    fs::create_symlink(source, folder / "link.mp4");
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    bool hasBegun = false;
+    Exporter::Options options;
+    options.progress = [&](Exporter::Progress) { hasBegun = true; };
+    for (const fs::path& file :
+         {folder / "folder", folder / "missing/out.mp4", source, folder / "link.mp4", folder / "pipe",
+          folder / "recording.mp4/out.mp4", folder / std::string(300, 'x'), fs::path("/proc/out.mp4")})
+        expectFailure(failureOf(file, settings, options), Kind::cannotCreateWriter, file);
+    expectFailure(failureOf("", settings, options), Kind::cannotCreateWriter, "");
+    EXPECT_FALSE(hasBegun);
+    EXPECT_TRUE(fs::is_fifo(folder / "pipe"));
+    EXPECT_EQ(filesLeft(), (std::set<std::string>{"folder", "link.mp4", "pipe", "recording.mp4"}));
+    EXPECT_EQ(framesOf(source).size(), static_cast<std::size_t>(frames));
+}
+
+TEST_F(FailedExport, unusualNamesAreNamesLikeAnyOther) {
+    record(recordings::steady(5, 30));
+    const fs::path before = fs::current_path();
+    fs::current_path(folder.path());
+    for (const fs::path name : {"out.mp4", "50% of: it?.mp4", "%03d", "-", "ü.mp4"}) {
+        exportTo(name, plainProject(0.2));
+        EXPECT_EQ(framesOf(folder / name.string()).size(), 5U) << name;
+    }
+    fs::current_path(before);
+    EXPECT_EQ(filesLeft().size(), 6U);
+}
+
+TEST_F(FailedExport, aRecordingThatIsCutShortOrNoneIsNamed) {
+    recordAll();
+    const std::string whole = recordings::bytesOf(source);
+    for (const ProjectSettings& settings : projects()) {
+        write(source, whole.substr(0, whole.size() * 3 / 4));  // the index is at the front: it opens
+        ASSERT_NO_THROW(VideoReader{source});
+        expectFailure(failureOf(destination, settings), Kind::writerFailed, source);
+        write(source, "no movie at all");
+        expectFailure(failureOf(destination, settings), Kind::cannotCreateReader, source);
+        fs::remove(source);
+        expectFailure(failureOf(destination, settings), Kind::cannotCreateReader, source);
+        EXPECT_TRUE(filesLeft().empty());
+    }
+}
+
+TEST_F(FailedExport, aRecordingWithoutFramesHasNoVideo) {
+    for (const ProjectSettings& settings : projects()) {
+        record(recordings::steady(0, 30));
+        expectFailure(failureOf(destination, settings), Kind::noVideoTrack, source);
+        EXPECT_EQ(filesLeft(), (std::set<std::string>{"recording.mp4"}));
+    }
+}
+
+TEST_F(FailedExport, aFullDiskLeavesNothingAtWhicheverStepItFills) {
+    recordAll(0.4);  // loud enough: a louder copy that cannot be written is no failure
+    for (const ProjectSettings& settings : projects()) {
+        exportTo(destination, settings);
+        const auto size = static_cast<rlim_t>(fs::file_size(destination));
+        fs::remove(destination);
+        // The picture alone is less than half of the file; its sound is made beside it, and then both together.
+        for (const rlim_t limit : {rlim_t{500}, size / 4, size / 2, size * 3 / 4, size - 1}) {
+            EXPECT_TRUE(holdsOnFullDisk(limit,
+                                        [&] {
+                                            const auto failure = failureOf(destination, settings);
+                                            return failure && failure->kind == Kind::writerFailed &&
+                                                   failure->message.starts_with(destination.string() + ": ") &&
+                                                   failure->message.find(".lumenwhirl-") == std::string::npos &&
+                                                   filesLeft() == std::set<std::string>{"recording.mp4"} &&
+                                                   temporary.isEmpty();
+                                        }))
+                << limit << " of " << size;
+        }
+        EXPECT_TRUE(holdsOnFullDisk(4 * size, [&] { return !failureOf(destination, settings); }));
+        EXPECT_TRUE(fs::remove(destination));
+    }
+}
+
+TEST_F(FailedExport, absurdDocumentsAreRefusedBeforeAnythingIsWritten) {
+    recordAll();
+    EXPECT_THROW(exportTo(destination, plainProject(1e300)), FrameStates::Error);
+    EXPECT_THROW(static_cast<void>(Exporter::finishedFrame(source, events, plainProject(1e300), 0,
+                                                           FrameStates::Zoom::asProject)),
+                 FrameStates::Error);
+    EXPECT_EQ(filesLeft(), (std::set<std::string>{"recording.mp4"}));
+}
+
+}  // namespace
+}  // namespace lumenwhirl

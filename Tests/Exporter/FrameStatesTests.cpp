@@ -1,0 +1,220 @@
+#include "Exporter/DocumentLimits.h"
+#include "Exporter/FrameStates.h"
+#include "Exporter/Preset.h"
+#include "Tests/Exporter/Recordings.h"
+
+#include <cmath>
+#include <limits>
+
+namespace lumenwhirl {
+namespace {
+
+using recordings::plainProject;
+using recordings::quietLog;
+
+constexpr Size content{160, 90};
+
+FrameStates statesOf(const EventLog& events, const ProjectSettings& settings,
+                     FrameStates::Zoom zoom = FrameStates::Zoom::asProject) {
+    return {events, settings, content, zoom};
+}
+
+TEST(FrameRate, ofAnExportIsTheRecordingsWithinReason) {
+    const std::vector<std::pair<double, int>> rates{
+        {0, 60},
+        {-1, 60},
+        {std::nan(""), 60},
+        {0.2, 24},
+        {10, 24},
+        {23.6, 24},
+        {23.976, 24},
+        {24.5, 25},
+        {29.97, 30},
+        {30, 30},
+        {59.4, 59},
+        {59.94, 60},
+        {60, 60},
+        {120, 60},
+        {1e300, 60},
+        {24.49999999999, 25}};  // 24.5 in the single precision that tracks state their rate in
+    for (const auto& [nominal, expected] : rates)
+        EXPECT_EQ(FrameStates::exportFrameRate(nominal), expected) << nominal;
+}
+
+TEST(FrameStatesZoom, isTheProjectsOwnElseAutomaticElseNone) {
+    EventLog events = quietLog();
+    events.cursor = {{0, 80, 45}, {10, 80, 45}};
+    events.clicks = {{.t = 5, .x = 80, .y = 45}};
+    ProjectSettings settings = plainProject(10);
+    settings.style.aspect = "16:9";
+    settings.zoom = {.automatic = true, .defaultLevel = 3, .segments = {}};
+    EXPECT_NEAR(statesOf(events, settings).state(5).camera->scale, 3, 1e-9);
+    EXPECT_EQ(statesOf(events, settings, FrameStates::Zoom::off).state(5).camera, std::nullopt);
+
+    settings.zoom.segments = {{.id = "mine", .start = 7, .end = 9, .level = 2, .manual = true}};
+    EXPECT_EQ(statesOf(events, settings).state(5).camera->scale, 1);
+    EXPECT_NEAR(statesOf(events, settings).state(8).camera->scale, 2, 1e-9);
+    settings.style.aspect = "9:16";  // brings the camera closer by 1.4: 1 + (2 - 1) * 1.4
+    EXPECT_NEAR(statesOf(events, settings).state(8).camera->scale, 2.4, 1e-9);
+
+    settings.zoom.automatic = false;
+    settings.zoom.segments.clear();
+    EXPECT_EQ(statesOf(events, settings).state(5).camera->scale, 1);
+}
+
+TEST(FrameStatesOverlays, areThereWhenTheProjectHasThemSwitchedOn) {
+    EventLog events = quietLog();
+    for (int i = 0; i < 6; ++i)
+        events.keys.push_back({.t = 1 + 0.01 * i,
+                               .keyCode = 0,
+                               .chars = std::string(1, static_cast<char>('a' + i)),
+                               .modifiers = {"cmd"},
+                               .isRepeat = false});
+    ProjectSettings settings = plainProject(10);
+    EXPECT_TRUE(statesOf(events, settings).state(2).keystrokes.empty());
+    EXPECT_EQ(statesOf(events, settings).state(2).caption, "");
+
+    settings.keystrokes = KeystrokeSettings{.enabled = false, .showAllKeys = true};
+    settings.captions = CaptionSettings{.enabled = false, .cues = {{1, 3, "Hello"}}, .style = {}};
+    settings.captions->style.position = "top";
+    EXPECT_TRUE(statesOf(events, settings).state(2).keystrokes.empty());
+    EXPECT_EQ(statesOf(events, settings).state(2).caption, "");
+
+    settings.keystrokes->enabled = settings.captions->enabled = true;
+    const FrameStates states = statesOf(events, settings);
+    const FrameState state = states.state(2);
+    ASSERT_EQ(state.keystrokes.size(), 4U);  // the newest four
+    EXPECT_EQ(state.keystrokes.back(), (KeyPill{"⌘F", 1}));
+    EXPECT_EQ(state.caption, "Hello");
+    EXPECT_EQ(state.captionStyle.position, "top");
+    EXPECT_EQ(states.state(3.5).caption, "");
+    // The first key's pill is held for 1.2 s, then fades within 0.4 s: half gone at 1.4 s.
+    EXPECT_NEAR(states.state(1.03 + 1.4).keystrokes[1].opacity, 0.5, 0.06);
+    EXPECT_TRUE(states.state(3).keystrokes.empty());
+}
+
+TEST(FrameStatesCursor, showsRipplesAndHidesAsTheProjectSays) {
+    EventLog events = quietLog();
+    events.cursor = {{0, 10, 10}, {1, 80, 45}};
+    events.clicks = {{.t = 1, .x = 80, .y = 45}};
+    ProjectSettings settings = plainProject(10);
+    settings.cursor = {.smoothing = CursorSmoothing::off, .size = 2, .autoHideIdle = 1, .clickRipples = true};
+    const FrameState state = statesOf(events, settings).state(1.3);
+    EXPECT_EQ(state.cursorSize, 2);
+    EXPECT_EQ(state.cursor.position, (Point{80, 45}));
+    ASSERT_EQ(state.cursor.ripples.size(), 1U);
+    EXPECT_NEAR(state.cursor.ripples.front().progress, 0.5, 1e-9);                 // 0.3 of 0.6 s
+    EXPECT_NEAR(statesOf(events, settings).state(2.2).cursor.opacity, 0.5, 1e-9);  // 0.2 of 0.4 s after 1 s idle
+    settings.cursor.clickRipples = false;
+    EXPECT_TRUE(statesOf(events, settings).state(1.3).cursor.ripples.empty());
+}
+
+TEST(FrameStatesCanvas, hasTheProjectsShapeOrWideForAnUnknownOne) {
+    ProjectSettings settings = plainProject(1);
+    for (const auto& [aspect, size] : std::vector<std::pair<std::string, Size>>{
+             {"16:9", {160, 90}}, {"1:1", {160, 160}}, {"9:16", {90, 160}}, {"4:3", {160, 90}}, {"", {160, 90}}}) {
+        settings.style.aspect = aspect;
+        EXPECT_EQ(statesOf(quietLog(), settings).canvas(), size) << aspect;
+    }
+}
+
+/// What is said of a document, or nothing where it is accepted.
+std::string refusal(const EventLog& events, const ProjectSettings& settings) {
+    try {
+        static_cast<void>(statesOf(events, settings));
+    } catch (const FrameStates::Error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(DocumentLimits, refuseWhatNoVideoCanBeMadeOfAndSayWhereItStands) {
+    using Events = std::function<void(EventLog&)>;
+    using Settings = std::function<void(ProjectSettings&)>;
+    const auto expectNamed = [](const std::function<void(EventLog&, ProjectSettings&)>& spoil,
+                                const std::string& expected) {
+        EventLog events = quietLog();
+        events.cursor.resize(8);
+        events.clicks.resize(2);
+        events.scroll.resize(2);
+        events.keys.resize(2);
+        ProjectSettings settings = plainProject(10);
+        settings.timeline.cuts.resize(3);
+        settings.timeline.speedRanges.resize(2);
+        settings.zoom.segments.resize(2);
+        settings.captions.emplace().cues.resize(2);
+        EXPECT_EQ(refusal(events, settings), "");
+        spoil(events, settings);
+        const std::string text = refusal(events, settings);
+        EXPECT_TRUE(text.starts_with(expected + ": ")) << expected << " expected, told: " << text;
+        EXPECT_EQ(text.find('\n'), std::string::npos);
+    };
+    const std::vector<std::pair<Events, std::string>> logs{
+        {[](EventLog& log) { log.recording.display.pointWidth = 100'000; }, "recording.display.pointWidth"},
+        {[](EventLog& log) { log.recording.display.pointWidth = 0; }, "recording.display.pointWidth"},
+        {[](EventLog& log) { log.recording.display.pointWidth = -1920; }, "recording.display.pointWidth"},
+        {[](EventLog& log) { log.cursor[5].t = 1e12; }, "cursor[5].t"},
+        {[](EventLog& log) { log.cursor[7].x = -1e300; }, "cursor[7].x"},
+        {[](EventLog& log) { log.clicks[1].y = 1e7; }, "clicks[1].y"},
+        {[](EventLog& log) { log.scroll[0].t = -1e9; }, "scroll[0].t"},
+        {[](EventLog& log) { log.keys[1].t = 1e300; }, "keys[1].t"}};
+    for (const auto& [spoil, key] : logs)
+        expectNamed([&spoil = spoil](EventLog& log, ProjectSettings&) { spoil(log); }, "events.json: " + key);
+
+    const std::vector<std::pair<Settings, std::string>> projects{
+        {[](ProjectSettings& project) { project.timeline.duration = 1e300; }, "timeline.duration"},
+        {[](ProjectSettings& project) { project.timeline.duration = std::nan(""); }, "timeline.duration"},
+        {[](ProjectSettings& project) { project.timeline.trimStart = -1e9; }, "timeline.trimStart"},
+        {[](ProjectSettings& project) { project.timeline.trimEnd = 1e9; }, "timeline.trimEnd"},
+        {[](ProjectSettings& project) { project.timeline.cuts[2].end = 1e6; }, "timeline.cuts[2].end"},
+        {[](ProjectSettings& project) { project.timeline.cuts.resize(100'001); }, "timeline.cuts"},
+        {[](ProjectSettings& project) { project.timeline.speedRanges[1].start = -1e6; },
+         "timeline.speedRanges[1].start"},
+        {[](ProjectSettings& project) { project.timeline.speedRanges[0].rate = 1e7; },
+         "timeline.speedRanges[0].rate"},
+        {[](ProjectSettings& project) { project.timeline.speedRanges.resize(100'001); }, "timeline.speedRanges"},
+        {[](ProjectSettings& project) { project.zoom.segments[1].level = 1e3; }, "zoom.segments[1].level"},
+        {[](ProjectSettings& project) { project.zoom.segments[0].end = 1e30; }, "zoom.segments[0].end"},
+        {[](ProjectSettings& project) { project.zoom.segments.resize(100'001); }, "zoom.segments"},
+        {[](ProjectSettings& project) { project.zoom.defaultLevel = -1e3; }, "zoom.defaultLevel"},
+        {[](ProjectSettings& project) { project.cursor.size = 1e4; }, "cursor.size"},
+        {[](ProjectSettings& project) { project.cursor.autoHideIdle = 1e10; }, "cursor.autoHideIdle"},
+        {[](ProjectSettings& project) { project.style.padding = 1e9; }, "style.padding"},
+        {[](ProjectSettings& project) { project.style.cornerRadius = -1e9; }, "style.cornerRadius"},
+        {[](ProjectSettings& project) { project.captions->cues[1].start = 1e8; }, "captions.cues[1].start"},
+        {[](ProjectSettings& project) { project.captions->cues.resize(100'001); }, "captions.cues"},
+        {[](ProjectSettings& project) { project.captions->style.size = 1e3; }, "captions.style.size"}};
+    for (const auto& [spoil, key] : projects)
+        expectNamed([&spoil = spoil](EventLog&, ProjectSettings& project) { spoil(project); },
+                    "project.json: " + key);
+}
+
+TEST(DocumentLimits, acceptWhatIsJustWithinThem) {
+    EventLog events = quietLog();
+    events.clicks = {{.t = DocumentLimits::longestSeconds, .x = 1e6, .y = -1e6}};
+    ProjectSettings settings = plainProject(DocumentLimits::longestSeconds);
+    settings.timeline.cuts.resize(DocumentLimits::mostEdits);
+    settings.timeline.speedRanges = {{0, 1, 1e6}};
+    for (const int side : {16, DocumentLimits::largestCanvasSide}) {
+        events.recording.display.pointWidth = side;
+        EXPECT_EQ(refusal(events, settings), "");
+    }
+}
+
+TEST(Preset, isKnownByItsStoredNameOnly) {
+    for (const Preset preset : allPresets) EXPECT_EQ(presetFromRawValue(rawValue(preset)), preset);
+    for (const std::string_view other : {"", "Web", "web ", "h264"})
+        EXPECT_EQ(presetFromRawValue(other), std::nullopt) << other;
+}
+
+TEST(Preset, asksForBitsByThePixel) {
+    // Of 1920 * 1080 * 60 = 124,416,000 pixels a second, 9 and 13 hundredths, the fraction dropped.
+    EXPECT_EQ(ratesFor(Preset::web, 1920, 1080, 60), (PresetRates{11'197'440, 120}));
+    EXPECT_EQ(ratesFor(Preset::social, 1920, 1080, 60), (PresetRates{16'174'080, 0}));
+    EXPECT_EQ(ratesFor(Preset::web, 1280, 720, 24), (PresetRates{1'990'656, 48}));
+    EXPECT_EQ(ratesFor(Preset::web, 16384, 16384, 60).bitRate,
+              1'449'551'462);  // 1,449,551,462.4: no 32-bit number
+}
+
+}  // namespace
+}  // namespace lumenwhirl
