@@ -8,7 +8,7 @@ namespace lumenwhirl {
 
 std::optional<Image> loadBackgroundImage(const std::filesystem::path& file) {
     try {
-        VideoReader reader(file);
+        VideoReader reader(file, VideoReader::Contents::still);
         if (reader.info().width > 16384 || reader.info().height > 16384) return std::nullopt;
         const auto frame = reader.next();
         if (!frame) return std::nullopt;

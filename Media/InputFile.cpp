@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <string_view>
 
 namespace lumenwhirl {
@@ -11,35 +12,40 @@ namespace {
 
 /// Containers that hold their own data. Playlists and the like are left out: opening a file must not open others,
 /// nor the network. Names as libavformat gives them.
-constexpr std::array<std::string_view, 17> containers = {"mov,mp4,m4a,3gp,3g2,mj2",
-                                                         "matroska,webm",
-                                                         "avi",
-                                                         "mpegts",
-                                                         "mpeg",
-                                                         "nut",
-                                                         "ogg",
-                                                         "wav",
-                                                         "w64",
-                                                         "caf",
-                                                         "aiff",
-                                                         "flac",
-                                                         "mp3",
-                                                         "aac",
-                                                         "h264",
-                                                         "hevc",
-                                                         "yuv4mpegpipe"};
+constexpr std::array<std::string_view, 17> movieFormats = {"mov,mp4,m4a,3gp,3g2,mj2",
+                                                           "matroska,webm",
+                                                           "avi",
+                                                           "mpegts",
+                                                           "mpeg",
+                                                           "nut",
+                                                           "ogg",
+                                                           "wav",
+                                                           "w64",
+                                                           "caf",
+                                                           "aiff",
+                                                           "flac",
+                                                           "mp3",
+                                                           "aac",
+                                                           "h264",
+                                                           "hevc",
+                                                           "yuv4mpegpipe"};
 
-bool isContainer(const AVInputFormat& format) {
-    return std::find(containers.begin(), containers.end(), std::string_view(format.name)) != containers.end();
+constexpr std::array<std::string_view, 8> stillFormats = {"image2",   "png_pipe",  "jpeg_pipe", "webp_pipe",
+                                                          "bmp_pipe", "tiff_pipe", "gif",       "ppm_pipe"};
+
+std::span<const std::string_view> formatsFor(InputFile::Contents contents) {
+    if (contents == InputFile::Contents::still) return stillFormats;
+    return movieFormats;
 }
 
 }  // namespace
 
-InputFile::InputFile(std::filesystem::path file, AVMediaType wanted) : path_(std::move(file)) {
+InputFile::InputFile(std::filesystem::path file, AVMediaType wanted, Contents contents) : path_(std::move(file)) {
     Dictionary options{{"protocol_whitelist", "file"}};
     std::string names;
-    for (const auto name : containers) names.append(names.empty() ? "" : ",").append(name);
+    for (const auto name : formatsFor(contents)) names.append(names.empty() ? "" : ",").append(name);
     options.set("format_whitelist", names);
+    if (contents == Contents::still) options.set("pattern_type", "none");  // "%d" in a name is a name
 
     AVFormatContext* opened = nullptr;
     const int result =
@@ -48,7 +54,8 @@ InputFile::InputFile(std::filesystem::path file, AVMediaType wanted) : path_(std
     // EINVAL is how libavformat says that a format is not one of the list.
     if (result == AVERROR(EINVAL)) throw MediaError(MediaError::Kind::cannotOpen, path_, "not a media file");
     if (result < 0) throw MediaError(MediaError::Kind::cannotOpen, path_, "cannot open: " + reasonFor(result));
-    if (!isContainer(*context_->iformat)) {
+    const auto formats = formatsFor(contents);
+    if (std::find(formats.begin(), formats.end(), std::string_view(context_->iformat->name)) == formats.end()) {
         throw MediaError(MediaError::Kind::cannotOpen, path_, "not a media file");
     }
     if (wanted != AVMEDIA_TYPE_UNKNOWN) {

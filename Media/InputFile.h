@@ -9,9 +9,13 @@ namespace lumenwhirl {
 /// A media file opened for reading its packets.
 class InputFile {
 public:
+    /// Which formats are taken: sound and video, or single pictures.
+    enum class Contents { movie, still };
+
     /// `wanted`: the only kind of track that will be read, or unknown for any; the others' data is not even looked
     /// at. Throws MediaError (cannotOpen).
-    explicit InputFile(std::filesystem::path file, AVMediaType wanted = AVMEDIA_TYPE_UNKNOWN);
+    explicit InputFile(std::filesystem::path file, AVMediaType wanted = AVMEDIA_TYPE_UNKNOWN,
+                       Contents contents = Contents::movie);
 
     [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
     [[nodiscard]] AVFormatContext& context() const noexcept { return *context_; }

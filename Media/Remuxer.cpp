@@ -6,6 +6,7 @@
 #include "Media/OutputFile.h"
 
 #include <algorithm>
+#include <cmath>
 #include <deque>
 #include <limits>
 #include <numeric>
@@ -86,7 +87,8 @@ std::int64_t startOf(const AVPacket& packet) noexcept {
 /// packet in decoding order, or nothing; the muxer needs the other for the end of the track.
 class Pictures {
 public:
-    explicit Pictures(CopiedTrack& track) : track_(track), promisedEnd_(promisedEnd(track)) {}
+    Pictures(CopiedTrack& track, std::optional<double> end)
+        : track_(track), promisedEnd_(end ? std::llround(*end / av_q2d(track.timeBase())) : promisedEnd(track)) {}
 
     /// Writes the next packet, in decoding order; false at the end.
     [[nodiscard]] bool copyOne() {
@@ -194,7 +196,7 @@ private:
 }  // namespace
 
 void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
-         const std::filesystem::path& destination) {
+         const std::filesystem::path& destination, std::optional<double> videoEnd) {
     InputFile videoInput(video, AVMEDIA_TYPE_VIDEO), soundInput(sound, AVMEDIA_TYPE_AUDIO);
     AVStream& videoStream =
         streamOf(videoInput, AVMEDIA_TYPE_VIDEO, MediaError::Kind::noVideoTrack, "no video track");
@@ -211,7 +213,7 @@ void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
     output.start(options);
 
     // The sound follows the pictures' decoding times, which no picture's end comes before.
-    Pictures pictures(picture);
+    Pictures pictures(picture, videoEnd);
     Sounds sounds(audio);
     while (pictures.copyOne()) sounds.copyUntil(pictures.decodeTime(), base);
     sounds.finishAt(pictures.end(), base);
