@@ -7,7 +7,7 @@
 
 namespace lumenwhirl {
 
-/// Decodes a still picture of any usual format; empty when it cannot, or when a side exceeds 16384 pixels.
+/// Decodes a still picture of any usual format; empty when it cannot.
 [[nodiscard]] std::optional<Image> loadBackgroundImage(const std::filesystem::path& file);
 
 }  // namespace lumenwhirl

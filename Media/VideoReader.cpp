@@ -54,11 +54,8 @@ bool isTurned(const AVStream& stream) {
 }  // namespace
 
 struct VideoReader::State {
-    State(const std::filesystem::path& file, Contents contents)
-        : input(file, AVMEDIA_TYPE_UNKNOWN,
-                contents == Contents::still ? InputFile::Contents::still : InputFile::Contents::movie),
-          decoder(input, videoStreamOf(input)),
-          info(describe(input, decoder.stream())) {
+    explicit State(const std::filesystem::path& file)
+        : input(file), decoder(input, videoStreamOf(input)), info(describe(input, decoder.stream())) {
         const AVStream& stream = decoder.stream();
         if (isTurned(stream)) {
             throw MediaError(MediaError::Kind::unsupported, file,
@@ -147,8 +144,7 @@ FrameHandle VideoReader::State::restartBefore(double sourceTime) {
     }
 }
 
-VideoReader::VideoReader(const std::filesystem::path& file, Contents contents)
-    : state_(std::make_unique<State>(file, contents)) {}
+VideoReader::VideoReader(const std::filesystem::path& file) : state_(std::make_unique<State>(file)) {}
 VideoReader::~VideoReader() = default;
 VideoReader::VideoReader(VideoReader&&) noexcept = default;
 VideoReader& VideoReader::operator=(VideoReader&&) noexcept = default;

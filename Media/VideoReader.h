@@ -23,12 +23,8 @@ struct VideoInfo {
 /// 720 lines). One thread at a time; decodes on threads of its own.
 class VideoReader {
 public:
-    enum class Contents {
-        movie,
-        still,  // one picture of a usual format, read as a video of one frame
-    };
     /// Throws MediaError: cannotOpen, noVideoTrack, unsupported.
-    explicit VideoReader(const std::filesystem::path& file, Contents contents = Contents::movie);
+    explicit VideoReader(const std::filesystem::path& file);
     ~VideoReader();
     VideoReader(VideoReader&&) noexcept;
     VideoReader& operator=(VideoReader&&) noexcept;

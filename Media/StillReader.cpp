@@ -1,0 +1,60 @@
+#include "Media/StillReader.h"
+
+#include "Media/FFmpegHandles.h"
+#include "Media/InputFile.h"
+#include "Media/MediaError.h"
+#include "Media/StreamDecoder.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+namespace lumenwhirl {
+namespace {
+
+constexpr int largestSide = 16384;
+
+bool isFullRange(const AVFrame& frame) {
+    constexpr std::array always{AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_YUVJ444P, AV_PIX_FMT_YUVJ440P,
+                                AV_PIX_FMT_YUVJ411P};
+    return frame.color_range == AVCOL_RANGE_JPEG ||
+           std::find(always.begin(), always.end(), frame.format) != always.end();
+}
+
+StillPicture converted(const AVFrame& frame, const std::filesystem::path& file) {
+    StillPicture picture{frame.width, frame.height, {}};
+    picture.pixels.resize(std::size_t{4} * static_cast<std::size_t>(frame.width) *
+                          static_cast<std::size_t>(frame.height));
+    const ScalerHandle scaler(sws_getContext(
+        frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width, frame.height,
+        AV_PIX_FMT_RGBA, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
+    constexpr int one = 1 << 16;
+    // Stills that do not say are BT.601 (JFIF 1.02, page 4); pictures that are RGB already ignore it.
+    const int matrix =
+        frame.colorspace == AVCOL_SPC_UNSPECIFIED ? static_cast<int>(SWS_CS_ITU601) : frame.colorspace;
+    if (scaler)
+        sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(matrix), isFullRange(frame) ? 1 : 0,
+                                 sws_getCoefficients(SWS_CS_ITU709), 1, 0, one, one);
+    std::uint8_t* const planes[] = {picture.pixels.data()};
+    const int strides[] = {4 * frame.width};
+    if (!scaler ||
+        sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, planes, strides) != frame.height)
+        throw MediaError(MediaError::Kind::unsupported, file, "its pixels are of a kind that cannot be read");
+    return picture;
+}
+
+}  // namespace
+
+StillPicture readStill(const std::filesystem::path& file) {
+    InputFile input(file, AVMEDIA_TYPE_VIDEO, InputFile::Contents::still);
+    AVStream* stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
+    if (!stream) throw MediaError(MediaError::Kind::cannotOpen, file, "no picture");
+    if (stream->codecpar->width > largestSide || stream->codecpar->height > largestSide)
+        throw MediaError(MediaError::Kind::unsupported, file, "the picture is too large");
+    StreamDecoder decoder(input, *stream);
+    const FrameHandle frame = makeFrame();
+    if (!decoder.receive(*frame)) throw MediaError(MediaError::Kind::damaged, file, "no picture");
+    return converted(*frame, file);
+}
+
+}  // namespace lumenwhirl
