@@ -67,7 +67,7 @@ VideoSettings videoSettings(Preset preset, Size canvas, int fps, Rational timeBa
     settings.frameRate = {fps, 1};
     settings.timeBase = timeBase;
     const PresetRates rates = ratesFor(preset, settings.width, settings.height, fps);
-    settings.bitRate = rates.bitRate;
+    settings.bitRate = std::max<std::int64_t>(rates.bitRate, 1000);  // the encoders count in thousands
     settings.keyFrameInterval = rates.keyFrameInterval;
     switch (preset) {
         case Preset::web:
@@ -80,6 +80,11 @@ VideoSettings videoSettings(Preset preset, Size canvas, int fps, Rational timeBa
             break;
     }
     return settings;
+}
+
+/// How many threads draw: one draws faster than a few cores encode; many cores would wait for it.
+int drawingThreads() {
+    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()) / 4, 1, 4);
 }
 
 /// Draws finished frames one after the other; one that shows the same as the last is the last one again.
@@ -109,15 +114,20 @@ private:
     }
 
     const FrameStates& states_;
-    FrameCompositor compositor_;
+    FrameCompositor compositor_{drawingThreads()};
     FramePool pool_;
     std::optional<VideoFrame> source_, last_;
     FrameState state_;
 };
 
-/// Decodes, draws and encodes side by side. Returns how many frames were written.
-std::int64_t renderVideo(SourceFrames& source, const FrameStates& states, VideoWriter& writer,
-                         const Options& options, const std::stop_token& stop) {
+struct Rendered {
+    std::int64_t frames = 0;
+    double end = 0;  // when the last frame ends, output seconds
+};
+
+/// Decodes, draws and encodes side by side.
+Rendered renderVideo(SourceFrames& source, const FrameStates& states, VideoWriter& writer, const Options& options,
+                     const std::stop_token& stop) {
     struct Finished {
         VideoFrame frame;
         std::int64_t pts = 0;
@@ -147,8 +157,10 @@ std::int64_t renderVideo(SourceFrames& source, const FrameStates& states, VideoW
     });
 
     Progress progress{0, source.totalFrames()};
+    std::int64_t lastPts = 0;
     while (const auto item = decoded.pop(stop)) {
         if (!finished.push({maker.make(*item), item->pts}, stop)) break;
+        lastPts = item->pts;
         ++progress.framesDone;
         progress.totalFrames = std::max(progress.totalFrames, progress.framesDone);
         if (options.progress) options.progress(progress);
@@ -157,7 +169,7 @@ std::int64_t renderVideo(SourceFrames& source, const FrameStates& states, VideoW
     finished.close();
     encoder.join();  // a few frames more
     if (encoderFailure) std::rethrow_exception(encoderFailure);
-    return progress.framesDone;
+    return {progress.framesDone, static_cast<double>(lastPts) * source.timeBase().value() + 1.0 / source.fps()};
 }
 
 /// What is wrong, for a message that names the destination: the name of a file in the making says nothing to
@@ -178,8 +190,8 @@ VideoWriter openWriter(const fs::path& video, const VideoSettings& settings, con
 }
 
 /// Joins picture and sound; tells failures of the sound from those of the picture.
-void layUnder(BackgroundSound& sound, const fs::path& video, const fs::path& whole, const fs::path& destination,
-              const std::stop_token& stop) {
+void layUnder(BackgroundSound& sound, const fs::path& video, double videoEnd, const fs::path& whole,
+              const fs::path& destination, const std::stop_token& stop) {
     const auto fail = [&](const char* step, const std::string& problem) {
         throw ExportError(ExportError::Kind::writerFailed, destination.string() + ": " + step + problem);
     };
@@ -191,7 +203,7 @@ void layUnder(BackgroundSound& sound, const fs::path& video, const fs::path& who
     }
     if (stop.stop_requested()) throwCancelled();  // perhaps there is no such file then
     try {
-        Remuxer::mux(video, *file, whole);
+        Remuxer::mux(video, *file, whole, videoEnd);
     } catch (const MediaError& error) {
         fail("audio mux: ", problemOf(error, whole));
     }
@@ -213,14 +225,16 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
     try {
         std::optional<BackgroundSound> sound;
         if (info.hasAudio) sound.emplace(recording, states.timeline(), destination);
+        Rendered rendered;
         {
             VideoWriter writer = openWriter(
                 video.path(), videoSettings(options.preset, states.canvas(), fps, source.timeBase()), destination);
-            if (renderVideo(source, states, writer, options, stop) == 0) throw noFrames(recording);
+            rendered = renderVideo(source, states, writer, options, stop);
+            if (rendered.frames == 0) throw noFrames(recording);
             writer.finish();
         }
         if (stop.stop_requested()) throwCancelled();
-        if (sound) layUnder(*sound, video.path(), whole.path(), destination, stop);
+        if (sound) layUnder(*sound, video.path(), rendered.end, whole.path(), destination, stop);
         if (stop.stop_requested()) throwCancelled();
         (sound ? whole : video).moveTo(destination);
     } catch (const MediaError& error) {

@@ -29,6 +29,7 @@ public:
     /// As many as the timeline asks for; what an unedited recording really has may differ by a few.
     [[nodiscard]] std::int64_t totalFrames() const noexcept { return totalFrames_; }
     [[nodiscard]] Rational timeBase() const noexcept;
+    [[nodiscard]] int fps() const noexcept { return fps_; }
     /// Empty at the end. Throws MediaError.
     [[nodiscard]] std::optional<Item> next();
 

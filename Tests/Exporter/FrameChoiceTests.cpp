@@ -189,5 +189,11 @@ TEST_F(FrameChoice, holdsForEveryPreset) {
     }
 }
 
+TEST_F(FrameChoice, holdsForTheSmallestCanvas) {
+    record(steady(10, 30));
+    events.recording.display.pointWidth = 16;  // of 16 x 8 pixels: hundreds of bits a second
+    EXPECT_EQ(framesOf(exported(plainProject(1.0 / 3))).size(), 10U);
+}
+
 }  // namespace
 }  // namespace lumenwhirl
