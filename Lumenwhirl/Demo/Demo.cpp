@@ -172,6 +172,7 @@ LumenwhirlPackage makeDemo(const fs::path& folder, const DemoOptions& options,
         const DemoScript script =
             demo::writeDemoScript(duration, options.width, options.height, options.fps, options.seed);
         record(package, options, frameCount, script, progress, stop);
+        fs::permissions(package.recordingURL(), fs::perms::owner_read | fs::perms::owner_write);
         package.writeEvents(script.log);
         package.writeProject(makeProject(duration, script));
         workplace.moveTo(destination);

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 namespace lumenwhirl::test {
 namespace {
 
@@ -105,6 +107,8 @@ TEST(Inspect, eachBackgroundShadowAndBorderIsResolved) {
     const std::string graphite = backgroundOf({"gradient", "graphite", {}, {}});
     EXPECT_EQ(graphite.find(R"({"type":"gradient","top":[0.13725490196078433,)"), 0U);  // 0x23 / 255
     EXPECT_EQ(backgroundOf({"image", {}, {}, folder / "missing.png"}), graphite);
+    std::ofstream(folder / "picture.ppm", std::ios::binary) << "P6 3 2 255 " << std::string(3 * 2 * 3, 'x');
+    EXPECT_EQ(backgroundOf({"image", {}, {}, folder / "picture.ppm"}), R"({"type":"image","width":3,"height":2})");
 
     const Json portrait = inspect(edited(folder, [](ProjectSettings& project) {
         project.style.aspect = "9:16";
