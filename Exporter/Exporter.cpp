@@ -72,7 +72,10 @@ VideoSettings videoSettings(Preset preset, Size canvas, int fps, Rational timeBa
     switch (preset) {
         case Preset::web:
             settings.codec = VideoCodec::h264;
-            settings.speed = "veryfast";
+            // On a finished demo (1080p60, two cores) the preset alone takes 6.1 s, its worst frame at an SSIM of
+            // 0.990; with a short look ahead 6.0 s and 0.997, as good as "veryfast" (0.998) in 8.3 s.
+            settings.speed = "superfast";
+            settings.lookahead = 10;
             break;
         case Preset::social:
             settings.codec = VideoCodec::hevc;

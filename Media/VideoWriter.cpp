@@ -72,8 +72,14 @@ void check(const VideoSettings& settings, const std::filesystem::path& file) {
     if (settings.keyFrameInterval > 0) codec->gop_size = settings.keyFrameInterval;
 
     Dictionary options{{"preset", settings.speed}};
+    if (settings.codec == VideoCodec::h264 && settings.lookahead > 0) {
+        options.set("rc-lookahead", std::to_string(settings.lookahead));
+        options.set("mbtree", "1");  // what looking ahead is for
+    }
     if (settings.codec == VideoCodec::hevc) {
         std::string parameters = "log-level=none";  // x265 writes past libavutil's log
+        // x265 3.5 writes past its tables for pictures narrower than that.
+        if (settings.width < 64) parameters += ":cutree=0";
         if (settings.threads > 0) parameters += ":pools=" + std::to_string(settings.threads);
         options.set("x265-params", parameters);
     }

@@ -20,6 +20,7 @@ struct VideoSettings {
     std::int64_t bitRate = 0;      // average, bit/s; 0: the encoder's default quality
     int keyFrameInterval = 0;      // most frames between key frames; 0: the encoder's default
     std::string speed = "medium";  // x264's and x265's preset name
+    int lookahead = -1;            // frames that H.264's rate control sees ahead, at least 1; -1: the preset's own
     int threads = 0;               // of the encoder; 0: one a core
 };
 
