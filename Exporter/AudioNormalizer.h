@@ -26,7 +26,8 @@ struct Levels {
 [[nodiscard]] Levels measure(const std::filesystem::path& file);
 
 /// A louder AAC copy in the temporary folder ("lwnorm-" + UUID + ".m4a") that the caller removes; empty when none
-/// is called for or anything fails: use the file as it is. A given gain has no upper bound. A stop gives an empty result soon, and leaves no file.
+/// is called for or anything fails: use the file as it is. A given gain has no upper bound. A stop gives an empty
+/// result soon, and leaves no file.
 [[nodiscard]] std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path& file,
                                                                   std::optional<float> gain = std::nullopt,
                                                                   std::stop_token stop = {});
