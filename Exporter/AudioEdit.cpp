@@ -14,7 +14,7 @@
 namespace lumenwhirl::AudioEdit {
 namespace {
 
-constexpr std::size_t blockFrames = 16384;
+constexpr std::int64_t blockFrames = 16384;
 constexpr double fadeSeconds = 0.003;  // long enough not to click, too short to be heard as a gap
 // Samples round a part that is stretched that the stretcher hears as well: more than its longest window. Without
 // them it takes the part's ends for strokes of a drum.
