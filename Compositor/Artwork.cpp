@@ -2,6 +2,7 @@
 
 #include "Compositor/CairoHandles.h"
 #include "Compositor/StyleResolver.h"
+#include "Engine/Overlays/UpperCase.h"
 
 #include <algorithm>
 #include <array>
@@ -38,12 +39,6 @@ FontDescription captionFont(double size, std::string_view design, std::string_vi
     // Text above a few thousand pixels cannot be seen whole on any canvas; Pango's integers end soon after.
     pango_font_description_set_absolute_size(font.get(), std::clamp(size, 1.0, 10000.0) * PANGO_SCALE);
     return font;
-}
-
-std::string upperCased(const std::string& text) {
-    const std::unique_ptr<char, ReleasedBy<&g_free>> upper(
-        g_utf8_strup(text.data(), static_cast<gssize>(text.size())));
-    return upper.get();
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <pango/pangocairo.h>
 
 #include <memory>
-#include <type_traits>
 
 namespace lumenwhirl {
 

@@ -149,14 +149,6 @@ float limited(float sample) {
     return std::copysign(limiterKnee + limiterRange * std::tanh((magnitude - limiterKnee) / limiterRange), sample);
 }
 
-/// The gain of analysis that a copy should have; empty when none is called for.
-std::optional<float> automaticGain(const Levels& levels) {
-    if (levels.speechLevel <= silenceFloor) return std::nullopt;
-    const float wanted = targetSpeechLevel / levels.speechLevel;
-    if (wanted < 1) return std::nullopt;
-    return std::min(wanted, maximumGain);
-}
-
 /// A random UUID (RFC 9562, version 4) in upper case.
 std::string makeUuid() {
     std::random_device random;
@@ -211,9 +203,9 @@ std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path&
         if (!gain) {
             const auto levels = measureUntil(file, stop);
             if (!levels) return std::nullopt;
-            gain = automaticGain(*levels);
+            gain = gainFor(*levels);
         }
-        if (!gain || !(*gain > minimumUsefulGain)) return std::nullopt;
+        if (!(*gain > minimumUsefulGain)) return std::nullopt;
         const auto path = std::filesystem::temp_directory_path() / ("lwnorm-" + makeUuid() + ".m4a");
         if (!createPrivate(path)) return std::nullopt;
         copy = path;
@@ -227,11 +219,14 @@ std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path&
     return std::nullopt;
 }
 
+float gainFor(const Levels& levels, float targetSpeech, float maxGain) {
+    if (levels.speechLevel <= silenceFloor) return 1;
+    return std::max(1.0F, std::min(targetSpeech / levels.speechLevel, maxGain));
+}
+
 float gain(const std::filesystem::path& file, float targetSpeech, float maxGain) {
     try {
-        const Levels levels = measure(file);
-        if (levels.speechLevel <= silenceFloor) return 1;
-        return std::max(1.0F, std::min(targetSpeech / levels.speechLevel, maxGain));
+        return gainFor(measure(file), targetSpeech, maxGain);
     } catch (const MediaError&) {
         return 1;  // as documented: what cannot be measured is left as it is
     }

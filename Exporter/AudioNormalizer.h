@@ -31,6 +31,9 @@ struct Levels {
 [[nodiscard]] std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path& file,
                                                                   std::optional<float> gain = std::nullopt,
                                                                   std::stop_token stop = {});
+/// What would raise speech of these levels to `targetSpeech`: 1...maxGain; 1 for silence.
+[[nodiscard]] float gainFor(const Levels& levels, float targetSpeech = targetSpeechLevel,
+                            float maxGain = maximumGain);
 /// What would raise the speech to `targetSpeech`: 1...maxGain; 1 for silence or a file that cannot be read.
 [[nodiscard]] float gain(const std::filesystem::path& file, float targetSpeech, float maxGain);
 [[nodiscard]] float measurePeak(const std::filesystem::path& file);

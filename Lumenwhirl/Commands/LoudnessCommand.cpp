@@ -8,7 +8,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <cstdio>
 
 namespace lumenwhirl {
@@ -29,12 +28,6 @@ public:
 private:
     std::filesystem::path file_;
 };
-
-/// What AudioNormalizer::gain answers, without decoding the file a second time.
-float gainFor(const AudioNormalizer::Levels& levels) {
-    if (levels.speechLevel <= AudioNormalizer::silenceFloor) return 1;
-    return std::clamp(AudioNormalizer::targetSpeechLevel / levels.speechLevel, 1.0F, AudioNormalizer::maximumGain);
-}
 
 std::string report(const AudioNormalizer::Levels& levels, float gain) {
     JsonWriter json(JsonWriter::Layout::compact);
@@ -69,7 +62,7 @@ void LoudnessCommand::run() {
             throw CommandError(output_ + ": is the file to be measured; choose another name");
     }
     const AudioNormalizer::Levels levels = AudioNormalizer::measure(file_);
-    const float gain = gain_ > 0 ? static_cast<float>(gain_) : gainFor(levels);
+    const float gain = gain_ > 0 ? static_cast<float>(gain_) : AudioNormalizer::gainFor(levels);
     if (!output_.empty() && gain > AudioNormalizer::minimumUsefulGain) writeCopy(gain);
     std::puts(report(levels, gain).c_str());
 }
