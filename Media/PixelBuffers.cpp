@@ -77,9 +77,19 @@ std::pair<int, int> chromaPosition(const AVFrame& frame, const AVPixFmtDescripto
 
 }  // namespace
 
-FrameHandle allocatePixels(int width, int height) {
+AVPixelFormat libraryFormat(PixelFormat format) noexcept {
+    switch (format) {
+        case PixelFormat::yuv420p8:
+            return AV_PIX_FMT_YUV420P;
+        case PixelFormat::yuv422p10:
+            return AV_PIX_FMT_YUV422P10;
+    }
+    return AV_PIX_FMT_NONE;
+}
+
+FrameHandle allocatePixels(int width, int height, PixelFormat format) {
     FrameHandle frame = makeFrame();
-    frame->format = AV_PIX_FMT_YUV420P;
+    frame->format = libraryFormat(format);
     frame->width = width;
     frame->height = height;
     tagAsOurs(*frame);
@@ -126,7 +136,7 @@ std::shared_ptr<AVFrame> FrameConverter::freeFrame(int width, int height) {
             return frame;
         }
     }
-    std::shared_ptr<AVFrame> frame = allocatePixels(width, height);
+    std::shared_ptr<AVFrame> frame = allocatePixels(width, height, PixelFormat::yuv420p8);
     if (pool_.size() < mostKeptFrames) pool_.push_back(frame);
     return frame;
 }

@@ -1,19 +1,23 @@
 #pragma once
 
 #include "Media/FFmpegHandles.h"
+#include "Media/VideoFrame.h"
 
 #include <memory>
 #include <vector>
 
 namespace lumenwhirl {
 
-/// A frame with uninitialised pixels of VideoFrame's format, tagged so. Throws std::bad_alloc.
-[[nodiscard]] FrameHandle allocatePixels(int width, int height);
+/// A frame with uninitialised pixels, tagged as ours. Throws std::bad_alloc.
+[[nodiscard]] FrameHandle allocatePixels(int width, int height, PixelFormat format);
+
+/// libavutil's name for the format.
+[[nodiscard]] AVPixelFormat libraryFormat(PixelFormat format) noexcept;
 
 /// A frame that shares the pixels of `frame` and has nothing else of it: no time, picture type or side data.
 [[nodiscard]] FrameHandle sharePixels(const AVFrame& frame);
 
-/// Makes decoded frames ones of VideoFrame's format. Keeps the buffers it converts into and uses them again once
+/// Makes decoded frames ones of PixelFormat::yuv420p8. Keeps the buffers it converts into and uses them again once
 /// nobody else refers to them.
 class FrameConverter {
 public:

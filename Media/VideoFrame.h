@@ -15,19 +15,24 @@ struct Rational {
     bool operator==(const Rational&) const = default;
 };
 
-/// Planar 4:2:0, BT.709, limited range, left-sited chroma; planes Y, U, V.
-enum class PixelFormat { yuv420p8 };
+/// All planar, planes Y, U, V; BT.709, limited range, left-sited chroma.
+enum class PixelFormat {
+    yuv420p8,   // chroma halved both ways; a byte a sample, luma 16...235
+    yuv422p10,  // chroma halved across; 10 bits in a 16-bit word of the machine's byte order, luma 64...940
+};
 
 /// One picture in memory, shared: copies refer to the same pixels. Whoever allocated it may write the pixels
 /// until handing it on; afterwards everyone only reads. The pixels live as long as any copy.
 class VideoFrame {
 public:
-    /// Uninitialised pixels, rows aligned for SIMD. Sizes in luma pixels, even, 2...32768. Throws std::bad_alloc.
+    /// Uninitialised pixels, rows aligned for SIMD. Sizes in luma pixels, even (4:2:2 also of an odd height),
+    /// 2...32768. Throws std::bad_alloc.
     [[nodiscard]] static VideoFrame allocate(int width, int height, PixelFormat format);
 
     [[nodiscard]] int width() const noexcept;
     [[nodiscard]] int height() const noexcept;
     [[nodiscard]] PixelFormat format() const noexcept { return format_; }
+    /// The first sample of a plane, whatever the samples' type.
     [[nodiscard]] const std::uint8_t* plane(int index) const noexcept;
     [[nodiscard]] std::uint8_t* mutablePlane(int index) noexcept;
     [[nodiscard]] std::ptrdiff_t stride(int index) const noexcept;  // bytes
