@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace lumenwhirl {
@@ -48,8 +50,8 @@ struct YuvRow {
     }
 };
 
-/// The chroma sample of column pair `i`: it sits on the pair's left luma column, between the two rows, so the
-/// columns beside it count half (1 2 1) / 4.
+/// The chroma sample of column pair `i` of two rows: it sits on the pair's left luma column, so the columns beside
+/// it count half (1 2 1) / 4. Between the two rows with 4:2:0; on its own row, given twice, with 4:2:2.
 [[nodiscard]] inline float chromaAt(const std::vector<float>& upper, const std::vector<float>& lower, int i) {
     const int last = static_cast<int>(upper.size()) - 1;
     const auto sum = [&](int x) {
@@ -60,15 +62,24 @@ struct YuvRow {
 }
 
 /// Fills `out` from rows at full resolution: `fill(y, row)` gives row y, called once each, top to bottom.
-template <class Fill>
-void writePlanes(const MutablePicture& out, Rounding rounding, Fill&& fill) {
+template <class Sample, class Fill>
+void writePlanes(const BasicPicture<Sample>& out, Rounding rounding, Fill&& fill) {
+    constexpr float unit = PictureFormat<Sample>::unit;
+    constexpr int highest = std::numeric_limits<std::uint8_t>::max() * PictureFormat<Sample>::unit;
     // Values are never far below 0, so that cutting off after an offset of 256 rounds down.
-    const auto byte = [rounding](float value, int x, int y) {
+    const auto sample = [&](float value, int x, int y) {
         const float offset = rounding == Rounding::dithered ? ditherNoise(x, y) : 0.5F;
-        return static_cast<std::uint8_t>(std::clamp(static_cast<int>(value + offset + 256) - 256, 0, 255));
+        return static_cast<Sample>(std::clamp(static_cast<int>(value * unit + offset + 256) - 256, 0, highest));
     };
-    const auto writeRow = [&](std::uint8_t* row, const std::vector<float>& values, int y) {
-        for (int x = 0; x < out.width(); ++x) row[x] = byte(values[static_cast<std::size_t>(x)], x, y);
+    const auto writeRow = [&](Sample* row, const std::vector<float>& values, int y) {
+        for (int x = 0; x < out.width(); ++x) row[x] = sample(values[static_cast<std::size_t>(x)], x, y);
+    };
+    const auto writeChroma = [&](int y, const YuvRow& upper, const YuvRow& lower) {
+        for (int i = 0; i < out.planes[1].width; ++i) {
+            // Shifted, so that the planes' noise does not add up to a visible pattern.
+            out.planes[1].row(y)[i] = sample(chromaAt(upper.cb, lower.cb, i), i + 37, y + 17);
+            out.planes[2].row(y)[i] = sample(chromaAt(upper.cr, lower.cr, i), i + 71, y + 43);
+        }
     };
     YuvRow upper(out.width()), lower(out.width());
     for (int y = 0; y + 1 < out.height(); y += 2) {
@@ -76,10 +87,11 @@ void writePlanes(const MutablePicture& out, Rounding rounding, Fill&& fill) {
         fill(y + 1, lower);
         writeRow(out.planes[0].row(y), upper.y, y);
         writeRow(out.planes[0].row(y + 1), lower.y, y + 1);
-        for (int i = 0; i < out.planes[1].width; ++i) {
-            // Shifted, so that the planes' noise does not add up to a visible pattern.
-            out.planes[1].row(y / 2)[i] = byte(chromaAt(upper.cb, lower.cb, i), i + 37, y / 2 + 17);
-            out.planes[2].row(y / 2)[i] = byte(chromaAt(upper.cr, lower.cr, i), i + 71, y / 2 + 43);
+        if constexpr (PictureFormat<Sample>::chromaRowsShift == 1) {
+            writeChroma(y / 2, upper, lower);
+        } else {
+            writeChroma(y, upper, upper);
+            writeChroma(y + 1, lower, lower);
         }
     }
 }

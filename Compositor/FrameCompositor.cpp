@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <map>
 #include <tuple>
 
@@ -44,7 +43,11 @@ EvenRange evenRange(double start, double length, int side) {
 
 }  // namespace
 
-struct FrameCompositor::Parts {
+template <class Sample>
+struct BasicFrameCompositor<Sample>::Parts {
+    using Canvas = StyledCanvas<Sample>;
+    using Out = BasicPicture<Sample>;
+    using Tile = OverlayTile<Sample>;
     /// A pill or caption where it lies on the canvas. Two plates are the same when text, look, size and place
     /// within the pixel grid are.
     using PlateKey = std::tuple<std::string, int, int, int, int>;
@@ -54,9 +57,9 @@ struct FrameCompositor::Parts {
     std::vector<PlaneResampler::Scratch> scratches;  // of each band
     Artwork artwork;
     std::array<Image, 4> rings{Artwork::ring(0), Artwork::ring(1), Artwork::ring(2), Artwork::ring(3)};
-    std::optional<StyledCanvas> prepared, unstyled;
+    std::optional<Canvas> prepared, unstyled;
     PlaneResampler luma, chroma;
-    std::map<PlateKey, OverlayTile> plates;
+    std::map<PlateKey, Tile> plates;
     struct {
         std::string text;
         CaptionStyle style;
@@ -64,51 +67,56 @@ struct FrameCompositor::Parts {
     } measuredCaption;  // the caption last drawn
     ImageResampler resampler;
     AxisMap movingColumns, movingRows;
-    OverlayTile moving;
+    Tile moving;
 
     Parts(int threads, const Kernels& rowKernels) : kernels(&rowKernels), pool(threads) {
         // More bands than threads, so that one slow thread does not keep the others waiting long.
         scratches.resize(threads > 1 ? 4 * static_cast<std::size_t>(threads) : 1);
     }
 
-    const StyledCanvas& unstyledFor(const PictureView& frame) {
+    const Canvas& unstyledFor(const PictureView& frame) {
         const Size size{static_cast<double>(frame.width()), static_cast<double>(frame.height())};
-        if (!unstyled || unstyled->content() != size) unstyled = StyledCanvas::unstyled(size);
+        if (!unstyled || unstyled->content() != size) unstyled = Canvas::unstyled(size);
         return *unstyled;
     }
 
-    void drawVideo(const StyledCanvas& canvas, const PictureView& frame, const View& view,
-                   const MutablePicture& out);
-    void drawCursor(const StyledCanvas& canvas, const CursorState& cursor, double size, const View& view,
-                    const MutablePicture& out);
-    void drawMoving(const StyledCanvas& canvas, const Image& image, Point corner, double scale, double opacity,
-                    const View& view, const MutablePicture& out);
-    void drawCaptionAndPills(const StyledCanvas& canvas, const FrameState& state, const MutablePicture& out);
+    void drawVideo(const Canvas& canvas, const PictureView& frame, const View& view, const Out& out);
+    void drawCursor(const Canvas& canvas, const CursorState& cursor, double size, const View& view,
+                    const Out& out);
+    void drawMoving(const Canvas& canvas, const Image& image, Point corner, double scale, double opacity,
+                    const View& view, const Out& out);
+    void drawCaptionAndPills(const Canvas& canvas, const FrameState& state, const Out& out);
     template <class Draw>
-    void drawPlate(const StyledCanvas& canvas, const std::string& key, Point corner, Size size, double opacity,
-                   const MutablePicture& out, Draw&& draw);
-    static void finish(const StyledCanvas& canvas, const MutablePicture& out);
+    void drawPlate(const Canvas& canvas, const std::string& key, Point corner, Size size, double opacity,
+                   const Out& out, Draw&& draw);
+    static void finish(const Canvas& canvas, const Out& out);
 };
 
-void FrameCompositor::Parts::drawVideo(const StyledCanvas& canvas, const PictureView& frame, const View& view,
-                                       const MutablePicture& out) {
+template <class Sample>
+void BasicFrameCompositor<Sample>::Parts::drawVideo(const Canvas& canvas, const PictureView& frame,
+                                                    const View& view, const Out& out) {
     const Rect& rect = canvas.videoRect();
     const double step = 1 / (canvas.contentScale() * view.scale);  // recorded pixels a canvas pixel
     // Luma sample k covers [k, k + 1); chroma sample k sits on the left luma column of its pair, between its rows.
     const PlaneResampler::Axis across{step, (0.5 - rect.x) * step + view.left - 0.5};
     const PlaneResampler::Axis down{step, (0.5 - rect.y) * step + view.top - 0.5};
     const PlaneResampler::Axis chromaAcross{step, across.origin / 2};
-    const PlaneResampler::Axis chromaDown{step, ((1 - rect.y) * step + view.top - 1) / 2};
-    luma.setMap(canvas, 0, across, down, frame.planes[0].width, frame.planes[0].height);
-    chroma.setMap(canvas, 1, chromaAcross, chromaDown, frame.planes[1].width, frame.planes[1].height);
+    // Recorded chroma row k lies between luma rows 2k and 2k + 1: at 2k + 1 from the top edge. A finished one lies
+    // so too (4:2:0), or beside its luma row (4:2:2).
+    constexpr bool isHalved = PictureFormat<Sample>::chromaRowsShift == 1;
+    const double firstRow = isHalved ? 1 : 0.5;
+    const PlaneResampler::Axis chromaDown{isHalved ? step : step / 2,
+                                          ((firstRow - rect.y) * step + view.top - 1) / 2};
+    luma.setMap(canvas.columns(0), canvas.rows(0), across, down, frame.planes[0].width, frame.planes[0].height);
+    chroma.setMap(canvas.columns(1), canvas.rows(1), chromaAcross, chromaDown, frame.planes[1].width,
+                  frame.planes[1].height);
     const int bands = static_cast<int>(scratches.size());
     pool.run(bands, [&](int band) {
         for (int plane = 0; plane < 3; ++plane) {
             const auto p = static_cast<std::size_t>(plane);
-            const StyledCanvas::Span all = canvas.rows(plane);
+            const Span all = canvas.rows(plane);
             const int count = all.end - all.begin;
-            const StyledCanvas::Span rows{all.begin + count * band / bands,
-                                          all.begin + count * (band + 1) / bands};
+            const Span rows{all.begin + count * band / bands, all.begin + count * (band + 1) / bands};
             (plane == 0 ? luma : chroma)
                 .run(canvas, plane, rows, *kernels, frame.planes[p], out.planes[p],
                      scratches[static_cast<std::size_t>(band)]);
@@ -117,8 +125,10 @@ void FrameCompositor::Parts::drawVideo(const StyledCanvas& canvas, const Picture
 }
 
 /// Artwork that lies in the recorded frame, its top-left corner at `corner` and each of its pixels `scale` wide.
-void FrameCompositor::Parts::drawMoving(const StyledCanvas& canvas, const Image& image, Point corner, double scale,
-                                        double opacity, const View& view, const MutablePicture& out) {
+template <class Sample>
+void BasicFrameCompositor<Sample>::Parts::drawMoving(const Canvas& canvas, const Image& image, Point corner,
+                                                     double scale, double opacity, const View& view,
+                                                     const Out& out) {
     const double zoom = canvas.contentScale() * view.scale;
     const double factor = scale * zoom;  // canvas pixels an image pixel
     const double x = canvas.videoRect().x + (corner.x - view.left) * zoom;
@@ -136,8 +146,9 @@ void FrameCompositor::Parts::drawMoving(const StyledCanvas& canvas, const Image&
     moving.draw(canvas, *kernels, columns.begin, rows.begin, opacity, out);
 }
 
-void FrameCompositor::Parts::drawCursor(const StyledCanvas& canvas, const CursorState& cursor, double size,
-                                        const View& view, const MutablePicture& out) {
+template <class Sample>
+void BasicFrameCompositor<Sample>::Parts::drawCursor(const Canvas& canvas, const CursorState& cursor, double size,
+                                                     const View& view, const Out& out) {
     const double shortSide = std::min(canvas.content().width, canvas.content().height);
     const double unit = 0.05 * shortSide;
     for (const Ripple& ripple : cursor.ripples) {
@@ -164,9 +175,10 @@ void FrameCompositor::Parts::drawCursor(const StyledCanvas& canvas, const Cursor
 
 /// `draw(placement)` gives the plate's image; it is asked once for each look and place in the pixel grid. `corner`
 /// and `size` are recorded-frame pixels, untouched by the camera.
+template <class Sample>
 template <class Draw>
-void FrameCompositor::Parts::drawPlate(const StyledCanvas& canvas, const std::string& key, Point corner, Size size,
-                                       double opacity, const MutablePicture& out, Draw&& draw) {
+void BasicFrameCompositor<Sample>::Parts::drawPlate(const Canvas& canvas, const std::string& key, Point corner,
+                                                    Size size, double opacity, const Out& out, Draw&& draw) {
     const double scale = canvas.contentScale();
     const double x = canvas.videoRect().x + corner.x * scale, y = canvas.videoRect().y + corner.y * scale;
     const EvenRange columns = evenRange(x, size.width * scale, canvas.width());
@@ -176,15 +188,16 @@ void FrameCompositor::Parts::drawPlate(const StyledCanvas& canvas, const std::st
     const PlateKey plate{key, phase(x - columns.begin), phase(y - rows.begin), columns.count(), rows.count()};
     auto found = plates.find(plate);
     if (found == plates.end()) {
-        found = plates.emplace(plate, OverlayTile()).first;
+        found = plates.emplace(plate, Tile()).first;
         found->second.assign(
             draw(Artwork::Placement{x - columns.begin, y - rows.begin, scale, columns.count(), rows.count()}));
     }
     found->second.draw(canvas, *kernels, columns.begin, rows.begin, opacity, out);
 }
 
-void FrameCompositor::Parts::drawCaptionAndPills(const StyledCanvas& canvas, const FrameState& state,
-                                                 const MutablePicture& out) {
+template <class Sample>
+void BasicFrameCompositor<Sample>::Parts::drawCaptionAndPills(const Canvas& canvas, const FrameState& state,
+                                                              const Out& out) {
     const double width = canvas.content().width, height = canvas.content().height;
     const double shortSide = std::min(width, height), unit = 0.05 * shortSide;
     double pillBottom = height - height * 0.06;  // y of the pills' lower edge
@@ -221,39 +234,49 @@ void FrameCompositor::Parts::drawCaptionAndPills(const StyledCanvas& canvas, con
     }
 }
 
-void FrameCompositor::Parts::finish(const StyledCanvas& canvas, const MutablePicture& out) {
+template <class Sample>
+void BasicFrameCompositor<Sample>::Parts::finish(const Canvas& canvas, const Out& out) {
     for (int plane = 0; plane < 3; ++plane) {
-        const StyledCanvas::Span rows = canvas.rows(plane);
+        const Span rows = canvas.rows(plane);
         for (int y = rows.begin; y < rows.end; ++y)
             canvas.finishRow(plane, y, out.planes[static_cast<std::size_t>(plane)].row(y));
     }
 }
 
-FrameCompositor::FrameCompositor(int threads) : FrameCompositor(threads, Kernels::fastest()) {}
-FrameCompositor::FrameCompositor(int threads, const Kernels& kernels)
+template <class Sample>
+BasicFrameCompositor<Sample>::BasicFrameCompositor(int threads)
+    : BasicFrameCompositor(threads, Kernels::fastest()) {}
+template <class Sample>
+BasicFrameCompositor<Sample>::BasicFrameCompositor(int threads, const Kernels& kernels)
     : parts_(std::make_unique<Parts>(threads, kernels)) {}
-FrameCompositor::~FrameCompositor() = default;
-FrameCompositor::FrameCompositor(FrameCompositor&&) noexcept = default;
-FrameCompositor& FrameCompositor::operator=(FrameCompositor&&) noexcept = default;
+template <class Sample>
+BasicFrameCompositor<Sample>::~BasicFrameCompositor() = default;
+template <class Sample>
+BasicFrameCompositor<Sample>::BasicFrameCompositor(BasicFrameCompositor&&) noexcept = default;
+template <class Sample>
+BasicFrameCompositor<Sample>& BasicFrameCompositor<Sample>::operator=(BasicFrameCompositor&&) noexcept = default;
 
-void FrameCompositor::prepareStyle(const RenderStyle& style, Size canvas, Size contentSize) {
+template <class Sample>
+void BasicFrameCompositor<Sample>::prepareStyle(const RenderStyle& style, Size canvas, Size contentSize) {
     parts_->prepared.emplace(style, canvas, contentSize);
     parts_->plates.clear();
     parts_->measuredCaption = {};
 }
 
-void FrameCompositor::drawBase(const MutablePicture& out) const {
+template <class Sample>
+void BasicFrameCompositor<Sample>::drawBase(const BasicPicture<Sample>& out) const {
     if (!parts_->prepared) return;
-    const PictureView base = parts_->prepared->base();
+    const BasicPicture<const Sample> base = parts_->prepared->base();
     for (std::size_t p = 0; p < 3; ++p)
         for (int y = 0; y < base.planes[p].height; ++y)
-            std::memcpy(out.planes[p].row(y), base.planes[p].row(y),
-                        static_cast<std::size_t>(base.planes[p].width));
+            std::copy_n(base.planes[p].row(y), base.planes[p].width, out.planes[p].row(y));
 }
 
-void FrameCompositor::render(const PictureView& frame, const FrameState& state, const MutablePicture& out) {
+template <class Sample>
+void BasicFrameCompositor<Sample>::render(const PictureView& frame, const FrameState& state,
+                                          const BasicPicture<Sample>& out) {
     Parts& parts = *parts_;
-    const StyledCanvas& canvas = parts.prepared ? *parts.prepared : parts.unstyledFor(frame);
+    const auto& canvas = parts.prepared ? *parts.prepared : parts.unstyledFor(frame);
     const View view = viewFor(state.camera, canvas.content());
     parts.drawVideo(canvas, frame, view, out);
     parts.drawCursor(canvas, state.cursor, state.cursorSize, view, out);
@@ -261,13 +284,18 @@ void FrameCompositor::render(const PictureView& frame, const FrameState& state, 
     Parts::finish(canvas, out);
 }
 
-void FrameCompositor::composite(const PictureView& frame, const CursorState& cursor, double cursorSize,
-                                const std::optional<CameraState>& camera, const MutablePicture& out) {
+template <class Sample>
+void BasicFrameCompositor<Sample>::composite(const PictureView& frame, const CursorState& cursor,
+                                             double cursorSize, const std::optional<CameraState>& camera,
+                                             const BasicPicture<Sample>& out) {
     Parts& parts = *parts_;
-    const StyledCanvas& canvas = parts.unstyledFor(frame);
+    const auto& canvas = parts.unstyledFor(frame);
     const View view = viewFor(camera, canvas.content());
     parts.drawVideo(canvas, frame, view, out);
     parts.drawCursor(canvas, cursor, cursorSize, view, out);
 }
+
+template class BasicFrameCompositor<std::uint8_t>;
+template class BasicFrameCompositor<std::uint16_t>;
 
 }  // namespace lumenwhirl

@@ -8,6 +8,7 @@
 #include "Engine/Motion/CursorState.h"
 #include "Engine/Overlays/KeystrokeModel.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,33 +31,36 @@ struct FrameState {
 
 /// Draws finished frames: the recorded picture with ripples, cursor and zoom, caption and pills over it, cut to a
 /// rounded rectangle on the styled canvas. Everything stays in video planes; artwork is drawn once and cached.
-/// One per preview or export, used by one thread at a time.
-class FrameCompositor {
+/// One per preview or export, used by one thread at a time. Recorded frames have 8 bits; finished frames are of
+/// PictureFormat<Sample>.
+template <class Sample>
+class BasicFrameCompositor {
 public:
     /// Draws bands of rows on up to `threads` threads, its own included (at least 1).
-    explicit FrameCompositor(int threads = 1);
+    explicit BasicFrameCompositor(int threads = 1);
     /// With given row kernels instead of the fastest; `kernels` must outlive the compositor.
-    FrameCompositor(int threads, const Kernels& kernels);
-    ~FrameCompositor();
-    FrameCompositor(FrameCompositor&&) noexcept;
-    FrameCompositor& operator=(FrameCompositor&&) noexcept;
+    BasicFrameCompositor(int threads, const Kernels& kernels);
+    ~BasicFrameCompositor();
+    BasicFrameCompositor(BasicFrameCompositor&&) noexcept;
+    BasicFrameCompositor& operator=(BasicFrameCompositor&&) noexcept;
 
     /// Draws what is the same in every frame. `canvas` and `contentSize` (the recorded frame) in pixels, even.
     /// Call when the style, the canvas or the recorded size changes, never per frame. Throws std::bad_alloc.
     void prepareStyle(const RenderStyle& style, Size canvas, Size contentSize);
     /// Fills a canvas-sized picture with what surrounds the video.
-    void drawBase(const MutablePicture& out) const;
+    void drawBase(const BasicPicture<Sample>& out) const;
     /// One finished frame into `out`, which must hold the base (drawBase, or an earlier frame of this style): only
     /// the video rectangle is written. Without a prepared style `out` has the frame's size and gets the content as
     /// it is.
-    void render(const PictureView& frame, const FrameState& state, const MutablePicture& out);
+    void render(const PictureView& frame, const FrameState& state, const BasicPicture<Sample>& out);
     /// Ripples, cursor and camera alone, unstyled, into `out` of the frame's size.
     void composite(const PictureView& frame, const CursorState& cursor, double cursorSize,
-                   const std::optional<CameraState>& camera, const MutablePicture& out);
+                   const std::optional<CameraState>& camera, const BasicPicture<Sample>& out);
 
 private:
     struct Parts;
     std::unique_ptr<Parts> parts_;
 };
+using FrameCompositor = BasicFrameCompositor<std::uint8_t>;
 
 }  // namespace lumenwhirl

@@ -7,13 +7,15 @@
 
 namespace lumenwhirl {
 
-void OverlayTile::fit(int width, int height) {
+template <class Sample>
+void OverlayTile<Sample>::fit(int width, int height) {
     if (color_.width() == width && color_.height() == height) return;
-    color_ = Picture(width, height);
-    coverage_ = Picture(width, height);
+    color_ = PictureBuffer<Sample>(width, height);
+    coverage_ = PictureBuffer<Sample>(width, height);
 }
 
-void OverlayTile::assign(const Image& image) {
+template <class Sample>
+void OverlayTile<Sample>::assign(const Image& image) {
     fit(image.width, image.height);
     const auto read = [&](int y, auto&& set) {
         const std::uint8_t* in = image.row(y);
@@ -28,7 +30,8 @@ void OverlayTile::assign(const Image& image) {
     });
 }
 
-void OverlayTile::assign(const ImageResampler& pixels, int width, int height) {
+template <class Sample>
+void OverlayTile<Sample>::assign(const ImageResampler& pixels, int width, int height) {
     fit(width, height);
     writePlanes(color_.mutableView(), Rounding::nearest, [&](int y, YuvRow& row) {
         const ImageResampler::Pixel* in = pixels.row(y);
@@ -41,24 +44,30 @@ void OverlayTile::assign(const ImageResampler& pixels, int width, int height) {
     });
 }
 
-void OverlayTile::draw(const StyledCanvas& canvas, const Kernels& kernels, int x, int y, double opacity,
-                       const MutablePicture& out) const {
+template <class Sample>
+void OverlayTile<Sample>::draw(const StyledCanvas<Sample>& canvas, const Kernels& kernels, int x, int y,
+                               double opacity, const BasicPicture<Sample>& out) const {
     const int strength = static_cast<int>(std::lround(std::clamp(opacity, 0.0, 1.0) * 256));
     if (strength == 0) return;
     for (int p = 0; p < 3; ++p) {
         const auto plane = static_cast<std::size_t>(p);
-        const PlaneView color = color_.view().planes[plane], coverage = coverage_.view().planes[plane];
-        const int left = p == 0 ? x : x / 2, top = p == 0 ? y : y / 2;
-        const StyledCanvas::Span rows = canvas.rows(p);
+        const BasicPlane<const Sample> color = color_.view().planes[plane];
+        const BasicPlane<const Sample> coverage = coverage_.view().planes[plane];
+        const int left = p == 0 ? x : x / 2, top = p == 0 ? y : y >> PictureFormat<Sample>::chromaRowsShift;
+        const Span rows = canvas.rows(p);
         const int lastRow = std::min(rows.end, top + color.height);
         for (int row = std::max(rows.begin, top); row < lastRow; ++row) {
-            const StyledCanvas::Span span = canvas.columns(p, row);
+            const Span span = canvas.columns(p, row);
             const int begin = std::max(span.begin, left), end = std::min(span.end, left + color.width);
             if (begin >= end) continue;
-            kernels.overlayRow(out.planes[plane].row(row) + begin, color.row(row - top) + (begin - left),
-                               coverage.row(row - top) + (begin - left), strength, end - begin);
+            kernels.into<Sample>().overlayRow(out.planes[plane].row(row) + begin,
+                                              color.row(row - top) + (begin - left),
+                                              coverage.row(row - top) + (begin - left), strength, end - begin);
         }
     }
 }
+
+template class OverlayTile<std::uint8_t>;
+template class OverlayTile<std::uint16_t>;
 
 }  // namespace lumenwhirl

@@ -9,6 +9,7 @@
 namespace lumenwhirl {
 
 /// A piece of artwork in video planes with coverage, ready to be laid over a frame pixel by pixel.
+template <class Sample>
 class OverlayTile {
 public:
     /// `image` is at canvas resolution; sizes even.
@@ -17,13 +18,13 @@ public:
     void assign(const ImageResampler& pixels, int width, int height);
 
     /// Source-over at an opacity of 0...1, its top-left corner at even (x, y), only where `canvas` has video.
-    void draw(const StyledCanvas& canvas, const Kernels& kernels, int x, int y, double opacity,
-              const MutablePicture& out) const;
+    void draw(const StyledCanvas<Sample>& canvas, const Kernels& kernels, int x, int y, double opacity,
+              const BasicPicture<Sample>& out) const;
 
 private:
     void fit(int width, int height);
-    Picture color_;     // premultiplied
-    Picture coverage_;  // the luma plane's, and in both chroma planes theirs
+    PictureBuffer<Sample> color_;     // premultiplied
+    PictureBuffer<Sample> coverage_;  // the luma plane's, and in both chroma planes theirs
 };
 
 }  // namespace lumenwhirl

@@ -4,23 +4,30 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
 namespace lumenwhirl {
 namespace {
 
-constexpr std::size_t rowAlignment = 64;
+constexpr std::size_t rowAlignment = 64;  // samples
 
 std::size_t alignedStride(int width) {
     return (static_cast<std::size_t>(width) + rowAlignment - 1) / rowAlignment * rowAlignment;
 }
 
-template <class Byte>
-BasicPicture<Byte> planesIn(Byte* bytes, int width, int height) {
-    BasicPicture<Byte> picture;
+template <class Sample>
+int chromaRows(int height) {
+    return height >> PictureFormat<std::remove_const_t<Sample>>::chromaRowsShift;
+}
+
+template <class Sample>
+BasicPicture<Sample> planesIn(Sample* samples, int width, int height) {
+    BasicPicture<Sample> picture;
     for (int p = 0; p < 3; ++p) {
-        const int w = p == 0 ? width : width / 2, h = p == 0 ? height : height / 2;
-        picture.planes[static_cast<std::size_t>(p)] = {bytes, static_cast<std::ptrdiff_t>(alignedStride(w)), w, h};
-        bytes += alignedStride(w) * static_cast<std::size_t>(h);
+        const int w = p == 0 ? width : width / 2, h = p == 0 ? height : chromaRows<Sample>(height);
+        picture.planes[static_cast<std::size_t>(p)] = {samples, static_cast<std::ptrdiff_t>(alignedStride(w)), w,
+                                                       h};
+        samples += alignedStride(w) * static_cast<std::size_t>(h);
     }
     return picture;
 }
@@ -39,24 +46,31 @@ float chromaSample(const PlaneView& plane, int x, int y) {
 
 }  // namespace
 
-Picture::Picture(int width, int height)
+template <class Sample>
+PictureBuffer<Sample>::PictureBuffer(int width, int height)
     : width_(width),
       height_(height),
-      bytes_(alignedStride(width) * static_cast<std::size_t>(height) +
-             2 * alignedStride(width / 2) * static_cast<std::size_t>(height / 2)) {
-    const MutablePicture planes = mutableView();
+      samples_(alignedStride(width) * static_cast<std::size_t>(height) +
+               2 * alignedStride(width / 2) * static_cast<std::size_t>(chromaRows<Sample>(height))) {
+    constexpr int unit = PictureFormat<Sample>::unit;
+    const BasicPicture<Sample> planes = mutableView();
     const auto chroma = static_cast<std::ptrdiff_t>(planes.planes[1].data - planes.planes[0].data);
-    std::fill(bytes_.begin(), bytes_.begin() + chroma, std::uint8_t{16});
-    std::fill(bytes_.begin() + chroma, bytes_.end(), std::uint8_t{128});
+    std::fill(samples_.begin(), samples_.begin() + chroma, static_cast<Sample>(16 * unit));
+    std::fill(samples_.begin() + chroma, samples_.end(), static_cast<Sample>(128 * unit));
 }
 
-PictureView Picture::view() const noexcept {
-    return planesIn(bytes_.data(), width_, height_);
+template <class Sample>
+BasicPicture<const Sample> PictureBuffer<Sample>::view() const noexcept {
+    return planesIn(samples_.data(), width_, height_);
 }
 
-MutablePicture Picture::mutableView() noexcept {
-    return planesIn(bytes_.data(), width_, height_);
+template <class Sample>
+BasicPicture<Sample> PictureBuffer<Sample>::mutableView() noexcept {
+    return planesIn(samples_.data(), width_, height_);
 }
+
+template class PictureBuffer<std::uint8_t>;
+template class PictureBuffer<std::uint16_t>;
 
 Image imageFromPicture(const PictureView& picture) {
     Image image(picture.width(), picture.height());

@@ -5,17 +5,16 @@
 
 namespace lumenwhirl {
 
-void PlaneResampler::setMap(const StyledCanvas& canvas, int plane, Axis across, Axis down, int sourceWidth,
-                            int sourceHeight) {
-    const StyledCanvas::Span columns = canvas.columns(plane), rows = canvas.rows(plane);
+void PlaneResampler::setMap(Span columns, Span rows, Axis across, Axis down, int sourceWidth, int sourceHeight) {
     const bool moved = columns_.build(
         {columns.begin, columns.end, across.step, across.origin, sourceWidth, AxisMap::Filter::sharp});
     rows_.build({rows.begin, rows.end, down.step, down.origin, sourceHeight, AxisMap::Filter::sharp});
     if (moved || tables_.map == nullptr) tables_.build(columns_);
 }
 
-void PlaneResampler::run(const StyledCanvas& canvas, int plane, StyledCanvas::Span rows, const Kernels& kernels,
-                         const PlaneView& source, const MutablePlane& out, Scratch& scratch) const {
+template <class Sample>
+void PlaneResampler::run(const StyledCanvas<Sample>& canvas, int plane, Span rows, const Kernels& kernels,
+                         const PlaneView& source, const BasicPlane<Sample>& out, Scratch& scratch) const {
     if (columns_.count() <= 0) return;
     // Rows come several at a time, so some beyond the taps may be there before they are needed.
     constexpr int batch = Kernels::rowsAtOnce;
@@ -25,10 +24,10 @@ void PlaneResampler::run(const StyledCanvas& canvas, int plane, StyledCanvas::Sp
     scratch.taps.resize(static_cast<std::size_t>(rows_.taps()));
     const auto slot = [&](int row) { return scratch.ring.data() + pitch * static_cast<std::size_t>(row % slots); };
 
-    const StyledCanvas::Span all = canvas.rows(plane), columns = canvas.columns(plane);
+    const Span all = canvas.rows(plane), columns = canvas.columns(plane);
     int loaded = -1;  // last source row in the ring
     for (int y = rows.begin; y < rows.end; ++y) {
-        const StyledCanvas::Span span = canvas.columns(plane, y);
+        const Span span = canvas.columns(plane, y);
         if (span.isEmpty()) continue;
         const int first = rows_.first(y - all.begin), last = first + rows_.taps() - 1;
         while (loaded < last) {
@@ -44,9 +43,14 @@ void PlaneResampler::run(const StyledCanvas& canvas, int plane, StyledCanvas::Sp
         }
         for (int k = 0; k < rows_.taps(); ++k)
             scratch.taps[static_cast<std::size_t>(k)] = slot(first + k) + (span.begin - columns.begin);
-        kernels.blendRows(scratch.taps.data(), rows_.weights(y - all.begin), rows_.taps(), out.row(y) + span.begin,
-                          span.end - span.begin);
+        kernels.into<Sample>().blendRows(scratch.taps.data(), rows_.weights(y - all.begin), rows_.taps(),
+                                         out.row(y) + span.begin, span.end - span.begin);
     }
 }
+
+template void PlaneResampler::run(const StyledCanvas<std::uint8_t>&, int, Span, const Kernels&, const PlaneView&,
+                                  const BasicPlane<std::uint8_t>&, Scratch&) const;
+template void PlaneResampler::run(const StyledCanvas<std::uint16_t>&, int, Span, const Kernels&, const PlaneView&,
+                                  const BasicPlane<std::uint16_t>&, Scratch&) const;
 
 }  // namespace lumenwhirl

@@ -18,8 +18,8 @@ public:
     struct Axis {
         double step = 1, origin = 0;
     };
-    /// Sets the map for the columns and rows of plane `plane` of `canvas`, from a source of the given size.
-    void setMap(const StyledCanvas& canvas, int plane, Axis across, Axis down, int sourceWidth, int sourceHeight);
+    /// Sets the map for these output columns and rows, from a source of the given size.
+    void setMap(Span columns, Span rows, Axis across, Axis down, int sourceWidth, int sourceHeight);
     /// Memory for one run; kept by the caller, so that bands can run side by side.
     struct Scratch {
         std::vector<std::int16_t> ring;  // resampled source rows, row r at r modulo their number
@@ -27,8 +27,9 @@ public:
     };
     /// Fills the canvas's columns in `rows` of plane `plane` (one with the same geometry as the one set). Callable
     /// from several threads, each with its own rows and scratch.
-    void run(const StyledCanvas& canvas, int plane, StyledCanvas::Span rows, const Kernels& kernels,
-             const PlaneView& source, const MutablePlane& out, Scratch& scratch) const;
+    template <class Sample>
+    void run(const StyledCanvas<Sample>& canvas, int plane, Span rows, const Kernels& kernels,
+             const PlaneView& source, const BasicPlane<Sample>& out, Scratch& scratch) const;
 
 private:
     AxisMap columns_, rows_;

@@ -91,14 +91,16 @@ Coverage strokedRect(const Rect& rect, double radius, double lineWidth, double a
     return bytesOf(map, alpha);
 }
 
-/// Coverage of chroma samples: what their neighbourhood in luma has.
+/// Coverage of chroma samples of a format: what their neighbourhood in luma has.
+template <class Sample>
 Coverage chromaCoverage(const Coverage& luma, int width, int height) {
+    constexpr int shift = PictureFormat<Sample>::chromaRowsShift;
     Coverage chroma;
-    chroma.reserve(luma.size() / 4);
-    for (int y = 0; y < height / 2; ++y) {
+    chroma.reserve((luma.size() / 2) >> shift);
+    for (int y = 0; y < height >> shift; ++y) {
         const std::uint8_t* upper =
-            luma.data() + static_cast<std::size_t>(2 * y) * static_cast<std::size_t>(width);
-        const std::uint8_t* lower = upper + width;
+            luma.data() + static_cast<std::size_t>(y << shift) * static_cast<std::size_t>(width);
+        const std::uint8_t* lower = shift == 1 ? upper + width : upper;
         for (int x = 0; x < width / 2; ++x) {
             const int left = std::max(2 * x - 1, 0), middle = 2 * x, right = 2 * x + 1;
             const int sum =
@@ -109,8 +111,9 @@ Coverage chromaCoverage(const Coverage& luma, int width, int height) {
     return chroma;
 }
 
-std::uint8_t mixed(std::uint8_t from, std::uint8_t to, std::uint8_t coverage) {
-    return static_cast<std::uint8_t>((from * (255 - coverage) + to * coverage + 127) / 255);
+template <class Sample>
+Sample mixed(Sample from, Sample to, std::uint8_t coverage) {
+    return static_cast<Sample>((from * (255 - coverage) + to * coverage + 127) / 255);
 }
 
 /// Red, green and blue of a row, 0...1.
@@ -169,19 +172,22 @@ RowPainter painterFor(const RenderStyle::Picture& picture, int width, int height
 
 }  // namespace
 
-StyledCanvas::StyledCanvas(const RenderStyle& style, Size canvas, Size content) : content_(content) {
-    base_ = Picture(static_cast<int>(canvas.width), static_cast<int>(canvas.height));
+template <class Sample>
+StyledCanvas<Sample>::StyledCanvas(const RenderStyle& style, Size canvas, Size content) : content_(content) {
+    base_ = PictureBuffer<Sample>(static_cast<int>(canvas.width), static_cast<int>(canvas.height));
     place(style.paddingPx, canvas);
     const double radius = std::min(style.cornerRadiusPx, 0.5 * std::min(videoRect_.width, videoRect_.height));
     drawBase(style, radius);
     buildMasks(style, radius);
 }
 
-StyledCanvas StyledCanvas::unstyled(Size content) {
+template <class Sample>
+StyledCanvas<Sample> StyledCanvas<Sample>::unstyled(Size content) {
     return {RenderStyle::plain(), content, content};
 }
 
-void StyledCanvas::place(double paddingPx, Size canvas) {
+template <class Sample>
+void StyledCanvas<Sample>::place(double paddingPx, Size canvas) {
     const Rect box{paddingPx, paddingPx, std::max(canvas.width - 2 * paddingPx, 1.0),
                    std::max(canvas.height - 2 * paddingPx, 1.0)};
     if (content_.width <= 0 || content_.height <= 0) {
@@ -194,7 +200,8 @@ void StyledCanvas::place(double paddingPx, Size canvas) {
     contentScale_ = content_.width > 0 ? videoRect_.width / content_.width : 1;
 }
 
-void StyledCanvas::drawBase(const RenderStyle& style, double radius) {
+template <class Sample>
+void StyledCanvas<Sample>::drawBase(const RenderStyle& style, double radius) {
     const RowPainter paint = std::visit(
         [&](const auto& background) { return painterFor(background, width(), height()); }, style.background);
     std::optional<ShadowMap> shadow;
@@ -226,7 +233,8 @@ void StyledCanvas::drawBase(const RenderStyle& style, double radius) {
     });
 }
 
-void StyledCanvas::buildMasks(const RenderStyle& style, double radius) {
+template <class Sample>
+void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, double radius) {
     const Coverage fill = filledRect(videoRect_, radius, width(), height());
     Coverage stroke;
     Color color;
@@ -239,11 +247,13 @@ void StyledCanvas::buildMasks(const RenderStyle& style, double radius) {
     const std::array<float, 3> samples{sample.y, sample.cb, sample.cr};
 
     for (int plane = 0; plane < 3; ++plane) {
-        const Coverage mask = plane == 0 ? fill : chromaCoverage(fill, width(), height());
-        const Coverage border = stroke.empty() || plane == 0 ? stroke : chromaCoverage(stroke, width(), height());
+        const Coverage mask = plane == 0 ? fill : chromaCoverage<Sample>(fill, width(), height());
+        const Coverage border =
+            stroke.empty() || plane == 0 ? stroke : chromaCoverage<Sample>(stroke, width(), height());
         Mask& result = masks_[static_cast<std::size_t>(plane)];
-        const MutablePlane out = base_.mutableView().planes[static_cast<std::size_t>(plane)];
-        result.borderSample = static_cast<std::uint8_t>(std::lround(samples[static_cast<std::size_t>(plane)]));
+        const BasicPlane<Sample> out = base_.mutableView().planes[static_cast<std::size_t>(plane)];
+        result.borderSample = static_cast<Sample>(
+            std::lround(PictureFormat<Sample>::unit * samples[static_cast<std::size_t>(plane)]));
         result.rows = {out.height, 0};
         result.columns = {out.width, 0};
         // Groups neighbouring columns of [begin, end) whose coverage `wanted` accepts.
@@ -285,10 +295,11 @@ void StyledCanvas::buildMasks(const RenderStyle& style, double radius) {
     }
 }
 
-void StyledCanvas::finishRow(int plane, int row, std::uint8_t* out) const {
+template <class Sample>
+void StyledCanvas<Sample>::finishRow(int plane, int row, Sample* out) const {
     const Mask& mask = maskOf(plane);
     const auto y = static_cast<std::size_t>(row);
-    const std::uint8_t* base = base_.view().planes[static_cast<std::size_t>(plane)].row(row);
+    const Sample* base = base_.view().planes[static_cast<std::size_t>(plane)].row(row);
     for (std::size_t i = mask.firstEdge[y]; i < mask.firstEdge[y + 1]; ++i) {
         int x = mask.edges[i].begin;
         for (const std::uint8_t coverage : mask.edges[i].coverage) {
@@ -304,5 +315,8 @@ void StyledCanvas::finishRow(int plane, int row, std::uint8_t* out) const {
         }
     }
 }
+
+template class StyledCanvas<std::uint8_t>;
+template class StyledCanvas<std::uint16_t>;
 
 }  // namespace lumenwhirl

@@ -11,16 +11,17 @@
 
 namespace lumenwhirl {
 
+/// Columns [begin, end) of a row, or rows, of one plane.
+struct Span {
+    int begin = 0, end = 0;
+    [[nodiscard]] bool isEmpty() const noexcept { return begin >= end; }
+};
+
 /// All of a finished frame that does not change from frame to frame: where the video lies, what is round it, and
 /// how its edge and border blend in. Built once per style; then only read.
+template <class Sample>
 class StyledCanvas {
 public:
-    /// Columns [begin, end) of a row of one plane.
-    struct Span {
-        int begin = 0, end = 0;
-        [[nodiscard]] bool isEmpty() const noexcept { return begin >= end; }
-    };
-
     /// `canvas` and `content` in pixels, even.
     StyledCanvas(const RenderStyle& style, Size canvas, Size content);
     /// The content alone, edge to edge, at its own size.
@@ -34,7 +35,7 @@ public:
     /// Recorded pixels to canvas pixels.
     [[nodiscard]] double contentScale() const noexcept { return contentScale_; }
     /// Background, shadow, and what of the border lies outside the video.
-    [[nodiscard]] PictureView base() const noexcept { return base_.view(); }
+    [[nodiscard]] BasicPicture<const Sample> base() const noexcept { return base_.view(); }
 
     /// Rows of a plane that hold video, and the columns of each that do, wholly or partly. Empty rows are
     /// possible.
@@ -44,7 +45,7 @@ public:
     [[nodiscard]] Span columns(int plane) const noexcept { return maskOf(plane).columns; }
     /// Blends the edge of row `row`, drawn as video over the whole of columns(plane, row), into the base, and
     /// draws the border over it.
-    void finishRow(int plane, int row, std::uint8_t* out) const;
+    void finishRow(int plane, int row, Sample* out) const;
 
 private:
     /// Coverage of some neighbouring samples of a row.
@@ -58,7 +59,7 @@ private:
         std::vector<Span> spans;                          // per row, coverage above 0
         std::vector<Run> edges, borders;                  // by rows; edges: coverage below 255 inside the span
         std::vector<std::size_t> firstEdge, firstBorder;  // of each row, and one past the last row's
-        std::uint8_t borderSample = 0;
+        Sample borderSample = 0;
     };
 
     [[nodiscard]] const Mask& maskOf(int plane) const noexcept { return masks_[std::size_t(plane)]; }
@@ -69,7 +70,7 @@ private:
     Size content_;
     Rect videoRect_;
     double contentScale_ = 1;
-    Picture base_;
+    PictureBuffer<Sample> base_;
     std::array<Mask, 3> masks_;
 };
 

@@ -73,14 +73,27 @@ HWY_ATTR void resampleRows(const RowTables& tables, const std::uint8_t* const* r
     }
 }
 
-HWY_ATTR void blendRows(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
-                        int count) {
-    const hn::ScalableTag<std::int16_t> words;
+HWY_INLINE void storeClamped(hn::VFromD<hn::ScalableTag<std::int16_t>> values, std::uint8_t* out) {
     const hn::Rebind<std::uint8_t, hn::ScalableTag<std::int16_t>> bytes;
-    const auto rounding = hn::Set(words, 16);
+    hn::StoreU(hn::DemoteTo(bytes, values), bytes, out);
+}
+HWY_INLINE void storeClamped(hn::VFromD<hn::ScalableTag<std::int16_t>> values, std::uint16_t* out) {
+    using Format = PictureFormat<std::uint16_t>;
+    const hn::ScalableTag<std::int16_t> words;
+    const hn::ScalableTag<std::uint16_t> samples;
+    const auto clamped = hn::Min(hn::Max(values, hn::Set(words, Format::lowest)), hn::Set(words, Format::highest));
+    hn::StoreU(hn::BitCast(samples, clamped), samples, out);
+}
+
+template <class Sample>
+HWY_ATTR void blendInto(const std::int16_t* const* rows, const std::int16_t* weights, int taps, Sample* out,
+                        int count) {
+    constexpr int shift = PictureFormat<Sample>::unit == 1 ? 5 : 3;
+    const hn::ScalableTag<std::int16_t> words;
+    const auto rounding = hn::Set(words, 1 << (shift - 1));
     const int lanes = static_cast<int>(hn::Lanes(words));
     if (count < lanes) {
-        Kernels::reference().blendRows(rows, weights, taps, out, count);
+        Kernels::reference().into<Sample>().blendRows(rows, weights, taps, out, count);
         return;
     }
     for (int i = 0; i < count;) {
@@ -89,7 +102,7 @@ HWY_ATTR void blendRows(const std::int16_t* const* rows, const std::int16_t* wei
             const auto weight = hn::Set(words, weights[k]);
             sum = hn::Add(sum, hn::MulFixedPoint15(hn::LoadU(words, rows[k] + i), weight));
         }
-        hn::StoreU(hn::DemoteTo(bytes, hn::ShiftRight<5>(sum)), bytes, out + i);
+        storeClamped(hn::ShiftRight<shift>(sum), out + i);
         i += lanes;
         // The last vector overlaps the one before rather than write past the end.
         if (i < count && i + lanes > count) i = count - lanes;
@@ -101,35 +114,56 @@ HWY_ATTR void blendRows(const std::int16_t* const* rows, const std::int16_t* wei
 void resampleRows(const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs) {
     Kernels::reference().resampleRows(tables, rows, outs);
 }
-void blendRows(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
-               int count) {
-    Kernels::reference().blendRows(rows, weights, taps, out, count);
+template <class Sample>
+void blendInto(const std::int16_t* const* rows, const std::int16_t* weights, int taps, Sample* out, int count) {
+    Kernels::reference().into<Sample>().blendRows(rows, weights, taps, out, count);
 }
 
 #endif
 
-HWY_ATTR void overlayRow(std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha,
-                         int opacity, int count) {
+template <class Sample>
+HWY_ATTR void overlayOnto(Sample* out, const Sample* premultiplied, const Sample* alpha, int opacity, int count) {
+    constexpr int unitBits = PictureFormat<Sample>::unit == 1 ? 0 : 2;
     const hn::ScalableTag<std::uint32_t> wide;
-    const hn::Rebind<std::uint8_t, hn::ScalableTag<std::uint32_t>> bytes;
+    const hn::Rebind<Sample, hn::ScalableTag<std::uint32_t>> samples;
     const hn::RebindToSigned<hn::ScalableTag<std::uint32_t>> signedWide;
     const auto strength = hn::Set(wide, static_cast<std::uint32_t>(opacity));
     const auto strength257 = hn::Set(wide, static_cast<std::uint32_t>(opacity) * 257);
     const auto all = hn::Set(wide, 65535);
-    const auto small = hn::Set(wide, 128);
+    const auto small = hn::Set(wide, 128U << unitBits);
     const auto half = hn::Set(wide, 32768);
+    const auto highest = hn::Set(wide, (256U << unitBits) - 1);
     const int lanes = static_cast<int>(hn::Lanes(wide));
     int i = 0;
     for (; i + lanes <= count; i += lanes) {
-        const auto a = hn::PromoteTo(wide, hn::LoadU(bytes, alpha + i));
-        const auto coverage = hn::ShiftRight<8>(hn::Add(hn::Mul(a, strength257), small));
+        const auto a = hn::PromoteTo(wide, hn::LoadU(samples, alpha + i));
+        const auto coverage = hn::ShiftRight<8 + unitBits>(hn::Add(hn::Mul(a, strength257), small));
         const auto added =
-            hn::ShiftLeft<8>(hn::Mul(hn::PromoteTo(wide, hn::LoadU(bytes, premultiplied + i)), strength));
-        const auto kept = hn::Mul(hn::PromoteTo(wide, hn::LoadU(bytes, out + i)), hn::Sub(all, coverage));
-        const auto sum = hn::ShiftRight<16>(hn::Add(hn::Add(kept, added), half));
-        hn::StoreU(hn::DemoteTo(bytes, hn::BitCast(signedWide, sum)), bytes, out + i);
+            hn::ShiftLeft<8>(hn::Mul(hn::PromoteTo(wide, hn::LoadU(samples, premultiplied + i)), strength));
+        const auto kept = hn::Mul(hn::PromoteTo(wide, hn::LoadU(samples, out + i)), hn::Sub(all, coverage));
+        const auto sum = hn::Min(hn::ShiftRight<16>(hn::Add(hn::Add(kept, added), half)), highest);
+        hn::StoreU(hn::DemoteTo(samples, hn::BitCast(signedWide, sum)), samples, out + i);
     }
-    if (i < count) Kernels::reference().overlayRow(out + i, premultiplied + i, alpha + i, opacity, count - i);
+    if (i < count) {
+        Kernels::reference().into<Sample>().overlayRow(out + i, premultiplied + i, alpha + i, opacity, count - i);
+    }
+}
+
+void blendBytes(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
+                int count) {
+    blendInto(rows, weights, taps, out, count);
+}
+void blendWords(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint16_t* out,
+                int count) {
+    blendInto(rows, weights, taps, out, count);
+}
+void overlayBytes(std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha, int opacity,
+                  int count) {
+    overlayOnto(out, premultiplied, alpha, opacity, count);
+}
+void overlayWords(std::uint16_t* out, const std::uint16_t* premultiplied, const std::uint16_t* alpha, int opacity,
+                  int count) {
+    overlayOnto(out, premultiplied, alpha, opacity, count);
 }
 
 }  // namespace lumenwhirl::HWY_NAMESPACE
@@ -139,8 +173,10 @@ HWY_AFTER_NAMESPACE();
 namespace lumenwhirl {
 
 HWY_EXPORT(resampleRows);
-HWY_EXPORT(blendRows);
-HWY_EXPORT(overlayRow);
+HWY_EXPORT(blendBytes);
+HWY_EXPORT(blendWords);
+HWY_EXPORT(overlayBytes);
+HWY_EXPORT(overlayWords);
 
 const Kernels& Kernels::fastest() {
     static constexpr Kernels kernels{
@@ -151,14 +187,22 @@ const Kernels& Kernels::fastest() {
                 reference().resampleRows(tables, rows, outs);
             }
         },
-        [](const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out, int count) {
-            HWY_DYNAMIC_DISPATCH(blendRows)(rows, weights, taps, out, count);
-        },
-        [](std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha, int opacity,
-           int count) {
-            HWY_DYNAMIC_DISPATCH(overlayRow)
-            (out, premultiplied, alpha, opacity, count);
-        },
+        {[](const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out, int count) {
+             HWY_DYNAMIC_DISPATCH(blendBytes)(rows, weights, taps, out, count);
+         },
+         [](std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha, int opacity,
+            int count) {
+             HWY_DYNAMIC_DISPATCH(overlayBytes)
+             (out, premultiplied, alpha, opacity, count);
+         }},
+        {[](const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint16_t* out,
+            int count) { HWY_DYNAMIC_DISPATCH(blendWords)
+                         (rows, weights, taps, out, count); },
+         [](std::uint16_t* out, const std::uint16_t* premultiplied, const std::uint16_t* alpha, int opacity,
+            int count) {
+             HWY_DYNAMIC_DISPATCH(overlayWords)
+             (out, premultiplied, alpha, opacity, count);
+         }},
     };
     return kernels;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Compositor/AxisMap.h"
+#include "Compositor/Picture.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -31,12 +32,28 @@ struct Kernels {
     /// Resamples rowsAtOnce rows (any may be the same) into samples of value * 64. Destinations hold
     /// tables.paddedCount() samples.
     void (*resampleRows)(const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs);
-    /// out[i] = sum of rows[k][i] * weights[k], weights as in AxisMap, rounded and clamped to a byte.
-    void (*blendRows)(const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out,
-                      int count);
-    /// Source-over of premultiplied samples at an opacity of 0...256.
-    void (*overlayRow)(std::uint8_t* out, const std::uint8_t* premultiplied, const std::uint8_t* alpha,
-                       int opacity, int count);
+
+    /// What writes samples of an output picture.
+    template <class Sample>
+    struct Into {
+        /// out[i] = sum of rows[k][i] * weights[k], weights as in AxisMap, rounded and clamped to PictureFormat's
+        /// range.
+        void (*blendRows)(const std::int16_t* const* rows, const std::int16_t* weights, int taps, Sample* out,
+                          int count);
+        /// Source-over of premultiplied samples at an opacity of 0...256. Full coverage is 255 units of
+        /// PictureFormat.
+        void (*overlayRow)(Sample* out, const Sample* premultiplied, const Sample* alpha, int opacity, int count);
+    };
+    Into<std::uint8_t> bytes;
+    Into<std::uint16_t> words;
+    template <class Sample>
+    [[nodiscard]] const Into<Sample>& into() const noexcept {
+        if constexpr (sizeof(Sample) == 1) {
+            return bytes;
+        } else {
+            return words;
+        }
+    }
 
     [[nodiscard]] static const Kernels& reference();
     [[nodiscard]] static const Kernels& fastest();

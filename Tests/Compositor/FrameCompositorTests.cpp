@@ -22,11 +22,13 @@ Size sizeOf(const Picture& picture) {
     return {static_cast<double>(picture.width()), static_cast<double>(picture.height())};
 }
 
-Picture finished(const Picture& frame, const RenderStyle& style, Size canvas, const FrameState& state,
-                 const Kernels& kernels = Kernels::fastest(), int threads = 1) {
-    FrameCompositor compositor(threads, kernels);
+template <class Sample = std::uint8_t>
+PictureBuffer<Sample> finished(const Picture& frame, const RenderStyle& style, Size canvas,
+                               const FrameState& state, const Kernels& kernels = Kernels::fastest(),
+                               int threads = 1) {
+    BasicFrameCompositor<Sample> compositor(threads, kernels);
     compositor.prepareStyle(style, canvas, sizeOf(frame));
-    Picture out(static_cast<int>(canvas.width), static_cast<int>(canvas.height));
+    PictureBuffer<Sample> out(static_cast<int>(canvas.width), static_cast<int>(canvas.height));
     compositor.drawBase(out.mutableView());
     compositor.render(frame.view(), state, out.mutableView());
     return out;
@@ -276,12 +278,16 @@ TEST(FrameCompositor, theCameraIsHeldInsideTheFrameAndIgnoresTinyZooms) {
 
 // Slow waves in every plane, drawn where each plane's samples sit, must come out as the same waves at the mapped
 // places: any error in the placement of luma or chroma, or in the order of camera and layout, shifts them.
-TEST(FrameCompositor, lumaAndChromaKeepTheirPlaces) {
+template <class Sample>
+void expectPlacesKept() {
+    constexpr double unit = PictureFormat<Sample>::unit;
+    constexpr bool isHalved = PictureFormat<Sample>::chromaRowsShift == 1;
     const auto wave = [](int plane, double x, double y) {
         return 120 + 60 * std::sin(0.021 * x + 0.7 * plane) * std::cos(0.017 * y - 0.4 * plane);
     };
     const auto siteOf = [](int plane, int i) { return plane == 0 ? i + 0.5 : 2 * i + 0.5; };  // across
     const auto lineOf = [](int plane, int j) { return plane == 0 ? j + 0.5 : 2 * j + 1.0; };  // down
+    const auto finishedLineOf = [&](int plane, int j) { return isHalved ? lineOf(plane, j) : j + 0.5; };
     Picture frame(960, 540);
     for (int p = 0; p < 3; ++p) {
         const MutablePlane plane = frame.mutableView().planes[static_cast<std::size_t>(p)];
@@ -296,26 +302,31 @@ TEST(FrameCompositor, lumaAndChromaKeepTheirPlaces) {
             SCOPED_TRACE(zoom);
             FrameState state;
             state.camera = CameraState{{400, 250}, zoom};
-            const Picture out = finished(frame, style, canvas, state);
+            const PictureBuffer<Sample> out = finished<Sample>(frame, style, canvas, state);
             const double scale = std::min((canvas.width - 66.6) / 960, (canvas.height - 66.6) / 540);
             const double left = canvas.width / 2 - 480 * scale, top = canvas.height / 2 - 270 * scale;
             const double viewLeft = zoom > 1 ? std::max(400 - 480 / zoom, 0.0) : 0;
             const double viewTop = zoom > 1 ? std::max(250 - 270 / zoom, 0.0) : 0;
             double worst = 0;
             for (int p = 0; p < 3; ++p) {
-                const PlaneView plane = out.view().planes[static_cast<std::size_t>(p)];
+                const auto plane = out.view().planes[static_cast<std::size_t>(p)];
                 for (int y = 0; y < plane.height; ++y) {
                     for (int x = 0; x < plane.width; ++x) {
-                        const double u = (siteOf(p, x) - left) / scale, v = (lineOf(p, y) - top) / scale;
+                        const double u = (siteOf(p, x) - left) / scale, v = (finishedLineOf(p, y) - top) / scale;
                         if (u < 8 || v < 8 || u > 952 || v > 532) continue;
                         const double expected = wave(p, u / zoom + viewLeft, v / zoom + viewTop);
-                        worst = std::max(worst, std::abs(plane.row(y)[x] - expected));
+                        worst = std::max(worst, std::abs(plane.row(y)[x] / unit - expected));
                     }
                 }
             }
             EXPECT_LT(worst, 1.3);  // a tenth of a pixel's shift would add 0.13 to the rounding of two steps
         }
     }
+}
+
+TEST(FrameCompositor, lumaAndChromaKeepTheirPlaces) {
+    expectPlacesKept<std::uint8_t>();
+    expectPlacesKept<std::uint16_t>();
 }
 
 FrameState randomState(std::mt19937& random, Size frame) {
@@ -347,9 +358,10 @@ RenderStyle randomStyle(std::mt19937& random) {
     return style;
 }
 
-void expectSame(const Picture& a, const Picture& b) {
+template <class Sample>
+void expectSame(const PictureBuffer<Sample>& a, const PictureBuffer<Sample>& b) {
     for (std::size_t p = 0; p < 3; ++p) {
-        const PlaneView left = a.view().planes[p], right = b.view().planes[p];
+        const auto left = a.view().planes[p], right = b.view().planes[p];
         for (int y = 0; y < left.height; ++y)
             for (int x = 0; x < left.width; ++x)
                 ASSERT_EQ(left.row(y)[x], right.row(y)[x]) << "plane " << p << " at " << x << ", " << y;
@@ -365,9 +377,47 @@ TEST(FrameCompositor, kernelsAndThreadsDoNotChangeFrames) {
         const Size canvas{static_cast<double>(side(500)), static_cast<double>(side(400))};
         const RenderStyle style = randomStyle(random);
         const FrameState state = randomState(random, sizeOf(frame));
-        const Picture expected = finished(frame, style, canvas, state, Kernels::reference());
-        expectSame(finished(frame, style, canvas, state), expected);
-        expectSame(finished(frame, style, canvas, state, Kernels::fastest(), 3), expected);
+        const auto compare = [&]<class Sample>(Sample) {
+            const auto expected = finished<Sample>(frame, style, canvas, state, Kernels::reference());
+            expectSame(finished<Sample>(frame, style, canvas, state), expected);
+            expectSame(finished<Sample>(frame, style, canvas, state, Kernels::fastest(), 3), expected);
+        };
+        compare(std::uint8_t{});
+        compare(std::uint16_t{});
+    }
+}
+
+// Frames of 10 bits and 4:2:2 show the same as those of 8 bits and 4:2:0, in finer steps and with chroma on every
+// row.
+TEST(FrameCompositor, deepFramesShowTheSame) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 10; ++round) {
+        SCOPED_TRACE(round);
+        const Picture frame = pictureFromImage(testing::scenery(640, 360));
+        const RenderStyle style = randomStyle(random);
+        const FrameState state = randomState(random, sizeOf(frame));
+        const auto coarse = finished(frame, style, {700, 420}, state);
+        const auto fine = finished<std::uint16_t>(frame, style, {700, 420}, state);
+        double worstLuma = 0, chromaDifference = 0, finerSteps = 0;
+        for (std::size_t p = 0; p < 3; ++p) {
+            const auto wanted = coarse.view().planes[p];
+            const auto got = fine.view().planes[p];
+            ASSERT_EQ(got.height, 420);
+            for (int y = 0; y < wanted.height; ++y) {
+                for (int x = 0; x < wanted.width; ++x) {
+                    if (p == 0) {
+                        worstLuma = std::max(worstLuma, std::abs(wanted.row(y)[x] - got.row(y)[x] / 4.0));
+                        finerSteps += got.row(y)[x] % 4 != 0 ? 1 : 0;
+                    } else {
+                        const double both = (got.row(2 * y)[x] + got.row(2 * y + 1)[x]) / 8.0;
+                        chromaDifference += std::abs(wanted.row(y)[x] - both) / (2.0 * 350 * 210);
+                    }
+                }
+            }
+        }
+        EXPECT_LE(worstLuma, 2);  // each of three layers at most rounds half a step away
+        EXPECT_LT(chromaDifference, 1);
+        EXPECT_GT(finerSteps, 700 * 420 / 3.0);
     }
 }
 

@@ -115,38 +115,58 @@ TEST_P(FastKernels, resampleRowsAsTheReferenceDoes) {
     }
 }
 
-TEST_P(FastKernels, blendRowsAsTheReferenceDoes) {
+template <class Sample>
+void expectSameBlending(std::mt19937& random) {
     for (int round = 0; round < 200; ++round) {
-        const int taps = static_cast<int>(1 + random_() % 12), count = static_cast<int>(1 + random_() % 150);
+        const int taps = static_cast<int>(1 + random() % 12), count = static_cast<int>(1 + random() % 150);
         std::vector<std::vector<std::int16_t>> rows(static_cast<std::size_t>(taps));
         std::vector<const std::int16_t*> pointers;
         std::vector<std::int16_t> weights;
         int rest = 1 << AxisMap::weightBits;
         for (auto& row : rows) {
-            for (int i = 0; i < count; ++i) row.push_back(static_cast<std::int16_t>(random_() % 20000 - 1500));
+            for (int i = 0; i < count; ++i) row.push_back(static_cast<std::int16_t>(random() % 20000 - 1500));
             pointers.push_back(row.data());
             weights.push_back(
-                static_cast<std::int16_t>(pointers.size() == rows.size() ? rest : random_() % 9000 - 2000));
+                static_cast<std::int16_t>(pointers.size() == rows.size() ? rest : random() % 9000 - 2000));
             rest -= weights.back();
         }
-        std::vector<std::uint8_t> expected(static_cast<std::size_t>(count)), got(expected);
-        Kernels::reference().blendRows(pointers.data(), weights.data(), taps, expected.data(), count);
-        Kernels::fastest().blendRows(pointers.data(), weights.data(), taps, got.data(), count);
+        std::vector<Sample> expected(static_cast<std::size_t>(count)), got(expected);
+        Kernels::reference().into<Sample>().blendRows(pointers.data(), weights.data(), taps, expected.data(),
+                                                      count);
+        Kernels::fastest().into<Sample>().blendRows(pointers.data(), weights.data(), taps, got.data(), count);
         ASSERT_EQ(got, expected) << "round " << round;
     }
 }
 
-TEST_P(FastKernels, overlayRowsAsTheReferenceDoes) {
+template <class Sample>
+void expectSameOverlays(std::mt19937& random) {
     for (int round = 0; round < 200; ++round) {
-        const std::size_t count = 1 + random_() % 150;
-        const auto color = bytes(count), alpha = bytes(count), below = bytes(count);
-        const int opacity = static_cast<int>(round % 3 == 0 ? 256 : random_() % 257);
+        const std::size_t count = 1 + random() % 150;
+        const auto samples = [&](unsigned most) {
+            std::vector<Sample> result(count);
+            for (Sample& sample : result) sample = static_cast<Sample>(random() % (most + 1));
+            return result;
+        };
+        constexpr unsigned unit = PictureFormat<Sample>::unit;
+        const auto color = samples(255 * unit), alpha = samples(255 * unit), below = samples(256 * unit - 1);
+        const int opacity = static_cast<int>(round % 3 == 0 ? 256 : random() % 257);
         auto expected = below, got = below;
-        Kernels::reference().overlayRow(expected.data(), color.data(), alpha.data(), opacity,
-                                        static_cast<int>(count));
-        Kernels::fastest().overlayRow(got.data(), color.data(), alpha.data(), opacity, static_cast<int>(count));
+        Kernels::reference().into<Sample>().overlayRow(expected.data(), color.data(), alpha.data(), opacity,
+                                                       static_cast<int>(count));
+        Kernels::fastest().into<Sample>().overlayRow(got.data(), color.data(), alpha.data(), opacity,
+                                                     static_cast<int>(count));
         ASSERT_EQ(got, expected) << "round " << round;
     }
+}
+
+TEST_P(FastKernels, blendRowsAsTheReferenceDoes) {
+    expectSameBlending<std::uint8_t>(random_);
+    expectSameBlending<std::uint16_t>(random_);
+}
+
+TEST_P(FastKernels, overlayRowsAsTheReferenceDoes) {
+    expectSameOverlays<std::uint8_t>(random_);
+    expectSameOverlays<std::uint16_t>(random_);
 }
 
 INSTANTIATE_TEST_SUITE_P(, FastKernels, ::testing::ValuesIn(hwy::SupportedAndGeneratedTargets()),
@@ -156,17 +176,23 @@ TEST(ReferenceKernels, overlayIsSourceOver) {
     // Premultiplied 100 at coverage 128/255 over 200, at full strength: 100 + 200 * (1 - 128/255) = 199.6.
     const std::uint8_t color = 100, alpha = 128;
     std::uint8_t out = 200;
-    Kernels::reference().overlayRow(&out, &color, &alpha, 256, 1);
+    const auto overlay = Kernels::reference().bytes.overlayRow;
+    overlay(&out, &color, &alpha, 256, 1);
     EXPECT_EQ(out, 200);
     out = 200;  // at half strength: 50 + 200 * (1 - 64/255) = 199.8
-    Kernels::reference().overlayRow(&out, &color, &alpha, 128, 1);
+    overlay(&out, &color, &alpha, 128, 1);
     EXPECT_EQ(out, 200);
     const std::uint8_t white = 235, opaque = 255;
     out = 16;
-    Kernels::reference().overlayRow(&out, &white, &opaque, 256, 1);
+    overlay(&out, &white, &opaque, 256, 1);
     EXPECT_EQ(out, 235);
-    Kernels::reference().overlayRow(&out, &color, &alpha, 0, 1);
+    overlay(&out, &color, &alpha, 0, 1);
     EXPECT_EQ(out, 235);
+    // The same in 10 bits, where steps are finer: 399 + 800 * (1 - 513/1020) = 796.6.
+    const std::uint16_t deepColor = 399, deepAlpha = 513;
+    std::uint16_t deepOut = 800;
+    Kernels::reference().words.overlayRow(&deepOut, &deepColor, &deepAlpha, 256, 1);
+    EXPECT_EQ(deepOut, 797);
 }
 
 }  // namespace
