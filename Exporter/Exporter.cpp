@@ -1,8 +1,9 @@
 #include "Exporter/Exporter.h"
 
 #include "Exporter/BackgroundSound.h"
-#include "Exporter/BoundedQueue.h"
-#include "Exporter/FramePool.h"
+#include "Exporter/EncoderSettings.h"
+#include "Exporter/FrameMaker.h"
+#include "Exporter/FramePipeline.h"
 #include "Exporter/PictureOf.h"
 #include "Exporter/SourceFrames.h"
 #include "Exporter/TemporaryFile.h"
@@ -13,19 +14,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
+#include <cstdint>
 #include <optional>
 #include <system_error>
-#include <thread>
-#include <utility>
 
 namespace lumenwhirl::Exporter {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// Enough for the decoder, the drawing and the encoder to work side by side, no more: frames are large.
-constexpr std::size_t queuedFrames = 3;
 
 [[noreturn]] void throwCancelled() {
     throw ExportError(ExportError::Kind::cancelled, "cancelled");
@@ -58,121 +54,6 @@ void checkDestination(const fs::path& recording, const fs::path& destination) {
     if (fs::equivalent(recording, destination, ignored)) refuse("is the recording itself; name another file");
     const fs::path folder = destination.has_parent_path() ? destination.parent_path() : fs::path(".");
     if (!fs::is_directory(folder, ignored)) refuse("its folder does not exist");
-}
-
-VideoSettings videoSettings(Preset preset, Size canvas, int fps, Rational timeBase) {
-    VideoSettings settings;
-    settings.width = static_cast<int>(canvas.width);
-    settings.height = static_cast<int>(canvas.height);
-    settings.frameRate = {fps, 1};
-    settings.timeBase = timeBase;
-    const PresetRates rates = ratesFor(preset, settings.width, settings.height, fps);
-    settings.bitRate = std::max<std::int64_t>(rates.bitRate, 1000);  // the encoders count in thousands
-    settings.keyFrameInterval = rates.keyFrameInterval;
-    switch (preset) {
-        case Preset::web:
-            settings.codec = VideoCodec::h264;
-            // On a finished demo (1080p60, two cores) the preset alone takes 6.1 s, its worst frame at an SSIM of
-            // 0.990; with a short look ahead 6.0 s and 0.997, as good as "veryfast" (0.998) in 8.3 s.
-            settings.speed = "superfast";
-            settings.lookahead = 10;
-            break;
-        case Preset::social:
-            settings.codec = VideoCodec::hevc;
-            settings.speed = "superfast";
-            break;
-    }
-    return settings;
-}
-
-/// How many threads draw: one draws faster than a few cores encode; many cores would wait for it.
-int drawingThreads() {
-    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()) / 4, 1, 4);
-}
-
-/// Draws finished frames one after the other; one that shows the same as the last is the last one again.
-class FrameMaker {
-public:
-    explicit FrameMaker(const FrameStates& states)
-        : states_(states),
-          pool_(prepared(compositor_, states), static_cast<int>(states.canvas().width),
-                static_cast<int>(states.canvas().height)) {}
-
-    [[nodiscard]] VideoFrame make(const SourceFrames::Item& item) {
-        FrameState state = states_.state(item.sourceTime);
-        const bool isSame = last_ && item.frame.plane(0) == source_->plane(0) && state == state_;
-        if (isSame) return *last_;
-        VideoFrame frame = pool_.take();
-        compositor_.render(pictureOf(item.frame), state, mutablePictureOf(frame));
-        source_ = item.frame;  // kept, so that its memory is not another frame's meanwhile
-        state_ = std::move(state);
-        last_ = frame;
-        return frame;
-    }
-
-private:
-    static const FrameCompositor& prepared(FrameCompositor& compositor, const FrameStates& states) {
-        compositor.prepareStyle(states.renderStyle(), states.canvas(), states.contentSize());
-        return compositor;
-    }
-
-    const FrameStates& states_;
-    FrameCompositor compositor_{drawingThreads()};
-    FramePool pool_;
-    std::optional<VideoFrame> source_, last_;
-    FrameState state_;
-};
-
-struct Rendered {
-    std::int64_t frames = 0;
-    double end = 0;  // when the last frame ends, output seconds
-};
-
-/// Decodes, draws and encodes side by side.
-Rendered renderVideo(SourceFrames& source, const FrameStates& states, VideoWriter& writer, const Options& options,
-                     const std::stop_token& stop) {
-    struct Finished {
-        VideoFrame frame;
-        std::int64_t pts = 0;
-    };
-    FrameMaker maker(states);
-    BoundedQueue<SourceFrames::Item> decoded(queuedFrames);
-    BoundedQueue<Finished> finished(queuedFrames);
-    std::exception_ptr encoderFailure;  // read after the encoder's thread has ended
-
-    // Whichever way this function ends, its threads are told to stop and then waited for, so none waits for ever.
-    std::jthread decoder([&](std::stop_token stopDecoder) {
-        try {
-            while (auto item = source.next())
-                if (!decoded.push(std::move(*item), stopDecoder)) return;
-            decoded.close();
-        } catch (...) {
-            decoded.close(std::current_exception());
-        }
-    });
-    std::jthread encoder([&](std::stop_token stopEncoder) {
-        try {
-            while (const auto next = finished.pop(stopEncoder)) writer.write(next->frame, next->pts);
-        } catch (...) {
-            encoderFailure = std::current_exception();
-            finished.close(encoderFailure);
-        }
-    });
-
-    Progress progress{0, source.totalFrames()};
-    std::int64_t lastPts = 0;
-    while (const auto item = decoded.pop(stop)) {
-        if (!finished.push({maker.make(*item), item->pts}, stop)) break;
-        lastPts = item->pts;
-        ++progress.framesDone;
-        progress.totalFrames = std::max(progress.totalFrames, progress.framesDone);
-        if (options.progress) options.progress(progress);
-    }
-    if (stop.stop_requested()) throwCancelled();
-    finished.close();
-    encoder.join();  // a few frames more
-    if (encoderFailure) std::rethrow_exception(encoderFailure);
-    return {progress.framesDone, static_cast<double>(lastPts) * source.timeBase().value() + 1.0 / source.fps()};
 }
 
 /// What is wrong, for a message that names the destination: the name of a file in the making says nothing to
@@ -230,9 +111,14 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
         if (info.hasAudio) sound.emplace(recording, states.timeline(), destination);
         Rendered rendered;
         {
-            VideoWriter writer = openWriter(
-                video.path(), videoSettings(options.preset, states.canvas(), fps, source.timeBase()), destination);
-            rendered = renderVideo(source, states, writer, options, stop);
+            VideoWriter writer =
+                openWriter(video.path(), encoderSettings(options.preset, states.canvas(), fps, source.timeBase()),
+                           destination);
+            FrameMaker<std::uint8_t> maker(states);
+            rendered = runPipeline(source,
+                                   {[&](const SourceFrames::Item& item) { return maker.make(item); },
+                                    [&](const VideoFrame& frame, std::int64_t pts) { writer.write(frame, pts); }},
+                                   options.progress, stop);
             if (rendered.frames == 0) throw noFrames(recording);
             writer.finish();
         }

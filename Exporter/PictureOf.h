@@ -3,20 +3,37 @@
 #include "Compositor/Picture.h"
 #include "Media/VideoFrame.h"
 
+#include <cassert>
+#include <cstdint>
+#include <type_traits>
+
 namespace lumenwhirl {
 
-/// A media frame as the compositor sees it; valid as long as the frame.
+template <class Sample>
+inline constexpr PixelFormat pixelFormatOf =
+    std::is_same_v<Sample, std::uint8_t> ? PixelFormat::yuv420p8 : PixelFormat::yuv422p10;
+
+/// A recorded frame as the compositor sees it; valid as long as the frame.
 [[nodiscard]] inline PictureView pictureOf(const VideoFrame& frame) {
     const int w = frame.width(), h = frame.height();
     return {{{{frame.plane(0), frame.stride(0), w, h},
               {frame.plane(1), frame.stride(1), w / 2, h / 2},
               {frame.plane(2), frame.stride(2), w / 2, h / 2}}}};
 }
-[[nodiscard]] inline MutablePicture mutablePictureOf(VideoFrame& frame) {
+
+/// A frame of pixelFormatOf<Sample>, to be drawn on.
+template <class Sample>
+[[nodiscard]] BasicPicture<Sample> mutablePictureOf(VideoFrame& frame) {
+    assert(frame.format() == pixelFormatOf<Sample>);
+    constexpr auto sampleSize = static_cast<std::ptrdiff_t>(sizeof(Sample));
+    const auto plane = [&](int index, int width, int height) {
+        // Rows are aligned for far larger types.
+        return BasicPlane<Sample>{reinterpret_cast<Sample*>(frame.mutablePlane(index)),
+                                  frame.stride(index) / sampleSize, width, height};
+    };
     const int w = frame.width(), h = frame.height();
-    return {{{{frame.mutablePlane(0), frame.stride(0), w, h},
-              {frame.mutablePlane(1), frame.stride(1), w / 2, h / 2},
-              {frame.mutablePlane(2), frame.stride(2), w / 2, h / 2}}}};
+    const int chromaRows = h >> PictureFormat<Sample>::chromaRowsShift;
+    return {{{plane(0, w, h), plane(1, w / 2, chromaRows), plane(2, w / 2, chromaRows)}}};
 }
 
 }  // namespace lumenwhirl

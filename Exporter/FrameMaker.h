@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Compositor/FrameCompositor.h"
+#include "Exporter/FrameStates.h"
+#include "Exporter/SourceFrames.h"
+#include "Media/VideoFrame.h"
+
+#include <optional>
+#include <vector>
+
+namespace lumenwhirl {
+
+/// Draws the finished frames of an export, one after the other, in the pixel format of `Sample`. A frame that
+/// shows the same as the last is the last one again. Frames that hold what surrounds the video are used again once
+/// nobody else reads them.
+template <class Sample>
+class FrameMaker {
+public:
+    /// `states` must outlive this.
+    explicit FrameMaker(const FrameStates& states);
+    /// Throws std::bad_alloc.
+    [[nodiscard]] VideoFrame make(const SourceFrames::Item& item);
+
+private:
+    [[nodiscard]] VideoFrame unusedFrame();
+
+    const FrameStates& states_;
+    BasicFrameCompositor<Sample> compositor_;
+    std::vector<VideoFrame> pool_;
+    std::optional<VideoFrame> source_, last_;
+    FrameState state_;
+};
+
+}  // namespace lumenwhirl

@@ -1,0 +1,63 @@
+#include "Exporter/FramePipeline.h"
+
+#include "Exporter/BoundedQueue.h"
+
+#include <algorithm>
+#include <exception>
+#include <thread>
+#include <utility>
+
+namespace lumenwhirl::Exporter {
+namespace {
+
+/// Enough for the decoder, the drawing and the encoder to work side by side, no more: frames are large.
+constexpr std::size_t queuedFrames = 3;
+
+}  // namespace
+
+Rendered runPipeline(SourceFrames& source, const FrameSteps& steps, const std::function<void(Progress)>& report,
+                     const std::stop_token& stop) {
+    struct Finished {
+        VideoFrame frame;
+        std::int64_t pts = 0;
+    };
+    BoundedQueue<SourceFrames::Item> decoded(queuedFrames);
+    BoundedQueue<Finished> finished(queuedFrames);
+    std::exception_ptr encoderFailure;  // read after the encoder's thread has ended
+
+    // Whichever way this function ends, its threads are told to stop and then waited for, so none waits for ever.
+    std::jthread decoder([&](std::stop_token stopDecoder) {
+        try {
+            while (auto item = source.next())
+                if (!decoded.push(std::move(*item), stopDecoder)) return;
+            decoded.close();
+        } catch (...) {
+            decoded.close(std::current_exception());
+        }
+    });
+    std::jthread encoder([&](std::stop_token stopEncoder) {
+        try {
+            while (const auto next = finished.pop(stopEncoder)) steps.encode(next->frame, next->pts);
+        } catch (...) {
+            encoderFailure = std::current_exception();
+            finished.close(encoderFailure);
+        }
+    });
+
+    Progress progress{0, source.totalFrames()};
+    std::int64_t lastPts = 0;
+    while (const auto item = decoded.pop(stop)) {
+        if (!finished.push({steps.draw(*item), item->pts}, stop)) break;
+        lastPts = item->pts;
+        ++progress.framesDone;
+        progress.totalFrames = std::max(progress.totalFrames, progress.framesDone);
+        if (report) report(progress);
+    }
+    if (stop.stop_requested()) throw ExportError(ExportError::Kind::cancelled, "cancelled");
+    finished.close();
+    encoder.join();  // a few frames more
+    if (encoderFailure) std::rethrow_exception(encoderFailure);
+    return {progress.framesDone, static_cast<double>(lastPts) * source.timeBase().value() + 1.0 / source.fps()};
+}
+
+}  // namespace lumenwhirl::Exporter

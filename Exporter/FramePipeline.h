@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Exporter/Exporter.h"
+#include "Exporter/SourceFrames.h"
+#include "Media/VideoFrame.h"
+
+#include <cstdint>
+#include <functional>
+#include <stop_token>
+
+namespace lumenwhirl::Exporter {
+
+/// What happens to each recorded frame; draws on the caller's thread, encodes on one of its own.
+struct FrameSteps {
+    std::function<VideoFrame(const SourceFrames::Item&)> draw;
+    /// `pts` in ticks of the source's time base.
+    std::function<void(const VideoFrame&, std::int64_t pts)> encode;
+};
+
+struct Rendered {
+    std::int64_t frames = 0;
+    double end = 0;  // when the last frame ends, output seconds
+};
+
+/// Decodes, draws and encodes side by side, a few frames at a time, until the source ends. Throws what the steps
+/// and the source throw, the first of them; ExportError (cancelled) after a stop. Nothing runs any more when it
+/// returns.
+[[nodiscard]] Rendered runPipeline(SourceFrames& source, const FrameSteps& steps,
+                                   const std::function<void(Progress)>& progress, const std::stop_token& stop);
+
+}  // namespace lumenwhirl::Exporter
