@@ -7,6 +7,10 @@
 
 namespace lumenwhirl {
 
+const char* formatName(Container container) noexcept {
+    return container == Container::mov ? "mov" : "mp4";
+}
+
 OutputFile::OutputFile(std::filesystem::path file, const char* format) : path_(std::move(file)) {
     const std::string url = urlOf(path_.string());
     AVFormatContext* context = nullptr;

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "Media/Container.h"
 #include "Media/FFmpegHandles.h"
 
 #include <filesystem>
 
 namespace lumenwhirl {
+
+/// libavformat's name.
+[[nodiscard]] const char* formatName(Container container) noexcept;
 
 /// A media file being written. Destroyed before finish(), it removes the file.
 class OutputFile {

@@ -11,6 +11,8 @@
 #include <limits>
 #include <numeric>
 #include <set>
+#include <string>
+#include <string_view>
 #include <utility>
 
 extern "C" {
@@ -76,6 +78,21 @@ AVStream& streamOf(const InputFile& input, AVMediaType type, MediaError::Kind ki
 int movieTimescale(AVRational first, AVRational second) {
     const auto scale = std::lcm<std::int64_t, std::int64_t>(first.den, second.den);
     return scale <= std::numeric_limits<std::int32_t>::max() ? static_cast<int>(scale) : 0;
+}
+
+/// The most that the index of these tracks can take up, in bytes; empty where their files do not tell how many
+/// packets there are.
+std::optional<std::int64_t> indexRoom(const InputFile& video, const InputFile& sound, const CopiedTrack& picture,
+                                      const CopiedTrack& audio) {
+    constexpr std::int64_t fixed = 4096;    // all but the tables: some 1.6 kB
+    constexpr std::int64_t perPacket = 48;  // stts 8, ctts 8, stss 4, stsz 4, stsc 12, co64 8, sdtp 1
+    std::int64_t bytes = fixed;
+    for (const auto& [input, track] : {std::pair(&video, &picture), std::pair(&sound, &audio)}) {
+        if (std::string_view(input->context().iformat->name).substr(0, 3) != "mov") return std::nullopt;
+        bytes += perPacket * avformat_index_get_entries_count(&track->source());
+        bytes += track->source().codecpar->extradata_size;
+    }
+    return bytes < std::numeric_limits<std::int32_t>::max() ? std::optional(bytes) : std::nullopt;
 }
 
 /// When the packet is shown or heard.
@@ -196,17 +213,24 @@ private:
 }  // namespace
 
 void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
-         const std::filesystem::path& destination, std::optional<double> videoEnd) {
+         const std::filesystem::path& destination, std::optional<double> videoEnd, Container container) {
     InputFile videoInput(video, AVMEDIA_TYPE_VIDEO), soundInput(sound, AVMEDIA_TYPE_AUDIO);
     AVStream& videoStream =
         streamOf(videoInput, AVMEDIA_TYPE_VIDEO, MediaError::Kind::noVideoTrack, "no video track");
     AVStream& soundStream =
         streamOf(soundInput, AVMEDIA_TYPE_AUDIO, MediaError::Kind::noAudioTrack, "no sound track");
 
-    OutputFile output(destination, "mp4");
+    OutputFile output(destination, formatName(container));
     CopiedTrack picture(videoInput, videoStream, output), audio(soundInput, soundStream, output);
     const AVRational base = picture.timeBase();
-    Dictionary options{{"movflags", "+faststart"}};
+    // Where the index's size is bounded beforehand, room is left for it in front: moving all behind it in the end
+    // would take twice as long.
+    Dictionary options;
+    if (const auto room = indexRoom(videoInput, soundInput, picture, audio)) {
+        options.set("moov_size", std::to_string(*room));
+    } else {
+        options.set("movflags", "+faststart");
+    }
     if (const int scale = movieTimescale(base, audio.timeBase()); scale > 0) {
         options.set("movie_timescale", std::to_string(scale));
     }
