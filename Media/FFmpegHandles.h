@@ -34,6 +34,7 @@ struct ReleasedBy {
 
 using FrameHandle = std::unique_ptr<AVFrame, ReleasedBy<&av_frame_free>>;
 using PacketHandle = std::unique_ptr<AVPacket, ReleasedBy<&av_packet_free>>;
+using BufferHandle = std::unique_ptr<AVBufferRef, ReleasedBy<&av_buffer_unref>>;
 using CodecHandle = std::unique_ptr<AVCodecContext, ReleasedBy<&avcodec_free_context>>;
 using InputHandle = std::unique_ptr<AVFormatContext, ReleasedBy<&avformat_close_input>>;
 using OutputHandle = std::unique_ptr<AVFormatContext, ReleasedBy<&avformat_free_context>>;

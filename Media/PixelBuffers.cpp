@@ -87,9 +87,9 @@ AVPixelFormat libraryFormat(PixelFormat format) noexcept {
     return AV_PIX_FMT_NONE;
 }
 
-FrameHandle allocatePixels(int width, int height, PixelFormat format) {
+FrameHandle allocatePixels(int width, int height, AVPixelFormat format) {
     FrameHandle frame = makeFrame();
-    frame->format = libraryFormat(format);
+    frame->format = format;
     frame->width = width;
     frame->height = height;
     tagAsOurs(*frame);
@@ -115,6 +115,20 @@ FrameHandle sharePixels(const AVFrame& frame) {
     return shared;
 }
 
+void copyAsNv12(const AVFrame& from, AVFrame& to) {
+    av_image_copy_plane(to.data[0], to.linesize[0], from.data[0], from.linesize[0], from.width, from.height);
+    const int columns = from.width / 2, rows = from.height / 2;
+    for (int y = 0; y < rows; ++y) {
+        const std::uint8_t* blue = from.data[1] + std::ptrdiff_t{y} * from.linesize[1];
+        const std::uint8_t* red = from.data[2] + std::ptrdiff_t{y} * from.linesize[2];
+        std::uint8_t* both = to.data[1] + std::ptrdiff_t{y} * to.linesize[1];
+        for (int x = 0; x < columns; ++x) {
+            both[2 * x] = blue[x];
+            both[2 * x + 1] = red[x];
+        }
+    }
+}
+
 std::shared_ptr<AVFrame> FrameConverter::convert(FrameHandle frame) {
     // An odd last row or column is left out: the pointers stay, so 4:2:0 chroma keeps its place.
     frame->width &= ~1;
@@ -136,7 +150,7 @@ std::shared_ptr<AVFrame> FrameConverter::freeFrame(int width, int height) {
             return frame;
         }
     }
-    std::shared_ptr<AVFrame> frame = allocatePixels(width, height, PixelFormat::yuv420p8);
+    std::shared_ptr<AVFrame> frame = allocatePixels(width, height, AV_PIX_FMT_YUV420P);
     if (pool_.size() < mostKeptFrames) pool_.push_back(frame);
     return frame;
 }

@@ -9,13 +9,17 @@
 namespace lumenwhirl {
 
 /// A frame with uninitialised pixels, tagged as ours. Throws std::bad_alloc.
-[[nodiscard]] FrameHandle allocatePixels(int width, int height, PixelFormat format);
+[[nodiscard]] FrameHandle allocatePixels(int width, int height, AVPixelFormat format);
 
 /// libavutil's name for the format.
 [[nodiscard]] AVPixelFormat libraryFormat(PixelFormat format) noexcept;
 
 /// A frame that shares the pixels of `frame` and has nothing else of it: no time, picture type or side data.
 [[nodiscard]] FrameHandle sharePixels(const AVFrame& frame);
+
+/// Copies 4:2:0 pixels of three planes into two: chroma interleaved, as graphics cards take it (NV12). Both of the
+/// same even size.
+void copyAsNv12(const AVFrame& from, AVFrame& to);
 
 /// Makes decoded frames ones of PixelFormat::yuv420p8. Keeps the buffers it converts into and uses them again once
 /// nobody else refers to them.

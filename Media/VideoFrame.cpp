@@ -8,7 +8,7 @@ namespace lumenwhirl {
 
 VideoFrame VideoFrame::allocate(int width, int height, PixelFormat format) {
     VideoFrame frame;
-    frame.frame_ = allocatePixels(width, height, format);
+    frame.frame_ = allocatePixels(width, height, libraryFormat(format));
     frame.format_ = format;
     return frame;
 }

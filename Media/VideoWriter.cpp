@@ -5,6 +5,7 @@
 #include "Media/OutputFile.h"
 #include "Media/PixelBuffers.h"
 #include "Media/SoundEncoder.h"
+#include "Media/VideoEncoder.h"
 
 #include <algorithm>
 #include <cassert>
@@ -16,14 +17,8 @@
 namespace lumenwhirl {
 namespace {
 
-[[nodiscard]] const char* encoderName(VideoCodec codec) {
-    switch (codec) {
-        case VideoCodec::h264:
-            return "libx264";
-        case VideoCodec::hevc:
-            return "libx265";
-    }
-    return "";
+[[nodiscard]] Container containerOf(VideoCodec codec) noexcept {
+    return codec == VideoCodec::prores ? Container::mov : Container::mp4;
 }
 
 /// Units a second in which the container states how long tracks play: as fine as both tracks' ticks, so that
@@ -49,49 +44,6 @@ void check(const VideoSettings& settings, const std::filesystem::path& file) {
         fail("needs a frame rate and a time base");
 }
 
-[[nodiscard]] CodecHandle openEncoder(const VideoSettings& settings, const std::filesystem::path& file) {
-    const char* name = encoderName(settings.codec);
-    const AVCodec* encoder = avcodec_find_encoder_by_name(name);
-    if (!encoder) {
-        throw MediaError(MediaError::Kind::unsupported, file, std::string("this FFmpeg has no encoder ") + name);
-    }
-    CodecHandle codec(avcodec_alloc_context3(encoder));
-    if (!codec) throw std::bad_alloc();
-    codec->width = settings.width;
-    codec->height = settings.height;
-    codec->pix_fmt = AV_PIX_FMT_YUV420P;
-    codec->time_base = {settings.timeBase.numerator, settings.timeBase.denominator};
-    codec->framerate = {settings.frameRate.numerator, settings.frameRate.denominator};
-    codec->sample_aspect_ratio = {1, 1};
-    tagAsOurs(*codec);
-    codec->chroma_sample_location = AVCHROMA_LOC_LEFT;
-    codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    codec->log_level_offset = AV_LOG_TRACE;  // x264 would print its statistics
-    codec->thread_count = settings.threads;
-    if (settings.bitRate > 0) codec->bit_rate = settings.bitRate;
-    if (settings.keyFrameInterval > 0) codec->gop_size = settings.keyFrameInterval;
-
-    Dictionary options{{"preset", settings.speed}};
-    if (settings.codec == VideoCodec::h264 && settings.lookahead > 0) {
-        options.set("rc-lookahead", std::to_string(settings.lookahead));
-        options.set("mbtree", "1");  // what looking ahead is for
-    }
-    if (settings.codec == VideoCodec::hevc) {
-        std::string parameters = "log-level=none";  // x265 writes past libavutil's log
-        // x265 3.5 writes past its tables for pictures narrower than that.
-        if (settings.width < 64) parameters += ":cutree=0";
-        if (settings.threads > 0) parameters += ":pools=" + std::to_string(settings.threads);
-        options.set("x265-params", parameters);
-    }
-    const int result = orOutOfMemory(avcodec_open2(codec.get(), encoder, options.address()));
-    if (result < 0) {
-        throw MediaError(MediaError::Kind::encoderFailed, file,
-                         std::string("cannot start ") + name + " at " + std::to_string(settings.width) + "x" +
-                             std::to_string(settings.height) + ": " + reasonFor(result));
-    }
-    return codec;
-}
-
 }  // namespace
 
 struct VideoWriter::State {
@@ -103,8 +55,15 @@ struct VideoWriter::State {
     [[nodiscard]] std::int64_t takeDuration(std::int64_t pts);
 
     VideoSettings settings;
+    [[nodiscard]] AVRational timeBase() const noexcept {
+        return {settings.timeBase.numerator, settings.timeBase.denominator};
+    }
+    [[nodiscard]] AVRational frameRate() const noexcept {
+        return {settings.frameRate.numerator, settings.frameRate.denominator};
+    }
+
     std::optional<OutputFile> output;
-    CodecHandle codec;
+    std::optional<VideoEncoder> encoder;
     AVStream* stream = nullptr;
     std::optional<SoundEncoder> sound;
     PacketHandle packet = makePacket();
@@ -120,19 +79,20 @@ VideoWriter::State::State(const std::filesystem::path& file, const VideoSettings
                           const std::optional<SoundSettings>& soundSettings)
     : settings(video) {
     check(video, file);
-    codec = openEncoder(video, file);
-    output.emplace(file, "mp4");
+    encoder.emplace(video, file);
+    output.emplace(file, formatName(containerOf(video.codec)));
     stream = &output->addStream();
-    stream->time_base = codec->time_base;
-    stream->avg_frame_rate = codec->framerate;
-    if (orOutOfMemory(avcodec_parameters_from_context(stream->codecpar, codec.get())) < 0) {
+    stream->time_base = timeBase();
+    stream->avg_frame_rate = frameRate();
+    if (orOutOfMemory(encoder->describe(*stream->codecpar)) < 0) {
         throw MediaError(MediaError::Kind::encoderFailed, file, "cannot describe the video track");
     }
     // Players of Apple's take HEVC only with its parameter sets in the header, which this tag says.
     if (video.codec == VideoCodec::hevc) stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
     if (soundSettings) sound.emplace(*output, *soundSettings);
 
-    Dictionary options{{"movflags", "+faststart"}};
+    Dictionary options;
+    if (video.indexPlace == IndexPlace::front) options.set("movflags", "+faststart");
     if (const int scale = movieTimescale(video.timeBase, soundSettings); scale > 0) {
         options.set("movie_timescale", std::to_string(scale));
     }
@@ -147,19 +107,20 @@ void VideoWriter::State::send(std::int64_t duration) {
 }
 
 void VideoWriter::State::encode(const AVFrame* frame) {
-    int result = avcodec_send_frame(codec.get(), frame);
+    int result = encoder->send(frame);
     while (result >= 0) {
-        result = avcodec_receive_packet(codec.get(), packet.get());
+        result = encoder->receive(*packet);
         if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
         if (result < 0) break;
         packet->stream_index = stream->index;
         packet->duration = takeDuration(packet->pts);
-        av_packet_rescale_ts(packet.get(), codec->time_base, stream->time_base);
+        av_packet_rescale_ts(packet.get(), timeBase(), stream->time_base);
         output->write(*packet);
     }
-    orOutOfMemory(result);
+    if (!encoder->isHardware()) orOutOfMemory(result);
     throw MediaError(MediaError::Kind::encoderFailed, output->path(),
-                     std::string("cannot encode with ") + encoderName(settings.codec) + ": " + reasonFor(result));
+                     std::string("cannot encode with ") + encoder->name() + ": " + reasonFor(result) +
+                         (encoder->isHardware() ? "; choose the encoder \"software\"" : ""));
 }
 
 std::int64_t VideoWriter::State::takeDuration(std::int64_t pts) {
@@ -181,6 +142,7 @@ VideoWriter& VideoWriter::operator=(VideoWriter&&) noexcept = default;
 void VideoWriter::write(const VideoFrame& frame, std::int64_t pts) {
     State& state = *state_;
     assert(frame.width() == state.settings.width && frame.height() == state.settings.height);
+    assert(frame.format() == VideoEncoder::formatFor(state.settings.codec));
     assert(!state.held || pts > state.held->pts);
     if (state.held) state.send(pts - state.held->pts);
     state.held = sharePixels(*frame.frame_);
@@ -196,8 +158,7 @@ void VideoWriter::finish() {
     State& state = *state_;
     try {
         if (state.held) {
-            const AVRational frame = av_inv_q(state.codec->framerate);
-            state.send(std::max<std::int64_t>(1, av_rescale_q(1, frame, state.codec->time_base)));
+            state.send(std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(state.frameRate()), state.timeBase())));
         }
         state.encode(nullptr);
         if (state.sound) state.sound->finish();

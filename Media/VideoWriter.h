@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Media/Encoders.h"
 #include "Media/VideoFrame.h"
 
 #include <cstdint>
@@ -10,18 +11,26 @@
 
 namespace lumenwhirl {
 
-enum class VideoCodec { h264, hevc };
+/// H.264 and HEVC become an MP4. ProRes 422 becomes a QuickTime movie, from frames of PixelFormat::yuv422p10 with
+/// a fixed quality of its own and only by software: it is for going on to work with.
+enum class VideoCodec { h264, hevc, prores };
+
+/// Where the file's index comes. In front, a player on the network starts at once, for which the whole file is
+/// written twice; at the end it is as good for what is read again on this machine and then removed.
+enum class IndexPlace { front, end };
 
 struct VideoSettings {
     VideoCodec codec = VideoCodec::h264;
+    EncoderChoice encoder = EncoderChoice::software;
+    IndexPlace indexPlace = IndexPlace::front;
     int width = 0, height = 0;     // even
     Rational frameRate{60, 1};     // nominal, for rate control
     Rational timeBase{1, 600};     // of the times given to write()
     std::int64_t bitRate = 0;      // average, bit/s; 0: the encoder's default quality
     int keyFrameInterval = 0;      // most frames between key frames; 0: the encoder's default
-    std::string speed = "medium";  // x264's and x265's preset name
+    std::string speed = "medium";  // of software: x264's and x265's preset name
     int lookahead = -1;            // frames that H.264's rate control sees ahead, at least 1; -1: the preset's own
-    int threads = 0;               // of the encoder; 0: one a core
+    int threads = 0;               // of the software encoder; 0: one a core
 };
 
 struct SoundSettings {
@@ -30,12 +39,15 @@ struct SoundSettings {
     std::int64_t bitRate = 0;  // bit/s; 0: the encoder's default
 };
 
-/// Encodes frames, and sound if asked, into an MP4 with BT.709 tags (HEVC tagged hvc1). Frames and sound may
-/// come in any order of each other; each in its own order of time. One thread at a time. Destroyed unfinished, it
-/// removes the file. Does not print, but for what the container's library logs (Media/MediaLog.h silences it).
+/// Encodes frames, and sound if asked, into a file with BT.709 tags (HEVC tagged hvc1, ProRes apcn). Frames and
+/// sound may come in any order of each other; each in its own order of time. One thread at a time. Destroyed
+/// unfinished, it removes the file. Does not print, but for what the container's library logs (Media/MediaLog.h
+/// silences it).
 class VideoWriter {
 public:
-    /// Replaces an existing file. Throws MediaError: cannotWrite, unsupported, encoderFailed.
+    /// Replaces an existing file. An automatic choice of encoder takes a graphics card if it encodes a few
+    /// pictures of this size well; one that was named and does not is `unsupported`. Throws MediaError:
+    /// cannotWrite, unsupported, encoderFailed.
     VideoWriter(const std::filesystem::path& file, const VideoSettings& video,
                 const std::optional<SoundSettings>& sound = std::nullopt);
     ~VideoWriter();
@@ -47,7 +59,7 @@ public:
     void write(const VideoFrame& frame, std::int64_t pts);
     /// `channels[c][0..frames)`, nominal -1...1; follows what was written before without a gap, from time 0.
     void writeSound(const float* const* channels, std::size_t frames);
-    /// Completes the file with its index at the front. Throws MediaError, and the file is removed.
+    /// Completes the file. Throws MediaError, and the file is removed.
     void finish();
 
 private:

@@ -22,9 +22,13 @@ inline constexpr int width = 160, height = 64;
     settings.codec = codec;
     settings.width = width;
     settings.height = height;
-    settings.speed = codec == VideoCodec::h264 ? "veryfast" : "ultrafast";  // both use B-frames
+    settings.speed = codec == VideoCodec::h264 ? "veryfast" : "ultrafast";  // x264 and x265 use B-frames
     settings.threads = 2;
     return settings;
+}
+
+[[nodiscard]] inline const char* nameOf(VideoCodec codec) {
+    return codec == VideoCodec::h264 ? "h264" : codec == VideoCodec::hevc ? "hevc" : "prores";
 }
 
 /// A picture that shows `number`. Its lower half changes all the time, so that every frame costs some bits.
@@ -42,6 +46,25 @@ inline constexpr int width = 160, height = 64;
     return frame;
 }
 
+/// The same picture at 10 bits with every chroma row doubled, for ProRes.
+[[nodiscard]] inline VideoFrame widened(const VideoFrame& frame) {
+    VideoFrame wide = VideoFrame::allocate(frame.width(), frame.height(), PixelFormat::yuv422p10);
+    for (int plane = 0; plane < 3; ++plane) {
+        const int columns = plane == 0 ? frame.width() : frame.width() / 2;
+        for (int y = 0; y < frame.height(); ++y) {
+            const std::uint8_t* from = frame.plane(plane) + (plane == 0 ? y : y / 2) * frame.stride(plane);
+            auto* to = reinterpret_cast<std::uint16_t*>(wide.mutablePlane(plane) + y * wide.stride(plane));
+            for (int x = 0; x < columns; ++x) to[x] = static_cast<std::uint16_t>(4 * from[x]);
+        }
+    }
+    return wide;
+}
+
+/// A numbered picture in the format that the codec takes.
+[[nodiscard]] inline VideoFrame numberedFor(VideoCodec codec, unsigned number) {
+    return codec == VideoCodec::prores ? widened(numbered(number)) : numbered(number);
+}
+
 [[nodiscard]] inline std::optional<unsigned> numberOf(const VideoFrame& frame) {
     return barCode::read(frame, {0, 0, width, height / 2});
 }
@@ -50,7 +73,7 @@ inline constexpr int width = 160, height = 64;
 inline void write(const std::filesystem::path& file, const std::vector<std::int64_t>& ticks,
                   const VideoSettings& how = settings()) {
     VideoWriter writer(file, how);
-    for (unsigned i = 0; i < ticks.size(); ++i) writer.write(numbered(i), ticks[i]);
+    for (unsigned i = 0; i < ticks.size(); ++i) writer.write(numberedFor(how.codec, i), ticks[i]);
     writer.finish();
 }
 

@@ -232,6 +232,9 @@ TEST_P(JoinedTracks, clickAndPictureStayTogetherToTheSample) {
     std::vector<std::int64_t> ticks = movies::steady(40, 11);
     ticks.push_back(490);
     movies::write(video, ticks, movies::settings(GetParam()));
+    const bool isMovie = GetParam() == VideoCodec::prores;  // whatever its name ends in
+    const Container container = isMovie ? Container::mov : Container::mp4;
+    const char* const tag = isMovie ? "apcn" : GetParam() == VideoCodec::hevc ? "hvc1" : "avc1";
     // Longer and shorter than the picture, and of the same length.
     for (const std::size_t frames : {100'000UL, 20'000UL, 40'000UL}) {
         SCOPED_TRACE(frames);
@@ -244,8 +247,8 @@ TEST_P(JoinedTracks, clickAndPictureStayTogetherToTheSample) {
         writeSound(sound, clicks);
         // Once from the sound alone, once from a file that has a picture too.
         const double end = 500.0 / 600;
-        Remuxer::mux(video, sound, folder / "once.mp4", end);
-        Remuxer::mux(video, folder / "once.mp4", folder / "twice.mp4", end);
+        Remuxer::mux(video, sound, folder / "once.mp4", end, container);
+        Remuxer::mux(video, folder / "once.mp4", folder / "twice.mp4", end, container);
         for (const char* name : {"once.mp4", "twice.mp4"}) {
             SCOPED_TRACE(name);
             const auto file = folder / name;
@@ -264,15 +267,16 @@ TEST_P(JoinedTracks, clickAndPictureStayTogetherToTheSample) {
             std::ifstream in(file, std::ios::binary);
             const std::string content(std::istreambuf_iterator<char>(in), {});
             EXPECT_LT(content.find("moov"), content.find("mdat"));
-            EXPECT_NE(content.find(GetParam() == VideoCodec::hevc ? "hvc1" : "avc1"), std::string::npos);
+            EXPECT_EQ(content.substr(4, 8), isMovie ? "ftypqt  " : "ftypisom");
+            EXPECT_NE(content.find(tag), std::string::npos);
+            EXPECT_NE(content.find(isMovie ? "colrnclc" : "colrnclx"), std::string::npos);
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, JoinedTracks, testing::Values(VideoCodec::h264, VideoCodec::hevc),
-                         [](const auto& instance) {
-                             return instance.param == VideoCodec::h264 ? "h264" : "hevc";
-                         });
+INSTANTIATE_TEST_SUITE_P(Codecs, JoinedTracks,
+                         testing::Values(VideoCodec::h264, VideoCodec::hevc, VideoCodec::prores),
+                         [](const auto& instance) { return movies::nameOf(instance.param); });
 
 TEST(VideoWriter, soundWrittenWithThePictureStaysWithIt) {
     const TemporaryFolder folder;

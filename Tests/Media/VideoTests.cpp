@@ -100,20 +100,29 @@ TEST_P(VideoFiles, aSteadyFileIsAsLongAsItsFramesAndTaggedForTheWeb) {
     const InputHandle input(opened);
     ASSERT_GE(avformat_find_stream_info(input.get(), nullptr), 0);
     AVStream& stream = *input->streams[0];
-    const bool isHevc = GetParam() == VideoCodec::hevc;
-    EXPECT_EQ(stream.codecpar->codec_tag, isHevc ? MKTAG('h', 'v', 'c', '1') : MKTAG('a', 'v', 'c', '1'));
+    const bool isProres = GetParam() == VideoCodec::prores;
+    EXPECT_EQ(stream.codecpar->codec_tag, isProres                         ? MKTAG('a', 'p', 'c', 'n')
+                                          : GetParam() == VideoCodec::hevc ? MKTAG('h', 'v', 'c', '1')
+                                                                           : MKTAG('a', 'v', 'c', '1'));
     EXPECT_EQ(stream.nb_frames, 150);
     EXPECT_EQ(stream.codecpar->color_primaries, AVCOL_PRI_BT709);
     EXPECT_EQ(stream.codecpar->color_trc, AVCOL_TRC_BT709);
     EXPECT_EQ(stream.codecpar->color_space, AVCOL_SPC_BT709);
     EXPECT_EQ(stream.codecpar->color_range, AVCOL_RANGE_MPEG);
+    const std::string content = contentOf(file);
+    EXPECT_LT(content.find("moov"), content.find("mdat"));
+    if (isProres) {
+        EXPECT_EQ(content.substr(4, 8), "ftypqt  ");
+        EXPECT_NE(content.find("colrnclc"), std::string::npos);
+        EXPECT_EQ(stream.codecpar->format, AV_PIX_FMT_YUV422P10LE);
+        EXPECT_EQ(stream.codecpar->field_order, AV_FIELD_PROGRESSIVE);
+        return;  // its quality is fixed, and every frame a key frame
+    }
     EXPECT_EQ(stream.codecpar->chroma_location, AVCHROMA_LOC_LEFT);
     for (int i = 0, lastKeyFrame = 0; i < avformat_index_get_entries_count(&stream); ++i) {
         if ((avformat_index_get_entry(&stream, i)->flags & AVINDEX_KEYFRAME) != 0) lastKeyFrame = i;
         EXPECT_LE(i - lastKeyFrame, 33);  // 30 as shown; up to 3 reordered ones may be stored behind the key frame
     }
-    const std::string content = contentOf(file);
-    EXPECT_LT(content.find("moov"), content.find("mdat"));
     // Both the bit stream and the container say how the colours are meant; the latter in a colr box.
     EXPECT_NE(content.find("colrnclx"), std::string::npos);
     // Small pictures keep to a rate only roughly: this catches a rate per tick instead of per frame.
@@ -149,10 +158,9 @@ TEST_P(VideoFiles, seekingGivesTheNewestFrameAtOrBeforeEachTime) {
     for (const double late : {1.7, 60.0, std::numeric_limits<double>::infinity()}) expectAt(late, 89);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, VideoFiles, testing::Values(VideoCodec::h264, VideoCodec::hevc),
-                         [](const auto& instance) {
-                             return instance.param == VideoCodec::h264 ? "h264" : "hevc";
-                         });
+INSTANTIATE_TEST_SUITE_P(Codecs, VideoFiles,
+                         testing::Values(VideoCodec::h264, VideoCodec::hevc, VideoCodec::prores),
+                         [](const auto& instance) { return movies::nameOf(instance.param); });
 
 // Colours
 

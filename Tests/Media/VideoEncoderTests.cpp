@@ -1,0 +1,254 @@
+#include "Media/FrameNumbers.h"
+#include "Media/MediaError.h"
+#include "Media/PixelBuffers.h"
+#include "Media/VideoReader.h"
+#include "Media/VideoWriter.h"
+#include "Tests/Media/Movies.h"
+#include "Tests/Media/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace lumenwhirl {
+namespace {
+
+using Kind = MediaError::Kind;
+
+std::string contentOf(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// ProRes
+
+/// Decodes the first picture as it is stored, which VideoReader would convert.
+FrameHandle firstPicture(const std::filesystem::path& file) {
+    AVFormatContext* opened = nullptr;
+    movies::check(avformat_open_input(&opened, file.c_str(), nullptr, nullptr));
+    const InputHandle input(opened);
+    movies::check(avformat_find_stream_info(input.get(), nullptr));
+    const CodecHandle codec(avcodec_alloc_context3(avcodec_find_decoder(input->streams[0]->codecpar->codec_id)));
+    movies::check(avcodec_parameters_to_context(codec.get(), input->streams[0]->codecpar));
+    movies::check(avcodec_open2(codec.get(), nullptr, nullptr));
+    const PacketHandle packet = makePacket();
+    movies::check(av_read_frame(input.get(), packet.get()));
+    movies::check(avcodec_send_packet(codec.get(), packet.get()));
+    movies::check(avcodec_send_packet(codec.get(), nullptr));
+    FrameHandle frame = makeFrame();
+    movies::check(avcodec_receive_frame(codec.get(), frame.get()));
+    return frame;
+}
+
+/// A picture of 10 bits whose codes come from `codeAt` (plane, x, y).
+VideoFrame painted(int width, int height, const std::function<int(int, int, int)>& codeAt) {
+    VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv422p10);
+    for (int plane = 0; plane < 3; ++plane) {
+        for (int y = 0; y < height; ++y) {
+            auto* row = reinterpret_cast<std::uint16_t*>(frame.mutablePlane(plane) + y * frame.stride(plane));
+            for (int x = 0; x < (plane == 0 ? width : width / 2); ++x)
+                row[x] = static_cast<std::uint16_t>(codeAt(plane, x, y));
+        }
+    }
+    return frame;
+}
+
+/// The largest difference in codes, and the root of the mean square, after ProRes of the first picture.
+std::pair<int, double> changeBy(const VideoFrame& frame) {
+    const TemporaryFolder folder;
+    VideoSettings settings = movies::settings(VideoCodec::prores);
+    settings.width = frame.width();
+    settings.height = frame.height();
+    {
+        VideoWriter writer(folder / "video.mov", settings);
+        for (int i = 0; i < 3; ++i) writer.write(frame, 10 * i);
+        writer.finish();
+    }
+    const FrameHandle back = firstPicture(folder / "video.mov");
+    EXPECT_EQ(back->format, AV_PIX_FMT_YUV422P10LE);
+    int largest = 0, count = 0;
+    double squares = 0;
+    for (int plane = 0; plane < 3; ++plane) {
+        for (int y = 0; y < frame.height(); ++y) {
+            const auto* was = reinterpret_cast<const std::uint16_t*>(frame.plane(plane) + y * frame.stride(plane));
+            const auto* is = reinterpret_cast<const std::uint16_t*>(back->data[plane] + y * back->linesize[plane]);
+            for (int x = 0; x < (plane == 0 ? frame.width() : frame.width() / 2); ++x, ++count) {
+                const int difference = std::abs(was[x] - is[x]);
+                largest = std::max(largest, difference);
+                squares += difference * difference;
+            }
+        }
+    }
+    return {largest, std::sqrt(squares / count)};
+}
+
+TEST(ProRes, keepsTenBitsAndAllChromaRows) {
+    // Slopes of less than an 8-bit step a pixel; chroma that differs from row to row, which 4:2:0 could not hold.
+    const auto slopes = painted(256, 64, [](int plane, int x, int y) {
+        if (plane == 0) return 300 + x;
+        return 400 + plane * 40 + (y % 2 == 0 ? 40 : 0);
+    });
+    EXPECT_LE(changeBy(slopes).first, 3);
+    // A picture of a size that is no multiple of its blocks.
+    EXPECT_LE(changeBy(painted(70, 34, [](int plane, int, int y) { return 400 + 50 * plane + 2 * y; })).first, 3);
+}
+
+TEST(ProRes, holdsPicturesFarBeyondItsNominalRate) {
+    // Noise over the whole range; and the sharpest checkerboard. 16 codes are 4 of the 256 of 8 bits.
+    std::uint32_t noise = 1;
+    const auto noisy = painted(320, 64, [&](int, int, int) {
+        noise = noise * 1664525U + 1013904223U;
+        return static_cast<int>(64 + (noise >> 8) % 877);
+    });
+    EXPECT_LT(changeBy(noisy).second, 16);
+    EXPECT_LT(changeBy(painted(320, 64,
+                               [](int plane, int x, int y) { return plane == 0 && (x + y) % 2 == 0 ? 940 : 64; }))
+                  .second,
+              16);
+}
+
+TEST(ProRes, isRefusedToGraphicsCards) {
+    const TemporaryFolder folder;
+    VideoSettings settings = movies::settings(VideoCodec::prores);
+    settings.encoder = EncoderChoice::nvenc;
+    EXPECT_THROW((VideoWriter{folder / "video.mov", settings}), MediaError);
+    EXPECT_TRUE(folder.isEmpty());
+    settings.encoder = EncoderChoice::automatic;
+    movies::write(folder / "video.mov", movies::steady(3, 10), settings);
+    EXPECT_EQ(VideoReader(folder / "video.mov").info().duration, 0.05);
+}
+
+// Where the index is
+
+TEST(VideoWriter, putsTheIndexWhereItIsToBe) {
+    const TemporaryFolder folder;
+    VideoSettings settings = movies::settings();
+    for (const IndexPlace place : {IndexPlace::front, IndexPlace::end}) {
+        settings.indexPlace = place;
+        movies::write(folder / "video.mp4", movies::steady(20, 10), settings);
+        const std::string content = contentOf(folder / "video.mp4");
+        EXPECT_EQ(content.find("moov") < content.find("mdat"), place == IndexPlace::front);
+        VideoReader reader(folder / "video.mp4");
+        unsigned count = 0;
+        while (const auto frame = reader.next()) EXPECT_EQ(movies::numberOf(*frame), count++);
+        EXPECT_EQ(count, 20U);
+    }
+}
+
+// Graphics cards. What follows holds with and without one.
+
+class EncoderChoices : public testing::TestWithParam<EncoderChoice> {};
+
+TEST_P(EncoderChoices, encodesExactlyOrSaysWhyNot) {
+    const TemporaryFolder folder;
+    const auto file = folder / "video.mp4";
+    // Large enough for cards, uneven in time.
+    constexpr int width = 640, height = 256;
+    std::vector<std::int64_t> ticks;
+    for (std::int64_t i = 0, at = 5; i < 40; ++i) ticks.push_back(at += 7 + (i * 5) % 9);
+    for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc}) {
+        SCOPED_TRACE(movies::nameOf(codec));
+        VideoSettings settings = movies::settings(codec);
+        settings.width = width;
+        settings.height = height;
+        settings.bitRate = 2'000'000;
+        settings.keyFrameInterval = 30;
+        settings.encoder = GetParam();
+        const bool isNamed = GetParam() != EncoderChoice::automatic && GetParam() != EncoderChoice::software;
+        const barCode::Area area{0, 0, width, height};
+        try {
+            VideoWriter writer(file, settings);
+            for (unsigned i = 0; i < ticks.size(); ++i) {
+                VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
+                barCode::fill(frame, 126);
+                barCode::paint(frame, i, area);
+                writer.write(frame, ticks[i]);
+            }
+            writer.finish();
+        } catch (const MediaError& error) {
+            const std::string message = error.what(), name(nameOf(GetParam()));
+            EXPECT_TRUE(isNamed) << message;
+            EXPECT_EQ(error.kind(), Kind::unsupported);
+            EXPECT_NE(message.find("video.mp4: the encoder " + name + " does not work on this machine ("),
+                      std::string::npos)
+                << message;
+            EXPECT_EQ(message.find('\n'), std::string::npos);
+            EXPECT_TRUE(folder.isEmpty());
+            continue;
+        }
+        VideoReader reader(file);
+        for (unsigned i = 0; i < ticks.size(); ++i) {
+            const auto frame = reader.next();
+            ASSERT_TRUE(frame);
+            EXPECT_EQ(barCode::read(*frame, area), i);
+            EXPECT_EQ(frame->time(), static_cast<double>(ticks[i]) / 600);
+        }
+        EXPECT_FALSE(reader.next());
+        std::filesystem::remove(file);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EncoderChoices, testing::ValuesIn(allEncoderChoices),
+                         [](const auto& instance) { return std::string(nameOf(instance.param)); });
+
+TEST(EncoderNames, leadBackToTheirChoice) {
+    for (const EncoderChoice choice : allEncoderChoices) EXPECT_EQ(encoderChoiceFromName(nameOf(choice)), choice);
+    for (const char* name : {"", "automatic", "NVENC", "libx264"}) EXPECT_FALSE(encoderChoiceFromName(name));
+}
+
+TEST(UploadedPictures, haveTheirChromaInterleaved) {
+    const FrameHandle planes = allocatePixels(6, 4, AV_PIX_FMT_YUV420P);
+    const FrameHandle pairs = allocatePixels(6, 4, AV_PIX_FMT_NV12);
+    const auto at = [](const AVFrame& frame, int plane, int x, int y) -> std::uint8_t& {
+        return frame.data[plane][y * frame.linesize[plane] + x];
+    };
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 6; ++x) at(*planes, 0, x, y) = static_cast<std::uint8_t>(10 * y + x);
+    for (int y = 0; y < 2; ++y) {
+        for (int x = 0; x < 3; ++x) {
+            at(*planes, 1, x, y) = static_cast<std::uint8_t>(100 + 10 * y + x);
+            at(*planes, 2, x, y) = static_cast<std::uint8_t>(200 + 10 * y + x);
+        }
+    }
+    copyAsNv12(*planes, *pairs);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 6; ++x) EXPECT_EQ(at(*pairs, 0, x, y), 10 * y + x);
+    for (int y = 0; y < 2; ++y) {
+        for (int x = 0; x < 6; ++x) EXPECT_EQ(at(*pairs, 1, x, y), (x % 2 == 0 ? 100 : 200) + 10 * y + x / 2);
+    }
+}
+
+TEST(FrameNumbers, givePacketsTheTimesOfTheirFramesInWhateverOrder) {
+    // Frames at uneven times, packets by twos as I0 P2 B1 P4 B3 ..., decoded one frame before they are shown.
+    const std::vector<std::int64_t> times = {7, 8, 30, 41, 42, 100, 130, 131, 140};
+    const std::vector<std::int64_t> order = {0, 2, 1, 4, 3, 6, 5, 8, 7};
+    FrameNumbers numbers(10);
+    const PacketHandle packet = makePacket();
+    std::size_t sent = 0;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        while (sent < std::min(times.size(), i + 3)) {
+            EXPECT_EQ(numbers.numberFor(times[sent]), static_cast<std::int64_t>(sent));
+            ++sent;
+        }
+        packet->pts = order[i];
+        packet->dts = static_cast<std::int64_t>(i) - 1;
+        ASSERT_TRUE(numbers.restore(*packet));
+        EXPECT_EQ(packet->pts, times[static_cast<std::size_t>(order[i])]);
+        EXPECT_EQ(packet->dts, i == 0 ? times[0] - 10 : times[i - 1]);
+    }
+    // What no frame has: a driver's mistake, not a crash.
+    for (const std::int64_t number : {std::int64_t{9}, std::int64_t{0}, std::int64_t{-3}}) {
+        packet->pts = packet->dts = number;
+        EXPECT_FALSE(numbers.restore(*packet));
+    }
+}
+
+}  // namespace
+}  // namespace lumenwhirl
