@@ -111,9 +111,10 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
         if (info.hasAudio) sound.emplace(recording, states.timeline(), destination);
         Rendered rendered;
         {
-            VideoWriter writer =
-                openWriter(video.path(), encoderSettings(options.preset, states.canvas(), fps, source.timeBase()),
-                           destination);
+            VideoSettings encoding = encoderSettings(options.preset, states.canvas(), fps, source.timeBase());
+            encoding.encoder = options.encoder;
+            if (sound) encoding.indexPlace = IndexPlace::end;  // joined with the sound, it comes to the front
+            VideoWriter writer = openWriter(video.path(), encoding, destination);
             FrameMaker<std::uint8_t> maker(states);
             rendered = runPipeline(source,
                                    {[&](const SourceFrames::Item& item) { return maker.make(item); },

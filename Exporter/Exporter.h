@@ -3,6 +3,7 @@
 #include "Compositor/Image.h"
 #include "Exporter/FrameStates.h"
 #include "Exporter/Preset.h"
+#include "Media/Encoders.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -34,6 +35,7 @@ private:
 
 struct Options {
     Preset preset = Preset::web;
+    EncoderChoice encoder = EncoderChoice::software;
     FrameStates::Zoom zoom = FrameStates::Zoom::asProject;
     /// Called after every frame, on one thread.
     std::function<void(Progress)> progress;

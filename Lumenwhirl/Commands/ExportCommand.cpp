@@ -35,6 +35,20 @@ ExportCommand::ExportCommand(CLI::App& parser) : Command(parser) {
             },
             "What the video is for: web (H.264) or social (HEVC); the project's own if left out")
         ->option_text("NAME");
+    parser
+        .add_option_function<std::string>(
+            "--encoder",
+            [this](const std::string& name) {
+                const auto choice = encoderChoiceFromName(name);
+                if (!choice)
+                    throw CLI::ValidationError("--encoder",
+                                               "\"" + name + "\" is none of auto, software, vaapi, nvenc, qsv");
+                encoder_ = *choice;
+            },
+            "What encodes H.264 and HEVC: software, or a graphics card by vaapi, nvenc or qsv; with auto, or left "
+            "out, "
+            "a card that can, else software")
+        ->option_text("NAME");
     parser.add_flag("--no-zoom", noZoom_, "Keep the camera still");
     parser
         .add_option_function<std::string>(
@@ -69,6 +83,7 @@ void ExportCommand::run() {
                .events = package.readEvents(),
                .project = std::move(project),
                .preset = preset,
+               .encoder = encoder_,
                .zoom = noZoom_ ? FrameStates::Zoom::off : FrameStates::Zoom::asProject,
                .destination = destination,
                .progress = progress_.empty() ? defaultProgressStyle() : *progressStyleFromName(progress_)},

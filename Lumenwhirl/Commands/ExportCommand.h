@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Lumenwhirl/Commands/Command.h"
+#include "Media/Encoders.h"
 
 #include <string>
 
@@ -14,6 +15,7 @@ public:
 
 private:
     std::string package_, output_, preset_, progress_;
+    EncoderChoice encoder_ = EncoderChoice::automatic;
     bool noZoom_ = false;
 };
 

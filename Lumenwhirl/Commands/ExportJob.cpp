@@ -10,6 +10,7 @@ void runExport(const ExportJob& job, Interruption& interruption) {
     bool hasListener = true;
     Exporter::Options options;
     options.preset = job.preset;
+    options.encoder = job.encoder;
     options.zoom = job.zoom;
     options.progress = [&](const Exporter::Progress& progress) {
         if (display.update(progress.framesDone, progress.totalFrames)) return;

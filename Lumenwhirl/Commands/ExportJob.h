@@ -4,6 +4,7 @@
 #include "Exporter/Preset.h"
 #include "Lumenwhirl/Commands/Interruption.h"
 #include "Lumenwhirl/Commands/ProgressDisplay.h"
+#include "Media/Encoders.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
 
 #include <filesystem>
@@ -16,6 +17,7 @@ struct ExportJob {
     EventLog events;
     ProjectSettings project;
     Preset preset = Preset::web;
+    EncoderChoice encoder = EncoderChoice::automatic;
     FrameStates::Zoom zoom = FrameStates::Zoom::asProject;
     std::filesystem::path destination;
     ProgressStyle progress = ProgressStyle::none;

@@ -114,6 +114,30 @@ TEST(ExportCommand, saysWhichPresetsItCannotWriteYet) {
                   ": export.preset: unknown preset \"cinema\"; known are web, social, prores, gif\n");
 }
 
+TEST(ExportCommand, encodesByWhatIsNamedOrSaysThatItDoesNotWorkHere) {
+    const TestFolder folder;
+    const std::string package = folder.makeRecording().url().string(), output = folder / "out.mp4";
+    const auto before = folder.contents();
+    for (const std::string encoder : {"auto", "software", "vaapi", "nvenc", "qsv"}) {
+        SCOPED_TRACE(encoder);
+        const Outcome outcome = Program::run({"export", package, "-o", output, "--encoder", encoder});
+        if (outcome.status == 0) {
+            EXPECT_EQ(outcome.errors, "");
+            EXPECT_EQ(framesIn(output), 30);
+            std::filesystem::remove(output);
+        } else {
+            EXPECT_TRUE(encoder != "auto" && encoder != "software");  // those work everywhere
+            EXPECT_EQ(outcome.status, 1);
+            EXPECT_EQ(outcome.errors.find("lumenwhirl: " + output + ": the encoder " + encoder +
+                                          " does not work on this machine ("),
+                      0U)
+                << outcome.errors;
+            EXPECT_EQ(outcome.errors.find('\n'), outcome.errors.size() - 1) << outcome.errors;
+        }
+        EXPECT_EQ(folder.contents(), before);
+    }
+}
+
 TEST(FrameCommand, writesAPictureOfTheCanvas) {
     const TestFolder folder;
     const LumenwhirlPackage package = folder.makeRecording();

@@ -38,6 +38,8 @@ TEST(Usage, whatIsNotOfferedIsStatus2WithOneLine) {
         {"export", package, "--preset", "vhs"},
         {"export", package, "--preset"},
         {"export", package, "--progress", "lots"},
+        {"export", package, "--encoder", "warp"},
+        {"export", package, "--encoder", ""},
         {"frame", package, "--at", "1"},
         {"frame", package, "-o", "frame.png"},
         {"inspect", package, "--at"},
