@@ -46,7 +46,7 @@ void OverlayTile<Sample>::assign(const ImageResampler& pixels, int width, int he
 
 template <class Sample>
 void OverlayTile<Sample>::draw(const StyledCanvas<Sample>& canvas, const Kernels& kernels, int x, int y,
-                               double opacity, const BasicPicture<Sample>& out) const {
+                               double opacity, const RowPairs& wanted, const BasicPicture<Sample>& out) const {
     const int strength = static_cast<int>(std::lround(std::clamp(opacity, 0.0, 1.0) * 256));
     if (strength == 0) return;
     for (int p = 0; p < 3; ++p) {
@@ -57,6 +57,7 @@ void OverlayTile<Sample>::draw(const StyledCanvas<Sample>& canvas, const Kernels
         const Span rows = canvas.rows(p);
         const int lastRow = std::min(rows.end, top + color.height);
         for (int row = std::max(rows.begin, top); row < lastRow; ++row) {
+            if (!wanted.containsRow<Sample>(p, row)) continue;
             const Span span = canvas.columns(p, row);
             const int begin = std::max(span.begin, left), end = std::min(span.end, left + color.width);
             if (begin >= end) continue;

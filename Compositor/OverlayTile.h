@@ -4,6 +4,7 @@
 #include "Compositor/ImageResampler.h"
 #include "Compositor/Kernels/Kernels.h"
 #include "Compositor/Picture.h"
+#include "Compositor/RowPairs.h"
 #include "Compositor/StyledCanvas.h"
 
 namespace lumenwhirl {
@@ -17,9 +18,10 @@ public:
     /// From resampled artwork of an even size; reuses memory.
     void assign(const ImageResampler& pixels, int width, int height);
 
-    /// Source-over at an opacity of 0...1, its top-left corner at even (x, y), only where `canvas` has video.
+    /// Source-over at an opacity of 0...1, its top-left corner at even (x, y), only where `canvas` has video, and
+    /// on those rows alone.
     void draw(const StyledCanvas<Sample>& canvas, const Kernels& kernels, int x, int y, double opacity,
-              const BasicPicture<Sample>& out) const;
+              const RowPairs& wanted, const BasicPicture<Sample>& out) const;
 
 private:
     void fit(int width, int height);

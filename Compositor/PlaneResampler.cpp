@@ -13,8 +13,9 @@ void PlaneResampler::setMap(Span columns, Span rows, Axis across, Axis down, int
 }
 
 template <class Sample>
-void PlaneResampler::run(const StyledCanvas<Sample>& canvas, int plane, Span rows, const Kernels& kernels,
-                         const PlaneView& source, const BasicPlane<Sample>& out, Scratch& scratch) const {
+void PlaneResampler::run(const StyledCanvas<Sample>& canvas, int plane, Span rows, const RowPairs& wanted,
+                         const RowPairs& overlaid, const Kernels& kernels, const PlaneView& source,
+                         const BasicPlane<Sample>& out, Scratch& scratch) const {
     if (columns_.count() <= 0) return;
     // Rows come several at a time, so some beyond the taps may be there before they are needed.
     constexpr int batch = Kernels::rowsAtOnce;
@@ -28,7 +29,7 @@ void PlaneResampler::run(const StyledCanvas<Sample>& canvas, int plane, Span row
     int loaded = -1;  // last source row in the ring
     for (int y = rows.begin; y < rows.end; ++y) {
         const Span span = canvas.columns(plane, y);
-        if (span.isEmpty()) continue;
+        if (span.isEmpty() || !wanted.containsRow<Sample>(plane, y)) continue;
         const int first = rows_.first(y - all.begin), last = first + rows_.taps() - 1;
         while (loaded < last) {
             const int start = std::max(loaded + 1, first);
@@ -45,12 +46,15 @@ void PlaneResampler::run(const StyledCanvas<Sample>& canvas, int plane, Span row
             scratch.taps[static_cast<std::size_t>(k)] = slot(first + k) + (span.begin - columns.begin);
         kernels.into<Sample>().blendRows(scratch.taps.data(), rows_.weights(y - all.begin), rows_.taps(),
                                          out.row(y) + span.begin, span.end - span.begin);
+        if (!overlaid.containsRow<Sample>(plane, y)) canvas.finishRow(plane, y, out.row(y));  // while it is near
     }
 }
 
-template void PlaneResampler::run(const StyledCanvas<std::uint8_t>&, int, Span, const Kernels&, const PlaneView&,
-                                  const BasicPlane<std::uint8_t>&, Scratch&) const;
-template void PlaneResampler::run(const StyledCanvas<std::uint16_t>&, int, Span, const Kernels&, const PlaneView&,
-                                  const BasicPlane<std::uint16_t>&, Scratch&) const;
+template void PlaneResampler::run(const StyledCanvas<std::uint8_t>&, int, Span, const RowPairs&, const RowPairs&,
+                                  const Kernels&, const PlaneView&, const BasicPlane<std::uint8_t>&,
+                                  Scratch&) const;
+template void PlaneResampler::run(const StyledCanvas<std::uint16_t>&, int, Span, const RowPairs&, const RowPairs&,
+                                  const Kernels&, const PlaneView&, const BasicPlane<std::uint16_t>&,
+                                  Scratch&) const;
 
 }  // namespace lumenwhirl

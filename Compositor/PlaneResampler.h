@@ -3,6 +3,7 @@
 #include "Compositor/AxisMap.h"
 #include "Compositor/Kernels/Kernels.h"
 #include "Compositor/Picture.h"
+#include "Compositor/RowPairs.h"
 #include "Compositor/StyledCanvas.h"
 
 #include <cstdint>
@@ -25,11 +26,18 @@ public:
         std::vector<std::int16_t> ring;  // resampled source rows, row r at r modulo their number
         std::vector<const std::int16_t*> taps;
     };
-    /// Fills the canvas's columns in `rows` of plane `plane` (one with the same geometry as the one set). Callable
-    /// from several threads, each with its own rows and scratch.
+    /// Which source rows output row `row` is made of.
+    [[nodiscard]] Span sourceRows(int row) const noexcept {
+        const int first = rows_.first(row - rows_.geometry().begin);
+        return {first, first + rows_.taps()};
+    }
+    /// Fills the canvas's columns in those of `rows` of plane `plane` (one with the same geometry as the one set)
+    /// that are wanted, and finishes them but for those still to be `overlaid`. Callable from several threads,
+    /// each with its own rows and scratch.
     template <class Sample>
-    void run(const StyledCanvas<Sample>& canvas, int plane, Span rows, const Kernels& kernels,
-             const PlaneView& source, const BasicPlane<Sample>& out, Scratch& scratch) const;
+    void run(const StyledCanvas<Sample>& canvas, int plane, Span rows, const RowPairs& wanted,
+             const RowPairs& overlaid, const Kernels& kernels, const PlaneView& source,
+             const BasicPlane<Sample>& out, Scratch& scratch) const;
 
 private:
     AxisMap columns_, rows_;

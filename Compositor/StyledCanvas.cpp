@@ -252,19 +252,18 @@ void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, double radius) {
             stroke.empty() || plane == 0 ? stroke : chromaCoverage<Sample>(stroke, width(), height());
         Mask& result = masks_[static_cast<std::size_t>(plane)];
         const BasicPlane<Sample> out = base_.mutableView().planes[static_cast<std::size_t>(plane)];
-        result.borderSample = static_cast<Sample>(
+        const auto borderSample = static_cast<Sample>(
             std::lround(PictureFormat<Sample>::unit * samples[static_cast<std::size_t>(plane)]));
         result.rows = {out.height, 0};
         result.columns = {out.width, 0};
-        // Groups neighbouring columns of [begin, end) whose coverage `wanted` accepts.
-        const auto collect = [](std::vector<Run>& runs, const std::uint8_t* coverage, Span span, auto&& wanted) {
-            for (int x = span.begin; x < span.end; ++x) {
-                if (!wanted(coverage[x])) continue;
-                Run run{x, {}};
-                for (; x < span.end && wanted(coverage[x]); ++x) run.coverage.push_back(coverage[x]);
-                runs.push_back(std::move(run));
-            }
+        const auto collect = [](Mixtures& mixtures, const std::uint8_t* row, Span span, auto&& wanted,
+                                auto&& with) {
+            for (int x = span.begin; x < span.end; ++x)
+                if (wanted(row[x])) mixtures.samples.push_back({x, with(x), row[x]});
+            mixtures.firstOfRow.push_back(mixtures.samples.size());
         };
+        result.edges.firstOfRow.push_back(0);
+        result.borders.firstOfRow.push_back(0);
         for (int y = 0; y < out.height; ++y) {
             const std::uint8_t* row =
                 mask.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(out.width);
@@ -277,20 +276,23 @@ void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, double radius) {
                                   std::max(result.columns.end, span.end)};
             }
             result.spans.push_back(span);
-            result.firstEdge.push_back(result.edges.size());
-            collect(result.edges, row, span, [](std::uint8_t c) { return c < 255; });
-            result.firstBorder.push_back(result.borders.size());
-            if (border.empty()) continue;
+            const Sample* base = out.row(y);
+            collect(
+                result.edges, row, span, [](std::uint8_t c) { return c < 255; }, [&](int x) { return base[x]; });
+            const auto borderAt = [&](int) { return borderSample; };
+            if (border.empty()) {
+                collect(
+                    result.borders, row, {}, [](std::uint8_t) { return false; }, borderAt);
+                continue;
+            }
             const std::uint8_t* line =
                 border.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(out.width);
-            collect(result.borders, line, span, [](std::uint8_t c) { return c > 0; });
+            collect(
+                result.borders, line, span, [](std::uint8_t c) { return c > 0; }, borderAt);
             // Beside the video's span no frame is ever drawn, so the border there belongs to the base.
             for (int x = 0; x < out.width; ++x)
-                if (x < span.begin || x >= span.end)
-                    out.row(y)[x] = mixed(out.row(y)[x], result.borderSample, line[x]);
+                if (x < span.begin || x >= span.end) out.row(y)[x] = mixed(out.row(y)[x], borderSample, line[x]);
         }
-        result.firstEdge.push_back(result.edges.size());
-        result.firstBorder.push_back(result.borders.size());
         if (result.rows.isEmpty()) result.rows = result.columns = {0, 0};
     }
 }
@@ -298,22 +300,8 @@ void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, double radius) {
 template <class Sample>
 void StyledCanvas<Sample>::finishRow(int plane, int row, Sample* out) const {
     const Mask& mask = maskOf(plane);
-    const auto y = static_cast<std::size_t>(row);
-    const Sample* base = base_.view().planes[static_cast<std::size_t>(plane)].row(row);
-    for (std::size_t i = mask.firstEdge[y]; i < mask.firstEdge[y + 1]; ++i) {
-        int x = mask.edges[i].begin;
-        for (const std::uint8_t coverage : mask.edges[i].coverage) {
-            out[x] = mixed(base[x], out[x], coverage);
-            ++x;
-        }
-    }
-    for (std::size_t i = mask.firstBorder[y]; i < mask.firstBorder[y + 1]; ++i) {
-        int x = mask.borders[i].begin;
-        for (const std::uint8_t coverage : mask.borders[i].coverage) {
-            out[x] = mixed(out[x], mask.borderSample, coverage);
-            ++x;
-        }
-    }
+    for (const auto& [x, base, coverage] : mask.edges.row(row)) out[x] = mixed(base, out[x], coverage);
+    for (const auto& [x, border, coverage] : mask.borders.row(row)) out[x] = mixed(out[x], border, coverage);
 }
 
 template class StyledCanvas<std::uint8_t>;

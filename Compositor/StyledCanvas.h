@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace lumenwhirl {
@@ -15,6 +16,7 @@ namespace lumenwhirl {
 struct Span {
     int begin = 0, end = 0;
     [[nodiscard]] bool isEmpty() const noexcept { return begin >= end; }
+    bool operator==(const Span&) const = default;
 };
 
 /// All of a finished frame that does not change from frame to frame: where the video lies, what is round it, and
@@ -48,18 +50,26 @@ public:
     void finishRow(int plane, int row, Sample* out) const;
 
 private:
-    /// Coverage of some neighbouring samples of a row.
-    struct Run {
-        int begin = 0;  // column
-        std::vector<std::uint8_t> coverage;
+    /// Samples to be mixed with another: `coverage` of 255 of what is drawn last is seen.
+    struct Mixtures {
+        struct Mixture {
+            int column = 0;
+            Sample with = 0;
+            std::uint8_t coverage = 0;
+        };
+        std::vector<Mixture> samples;         // by rows
+        std::vector<std::size_t> firstOfRow;  // in samples; and one past the last row's
+        [[nodiscard]] std::span<const Mixture> row(int y) const noexcept {
+            const auto i = static_cast<std::size_t>(y);
+            return {samples.data() + firstOfRow[i], samples.data() + firstOfRow[i + 1]};
+        }
     };
     /// Where a plane's samples are covered wholly, partly or not.
     struct Mask {
         Span rows, columns;
-        std::vector<Span> spans;                          // per row, coverage above 0
-        std::vector<Run> edges, borders;                  // by rows; edges: coverage below 255 inside the span
-        std::vector<std::size_t> firstEdge, firstBorder;  // of each row, and one past the last row's
-        Sample borderSample = 0;
+        std::vector<Span> spans;  // per row, coverage above 0
+        // With the base, which would otherwise be fetched from far away, and with the border.
+        Mixtures edges, borders;
     };
 
     [[nodiscard]] const Mask& maskOf(int plane) const noexcept { return masks_[std::size_t(plane)]; }

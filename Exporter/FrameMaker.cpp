@@ -27,23 +27,27 @@ VideoFrame FrameMaker<Sample>::make(const SourceFrames::Item& item) {
     FrameState state = states_.state(item.sourceTime);
     const bool isSame = last_ && item.frame.plane(0) == source_->plane(0) && state == state_;
     if (isSame) return *last_;
-    VideoFrame frame = unusedFrame();
-    compositor_.render(pictureOf(item.frame), state, mutablePictureOf<Sample>(frame));
+    Pooled& pooled = unusedFrame();
+    const std::optional<PictureView> before = source_ ? std::optional(pictureOf(*source_)) : std::nullopt;
+    compositor_.renderChanges(pictureOf(item.frame), before ? &*before : nullptr, state,
+                              mutablePictureOf<Sample>(pooled.frame), pooled.drawn);
     source_ = item.frame;  // kept, so that its memory is not another frame's meanwhile
     state_ = std::move(state);
-    last_ = frame;
-    return frame;
+    last_ = pooled.frame;
+    return pooled.frame;
 }
 
 template <class Sample>
-VideoFrame FrameMaker<Sample>::unusedFrame() {
-    const auto free = std::ranges::find_if(pool_, [](const VideoFrame& frame) { return frame.isUnshared(); });
+typename FrameMaker<Sample>::Pooled& FrameMaker<Sample>::unusedFrame() {
+    const auto free = std::ranges::find_if(pool_, [](const Pooled& pooled) { return pooled.frame.isUnshared(); });
     if (free != pool_.end()) return *free;
     const Size canvas = states_.canvas();
-    VideoFrame& frame = pool_.emplace_back(VideoFrame::allocate(
-        static_cast<int>(canvas.width), static_cast<int>(canvas.height), pixelFormatOf<Sample>));
-    compositor_.drawBase(mutablePictureOf<Sample>(frame));
-    return frame;
+    Pooled& pooled =
+        pool_.emplace_back(VideoFrame::allocate(static_cast<int>(canvas.width), static_cast<int>(canvas.height),
+                                                pixelFormatOf<Sample>),
+                           0);
+    compositor_.drawBase(mutablePictureOf<Sample>(pooled.frame));
+    return pooled;
 }
 
 template class FrameMaker<std::uint8_t>;

@@ -5,8 +5,9 @@
 #include "Exporter/SourceFrames.h"
 #include "Media/VideoFrame.h"
 
+#include <cstdint>
+#include <deque>
 #include <optional>
-#include <vector>
 
 namespace lumenwhirl {
 
@@ -22,11 +23,15 @@ public:
     [[nodiscard]] VideoFrame make(const SourceFrames::Item& item);
 
 private:
-    [[nodiscard]] VideoFrame unusedFrame();
+    struct Pooled {
+        VideoFrame frame;
+        std::int64_t drawn = 0;  // what it shows, as the compositor counts
+    };
+    [[nodiscard]] Pooled& unusedFrame();
 
     const FrameStates& states_;
     BasicFrameCompositor<Sample> compositor_;
-    std::vector<VideoFrame> pool_;
+    std::deque<Pooled> pool_;
     std::optional<VideoFrame> source_, last_;
     FrameState state_;
 };

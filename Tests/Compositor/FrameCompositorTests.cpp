@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 
@@ -439,6 +440,78 @@ TEST(FrameCompositor, aUsedFrameIsAsGoodAsAFreshOne) {
             compositor.render(frame.view(), state, used.mutableView());
         }
         expectSame(used, finished(frame, style, {400, 300}, state));
+    }
+}
+
+// Rows that a used frame shows already are left alone; what comes out must not tell. The film has still and
+// changing stretches, a camera that rests and moves, overlays that come, stay, move and go, and frames that wait
+// their turn.
+template <class Sample>
+void expectChangesDrawn(unsigned seed, int threads) {
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const Size canvas{420, 320};
+    const RenderStyle style = randomStyle(random);
+    BasicFrameCompositor<Sample> compositor(threads), whole;
+    compositor.prepareStyle(style, canvas, {320, 200});
+    whole.prepareStyle(style, canvas, {320, 200});
+    PictureBuffer<Sample> expected(420, 320);
+    whole.drawBase(expected.mutableView());
+    struct Used {
+        PictureBuffer<Sample> picture{420, 320};
+        std::int64_t drawn = 0;
+    };
+    std::array<Used, 3> frames;
+    for (Used& used : frames) compositor.drawBase(used.picture.mutableView());
+
+    Picture source = testing::noisePicture(320, 200, seed), before = source;
+    FrameState state = randomState(random, {320, 200});
+    bool hasBefore = false;
+    for (int i = 0; i < 40; ++i) {
+        SCOPED_TRACE(i);
+        if (random() % 2 == 0) {  // one sample of one plane changes
+            const auto plane = source.mutableView().planes[random() % 3];
+            plane.row(static_cast<int>(
+                random() % static_cast<unsigned>(plane.height)))[random() % static_cast<unsigned>(plane.width)] ^=
+                0x55;
+        }
+        const FrameState other = randomState(random, {320, 200});
+        switch (random() % 8) {
+            case 0:
+                state = other;
+                break;
+            case 1:
+                state.camera = other.camera;
+                break;
+            case 2:
+                state.cursor = other.cursor;
+                break;
+            case 3:
+                state.caption = other.caption;
+                break;
+            case 4:
+                state.keystrokes = other.keystrokes;
+                break;
+            default:
+                break;  // stays
+        }
+        const bool isLost = random() % 10 == 0;  // the frame before is not at hand any more
+        const PictureView last = before.view();
+        Used& used = frames[random() % frames.size()];
+        compositor.renderChanges(source.view(), hasBefore && !isLost ? &last : nullptr, state,
+                                 used.picture.mutableView(), used.drawn);
+        whole.render(source.view(), state, expected.mutableView());
+        expectSame(used.picture, expected);
+        if (::testing::Test::HasFatalFailure()) return;
+        before = source;
+        hasBefore = true;
+    }
+}
+
+TEST(FrameCompositor, changesAloneMakeTheSameFrames) {
+    for (unsigned seed = 0; seed < 6; ++seed) {
+        expectChangesDrawn<std::uint8_t>(seed, seed % 2 == 0 ? 1 : 3);
+        expectChangesDrawn<std::uint16_t>(seed, 1);
     }
 }
 
