@@ -192,4 +192,15 @@ void write(const std::filesystem::path& sound, const EditTimeline& timeline,
     if (!stop.stop_requested()) writer.finish();
 }
 
+void encode(const std::filesystem::path& sound, const std::filesystem::path& destination, std::stop_token stop) {
+    AudioReader reader(sound);
+    AudioWriter writer(destination, reader.sampleRate(), reader.channels());
+    AudioBuffer buffer;
+    while (reader.read(buffer, blockFrames)) {
+        if (stop.stop_requested()) return;
+        writer.write(buffer);
+    }
+    writer.finish();
+}
+
 }  // namespace lumenwhirl::AudioEdit

@@ -14,4 +14,8 @@ namespace lumenwhirl::AudioEdit {
 void write(const std::filesystem::path& sound, const EditTimeline& timeline,
            const std::filesystem::path& destination, std::stop_token stop = {});
 
+/// Writes an M4A with all the sound as it is. Throws MediaError; a stop as above.
+void encode(const std::filesystem::path& sound, const std::filesystem::path& destination,
+            std::stop_token stop = {});
+
 }  // namespace lumenwhirl::AudioEdit

@@ -2,6 +2,7 @@
 
 #include "Exporter/AudioEdit.h"
 #include "Exporter/AudioNormalizer.h"
+#include "Media/Remuxer.h"
 
 #include <system_error>
 #include <utility>
@@ -23,7 +24,13 @@ BackgroundSound::BackgroundSound(const std::filesystem::path& recording, const E
 
 void BackgroundSound::make(const std::stop_token& stop) {
     louder_ = AudioNormalizer::normalizedCopy(recording_, std::nullopt, stop);
-    if (!timeline_.isIdentity()) AudioEdit::write(louder_.value_or(recording_), timeline_, edited_.path(), stop);
+    if (!timeline_.isIdentity()) {
+        AudioEdit::write(louder_.value_or(recording_), timeline_, edited_.path(), stop);
+        isEdited_ = true;
+    } else if (!louder_ && !Remuxer::canCopySound(recording_)) {
+        AudioEdit::encode(recording_, edited_.path(), stop);
+        isEdited_ = true;
+    }
 }
 
 BackgroundSound::~BackgroundSound() {
@@ -39,7 +46,7 @@ const std::filesystem::path& BackgroundSound::file(std::stop_token stop) {
         worker_.join();
     }
     if (failure_) std::rethrow_exception(failure_);
-    if (!timeline_.isIdentity()) return edited_.path();
+    if (isEdited_) return edited_.path();
     return louder_ ? *louder_ : recording_;
 }
 

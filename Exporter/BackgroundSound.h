@@ -11,8 +11,9 @@
 
 namespace lumenwhirl {
 
-/// The sound of an export, made on a thread of its own while the picture is encoded: raised to a good level, then
-/// cut and re-timed as the edit says. Destroyed early, it stops; it leaves no file either way.
+/// The sound of an export, made on a thread of its own while the picture is encoded: raised to a good level, cut
+/// and re-timed as the edit says, and encoded anew where it cannot be copied. Destroyed early, it stops; it leaves
+/// no file either way.
 class BackgroundSound {
 public:
     /// `timeline` must outlive this. Files in the making stand beside `destination`.
@@ -36,6 +37,7 @@ private:
     const EditTimeline& timeline_;
     std::optional<std::filesystem::path> louder_;
     TemporaryFile edited_;
+    bool isEdited_ = false;
     std::exception_ptr failure_;
     std::jthread worker_;  // last: joined before what it uses goes away
 };

@@ -15,6 +15,9 @@ using RubberBand::RubberBandStretcher;
 constexpr RubberBandStretcher::Options options =
     RubberBandStretcher::OptionProcessRealTime | RubberBandStretcher::OptionEngineFiner |
     RubberBandStretcher::OptionThreadingNever | RubberBandStretcher::OptionChannelsTogether;
+// The sample rates that the library is made for; beyond, it warns on standard error. The rate only says how long
+// its windows are in seconds.
+constexpr int lowestRate = 8000, highestRate = 192'000;
 constexpr std::size_t mostInput = 4096;  // at once
 // Of the output of one input block. The library (3.1) has room for eight input blocks, and silently leaves out
 // what does not fit.
@@ -36,8 +39,8 @@ struct TimeStretcher::State {
     std::size_t toDrop;  // output before the first input sample that counts
 
     State(int sampleRate, int channelCount, double rate, std::size_t lead)
-        : stretcher(static_cast<std::size_t>(sampleRate), static_cast<std::size_t>(channelCount), options,
-                    1 / rate),
+        : stretcher(static_cast<std::size_t>(std::clamp(sampleRate, lowestRate, highestRate)),
+                    static_cast<std::size_t>(channelCount), options, 1 / rate),
           channels(static_cast<std::size_t>(channelCount)),
           blockFrames(std::min(mostInput, static_cast<std::size_t>(mostOutput * rate))) {
         stretcher.setMaxProcessSize(mostInput);

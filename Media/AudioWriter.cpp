@@ -1,49 +1,149 @@
 #include "Media/AudioWriter.h"
 
+#include "Media/MediaError.h"
 #include "Media/OutputFile.h"
 #include "Media/SoundEncoder.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstdint>
 #include <optional>
 #include <vector>
 
+extern "C" {
+#include <libavutil/channel_layout.h>
+#include <libavutil/mathematics.h>
+}
+
 namespace lumenwhirl {
+namespace {
+
+/// The mean of the channels, sample by sample.
+AudioBuffer mixed(const AudioBuffer& buffer) {
+    AudioBuffer mix{{buffer.channels.front()}};
+    std::vector<float>& sum = mix.channels.front();
+    for (std::size_t c = 1; c < buffer.channels.size(); ++c)
+        for (std::size_t i = 0; i < sum.size(); ++i) sum[i] += buffer.channels[c][i];
+    for (float& sample : sum) sample /= static_cast<float>(buffer.channels.size());
+    return mix;
+}
+
+template <class Sample, class Buffer>
+std::vector<Sample*> planesOf(Buffer& buffer) {
+    std::vector<Sample*> planes;
+    for (auto& channel : buffer.channels) planes.push_back(channel.data());
+    return planes;
+}
+
+}  // namespace
 
 struct AudioWriter::State {
-    State(const std::filesystem::path& file, int sampleRate, int channels) {
-        output.emplace(file, "ipod");
-        encoder.emplace(*output, SoundSettings{.sampleRate = sampleRate,
-                                               .channels = channels,
-                                               .bitRate = std::int64_t{96'000} * (channels + 1)});
-        // How long the track plays is told in these units: in samples, so that its end is exact.
-        Dictionary options{{"movie_timescale", std::to_string(sampleRate)}};
-        output->start(options);
-    }
+    State(const std::filesystem::path& file, int sampleRate, int channelCount);
 
+    void write(const AudioBuffer& buffer);
+    void finish();
+    void resample(const AudioBuffer* buffer, AudioBuffer& resampled);
+    void encode(const AudioBuffer& buffer);
+    void check(int result) const;
+
+    int inputRate, channels, rate;  // of what is given; of the file
+    bool mixes;
     std::optional<OutputFile> output;
     std::optional<SoundEncoder> encoder;
-    std::vector<const float*> planes;
+    ResamplerHandle resampler;            // where the rates differ
+    std::int64_t taken = 0, written = 0;  // samples, at each one's rate
 };
 
-AudioWriter::AudioWriter(const std::filesystem::path& file, int sampleRate, int channels)
-    : state_(std::make_unique<State>(file, sampleRate, channels)) {
-    state_->planes.resize(static_cast<std::size_t>(channels));
+AudioWriter::State::State(const std::filesystem::path& file, int sampleRate, int channelCount)
+    : inputRate(sampleRate),
+      channels(channelCount <= SoundEncoder::mostChannels ? channelCount : 1),
+      rate(sampleRate > 0 ? SoundEncoder::rateFor(sampleRate) : sampleRate),
+      mixes(channels != channelCount) {
+    output.emplace(file, "ipod");
+    encoder.emplace(
+        *output,
+        SoundSettings{.sampleRate = rate, .channels = channels, .bitRate = std::int64_t{96'000} * (channels + 1)});
+    if (rate != inputRate) {
+        AVChannelLayout layout{};
+        av_channel_layout_default(&layout, channels);
+        SwrContext* made = nullptr;
+        const int result = swr_alloc_set_opts2(&made, &layout, AV_SAMPLE_FMT_FLTP, rate, &layout,
+                                               AV_SAMPLE_FMT_FLTP, inputRate, 0, nullptr);
+        resampler.reset(made);
+        av_channel_layout_uninit(&layout);
+        check(result);
+        check(swr_init(resampler.get()));
+    }
+    // How long the track plays is told in these units: in samples, so that its end is exact.
+    Dictionary options{{"movie_timescale", std::to_string(rate)}};
+    output->start(options);
 }
+
+void AudioWriter::State::check(int result) const {
+    if (orOutOfMemory(result) >= 0) return;
+    throw MediaError(MediaError::Kind::unsupported, output->path(),
+                     "cannot resample the sound: " + reasonFor(result));
+}
+
+void AudioWriter::State::write(const AudioBuffer& buffer) {
+    if (mixes && buffer.channels.size() > 1) return write(mixed(buffer));
+    assert(buffer.channels.size() == static_cast<std::size_t>(channels));
+    if (!resampler) return encode(buffer);
+    taken += static_cast<std::int64_t>(buffer.frames());
+    AudioBuffer resampled;
+    resample(&buffer, resampled);
+    encode(resampled);
+}
+
+/// What the resampler has ready after `buffer`; without one, all that is left.
+void AudioWriter::State::resample(const AudioBuffer* buffer, AudioBuffer& resampled) {
+    const int count = buffer ? static_cast<int>(buffer->frames()) : 0;
+    const int room = swr_get_out_samples(resampler.get(), count);
+    check(room);
+    resampled.channels.assign(static_cast<std::size_t>(channels),
+                              std::vector<float>(static_cast<std::size_t>(room)));
+    auto to = planesOf<float>(resampled);
+    std::vector<const float*> from;
+    if (buffer) from = planesOf<const float>(*buffer);
+    const int got = swr_convert(resampler.get(), reinterpret_cast<std::uint8_t**>(to.data()), room,
+                                buffer ? reinterpret_cast<const std::uint8_t**>(from.data()) : nullptr, count);
+    check(got);
+    for (auto& channel : resampled.channels) channel.resize(static_cast<std::size_t>(got));
+}
+
+void AudioWriter::State::encode(const AudioBuffer& buffer) {
+    const auto planes = planesOf<const float>(buffer);
+    encoder->write(planes.data(), buffer.frames());
+    written += static_cast<std::int64_t>(buffer.frames());
+}
+
+void AudioWriter::State::finish() {
+    if (resampler) {
+        // The resampler ends some samples early or late; the length is to be what was given.
+        AudioBuffer rest;
+        resample(nullptr, rest);
+        const std::int64_t missing = av_rescale(taken, rate, inputRate) - written;
+        for (auto& channel : rest.channels)
+            channel.resize(static_cast<std::size_t>(std::max<std::int64_t>(0, missing)));
+        encode(rest);
+    }
+    encoder->finish();
+    output->finish();
+}
+
+AudioWriter::AudioWriter(const std::filesystem::path& file, int sampleRate, int channels)
+    : state_(std::make_unique<State>(file, sampleRate, channels)) {}
 AudioWriter::~AudioWriter() = default;
 AudioWriter::AudioWriter(AudioWriter&&) noexcept = default;
 AudioWriter& AudioWriter::operator=(AudioWriter&&) noexcept = default;
 
 void AudioWriter::write(const AudioBuffer& buffer) {
-    assert(buffer.channels.size() == state_->planes.size());
-    for (std::size_t c = 0; c < state_->planes.size(); ++c) state_->planes[c] = buffer.channels[c].data();
-    state_->encoder->write(state_->planes.data(), buffer.frames());
+    state_->write(buffer);
 }
 
 void AudioWriter::finish() {
     try {
-        state_->encoder->finish();
-        state_->output->finish();
+        state_->finish();
     } catch (...) {
         state_->encoder.reset();
         state_->output.reset();  // removes the file

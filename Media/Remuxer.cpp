@@ -244,4 +244,19 @@ void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
     output.finish();
 }
 
+bool canCopySound(const std::filesystem::path& sound) {
+    const InputFile input(sound, AVMEDIA_TYPE_AUDIO);
+    switch (
+        streamOf(input, AVMEDIA_TYPE_AUDIO, MediaError::Kind::noAudioTrack, "no sound track").codecpar->codec_id) {
+        case AV_CODEC_ID_AAC:
+        case AV_CODEC_ID_ALAC:
+        case AV_CODEC_ID_MP3:
+        case AV_CODEC_ID_AC3:
+        case AV_CODEC_ID_EAC3:
+            return true;
+        default:
+            return false;
+    }
+}
+
 }  // namespace lumenwhirl::Remuxer

@@ -17,4 +17,8 @@ void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
          const std::filesystem::path& destination, std::optional<double> videoEnd = std::nullopt,
          Container container = Container::mp4);
 
+/// Whether the first audio track of `sound` can be copied so that common players take it; else it must be encoded
+/// first. Throws MediaError: cannotOpen, noAudioTrack.
+[[nodiscard]] bool canCopySound(const std::filesystem::path& sound);
+
 }  // namespace lumenwhirl::Remuxer

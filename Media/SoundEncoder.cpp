@@ -15,20 +15,25 @@ namespace lumenwhirl {
 namespace {
 
 /// ISO/IEC 14496-3, table 1.18: the sampling frequencies AAC has an index for.
-constexpr std::array aacRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
-                                 22050, 16000, 12000, 11025, 8000,  7350};
+constexpr std::array aacRates = {7350,  8000,  11025, 12000, 16000, 22050, 24000,
+                                 32000, 44100, 48000, 64000, 88200, 96000};
 
 }  // namespace
+
+int SoundEncoder::rateFor(int sampleRate) noexcept {
+    const auto found = std::lower_bound(aacRates.begin(), aacRates.end(), sampleRate);
+    return found != aacRates.end() ? *found : aacRates.back();
+}
 
 SoundEncoder::SoundEncoder(OutputFile& output, const SoundSettings& settings)
     : output_(output), stream_(output.addStream()) {
     const auto fail = [&](MediaError::Kind kind, const std::string& problem) {
         throw MediaError(kind, output.path(), problem);
     };
-    if (std::find(aacRates.begin(), aacRates.end(), settings.sampleRate) == aacRates.end()) {
+    if (rateFor(settings.sampleRate) != settings.sampleRate) {
         fail(MediaError::Kind::unsupported, "AAC has no sample rate of " + std::to_string(settings.sampleRate));
     }
-    if (settings.channels < 1 || settings.channels > 8) {
+    if (settings.channels < 1 || settings.channels > mostChannels) {
         fail(MediaError::Kind::unsupported, "AAC cannot hold " + std::to_string(settings.channels) + " channels");
     }
     const AVCodec* encoder = avcodec_find_encoder_by_name("aac");

@@ -12,6 +12,10 @@ namespace lumenwhirl {
 /// family stores in the edit list.
 class SoundEncoder {
 public:
+    static constexpr int mostChannels = 8;
+    /// The lowest sample rate AAC has that is not below `sampleRate`, else its highest: 96 kHz.
+    [[nodiscard]] static int rateFor(int sampleRate) noexcept;
+
     /// Adds the track; to be made before output.start(). Throws MediaError (unsupported, encoderFailed).
     SoundEncoder(OutputFile& output, const SoundSettings& settings);
 

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "Media/FFmpegHandles.h"
+#include "Media/InputFile.h"
+#include "Media/OutputFile.h"
+#include "Tests/Media/Movies.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <span>
+
+extern "C" {
+#include <libavutil/channel_layout.h>
+}
+
+namespace lumenwhirl::foreignSound {
+
+/// Sound of a kind that this program does not record.
+struct Kind {
+    const char* encoder = "aac";
+    AVSampleFormat format = AV_SAMPLE_FMT_FLTP;  // one that the encoder takes
+    int sampleRate = 48000, channels = 2;
+    double start = 0;  // of the track, seconds
+};
+
+/// Encodes the same samples, at the kind's rate, into every channel of a track of `output`.
+class Track {
+public:
+    Track(OutputFile& output, const Kind& kind) : output_(output), kind_(kind), stream_(output.addStream()) {
+        const AVCodec* encoder = avcodec_find_encoder_by_name(kind.encoder);
+        codec_.reset(avcodec_alloc_context3(encoder));
+        codec_->sample_fmt = kind.format;
+        codec_->sample_rate = kind.sampleRate;
+        codec_->time_base = {1, kind.sampleRate};
+        codec_->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
+        codec_->log_level_offset = AV_LOG_TRACE;
+        if (codec_->codec_id == AV_CODEC_ID_AAC) codec_->bit_rate = std::int64_t{96'000} * (kind.channels + 1);
+        av_channel_layout_default(&codec_->ch_layout, kind.channels);
+        if ((output.context().oformat->flags & AVFMT_GLOBALHEADER) != 0)
+            codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+        movies::check(avcodec_open2(codec_.get(), encoder, nullptr));
+        stream_.time_base = codec_->time_base;
+        movies::check(avcodec_parameters_from_context(stream_.codecpar, codec_.get()));
+        SwrContext* made = nullptr;
+        movies::check(swr_alloc_set_opts2(&made, &codec_->ch_layout, kind.format, kind.sampleRate,
+                                          &codec_->ch_layout, AV_SAMPLE_FMT_FLTP, kind.sampleRate, 0, nullptr));
+        converter_.reset(made);
+        movies::check(swr_init(converter_.get()));
+    }
+
+    void write(std::span<const float> samples) {
+        const std::size_t most = codec_->frame_size > 0 ? static_cast<std::size_t>(codec_->frame_size) : 1024;
+        for (std::size_t done = 0; done < samples.size(); done += most)
+            encode(samples.subspan(done, std::min(most, samples.size() - done)), done);
+        movies::check(avcodec_send_frame(codec_.get(), nullptr));
+        takePackets();
+    }
+
+private:
+    void encode(std::span<const float> samples, std::size_t position) {
+        const FrameHandle frame = makeFrame();
+        frame->format = kind_.format;
+        frame->sample_rate = kind_.sampleRate;
+        frame->nb_samples = static_cast<int>(samples.size());
+        frame->pts =
+            static_cast<std::int64_t>(position + static_cast<std::size_t>(kind_.start * kind_.sampleRate));
+        movies::check(av_channel_layout_copy(&frame->ch_layout, &codec_->ch_layout));
+        movies::check(av_frame_get_buffer(frame.get(), 0));
+        const std::vector<const float*> planes(static_cast<std::size_t>(kind_.channels), samples.data());
+        const auto** from = reinterpret_cast<const std::uint8_t**>(const_cast<const float**>(planes.data()));
+        movies::check(
+            swr_convert(converter_.get(), frame->extended_data, frame->nb_samples, from, frame->nb_samples));
+        movies::check(avcodec_send_frame(codec_.get(), frame.get()));
+        takePackets();
+    }
+    void takePackets() {
+        const PacketHandle packet = makePacket();
+        while (avcodec_receive_packet(codec_.get(), packet.get()) >= 0) {
+            packet->stream_index = stream_.index;
+            av_packet_rescale_ts(packet.get(), codec_->time_base, stream_.time_base);
+            output_.write(*packet);
+        }
+    }
+
+    OutputFile& output_;
+    Kind kind_;
+    AVStream& stream_;
+    CodecHandle codec_;
+    ResamplerHandle converter_;
+};
+
+/// Writes `file` with the picture of another one and sound of that kind; a QuickTime file holds nearly all.
+inline void write(const std::filesystem::path& file, const std::filesystem::path& picture, const Kind& kind,
+                  std::span<const float> samples, const char* container = "mov") {
+    InputFile input(picture, AVMEDIA_TYPE_VIDEO);
+    const AVStream& from = *input.firstStream(AVMEDIA_TYPE_VIDEO);
+    OutputFile output(file, container);
+    output.context().strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
+    AVStream& to = output.addStream();
+    movies::check(avcodec_parameters_copy(to.codecpar, from.codecpar));
+    to.codecpar->codec_tag = 0;
+    to.time_base = from.time_base;
+    to.avg_frame_rate = from.avg_frame_rate;
+    Track sound(output, kind);
+    Dictionary none;
+    output.start(none);
+    const PacketHandle packet = makePacket();
+    while (input.read(*packet)) {
+        packet->stream_index = to.index;
+        av_packet_rescale_ts(packet.get(), from.time_base, to.time_base);
+        output.write(*packet);
+    }
+    sound.write(samples);
+    output.finish();
+}
+
+}  // namespace lumenwhirl::foreignSound
