@@ -16,6 +16,12 @@ extern "C" {
 namespace lumenwhirl {
 namespace {
 
+constexpr int highestRate = 1'000'000;  // Hz; converters give up to 768 kHz
+// Seconds: longer than anybody records. A file with a damaged time must not be silent for years.
+constexpr std::int64_t longestSilence = 2 * 24 * 60 * 60;
+// Samples; no real time is near it, and sums of two do not overflow.
+constexpr std::int64_t farthest = std::int64_t{1} << 60;
+
 AVStream& audioStreamOf(const InputFile& input) {
     AVStream* stream = input.firstStream(AVMEDIA_TYPE_AUDIO);
     if (!stream) throw MediaError(MediaError::Kind::noAudioTrack, input.path(), "no sound track");
@@ -57,12 +63,13 @@ AudioReader::State::State(const std::filesystem::path& file)
         sampleRate = ahead->sample_rate;
         channels = ahead->ch_layout.nb_channels;
     }
-    if (sampleRate <= 0 || channels <= 0) {
-        throw MediaError(MediaError::Kind::unsupported, file, "the sound track has no sample rate or no channels");
+    if (sampleRate <= 0 || sampleRate > highestRate || channels <= 0) {
+        throw MediaError(MediaError::Kind::unsupported, file,
+                         "the sound track has no sample rate that makes sense, or no channels");
     }
-    constexpr std::int64_t day = 24 * 60 * 60;
     const std::int64_t duration = input.context().duration;
-    latestStart = (duration > 0 ? duration / AV_TIME_BASE + 1 : day) * sampleRate;
+    latestStart =
+        (duration > 0 ? std::min(duration / AV_TIME_BASE + 1, longestSilence) : longestSilence) * sampleRate;
 }
 
 void AudioReader::State::decodeAhead(FrameHandle unused) {
@@ -87,9 +94,11 @@ bool AudioReader::State::advance() {
                          "the sound changes its sample rate or channels");
     }
     const std::int64_t stamp = current->pts != AV_NOPTS_VALUE ? current->pts : current->best_effort_timestamp;
-    const std::int64_t start = stamp == AV_NOPTS_VALUE
-                                   ? position
-                                   : av_rescale_q(stamp, decoder.stream().time_base, AVRational{1, sampleRate});
+    const AVRational tick{1, sampleRate};
+    const std::int64_t start =
+        stamp == AV_NOPTS_VALUE
+            ? position
+            : std::clamp(av_rescale_q(stamp, decoder.stream().time_base, tick), -farthest, farthest);
     if (!ahead && !failure) trimEnd(start);
     if (current->format != AV_SAMPLE_FMT_FLTP) toPlanarFloat();
     place(start);
@@ -101,7 +110,7 @@ void AudioReader::State::trimEnd(std::int64_t start) {
     const AVStream& stream = decoder.stream();
     if (decoder.endOfPackets() == AV_NOPTS_VALUE || av_cmp_q(stream.time_base, AVRational{1, sampleRate}) != 0)
         return;
-    const std::int64_t length = decoder.endOfPackets() - start;
+    const std::int64_t length = std::min(decoder.endOfPackets(), farthest) - start;
     if (length > 0 && length < current->nb_samples) current->nb_samples = static_cast<int>(length);
 }
 

@@ -48,8 +48,7 @@ InputFile::InputFile(std::filesystem::path file, AVMediaType wanted, Contents co
     if (contents == Contents::still) options.set("pattern_type", "none");  // "%d" in a name is a name
 
     AVFormatContext* opened = nullptr;
-    const int result =
-        orOutOfMemory(avformat_open_input(&opened, urlOf(path_.string()).c_str(), nullptr, options.address()));
+    const int result = avformat_open_input(&opened, urlOf(path_.string()).c_str(), nullptr, options.address());
     context_.reset(opened);
     // EINVAL is how libavformat says that a format is not one of the list.
     if (result == AVERROR(EINVAL)) throw MediaError(MediaError::Kind::cannotOpen, path_, "not a media file");
@@ -64,7 +63,7 @@ InputFile::InputFile(std::filesystem::path file, AVMediaType wanted, Contents co
                 context_->streams[i]->discard = AVDISCARD_ALL;
         }
     }
-    const int found = orOutOfMemory(avformat_find_stream_info(context_.get(), nullptr));
+    const int found = avformat_find_stream_info(context_.get(), nullptr);
     if (found < 0) throw MediaError(MediaError::Kind::cannotOpen, path_, "cannot open: " + reasonFor(found));
 }
 
@@ -87,7 +86,7 @@ void InputFile::readOnly(const AVStream& stream) noexcept {
 bool InputFile::read(AVPacket& packet) {
     for (;;) {
         av_packet_unref(&packet);
-        const int result = orOutOfMemory(av_read_frame(context_.get(), &packet));
+        const int result = av_read_frame(context_.get(), &packet);
         if (result == AVERROR(EAGAIN)) continue;
         if (result == AVERROR_EOF) break;
         if (result < 0) throw MediaError(MediaError::Kind::damaged, path_, "cannot read on: " + reasonFor(result));

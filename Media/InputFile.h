@@ -6,7 +6,8 @@
 
 namespace lumenwhirl {
 
-/// A media file opened for reading its packets.
+/// A media file opened for reading its packets. Memory that runs out is a MediaError too, here and in the decoder:
+/// as a rule it is a damaged file that asks for gigabytes.
 class InputFile {
 public:
     /// Which formats are taken: sound and video, or single pictures.

@@ -3,9 +3,21 @@
 #include "Media/MediaError.h"
 
 #include <algorithm>
+#include <charconv>
 #include <new>
 
+extern "C" {
+#include <libavutil/common.h>
+}
+
 namespace lumenwhirl {
+namespace {
+
+/// Of a picture: four times the largest that H.264's and HEVC's level 6.2 allow. A damaged header could ask for a
+/// hundred times as much, for a frame of every thread.
+constexpr std::int64_t mostPixels = std::int64_t{16384} * 8704;
+
+}  // namespace
 
 StreamDecoder::StreamDecoder(InputFile& input, AVStream& stream) : input_(input), stream_(stream) {
     const AVCodec* codec = avcodec_find_decoder(stream.codecpar->codec_id);
@@ -15,12 +27,13 @@ StreamDecoder::StreamDecoder(InputFile& input, AVStream& stream) : input_(input)
     }
     codec_.reset(avcodec_alloc_context3(codec));
     if (!codec_) throw std::bad_alloc();
-    int result = orOutOfMemory(avcodec_parameters_to_context(codec_.get(), stream.codecpar));
+    int result = avcodec_parameters_to_context(codec_.get(), stream.codecpar);
     if (result >= 0) {
         codec_->pkt_timebase = stream.time_base;
         codec_->thread_count = 0;  // one a core
+        codec_->max_pixels = mostPixels;
         codec_->log_level_offset = AV_LOG_TRACE;
-        result = orOutOfMemory(avcodec_open2(codec_.get(), codec, nullptr));
+        result = avcodec_open2(codec_.get(), codec, nullptr);
     }
     if (result < 0) {
         throw MediaError(MediaError::Kind::unsupported, input.path(),
@@ -31,10 +44,13 @@ StreamDecoder::StreamDecoder(InputFile& input, AVStream& stream) : input_(input)
 
 bool StreamDecoder::receive(AVFrame& frame) {
     for (;;) {
-        const int result = orOutOfMemory(avcodec_receive_frame(codec_.get(), &frame));
-        if (result >= 0) return true;
+        const int result = avcodec_receive_frame(codec_.get(), &frame);
+        if (result >= 0) {
+            if (frame.best_effort_timestamp != AV_NOPTS_VALUE) latestFrame_ = frame.best_effort_timestamp;
+            return true;
+        }
         if (result == AVERROR_EOF) {
-            if (failure_) std::rethrow_exception(failure_);
+            if (failure_) throwFailure();
             return false;
         }
         if (result == AVERROR(EAGAIN)) {
@@ -42,38 +58,49 @@ bool StreamDecoder::receive(AVFrame& frame) {
             continue;
         }
         // A decoder with threads reports here what an earlier packet did wrong.
-        if (!failure_) {
-            failure_ = std::make_exception_ptr(
-                MediaError(MediaError::Kind::damaged, input_.path(), "cannot decode: " + reasonFor(result)));
-            avcodec_send_packet(codec_.get(), nullptr);
-        }
+        failDecoding(result);
     }
+}
+
+/// What was decoded before is still to come.
+void StreamDecoder::failDecoding(int result) {
+    if (failure_) return;
+    failure_ = "cannot decode: " + reasonFor(result);
+    avcodec_send_packet(codec_.get(), nullptr);
+}
+
+void StreamDecoder::throwFailure() const {
+    if (latestFrame_ == AV_NOPTS_VALUE)
+        throw MediaError(MediaError::Kind::damaged, input_.path(), *failure_ + "; restore the file");
+    const double seconds = static_cast<double>(latestFrame_) * av_q2d(stream_.time_base);
+    char text[32];
+    const auto end = std::to_chars(text, text + sizeof text, seconds, std::chars_format::fixed, 2).ptr;
+    throw MediaError(MediaError::Kind::damaged, input_.path(),
+                     *failure_ + " (after " + std::string(text, end) +
+                         " s); restore the file, or trim the end off before that");
 }
 
 void StreamDecoder::feed() {
     AVPacket* next = nullptr;  // tells the decoder to hand out what it still holds
     try {
         if (!failure_ && input_.read(*packet_)) next = packet_.get();
-    } catch (const MediaError&) {
-        failure_ = std::current_exception();
+    } catch (const MediaError& error) {
+        failure_ = std::string(error.what()).substr(input_.path().string().size() + 2);  // without the file's name
     }
     if (next) {
         if (next->dts != AV_NOPTS_VALUE) lastDecodeTime_ = next->dts;
-        if (next->pts != AV_NOPTS_VALUE) endOfPackets_ = std::max(endOfPackets_, next->pts + next->duration);
+        if (next->pts != AV_NOPTS_VALUE)
+            endOfPackets_ = std::max(endOfPackets_, av_sat_add64(next->pts, next->duration));
     }
-    const int result = orOutOfMemory(avcodec_send_packet(codec_.get(), next));
-    if (result < 0 && result != AVERROR_EOF && !failure_) {
-        failure_ = std::make_exception_ptr(
-            MediaError(MediaError::Kind::damaged, input_.path(), "cannot decode: " + reasonFor(result)));
-        avcodec_send_packet(codec_.get(), nullptr);
-    }
+    const int result = avcodec_send_packet(codec_.get(), next);
+    if (result < 0 && result != AVERROR_EOF) failDecoding(result);
 }
 
 bool StreamDecoder::seek(std::int64_t timestamp) {
     if (av_seek_frame(&input_.context(), stream_.index, timestamp, AVSEEK_FLAG_BACKWARD) < 0) return false;
     avcodec_flush_buffers(codec_.get());
-    failure_ = nullptr;
-    lastDecodeTime_ = endOfPackets_ = AV_NOPTS_VALUE;
+    failure_.reset();
+    lastDecodeTime_ = endOfPackets_ = latestFrame_ = AV_NOPTS_VALUE;
     return true;
 }
 

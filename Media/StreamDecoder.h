@@ -4,7 +4,8 @@
 #include "Media/InputFile.h"
 
 #include <cstdint>
-#include <exception>
+#include <optional>
+#include <string>
 
 namespace lumenwhirl {
 
@@ -15,7 +16,7 @@ public:
     StreamDecoder(InputFile& input, AVStream& stream);
 
     /// The next frame in presentation order; false at the end. After a failure the frames before it still come,
-    /// then every call throws MediaError (damaged) until the next seek.
+    /// then every call throws MediaError (damaged) until the next seek; its message says where the damage begins.
     [[nodiscard]] bool receive(AVFrame& frame);
     /// Goes on at the last key frame at or before `timestamp` (of the stream), or at the start. False, with
     /// nothing changed, where the file cannot do that.
@@ -29,13 +30,16 @@ public:
 
 private:
     void feed();
+    void failDecoding(int result);
+    [[noreturn]] void throwFailure() const;
 
     InputFile& input_;
     AVStream& stream_;
     CodecHandle codec_;
     PacketHandle packet_ = makePacket();
     std::int64_t lastDecodeTime_ = AV_NOPTS_VALUE, endOfPackets_ = AV_NOPTS_VALUE;
-    std::exception_ptr failure_;
+    std::int64_t latestFrame_ = AV_NOPTS_VALUE;  // when the one given last is shown, in the stream's ticks
+    std::optional<std::string> failure_;         // what is wrong, once something is
 };
 
 }  // namespace lumenwhirl

@@ -18,7 +18,8 @@ extern "C" {
 namespace lumenwhirl {
 namespace {
 
-constexpr double latestSeekTime = 1e9;  // seconds; as ticks of any time base it fits 64 bits
+constexpr double latestTime = 1e9;   // seconds; as ticks of any time base it fits 64 bits
+constexpr double longestFrame = 10;  // seconds, for frames without a time of their own
 
 AVStream& videoStreamOf(const InputFile& input) {
     AVStream* stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
@@ -51,6 +52,14 @@ bool isTurned(const AVStream& stream) {
     return matrix && (matrix[1] != 0 || matrix[3] != 0 || matrix[0] < 0 || matrix[4] < 0);
 }
 
+/// How much wider than high the file says that a pixel is.
+double pixelShape(const AVStream& stream) {
+    for (const AVRational shape : {stream.sample_aspect_ratio, stream.codecpar->sample_aspect_ratio}) {
+        if (shape.num > 0 && shape.den > 0) return av_q2d(shape);
+    }
+    return 1;
+}
+
 }  // namespace
 
 struct VideoReader::State {
@@ -61,13 +70,16 @@ struct VideoReader::State {
             throw MediaError(MediaError::Kind::unsupported, file,
                              "the picture is stored turned; turn it upright first");
         }
+        // Some encoders write what is left of rounding a size; nobody sees a hundredth.
+        if (std::abs(pixelShape(stream) - 1) > 0.01) {
+            throw MediaError(MediaError::Kind::unsupported, file,
+                             "its pixels are not square; scale the picture to square ones first");
+        }
         if (info.width < 2 || info.height < 2) {
             throw MediaError(MediaError::Kind::unsupported, file, "the picture has no size");
         }
-        if (info.frameRate > 0) {
-            nominalTicks =
-                std::max<std::int64_t>(1, std::llround(1 / (info.frameRate * av_q2d(stream.time_base))));
-        }
+        const double seconds = info.frameRate > 0 ? std::min(1 / info.frameRate, longestFrame) : 1.0 / 60;
+        nominalTicks = std::max<std::int64_t>(1, std::llround(seconds / av_q2d(stream.time_base)));
     }
 
     [[nodiscard]] double timeOf(const AVFrame& frame) const noexcept {
@@ -97,9 +109,11 @@ FrameHandle VideoReader::State::decode() {
                              std::to_string(info.height) + " to " + std::to_string(frame->width) + "x" +
                              std::to_string(frame->height));
     }
-    // Frames without a time, and times that do not ascend, follow at the nominal rate.
+    // Frames without a time that makes sense, and times that do not ascend, follow at the nominal rate.
     const std::int64_t stamp = frame->best_effort_timestamp;
-    if (stamp != AV_NOPTS_VALUE && (!latestPts || stamp > *latestPts)) {
+    const bool isTime = stamp != AV_NOPTS_VALUE &&
+                        std::abs(static_cast<double>(stamp) * av_q2d(decoder.stream().time_base)) < latestTime;
+    if (isTime && (!latestPts || stamp > *latestPts)) {
         frame->pts = stamp;
     } else {
         frame->pts = latestPts ? *latestPts + nominalTicks : 0;
@@ -178,7 +192,7 @@ std::optional<VideoFrame> VideoReader::next() {
 
 void VideoReader::seek(double sourceTime) {
     State& state = *state_;
-    sourceTime = std::isnan(sourceTime) ? 0 : std::clamp(sourceTime, -latestSeekTime, latestSeekTime);
+    sourceTime = std::isnan(sourceTime) ? 0 : std::clamp(sourceTime, -latestTime, latestTime);
     FrameHandle newest;
     std::deque<FrameHandle> known;
     if (state.isAheadInThisGroup(sourceTime)) {

@@ -4,6 +4,9 @@
 
 #include <sys/stat.h>
 
+#include <cmath>
+#include <thread>
+
 namespace lumenwhirl {
 namespace {
 
@@ -142,6 +145,59 @@ TEST_F(FailedExport, aRecordingThatIsCutShortOrNoneIsNamed) {
         fs::remove(source);
         expectFailure(failureOf(destination, settings), Kind::cannotCreateReader, source);
         EXPECT_TRUE(filesLeft().empty());
+    }
+}
+
+TEST_F(FailedExport, aRecordingDamagedInItsLaterHalfSaysWhereAndHowToGoOn) {
+    recordAll();
+    const std::string whole = recordings::bytesOf(source);
+    std::string damaged = whole;
+    for (std::size_t i = whole.size() / 2; i < whole.size(); ++i)
+        damaged[i] = static_cast<char>(i * 2654435761U >> 24);
+    for (const std::string& bytes : {damaged, whole.substr(0, whole.size() / 2)}) {
+        write(source, bytes);
+        for (const ProjectSettings& settings : projects()) {
+            const auto failure = failureOf(destination, settings);
+            expectFailure(failure, Kind::writerFailed, source);
+            EXPECT_TRUE(filesLeft() == std::set<std::string>{"recording.mp4"});
+            // Such as "(after 1.23 s); restore the file, or trim the end off before that".
+            const std::size_t at = failure->message.find("(after ");
+            ASSERT_NE(at, std::string::npos) << failure->message;
+            const double end = std::stod(failure->message.substr(at + 7));
+            EXPECT_GT(end, 0.2);
+            EXPECT_LT(end, 2.9);
+            ProjectSettings trimmed = plainProject(3);
+            trimmed.timeline.trimEnd = end;
+            EXPECT_NO_THROW(exportTo(destination, trimmed)) << end;
+            EXPECT_EQ(framesOf(destination).size(), std::floor(30 * end));
+            fs::remove(destination);
+        }
+    }
+}
+
+TEST_F(FailedExport, aStopWhilePictureAndSoundAreJoinedLeavesTheOldFileOrTheNew) {
+    recordAll();
+    for (const ProjectSettings& settings : projects()) {
+        for (int i = 0; i < 2; ++i) {
+            write(destination, "yesterday's");
+            std::stop_source stop;
+            std::jthread watcher([&](const std::stop_token& isOver) {
+                while (!isOver.stop_requested()) {
+                    for (const std::string& name : filesLeft())
+                        if (name.ends_with("-whole.mp4")) return static_cast<void>(stop.request_stop());
+                }
+            });
+            const auto failure = failureOf(destination, settings, {}, stop.get_token());
+            watcher.request_stop();
+            watcher.join();
+            if (failure) {
+                EXPECT_EQ(failure->kind, Kind::cancelled) << failure->message;
+                EXPECT_EQ(recordings::bytesOf(destination), "yesterday's");
+            } else {
+                EXPECT_EQ(framesOf(destination).size(), static_cast<std::size_t>(frames));
+            }
+            EXPECT_EQ(filesLeft(), (std::set<std::string>{"out.mp4", "recording.mp4"}));
+        }
     }
 }
 
