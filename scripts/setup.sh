@@ -30,6 +30,10 @@ module  gtest           libgtest-dev
 tool    ffmpeg          ffmpeg
 tool    ffprobe         ffmpeg
 TABLE
+    fuzz) cat <<'TABLE' ;;
+tool    clang++         clang
+fuzzer  libFuzzer       libclang-rt-dev
+TABLE
     bench) cat <<'TABLE' ;;
 module  benchmark       libbenchmark-dev
 tool    ffmpeg          ffmpeg
@@ -50,6 +54,10 @@ isPresent() {
     case $kind in
     tool) type -P "$name" >/dev/null ;;
     module) command -v pkg-config >/dev/null && pkg-config --exists "$name" 2>/dev/null ;;
+    fuzzer)  # a library that only clang can find
+        echo 'extern "C" int LLVMFuzzerTestOneInput(const unsigned char*, unsigned long) { return 0; }' |
+            clang++ -fsanitize=fuzzer,address -x c++ - -o /dev/null 2>/dev/null
+        ;;
     font)
         if command -v dpkg-query >/dev/null; then
             [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ]
@@ -113,6 +121,7 @@ ensureInstalled() {
             tool) say "  $name (a program)" ;;
             module) say "  $name (a library with its headers, found by pkg-config)" ;;
             font) say "  $name (a font family)" ;;
+            fuzzer) say "  $name (the fuzzing library of clang)" ;;
             esac
         done <<<"$missing"
         exit 1

@@ -1,0 +1,108 @@
+#include "Media/AudioReader.h"
+#include "Media/MediaError.h"
+#include "Media/MediaLog.h"
+#include "Media/Remuxer.h"
+#include "Media/VideoReader.h"
+#include "Tests/Fuzz/Require.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace {
+
+using namespace lumenwhirl;
+using fuzz::require;
+
+/// Bytes as a file that has a name, but is on no disk.
+class FileInMemory {
+public:
+    FileInMemory(const std::uint8_t* data, std::size_t size) : descriptor_(::memfd_create("video", MFD_CLOEXEC)) {
+        require(descriptor_ >= 0, "there is a file in memory");
+        require(::write(descriptor_, data, size) == static_cast<ssize_t>(size), "it can be filled");
+    }
+    ~FileInMemory() { ::close(descriptor_); }
+    FileInMemory(const FileInMemory&) = delete;
+    FileInMemory& operator=(const FileInMemory&) = delete;
+
+    [[nodiscard]] std::string name() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+
+private:
+    int descriptor_;
+};
+
+/// Reads the first and last pixel of every plane, which the address sanitizer watches.
+unsigned cornersOf(const VideoFrame& frame) {
+    unsigned sum = 0;
+    for (int plane = 0; plane < 3; ++plane) {
+        const int width = plane == 0 ? frame.width() : frame.width() / 2;
+        const int height = plane == 0 ? frame.height() : frame.height() / 2;
+        const std::uint8_t* pixels = frame.plane(plane);
+        sum += pixels[0] + pixels[(height - 1) * frame.stride(plane) + width - 1];
+    }
+    return sum;
+}
+
+/// Reads on; the frames' times ascend.
+void readPictures(VideoReader& reader, int count) {
+    [[maybe_unused]] volatile unsigned corners = 0;
+    std::optional<std::int64_t> latest;
+    for (int i = 0; i < count; ++i) {
+        const auto frame = reader.next();
+        if (!frame) return;
+        require(frame->width() == reader.info().width && frame->height() == reader.info().height,
+                "a frame has the size the file says");
+        require(!latest || frame->pts() > *latest, "times ascend");
+        require(std::isfinite(frame->time()), "a time is a number");
+        latest = frame->pts();
+        corners = cornersOf(*frame);
+    }
+}
+
+void readSound(const std::string& file) {
+    AudioReader reader(file);
+    AudioBuffer buffer;
+    for (int i = 0; i < 20 && reader.read(buffer, 1000); ++i) {
+        require(buffer.channels.size() == static_cast<std::size_t>(reader.channels()), "no channel gets lost");
+        for (const auto& channel : buffer.channels)
+            require(channel.size() == buffer.frames() && channel.size() <= 1000, "channels are of one length");
+    }
+}
+
+/// Copies the tracks into another file, as an export does with sound that nobody edited.
+void copyTracks(const std::string& file) {
+    const FileInMemory copy(nullptr, 0);
+    Remuxer::mux(file, file, copy.name());
+}
+
+template <class Work>
+void allowingMediaErrors(Work work) {
+    try {
+        work();
+    } catch (const MediaError& error) {
+        require(std::string(error.what()).find('\n') == std::string::npos, "an error is one line");
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    silenceMediaLibraries();
+    const FileInMemory file(data, size);
+    allowingMediaErrors([&] {
+        VideoReader reader(file.name());
+        allowingMediaErrors([&] { readPictures(reader, 12); });
+        for (const double time : {0.3, 0.0, 1e9})
+            allowingMediaErrors([&] {
+                reader.seek(time);
+                readPictures(reader, 3);
+            });
+    });
+    allowingMediaErrors([&] { readSound(file.name()); });
+    allowingMediaErrors([&] { copyTracks(file.name()); });
+    return 0;
+}
