@@ -15,6 +15,7 @@ module  libavformat     libavformat-dev
 module  libavutil       libavutil-dev
 module  libswscale      libswscale-dev
 module  libswresample   libswresample-dev
+module  imagequant      libimagequant-dev
 module  cairo           libcairo2-dev
 module  pangocairo      libpango1.0-dev
 module  simdjson        libsimdjson-dev
