@@ -108,7 +108,10 @@ TEST_P(VideoFiles, aSteadyFileIsAsLongAsItsFramesAndTaggedForTheWeb) {
     EXPECT_EQ(stream.codecpar->color_primaries, AVCOL_PRI_BT709);
     EXPECT_EQ(stream.codecpar->color_trc, AVCOL_TRC_BT709);
     EXPECT_EQ(stream.codecpar->color_space, AVCOL_SPC_BT709);
-    EXPECT_EQ(stream.codecpar->color_range, AVCOL_RANGE_MPEG);
+    // ProRes knows no other range, and QuickTime's colr box none at all: libavformat 7.1 leaves it open.
+    if (!isProres || stream.codecpar->color_range != AVCOL_RANGE_UNSPECIFIED) {
+        EXPECT_EQ(stream.codecpar->color_range, AVCOL_RANGE_MPEG);
+    }
     const std::string content = contentOf(file);
     EXPECT_LT(content.find("moov"), content.find("mdat"));
     if (isProres) {
