@@ -62,6 +62,7 @@ void setX264Options(Dictionary& options, const VideoSettings& settings) {
 void setX265Options(Dictionary& options, const VideoSettings& settings) {
     options.set("preset", settings.speed);
     std::string parameters = "log-level=none";  // x265 writes past libavutil's log
+    if (settings.lookahead > 0) parameters += ":rc-lookahead=" + std::to_string(settings.lookahead);
     // x265 3.5 writes past its tables for pictures narrower than that.
     if (settings.width < 64) parameters += ":cutree=0";
     if (settings.threads > 0) parameters += ":pools=" + std::to_string(settings.threads);
@@ -70,11 +71,12 @@ void setX265Options(Dictionary& options, const VideoSettings& settings) {
 
 /// One quantiser for all, which spares the encoder its search for one: held to ProRes 422's nominal rate (309
 /// Mbit/s at 1080p60), a page of dense text takes 800 ms of a core a frame, and the letters come out at 28 dB.
-/// Measured with this one at 1080p60, CPU time a frame with reading it:
-///     a finished demo         151 Mbit/s   25 ms   luma 55.8 dB, SSIM 0.9988
-///     text from edge to edge  836 Mbit/s   39 ms   luma 47.1 dB, SSIM 0.9991
-/// 2 costs 214 and 1004 Mbit/s for 59.4 and 53.1 dB; 8 shows in letters, 41.3 dB at 674 Mbit/s. prores_aw on the
-/// same: 191 and 744 Mbit/s, 32 and 48 ms, 55.9 and 43.7 dB.
+/// Measured with this one at 1080p60, of one core on a busy machine:
+///     a finished demo         151 Mbit/s   22 ms   luma 55.8 dB, SSIM 0.9988
+///     text from edge to edge  836 Mbit/s   36 ms   luma 47.1 dB, SSIM 0.9991
+/// 2 costs 214 and 1004 Mbit/s for 59.4 and 53.1 dB; 8 leaves the text at 41.3 dB and still takes 674 Mbit/s. No
+/// quantiser brings such text near the nominal rate unharmed. prores_aw: 191 and 744 Mbit/s for 55.9 and 43.7 dB,
+/// in a quarter more time.
 constexpr int proresQuantiser = 4;
 /// Each of its threads holds a frame and a packet of its own, 16 MB in all at 1080p.
 constexpr int mostProresThreads = 8;

@@ -29,8 +29,8 @@ struct VideoSettings {
     std::int64_t bitRate = 0;      // average, bit/s; 0: the encoder's default quality
     int keyFrameInterval = 0;      // most frames between key frames; 0: the encoder's default
     std::string speed = "medium";  // of software: x264's and x265's preset name
-    int lookahead = -1;            // frames that H.264's rate control sees ahead, at least 1; -1: the preset's own
-    int threads = 0;               // of the software encoder; 0: one a core
+    int lookahead = -1;  // frames that software's rate control sees ahead, at least 1; -1: the preset's own
+    int threads = 0;     // of the software encoder; 0: one a core
 };
 
 struct SoundSettings {
