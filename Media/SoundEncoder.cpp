@@ -44,7 +44,12 @@ SoundEncoder::SoundEncoder(OutputFile& output, const SoundSettings& settings)
     codec_->sample_rate = settings.sampleRate;
     codec_->time_base = {1, settings.sampleRate};
     codec_->log_level_offset = AV_LOG_TRACE;
-    av_channel_layout_default(&codec_->ch_layout, settings.channels);
+    // Three are two and a centre, as in AAC's own table of configurations; libavutil's default is a bass channel,
+    // which many players leave out, and with it the voice.
+    if (settings.channels == 3)
+        av_channel_layout_from_mask(&codec_->ch_layout, AV_CH_LAYOUT_SURROUND);
+    else
+        av_channel_layout_default(&codec_->ch_layout, settings.channels);
     if (settings.bitRate > 0) codec_->bit_rate = settings.bitRate;
     if ((output.context().oformat->flags & AVFMT_GLOBALHEADER) != 0) codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
 

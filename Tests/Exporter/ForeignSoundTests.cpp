@@ -151,6 +151,16 @@ TEST_F(ForeignSound, withMoreChannelsThanAacHasIsMixed) {
     }
 }
 
+TEST_F(ForeignSound, ofThreeChannelsHasACentre) {
+    recordWith({"pcm_s16le", AV_SAMPLE_FMT_S16, 48000, 3});
+    for (const ProjectSettings& settings : {plainProject(seconds), edited()}) {
+        const InputFile file(exported(settings), AVMEDIA_TYPE_AUDIO);
+        const AVChannelLayout& layout = file.firstStream(AVMEDIA_TYPE_AUDIO)->codecpar->ch_layout;
+        EXPECT_GE(av_channel_layout_index_from_channel(&layout, AV_CHAN_FRONT_CENTER), 0);
+        expectInPlace(settings, 48000);
+    }
+}
+
 TEST_F(ForeignSound, mayBeEmptyLateShorterOrLonger) {
     const Kind aac{}, pcm{"pcm_s16le", AV_SAMPLE_FMT_S16};
     for (Kind kind : {aac, pcm}) {
