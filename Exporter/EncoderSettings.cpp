@@ -12,7 +12,8 @@ VideoSettings encoderSettings(Preset preset, Size canvas, int fps, Rational time
     settings.frameRate = {fps, 1};
     settings.timeBase = timeBase;
     const PresetRates rates = ratesFor(preset, settings.width, settings.height, fps);
-    settings.bitRate = std::max<std::int64_t>(rates.bitRate, 1000);  // the encoders count in thousands
+    if (rates.bitRate > 0)
+        settings.bitRate = std::max<std::int64_t>(rates.bitRate, 1000);  // encoders count in 1000s
     settings.keyFrameInterval = rates.keyFrameInterval;
     switch (preset) {
         case Preset::web:
@@ -25,6 +26,11 @@ VideoSettings encoderSettings(Preset preset, Size canvas, int fps, Rational time
         case Preset::social:
             settings.codec = VideoCodec::hevc;
             settings.speed = "superfast";
+            break;
+        case Preset::prores:
+            settings.codec = VideoCodec::prores;
+            break;
+        case Preset::gif:  // has a writer of its own
             break;
     }
     return settings;

@@ -1,6 +1,7 @@
 #include "Exporter/FramePipeline.h"
 
 #include "Exporter/BoundedQueue.h"
+#include "Exporter/ExportErrors.h"
 
 #include <algorithm>
 #include <exception>
@@ -53,7 +54,7 @@ Rendered runPipeline(SourceFrames& source, const FrameSteps& steps, const std::f
         progress.totalFrames = std::max(progress.totalFrames, progress.framesDone);
         if (report) report(progress);
     }
-    if (stop.stop_requested()) throw ExportError(ExportError::Kind::cancelled, "cancelled");
+    throwIfStopped(stop);
     finished.close();
     encoder.join();  // a few frames more
     if (encoderFailure) std::rethrow_exception(encoderFailure);

@@ -8,12 +8,14 @@ namespace {
 struct Row {
     Preset preset;
     std::string_view rawValue, displayName, fileExtension;
-    double bitsPerPixel;     // average, of a frame
+    double bitsPerPixel;     // average, of a frame; 0: the encoder decides
     double keyFrameSeconds;  // 0: the encoder decides
 };
 constexpr std::array rows{
     Row{Preset::web, "web", "Web (MP4 · H.264)", "mp4", 0.09, 2},
     Row{Preset::social, "social", "Social (MP4 · HEVC)", "mp4", 0.13, 0},
+    Row{Preset::prores, "prores", "ProRes (MOV · editing)", "mov", 0, 0},
+    Row{Preset::gif, "gif", "GIF (optimized)", "gif", 0, 0},
 };
 static_assert(rows.size() == allPresets.size());
 

@@ -8,9 +8,9 @@
 namespace lumenwhirl {
 
 /// What an export is for; decides container, codec and rates.
-enum class Preset { web, social };
+enum class Preset { web, social, prores, gif };
 
-inline constexpr std::array allPresets{Preset::web, Preset::social};
+inline constexpr std::array allPresets{Preset::web, Preset::social, Preset::prores, Preset::gif};
 
 /// Exact names as stored in projects, e.g. "web"; empty for any other.
 [[nodiscard]] std::optional<Preset> presetFromRawValue(std::string_view name);
@@ -19,7 +19,7 @@ inline constexpr std::array allPresets{Preset::web, Preset::social};
 [[nodiscard]] std::string_view fileExtension(Preset preset);
 
 struct PresetRates {
-    std::int64_t bitRate = 0;  // average, bit/s
+    std::int64_t bitRate = 0;  // average, bit/s; 0: the encoder decides
     int keyFrameInterval = 0;  // frames; 0: the encoder decides
     bool operator==(const PresetRates&) const = default;
 };

@@ -16,19 +16,19 @@ double SourceFrames::gridSourceTime(const EditTimeline& timeline, std::int64_t i
     return timeline.sourceTimeForOutput(static_cast<double>(index) / fps + hair);
 }
 
-SourceFrames::SourceFrames(VideoReader& reader, const EditTimeline& timeline, int fps)
+SourceFrames::SourceFrames(VideoReader& reader, const EditTimeline& timeline, int fps, Times times)
     : reader_(reader),
       timeline_(timeline),
       fps_(fps),
-      isIdentity_(timeline.isIdentity()),
+      times_(times),
       totalFrames_(std::max<std::int64_t>(1, static_cast<std::int64_t>(fps * timeline.outputDuration()))) {}
 
 Rational SourceFrames::timeBase() const noexcept {
-    return isIdentity_ ? reader_.info().timeBase : Rational{1, gridTicks};
+    return times_ == Times::recorded ? reader_.info().timeBase : Rational{1, gridTicks};
 }
 
 std::optional<SourceFrames::Item> SourceFrames::next() {
-    if (isIdentity_) {
+    if (times_ == Times::recorded) {
         auto frame = reader_.next();
         if (!frame) return std::nullopt;
         const double time = frame->time();

@@ -8,11 +8,16 @@
 
 namespace lumenwhirl {
 
-/// Which recorded frame every output frame shows, in order. Where the edit changes nothing, each recorded frame is
-/// one output frame at its own time; else output frames lie on a fixed grid, and each shows the newest recorded
-/// frame at or before its source time.
+/// Which recorded frame every output frame shows, in order. With the recording's own times each recorded frame is
+/// one output frame, which needs an edit that changes nothing; on a grid each output frame shows the newest
+/// recorded frame at or before its source time.
 class SourceFrames {
 public:
+    enum class Times { recorded, grid };
+    /// Recorded ones wherever that is possible.
+    [[nodiscard]] static Times timesOf(const EditTimeline& timeline) {
+        return timeline.isIdentity() ? Times::recorded : Times::grid;
+    }
     struct Item {
         VideoFrame frame;
         double sourceTime = 0;  // what the models are asked for, seconds
@@ -24,7 +29,7 @@ public:
     [[nodiscard]] static double gridSourceTime(const EditTimeline& timeline, std::int64_t index, int fps);
 
     /// Reads on from where `reader` stands (its start). Both must outlive this. `fps` is the grid's.
-    SourceFrames(VideoReader& reader, const EditTimeline& timeline, int fps);
+    SourceFrames(VideoReader& reader, const EditTimeline& timeline, int fps, Times times);
 
     /// As many as the timeline asks for; what an unedited recording really has may differ by a few.
     [[nodiscard]] std::int64_t totalFrames() const noexcept { return totalFrames_; }
@@ -37,7 +42,7 @@ private:
     VideoReader& reader_;
     const EditTimeline& timeline_;
     int fps_;
-    bool isIdentity_;
+    Times times_;
     std::int64_t totalFrames_;
     std::int64_t index_ = 0;
     std::optional<VideoFrame> current_, following_;

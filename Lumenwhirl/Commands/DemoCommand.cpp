@@ -18,11 +18,9 @@ constexpr double anything = 9007199254740992.0;  // 2^53; the generator knows it
 constexpr std::string_view packageName = "Demo.lumenwhirl";
 
 Preset presetForEndingOf(const std::filesystem::path& file) {
-    const std::string_view name = PresetNames::nameForEnding(file.extension().string());
-    if (name.empty())
-        throw UsageError("--export: " + file.string() +
-                         ": the name must end in .mp4, .mov or .gif, which tells the preset");
-    return PresetNames::presetNamed(name, "--export " + file.string());
+    if (const auto preset = PresetNames::presetForEnding(file.extension().string())) return *preset;
+    throw UsageError("--export: " + file.string() +
+                     ": the name must end in .mp4, .mov or .gif, which tells the preset");
 }
 
 LumenwhirlPackage makeWithProgress(const std::filesystem::path& folder, const DemoOptions& options,

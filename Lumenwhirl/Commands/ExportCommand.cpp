@@ -28,12 +28,14 @@ ExportCommand::ExportCommand(CLI::App& parser) : Command(parser) {
         .add_option_function<std::string>(
             "--preset",
             [this](const std::string& name) {
-                if (!PresetNames::isKnown(name))
+                preset_ = presetFromRawValue(name);
+                if (!preset_)
                     throw CLI::ValidationError(
                         "--preset", "unknown preset \"" + name + "\"; known are " + PresetNames::list());
-                preset_ = name;
             },
-            "What the video is for: web (H.264) or social (HEVC); the project's own if left out")
+            "What the video is for: web (H.264), social (HEVC), prores (to go on editing) or gif; the project's "
+            "own if "
+            "left out")
         ->option_text("NAME");
     parser
         .add_option_function<std::string>(
@@ -71,10 +73,9 @@ ExportCommand::ExportCommand(CLI::App& parser) : Command(parser) {
 void ExportCommand::run() {
     const LumenwhirlPackage package = Files::openPackage(package_);
     ProjectSettings project = package.readProject();
-    const Preset preset = preset_.empty()
-                              ? PresetNames::presetNamed(project.exportSettings.preset,
-                                                         package.projectURL().string() + ": export.preset")
-                              : PresetNames::presetNamed(preset_, "--preset");
+    const Preset preset = preset_ ? *preset_
+                                  : PresetNames::presetNamed(project.exportSettings.preset,
+                                                             package.projectURL().string() + ": export.preset");
     const std::filesystem::path destination =
         output_.empty() ? defaultDestination(package.url(), preset) : std::filesystem::path(output_);
     Files::checkDestination(destination, &package);

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Exporter/Preset.h"
 #include "Lumenwhirl/Commands/Command.h"
 #include "Media/Encoders.h"
 
+#include <optional>
 #include <string>
 
 namespace lumenwhirl {
@@ -14,7 +16,8 @@ public:
     void run() override;
 
 private:
-    std::string package_, output_, preset_, progress_;
+    std::string package_, output_, progress_;
+    std::optional<Preset> preset_;  // the project's if left out
     EncoderChoice encoder_ = EncoderChoice::automatic;
     bool noZoom_ = false;
 };

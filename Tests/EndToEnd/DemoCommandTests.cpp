@@ -48,7 +48,7 @@ TEST(DemoCommand, failsBeforeTheWorkBegins) {
     const TestFolder folder;
     const auto before = folder.contents();
     for (const auto& [destination, problem] : std::vector<std::pair<std::string, std::string>>{
-             {"demo.gif", "--export demo.gif: this version cannot write \"gif\" yet"},
+             {"demo.avi", "--export: demo.avi: the name must end in .mp4, .mov or .gif, which tells the preset"},
              {"no/demo.mp4", "no/demo.mp4: there is no folder no"},
              {"Demo.lumenwhirl/../.mp4/", "--export: "}}) {
         const Outcome outcome = demo(folder, {"--export", destination});

@@ -2,6 +2,7 @@
 #include "Tests/Exporter/Recordings.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <random>
 
 namespace lumenwhirl {
@@ -180,12 +181,30 @@ TEST_F(FrameChoice, holdsForEveryPreset) {
     ProjectSettings settings = plainProject(3);
     settings.timeline.cuts = {{0.5, 1.5}};
     settings.timeline.speedRanges = {{2, 2.5, 0.5}};
-    for (const Preset preset : allPresets) {
-        Exporter::Options options;
-        options.preset = preset;
-        const auto out = framesOf(exported(settings, options));
+    for (const Preset preset : {Preset::web, Preset::social, Preset::prores}) {
+        const auto out = framesOf(exported(settings, {.preset = preset, .progress = {}}));
         EXPECT_EQ(numbersOf(out), chosen(timesOf(steady(90, 30)), settings.timeline, 30)) << rawValue(preset);
         expectOnGrid(out, 30);
+    }
+    // Fifteen frames a second, also of an unedited recording; one that stays is written once, and longer.
+    const std::filesystem::path asVideo = folder / "gif.mp4";
+    for (const bool isEdited : {true, false}) {
+        SCOPED_TRACE(isEdited);
+        if (!isEdited) settings.timeline = plainProject(3).timeline;
+        const std::filesystem::path gif = exported(settings, {.preset = Preset::gif, .progress = {}});
+        const std::string toVideo = "ffmpeg -v error -y -f gif -i '" + gif.string() +
+                                    "' -c:v libx264 -qp 0 -pix_fmt yuv420p -fps_mode passthrough "
+                                    "-video_track_timescale 600 '" +
+                                    asVideo.string() + "'";
+        ASSERT_EQ(std::system(toVideo.c_str()), 0);
+        const auto shown = framesOf(asVideo);
+        std::vector<unsigned> onGrid;
+        std::size_t now = 0;
+        for (int i = 0; i < (isEdited ? 37 : 45); ++i) {  // of 3 s less 1 s and another half second, times 15
+            while (now + 1 < shown.size() && shown[now + 1].frame.time() < i / 15.0 + 0.0051) ++now;
+            onGrid.push_back(shown[now].number().value_or(~0U));
+        }
+        EXPECT_EQ(onGrid, chosen(timesOf(steady(90, 30)), settings.timeline, 15));
     }
 }
 

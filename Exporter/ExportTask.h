@@ -1,0 +1,27 @@
+#pragma once
+
+#include "Exporter/Exporter.h"
+#include "Exporter/FrameStates.h"
+#include "Media/VideoReader.h"
+
+#include <filesystem>
+#include <stop_token>
+
+namespace lumenwhirl::Exporter {
+
+/// What every kind of export starts from. Borrows all of it.
+struct ExportTask {
+    const std::filesystem::path& recording;
+    VideoReader& reader;  // of the recording, at its start
+    const FrameStates& states;
+    const std::filesystem::path& destination;
+    const Options& options;
+    const std::stop_token& stop;
+};
+
+/// Both write the destination as exportRecording does. Throw ExportError, MediaError,
+/// std::filesystem::filesystem_error.
+void exportVideo(const ExportTask& task);
+void exportGif(const ExportTask& task);
+
+}  // namespace lumenwhirl::Exporter

@@ -1,0 +1,61 @@
+#include "Exporter/ExportErrors.h"
+#include "Exporter/ExportTask.h"
+#include "Exporter/FrameMaker.h"
+#include "Exporter/FramePipeline.h"
+#include "Exporter/SourceFrames.h"
+#include "Exporter/TemporaryFile.h"
+#include "Media/GifWriter.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+namespace lumenwhirl::Exporter {
+namespace {
+
+constexpr int fps = 15;
+constexpr std::int64_t colourSamples = 32;  // enough for every scene of a recording, and soon drawn
+
+/// Shows the writer frames from all over the video, so that its palette fits them all.
+void learnColours(GifWriter& writer, const ExportTask& task, FrameMaker<std::uint8_t>& maker,
+                  std::int64_t frames) {
+    const std::int64_t samples = std::min(frames, colourSamples);
+    for (std::int64_t i = 0; i < samples; ++i) {
+        throwIfStopped(task.stop);
+        const std::int64_t index = frames * (2 * i + 1) / (2 * samples);  // in the middle of its share
+        const double sourceTime = SourceFrames::gridSourceTime(task.states.timeline(), index, fps);
+        task.reader.seek(sourceTime);
+        auto frame = task.reader.next();
+        if (!frame) throw noFrames(task.recording);
+        writer.learn(maker.make({std::move(*frame), sourceTime, 0}));
+    }
+    task.reader.seek(std::numeric_limits<double>::lowest());
+}
+
+}  // namespace
+
+void exportGif(const ExportTask& task) {
+    SourceFrames source(task.reader, task.states.timeline(), fps, SourceFrames::Times::grid);
+    FrameMaker<std::uint8_t> maker(task.states);
+    TemporaryFile picture(task.destination, "picture");
+    try {
+        const Size canvas = task.states.canvas();
+        GifWriter writer(picture.path(), {.width = static_cast<int>(canvas.width),
+                                          .height = static_cast<int>(canvas.height),
+                                          .frameRate = fps});
+        learnColours(writer, task, maker, source.totalFrames());
+        const Rendered rendered =
+            runPipeline(source,
+                        {[&](const SourceFrames::Item& item) { return maker.make(item); },
+                         [&](const VideoFrame& frame, std::int64_t) { writer.write(frame); }},
+                        task.options.progress, task.stop);
+        if (rendered.frames == 0) throw noFrames(task.recording);
+        writer.finish();
+    } catch (const MediaError& error) {
+        throwNamingDestination(error, picture.path(), task.destination);
+    }
+    throwIfStopped(task.stop);
+    picture.moveTo(task.destination);
+}
+
+}  // namespace lumenwhirl::Exporter
