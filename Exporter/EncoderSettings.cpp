@@ -25,7 +25,12 @@ VideoSettings encoderSettings(Preset preset, Size canvas, int fps, Rational time
             break;
         case Preset::social:
             settings.codec = VideoCodec::hevc;
+            // On a finished demo (1080p60) the preset alone takes 25 s of CPU, luma's mean and worst SSIM 0.9977
+            // and 0.9942; seeing 20 frames ahead instead of 10, 24 to 26 s, 0.9980 and 0.9952. 40 give 0.9982 and
+            // 0.9957 for much more memory; "ultrafast" 19 s, 0.9959 and 0.9812; "veryfast" 35 s, 0.9987 and
+            // 0.9961.
             settings.speed = "superfast";
+            settings.lookahead = 20;
             break;
         case Preset::prores:
             settings.codec = VideoCodec::prores;
