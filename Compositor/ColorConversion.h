@@ -50,43 +50,60 @@ struct YuvRow {
     }
 };
 
-/// The chroma sample of column pair `i` of two rows: it sits on the pair's left luma column, so the columns beside
-/// it count half (1 2 1) / 4. Between the two rows with 4:2:0; on its own row, given twice, with 4:2:2.
-[[nodiscard]] inline float chromaAt(const std::vector<float>& upper, const std::vector<float>& lower, int i) {
-    const int last = static_cast<int>(upper.size()) - 1;
-    const auto sum = [&](int x) {
-        const auto k = static_cast<std::size_t>(std::clamp(x, 0, last));
-        return upper[k] + lower[k];
-    };
-    return (sum(2 * i - 1) + 2 * sum(2 * i) + sum(2 * i + 1)) / 8;
+/// The chroma samples of two rows: each sits on the left luma column of its pair, so the columns beside it count
+/// half (1 2 1) / 4. Between the two rows with 4:2:0; on its own row, given twice, with 4:2:2. `out` has half the
+/// columns.
+inline void filterChroma(const std::vector<float>& upper, const std::vector<float>& lower,
+                         std::vector<float>& out) {
+    const float *a = upper.data(), *b = lower.data();
+    const std::size_t count = out.size();
+    out[0] = (3 * (a[0] + b[0]) + (a[1] + b[1])) / 8;
+    for (std::size_t i = 1; i < count; ++i) {
+        const std::size_t x = 2 * i;
+        out[i] = (a[x - 1] + b[x - 1] + 2 * (a[x] + b[x]) + a[x + 1] + b[x + 1]) / 8;
+    }
+}
+
+/// Samples in steps of PictureFormat<Sample> from values in steps of an 8-bit code. (x, y): where the first one's
+/// noise is taken from.
+template <Rounding rounding, class Sample>
+void roundRow(const std::vector<float>& values, int x, int y, Sample* out) {
+    constexpr float unit = PictureFormat<Sample>::unit;
+    constexpr int highest = std::numeric_limits<std::uint8_t>::max() * PictureFormat<Sample>::unit;
+    const float* in = values.data();
+    const int count = static_cast<int>(values.size());
+    for (int i = 0; i < count; ++i) {
+        const float offset = rounding == Rounding::dithered ? ditherNoise(x + i, y) : 0.5F;
+        // Values are never far below 0, so that cutting off after an offset of 256 rounds down.
+        out[i] = static_cast<Sample>(std::clamp(static_cast<int>(in[i] * unit + offset + 256) - 256, 0, highest));
+    }
 }
 
 /// Fills `out` from rows at full resolution: `fill(y, row)` gives row y, called once each, top to bottom.
 template <class Sample, class Fill>
 void writePlanes(const BasicPicture<Sample>& out, Rounding rounding, Fill&& fill) {
-    constexpr float unit = PictureFormat<Sample>::unit;
-    constexpr int highest = std::numeric_limits<std::uint8_t>::max() * PictureFormat<Sample>::unit;
-    // Values are never far below 0, so that cutting off after an offset of 256 rounds down.
-    const auto sample = [&](float value, int x, int y) {
-        const float offset = rounding == Rounding::dithered ? ditherNoise(x, y) : 0.5F;
-        return static_cast<Sample>(std::clamp(static_cast<int>(value * unit + offset + 256) - 256, 0, highest));
-    };
-    const auto writeRow = [&](Sample* row, const std::vector<float>& values, int y) {
-        for (int x = 0; x < out.width(); ++x) row[x] = sample(values[static_cast<std::size_t>(x)], x, y);
-    };
-    const auto writeChroma = [&](int y, const YuvRow& upper, const YuvRow& lower) {
-        for (int i = 0; i < out.planes[1].width; ++i) {
-            // Shifted, so that the planes' noise does not add up to a visible pattern.
-            out.planes[1].row(y)[i] = sample(chromaAt(upper.cb, lower.cb, i), i + 37, y + 17);
-            out.planes[2].row(y)[i] = sample(chromaAt(upper.cr, lower.cr, i), i + 71, y + 43);
+    const auto write = [&](int plane, int row, const std::vector<float>& values, int x, int y) {
+        Sample* samples = out.planes[static_cast<std::size_t>(plane)].row(row);
+        if (rounding == Rounding::dithered) {
+            roundRow<Rounding::dithered>(values, x, y, samples);
+        } else {
+            roundRow<Rounding::nearest>(values, x, y, samples);
         }
+    };
+    std::vector<float> chroma(static_cast<std::size_t>(out.planes[1].width));
+    const auto writeChroma = [&](int row, const YuvRow& upper, const YuvRow& lower) {
+        // Shifted, so that the planes' noise does not add up to a visible pattern.
+        filterChroma(upper.cb, lower.cb, chroma);
+        write(1, row, chroma, 37, row + 17);
+        filterChroma(upper.cr, lower.cr, chroma);
+        write(2, row, chroma, 71, row + 43);
     };
     YuvRow upper(out.width()), lower(out.width());
     for (int y = 0; y + 1 < out.height(); y += 2) {
         fill(y, upper);
         fill(y + 1, lower);
-        writeRow(out.planes[0].row(y), upper.y, y);
-        writeRow(out.planes[0].row(y + 1), lower.y, y + 1);
+        write(0, y, upper.y, 0, y);
+        write(0, y + 1, lower.y, 0, y + 1);
         if constexpr (PictureFormat<Sample>::chromaRowsShift == 1) {
             writeChroma(y / 2, upper, lower);
         } else {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <variant>
 
@@ -34,61 +35,76 @@ double coveredByCircle(int x, int y, double centerX, double centerY, double radi
     return sum / lines;
 }
 
-/// Adds `sign` times the coverage of a rounded rectangle to a map of doubles in 0...1.
-void addRoundedRect(std::vector<double>& map, int width, int height, const Rect& rect, double radius,
-                    double sign) {
-    if (rect.width <= 0 || rect.height <= 0) return;
+struct RoundedRect {
+    Rect rect;
+    double radius = 0;
+    double sign = 1;  // -1: cut out
+};
+
+/// Adds a rounded rectangle's coverage of row y to what the row has, 0...1.
+void addRow(std::vector<double>& row, int y, const RoundedRect& shape) {
+    const Rect& rect = shape.rect;
     const double right = rect.x + rect.width, bottom = rect.y + rect.height;
-    const double r = std::clamp(radius, 0.0, 0.5 * std::min(rect.width, rect.height));
-    const auto first = [](double edge, int size) {
-        return static_cast<int>(std::clamp(std::floor(edge), 0.0, double(size)));
-    };
-    const auto last = [](double edge, int size) {
-        return static_cast<int>(std::clamp(std::ceil(edge), 0.0, double(size)));
-    };
-    for (int y = first(rect.y, height); y < last(bottom, height); ++y) {
-        const double down = overlap(y, rect.y, bottom);
-        const bool isCornerRow = y < rect.y + r || y + 1 > bottom - r;
-        for (int x = first(rect.x, width); x < last(right, width); ++x) {
-            const bool isCorner = isCornerRow && (x < rect.x + r || x + 1 > right - r);
-            double covered = overlap(x, rect.x, right) * down;
-            if (isCorner) {
-                const double centerX = x < rect.x + r ? rect.x + r : right - r;
-                const double centerY = y < rect.y + r ? rect.y + r : bottom - r;
-                // Where a pixel reaches past the circle's centre the straight part begins; it is within both then.
-                const bool isPastX = (x < rect.x + r) ? x + 1 > centerX : x < centerX;
-                const bool isPastY = (y < rect.y + r) ? y + 1 > centerY : y < centerY;
-                if (!isPastX && !isPastY) covered = coveredByCircle(x, y, centerX, centerY, r);
-            }
-            map[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)] +=
-                sign * covered;
+    const double down = overlap(y, rect.y, bottom);
+    if (rect.width <= 0 || rect.height <= 0 || down <= 0) return;
+    const double r = std::clamp(shape.radius, 0.0, 0.5 * std::min(rect.width, rect.height));
+    const double width = static_cast<double>(row.size());
+    const int first = static_cast<int>(std::clamp(std::floor(rect.x), 0.0, width));
+    const int last = static_cast<int>(std::clamp(std::ceil(right), 0.0, width));
+    const bool isCornerRow = y < rect.y + r || y + 1 > bottom - r;
+    for (int x = first; x < last; ++x) {
+        const bool isCorner = isCornerRow && (x < rect.x + r || x + 1 > right - r);
+        double covered = overlap(x, rect.x, right) * down;
+        if (isCorner) {
+            const double centerX = x < rect.x + r ? rect.x + r : right - r;
+            const double centerY = y < rect.y + r ? rect.y + r : bottom - r;
+            // Where a pixel reaches past the circle's centre the straight part begins; it is within both then.
+            const bool isPastX = (x < rect.x + r) ? x + 1 > centerX : x < centerX;
+            const bool isPastY = (y < rect.y + r) ? y + 1 > centerY : y < centerY;
+            if (!isPastX && !isPastY) covered = coveredByCircle(x, y, centerX, centerY, r);
         }
+        row[static_cast<std::size_t>(x)] += shape.sign * covered;
     }
 }
 
-Coverage bytesOf(const std::vector<double>& map, double opacity) {
+/// Whether rows y - 1 and y look the same: both go straight through the shape, or miss it.
+bool continues(int y, const RoundedRect& shape) {
+    const double top = shape.rect.y, bottom = shape.rect.y + shape.rect.height;
+    const double r = std::max(shape.radius, 0.0);
+    const bool isInside = y - 1 >= top + r && y + 1 <= bottom - r;
+    return isInside || y + 1 <= top || y - 1 >= bottom;
+}
+
+Coverage covered(std::initializer_list<RoundedRect> shapes, double opacity, int width, int height) {
     Coverage coverage;
-    coverage.reserve(map.size());
-    for (const double value : map)
-        coverage.push_back(static_cast<std::uint8_t>(255 * opacity * std::clamp(value, 0.0, 1.0) + 0.5));
+    coverage.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    std::vector<double> row(static_cast<std::size_t>(width));
+    for (int y = 0; y < height; ++y) {
+        const bool isSame =
+            y > 0 && std::ranges::all_of(shapes, [y](const RoundedRect& shape) { return continues(y, shape); });
+        if (isSame) {  // most rows are
+            coverage.resize(coverage.size() + row.size());
+            std::copy_n(coverage.end() - 2 * width, width, coverage.end() - width);
+            continue;
+        }
+        std::ranges::fill(row, 0.0);
+        for (const RoundedRect& shape : shapes) addRow(row, y, shape);
+        for (const double value : row)
+            coverage.push_back(static_cast<std::uint8_t>(255 * opacity * std::clamp(value, 0.0, 1.0) + 0.5));
+    }
     return coverage;
 }
 
 Coverage filledRect(const Rect& rect, double radius, int width, int height) {
-    std::vector<double> map(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    addRoundedRect(map, width, height, rect, radius, 1);
-    return bytesOf(map, 1);
+    return covered({{rect, radius, 1}}, 1, width, height);
 }
 
 /// A line inside the rectangle's edge, its middle a rounded rectangle of the given radius.
 Coverage strokedRect(const Rect& rect, double radius, double lineWidth, double alpha, int width, int height) {
-    std::vector<double> map(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    addRoundedRect(map, width, height, rect, radius > 0 ? radius + lineWidth / 2 : 0, 1);
-    addRoundedRect(
-        map, width, height,
-        {rect.x + lineWidth, rect.y + lineWidth, rect.width - 2 * lineWidth, rect.height - 2 * lineWidth},
-        radius - lineWidth / 2, -1);
-    return bytesOf(map, alpha);
+    const Rect inner{rect.x + lineWidth, rect.y + lineWidth, rect.width - 2 * lineWidth,
+                     rect.height - 2 * lineWidth};
+    return covered({{rect, radius > 0 ? radius + lineWidth / 2 : 0, 1}, {inner, radius - lineWidth / 2, -1}},
+                   alpha, width, height);
 }
 
 /// Coverage of chroma samples of a format: what their neighbourhood in luma has.
