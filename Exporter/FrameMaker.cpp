@@ -43,10 +43,10 @@ typename FrameMaker<Sample>::Pooled& FrameMaker<Sample>::unusedFrame() {
     const auto free = std::ranges::find_if(pool_, [](const Pooled& pooled) { return pooled.frame.isUnshared(); });
     if (free != pool_.end()) return *free;
     const Size canvas = states_.canvas();
-    Pooled& pooled =
-        pool_.emplace_back(VideoFrame::allocate(static_cast<int>(canvas.width), static_cast<int>(canvas.height),
-                                                pixelFormatOf<Sample>),
-                           0);
+    pool_.push_back({VideoFrame::allocate(static_cast<int>(canvas.width), static_cast<int>(canvas.height),
+                                          pixelFormatOf<Sample>),
+                     0});
+    Pooled& pooled = pool_.back();
     compositor_.drawBase(mutablePictureOf<Sample>(pooled.frame));
     return pooled;
 }
