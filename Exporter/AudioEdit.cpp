@@ -1,5 +1,6 @@
 #include "Exporter/AudioEdit.h"
 
+#include "Exporter/AudioNormalizer.h"
 #include "Exporter/TimeStretcher.h"
 #include "Media/AudioReader.h"
 #include "Media/AudioWriter.h"
@@ -31,7 +32,9 @@ bool isUnchanged(double rate) {
 /// last can be read again.
 class SourceSound {
 public:
-    explicit SourceSound(AudioReader& reader) : reader_(reader) { kept_.channels.resize(channels()); }
+    SourceSound(AudioReader& reader, float gain) : reader_(reader), gain_(gain) {
+        kept_.channels.resize(channels());
+    }
 
     [[nodiscard]] int sampleRate() const noexcept { return reader_.sampleRate(); }
     [[nodiscard]] std::size_t channels() const noexcept { return static_cast<std::size_t>(reader_.channels()); }
@@ -60,6 +63,8 @@ private:
         // At the end of the file a read gives fewer; what is missing is silence, so that the lengths hold.
         if (isAtEnd_ || !reader_.read(block_, frames)) block_.channels.assign(channels(), {});
         isAtEnd_ = isAtEnd_ || block_.frames() < frames;
+        if (gain_ != 1)
+            for (auto& channel : block_.channels) AudioNormalizer::applyGain(channel, gain_);
         const std::size_t known = kept_.frames(), forgotten = known - std::min(known, reach);
         for (std::size_t c = 0; c < channels(); ++c) {
             std::vector<float>& kept = kept_.channels[c];
@@ -71,6 +76,7 @@ private:
     }
 
     AudioReader& reader_;
+    float gain_;
     AudioBuffer kept_, block_;
     std::int64_t end_ = 0;  // of what was read, and of kept_
     bool isAtEnd_ = false;
@@ -164,11 +170,11 @@ std::vector<Segment> joinedSegments(const EditTimeline& timeline) {
 
 }  // namespace
 
-void write(const std::filesystem::path& sound, const EditTimeline& timeline,
+void write(const std::filesystem::path& sound, float gain, const EditTimeline& timeline,
            const std::filesystem::path& destination, std::stop_token stop) {
     AudioReader reader(sound);
     AudioWriter writer(destination, reader.sampleRate(), reader.channels());
-    SourceSound source(reader);
+    SourceSound source(reader, gain);
     const auto sampleAt = [&](double seconds) {
         return static_cast<std::int64_t>(std::llround(seconds * reader.sampleRate()));
     };

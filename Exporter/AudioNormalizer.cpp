@@ -195,16 +195,22 @@ Levels measure(const std::filesystem::path& file) {
     return *measureUntil(file, {});
 }
 
+float copyGain(const std::filesystem::path& file, std::stop_token stop) {
+    try {
+        const auto levels = measureUntil(file, stop);
+        const float gain = levels ? gainFor(*levels) : 1;
+        return gain > minimumUsefulGain ? gain : 1;
+    } catch (const MediaError&) {
+        return 1;
+    }
+}
+
 std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path& file, std::optional<float> gain,
                                                     std::stop_token stop) {
     std::filesystem::path copy;
     // Without a copy the recording sounds as it was recorded: no reason to fail what it is wanted for.
     try {
-        if (!gain) {
-            const auto levels = measureUntil(file, stop);
-            if (!levels) return std::nullopt;
-            gain = gainFor(*levels);
-        }
+        if (!gain) gain = copyGain(file, stop);
         if (!(*gain > minimumUsefulGain)) return std::nullopt;
         const auto path = std::filesystem::temp_directory_path() / ("lwnorm-" + makeUuid() + ".m4a");
         if (!createPrivate(path)) return std::nullopt;

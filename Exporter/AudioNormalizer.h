@@ -25,6 +25,9 @@ struct Levels {
 /// Throws MediaError where `file` cannot be opened or has no sound; the operations below never throw it.
 [[nodiscard]] Levels measure(const std::filesystem::path& file);
 
+/// The gain that a normalised copy of a file has: 1 where none is called for, the file cannot be measured, or the
+/// work was stopped.
+[[nodiscard]] float copyGain(const std::filesystem::path& file, std::stop_token stop = {});
 /// A louder AAC copy in the temporary folder ("lwnorm-" + UUID + ".m4a") that the caller removes; empty when none
 /// is called for or anything fails: use the file as it is. A given gain has no upper bound. A stop gives an empty
 /// result soon, and leaves no file.

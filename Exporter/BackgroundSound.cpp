@@ -23,11 +23,14 @@ BackgroundSound::BackgroundSound(const std::filesystem::path& recording, const E
       }) {}
 
 void BackgroundSound::make(const std::stop_token& stop) {
-    louder_ = AudioNormalizer::normalizedCopy(recording_, std::nullopt, stop);
-    if (!timeline_.isIdentity()) {
-        AudioEdit::write(louder_.value_or(recording_), timeline_, edited_.path(), stop);
+    if (!timeline_.isIdentity()) {  // raised on the way: a copy would be encoded twice, and in all its length
+        const float gain = AudioNormalizer::copyGain(recording_, stop);
+        AudioEdit::write(recording_, gain, timeline_, edited_.path(), stop);
         isEdited_ = true;
-    } else if (!louder_ && !Remuxer::canCopySound(recording_)) {
+        return;
+    }
+    louder_ = AudioNormalizer::normalizedCopy(recording_, std::nullopt, stop);
+    if (!louder_ && !Remuxer::canCopySound(recording_)) {
         AudioEdit::encode(recording_, edited_.path(), stop);
         isEdited_ = true;
     }

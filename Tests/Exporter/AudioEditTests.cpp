@@ -26,7 +26,7 @@ protected:
     [[nodiscard]] std::vector<float> edited(const std::vector<float>& samples, Timeline edit) const {
         edit.duration = static_cast<double>(samples.size()) / 48000;
         writeWave(folder / "sound.wav", {{samples}}, 48000);
-        AudioEdit::write(folder / "sound.wav", EditTimeline(edit), folder / "out.m4a");
+        AudioEdit::write(folder / "sound.wav", 1, EditTimeline(edit), folder / "out.m4a");
         return readAll(folder / "out.m4a").channels.front();
     }
     static Timeline atRate(double rate) { return speeds(0, {{0, 1000, rate}}); }
@@ -108,7 +108,7 @@ TEST_F(EditedSound, missingSoundIsSilence) {
     Timeline edit = speeds(4, {{2, 3, 2}});
     edit.cuts = {{0.5, 0.75}};
     const EditTimeline timeline(edit);
-    AudioEdit::write(folder / "sound.wav", timeline, folder / "out.m4a");
+    AudioEdit::write(folder / "sound.wav", 1, timeline, folder / "out.m4a");
     const std::vector<float> out = readAll(folder / "out.m4a").channels.front();
     EXPECT_EQ(out.size(), 13U * 48000 / 4);  // 4 s less the 0.25 s cut and the half of 1 s
     EXPECT_LT(sounds::rmsOf(std::span(out).subspan(36000 + 2048)), 1e-3);
@@ -121,7 +121,7 @@ TEST_F(EditedSound, channelsAndRateStay) {
     std::fill(right.begin(), right.end(), 0.0F);
     writeWave(folder / "sound.wav", {{left, right}}, 44100);
     const EditTimeline timeline(speeds(1, {{0.5, 1, 0.5}}));
-    AudioEdit::write(folder / "sound.wav", timeline, folder / "out.m4a");
+    AudioEdit::write(folder / "sound.wav", 1, timeline, folder / "out.m4a");
     const AudioReader reader(folder / "out.m4a");
     EXPECT_EQ(reader.sampleRate(), 44100);
     const AudioBuffer out = readAll(folder / "out.m4a");
@@ -137,7 +137,7 @@ TEST_F(EditedSound, aStopLeavesNoFile) {
     const EditTimeline timeline(speeds(48 * 3600, {{0, 48 * 3600, 0.05}}));
     std::stop_source stop;
     std::jthread edit(
-        [&] { AudioEdit::write(folder / "sound.wav", timeline, folder / "out.m4a", stop.get_token()); });
+        [&] { AudioEdit::write(folder / "sound.wav", 1, timeline, folder / "out.m4a", stop.get_token()); });
     stop.request_stop();
     edit.join();
     EXPECT_FALSE(std::filesystem::exists(folder / "out.m4a"));
