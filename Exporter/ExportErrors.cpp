@@ -8,6 +8,15 @@ void throwIfStopped(const std::stop_token& stop) {
     if (stop.stop_requested()) throw ExportError(ExportError::Kind::cancelled, "cancelled");
 }
 
+void createOrRefuse(const TemporaryFile& file, const fs::path& destination) {
+    try {
+        file.create();
+    } catch (const fs::filesystem_error& error) {
+        throw ExportError(ExportError::Kind::cannotCreateWriter,
+                          destination.string() + ": cannot write: " + error.code().message());
+    }
+}
+
 ExportError noFrames(const fs::path& recording) {
     return {ExportError::Kind::noVideoTrack,
             recording.string() + ": the video has no frames; record again or restore the file"};

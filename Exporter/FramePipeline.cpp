@@ -12,7 +12,7 @@ namespace lumenwhirl::Exporter {
 namespace {
 
 /// Enough for the decoder, the drawing and the encoder to work side by side, no more: frames are large.
-constexpr std::size_t queuedFrames = 3;
+constexpr std::size_t queuedFrames = 2;
 
 }  // namespace
 

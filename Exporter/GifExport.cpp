@@ -38,6 +38,7 @@ void exportGif(const ExportTask& task) {
     SourceFrames source(task.reader, task.states.timeline(), fps, SourceFrames::Times::grid);
     FrameMaker<std::uint8_t> maker(task.states);
     TemporaryFile picture(task.destination, "picture");
+    createOrRefuse(picture, task.destination);
     try {
         const Size canvas = task.states.canvas();
         GifWriter writer(picture.path(), {.width = static_cast<int>(canvas.width),

@@ -1,6 +1,8 @@
 #include "Exporter/TemporaryFile.h"
 
+#include <cerrno>
 #include <cstdint>
+#include <fstream>
 #include <random>
 #include <string>
 #include <system_error>
@@ -19,6 +21,13 @@ TemporaryFile::TemporaryFile(const std::filesystem::path& target, std::string_vi
 TemporaryFile::~TemporaryFile() {
     std::error_code ignored;  // nothing more can be done, and what failed before matters more
     std::filesystem::remove(path_, ignored);
+}
+
+void TemporaryFile::create() const {
+    errno = 0;
+    if (std::ofstream(path_, std::ios::binary)) return;
+    throw std::filesystem::filesystem_error("cannot create", path_,
+                                            std::error_code(errno != 0 ? errno : EIO, std::generic_category()));
 }
 
 void TemporaryFile::moveTo(const std::filesystem::path& target) {

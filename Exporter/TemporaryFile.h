@@ -17,6 +17,8 @@ public:
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
     [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+    /// Makes an empty file, to see early that it can be written. Throws std::filesystem::filesystem_error.
+    void create() const;
     /// Replaces `target` in one step. Throws std::filesystem::filesystem_error.
     void moveTo(const std::filesystem::path& target);
 

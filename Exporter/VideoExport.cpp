@@ -52,12 +52,21 @@ void layUnder(BackgroundSound& sound, const fs::path& video, double videoEnd, co
 }
 
 template <class Sample>
-Rendered encodeFrames(SourceFrames& source, const ExportTask& task, VideoWriter& writer) {
+Rendered encodeFrames(SourceFrames& source, const ExportTask& task, const VideoSettings& encoding,
+                      const fs::path& video) {
     FrameMaker<Sample> maker(task.states);
-    return runPipeline(source,
-                       {[&](const SourceFrames::Item& item) { return maker.make(item); },
-                        [&](const VideoFrame& frame, std::int64_t pts) { writer.write(frame, pts); }},
-                       task.options.progress, task.stop);
+    std::optional<VideoWriter> writer;  // opened by the encoder's thread: meanwhile the first frames are made
+    const Rendered rendered = runPipeline(source,
+                                          {[&](const SourceFrames::Item& item) { return maker.make(item); },
+                                           [&](const VideoFrame& frame, std::int64_t pts) {
+                                               if (!writer)
+                                                   writer.emplace(openWriter(video, encoding, task.destination));
+                                               writer->write(frame, pts);
+                                           }},
+                                          task.options.progress, task.stop);
+    if (rendered.frames == 0) throw noFrames(task.recording);
+    writer->finish();
+    return rendered;
 }
 
 }  // namespace
@@ -67,6 +76,7 @@ void exportVideo(const ExportTask& task) {
     const int fps = FrameStates::exportFrameRate(reader.info().frameRate);
     SourceFrames source(reader, states.timeline(), fps, SourceFrames::timesOf(states.timeline()));
     TemporaryFile video(destination, "video"), whole(destination, "whole");
+    createOrRefuse(video, destination);
     std::optional<BackgroundSound> sound;
     if (reader.info().hasAudio) sound.emplace(recording, states.timeline(), destination);
 
@@ -75,11 +85,9 @@ void exportVideo(const ExportTask& task) {
     if (sound) encoding.indexPlace = IndexPlace::end;  // joined with the sound, it comes to the front
     Rendered rendered;
     try {
-        VideoWriter writer = openWriter(video.path(), encoding, destination);
-        rendered = encoding.codec == VideoCodec::prores ? encodeFrames<std::uint16_t>(source, task, writer)
-                                                        : encodeFrames<std::uint8_t>(source, task, writer);
-        if (rendered.frames == 0) throw noFrames(recording);
-        writer.finish();
+        rendered = encoding.codec == VideoCodec::prores
+                       ? encodeFrames<std::uint16_t>(source, task, encoding, video.path())
+                       : encodeFrames<std::uint8_t>(source, task, encoding, video.path());
     } catch (const MediaError& error) {
         throwNamingDestination(error, video.path(), destination);
     }

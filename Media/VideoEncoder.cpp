@@ -53,6 +53,8 @@ namespace {
 
 void setX264Options(Dictionary& options, const VideoSettings& settings) {
     options.set("preset", settings.speed);
+    if (settings.bFrames >= 0) options.set("bf", std::to_string(settings.bFrames));
+    if (!settings.weightedPrediction) options.set("weightp", "0");
     if (settings.lookahead > 0) {
         options.set("rc-lookahead", std::to_string(settings.lookahead));
         options.set("mbtree", "1");  // what looking ahead is for

@@ -30,7 +30,9 @@ struct VideoSettings {
     int keyFrameInterval = 0;      // most frames between key frames; 0: the encoder's default
     std::string speed = "medium";  // of software: x264's and x265's preset name
     int lookahead = -1;  // frames that software's rate control sees ahead, at least 1; -1: the preset's own
-    int threads = 0;     // of the software encoder; 0: one a core
+    int bFrames = -1;    // software's H.264: most in a row; -1: the preset's own
+    bool weightedPrediction = true;  // software's H.264: as the preset has it; false: never, which is faster
+    int threads = 0;                 // of the software encoder; 0: one a core
 };
 
 struct SoundSettings {
