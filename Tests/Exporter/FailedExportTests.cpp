@@ -211,15 +211,25 @@ TEST_F(FailedExport, aRecordingWithoutFramesHasNoVideo) {
 
 TEST_F(FailedExport, aFullDiskLeavesNothingAtWhicheverStepItFills) {
     recordAll(0.4);  // loud enough: a louder copy that cannot be written is no failure
-    for (const ProjectSettings& settings : projects()) {
-        exportTo(destination, settings);
+    struct Case {
+        ProjectSettings settings;
+        Preset preset;
+    };
+    std::vector<Case> cases;
+    for (const ProjectSettings& settings : projects()) cases.push_back({settings, Preset::web});
+    cases.push_back({plainProject(3), Preset::prores});
+    cases.push_back({plainProject(3), Preset::gif});
+    for (const auto& [settings, preset] : cases) {
+        SCOPED_TRACE(rawValue(preset));
+        const Exporter::Options options{.preset = preset, .progress = {}};
+        exportTo(destination, settings, options);
         const auto size = static_cast<rlim_t>(fs::file_size(destination));
         fs::remove(destination);
         // The picture alone is less than half of the file; its sound is made beside it, and then both together.
         for (const rlim_t limit : {rlim_t{500}, size / 4, size / 2, size * 3 / 4, size - 1}) {
             EXPECT_TRUE(holdsOnFullDisk(limit,
                                         [&] {
-                                            const auto failure = failureOf(destination, settings);
+                                            const auto failure = failureOf(destination, settings, options);
                                             return failure && failure->kind == Kind::writerFailed &&
                                                    failure->message.starts_with(destination.string() + ": ") &&
                                                    failure->message.find(".lumenwhirl-") == std::string::npos &&
@@ -228,7 +238,7 @@ TEST_F(FailedExport, aFullDiskLeavesNothingAtWhicheverStepItFills) {
                                         }))
                 << limit << " of " << size;
         }
-        EXPECT_TRUE(holdsOnFullDisk(4 * size, [&] { return !failureOf(destination, settings); }));
+        EXPECT_TRUE(holdsOnFullDisk(4 * size, [&] { return !failureOf(destination, settings, options); }));
         EXPECT_TRUE(fs::remove(destination));
     }
 }
