@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <string>
+#include <utility>
 
 namespace lumenwhirl::Exporter {
 namespace {
@@ -35,6 +37,12 @@ void learnColours(GifWriter& writer, const ExportTask& task, FrameMaker<std::uin
 }  // namespace
 
 void exportGif(const ExportTask& task) {
+    const EncoderChoice encoder = task.options.encoder;
+    if (encoder != EncoderChoice::automatic && encoder != EncoderChoice::software) {
+        throw ExportError(ExportError::Kind::cannotCreateWriter,
+                          task.destination.string() + ": the encoder " + std::string(nameOf(encoder)) +
+                              " cannot make GIFs; choose \"software\" or \"auto\"");
+    }
     SourceFrames source(task.reader, task.states.timeline(), fps, SourceFrames::Times::grid);
     FrameMaker<std::uint8_t> maker(task.states);
     TemporaryFile picture(task.destination, "picture");

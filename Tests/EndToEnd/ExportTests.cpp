@@ -137,6 +137,20 @@ TEST(ExportCommand, encodesByWhatIsNamedOrSaysThatItDoesNotWorkHere) {
     }
 }
 
+TEST(ExportCommand, namesPresetsThatGraphicsCardsCannotEncode) {
+    const TestFolder folder;
+    const std::string package = folder.makeRecording().url().string();
+    const auto before = folder.contents();
+    for (const auto& [preset, what] : {std::pair{"prores", "ProRes"}, std::pair{"gif", "GIFs"}}) {
+        const Outcome outcome =
+            Program::run({"export", package, "-o", folder / "out", "--preset", preset, "--encoder", "vaapi"});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.errors, "lumenwhirl: " + (folder / "out") + ": the encoder vaapi cannot make " + what +
+                                      "; choose \"software\" or \"auto\"\n");
+        EXPECT_EQ(folder.contents(), before);
+    }
+}
+
 TEST(FrameCommand, writesAPictureOfTheCanvas) {
     const TestFolder folder;
     const LumenwhirlPackage package = folder.makeRecording();
