@@ -46,6 +46,7 @@ struct BasicFrameCompositor<Sample>::Parts {
         const Size size{static_cast<double>(frame.width()), static_cast<double>(frame.height())};
         if (!unstyled || unstyled->content() != size) {
             unstyled = Canvas::unstyled(size);
+            overlays.forget();
             lastCanvas = nullptr;
         }
         return *unstyled;

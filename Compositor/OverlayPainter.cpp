@@ -89,10 +89,10 @@ void OverlayPainter<Sample>::planPlate(const Canvas& canvas, const std::string& 
     const PlateKey plateKey{key, phase(x - columns.begin), phase(y - rows.begin), width, height};
     auto found = plates_.find(plateKey);
     if (found == plates_.end()) {
-        found = plates_.emplace(plateKey, CachedPlate()).first;
-        found->second.look = ++looks_;
-        found->second.tile.assign(
-            draw(Artwork::Placement{x - columns.begin, y - rows.begin, scale, width, height}));
+        CachedPlate plate;
+        plate.look = ++looks_;
+        plate.tile.assign(draw(Artwork::Placement{x - columns.begin, y - rows.begin, scale, width, height}));
+        found = plates_.emplace(plateKey, std::move(plate)).first;
     }
     found->second.lastPlanned = plans_;
     items_.push_back({typename Item::Plate{&found->second.tile, found->second.look}, opacity, columns, rows});

@@ -41,11 +41,24 @@ void checkDestination(const fs::path& recording, const fs::path& destination) {
     if (!fs::is_directory(folder, ignored)) refuse("its folder does not exist");
 }
 
+/// Graphics cards make neither ProRes nor GIFs.
+void checkEncoder(const Options& options, const fs::path& destination) {
+    const bool isCard = options.encoder != EncoderChoice::automatic && options.encoder != EncoderChoice::software;
+    const char* what = options.preset == Preset::prores ? "ProRes"
+                       : options.preset == Preset::gif  ? "GIFs"
+                                                        : nullptr;
+    if (!isCard || !what) return;
+    throw ExportError(ExportError::Kind::cannotCreateWriter,
+                      destination.string() + ": the encoder " + std::string(nameOf(options.encoder)) +
+                          " cannot make " + what + "; choose \"software\" or \"auto\"");
+}
+
 }  // namespace
 
 void exportRecording(const fs::path& recording, const EventLog& events, const ProjectSettings& settings,
                      const fs::path& destination, const Options& options, std::stop_token stop) {
     checkDestination(recording, destination);
+    checkEncoder(options, destination);
     VideoReader reader = openRecording(recording);
     const Size content{static_cast<double>(reader.info().width), static_cast<double>(reader.info().height)};
     const FrameStates states(events, settings, content, options.zoom);

@@ -37,7 +37,7 @@ struct Options {
     Preset preset = Preset::web;
     EncoderChoice encoder = EncoderChoice::software;
     FrameStates::Zoom zoom = FrameStates::Zoom::asProject;
-    /// Called after every frame, on one thread.
+    /// Called after every frame, on one thread; a GIF's first, with none done, before its colours are chosen.
     std::function<void(Progress)> progress;
 };
 

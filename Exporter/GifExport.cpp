@@ -5,11 +5,11 @@
 #include "Exporter/SourceFrames.h"
 #include "Exporter/TemporaryFile.h"
 #include "Media/GifWriter.h"
+#include "Media/VideoReader.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
-#include <string>
+#include <optional>
 #include <utility>
 
 namespace lumenwhirl::Exporter {
@@ -18,31 +18,30 @@ namespace {
 constexpr int fps = 15;
 constexpr std::int64_t colourSamples = 32;  // enough for every scene of a recording, and soon drawn
 
-/// Shows the writer frames from all over the video, so that its palette fits them all.
+/// Shows the writer frames from all over the video, so that its palette fits them all. Reads the recording by
+/// itself: where it cannot be searched, or is damaged, what was seen so far must do.
 void learnColours(GifWriter& writer, const ExportTask& task, FrameMaker<std::uint8_t>& maker,
                   std::int64_t frames) {
+    VideoReader reader(task.recording);
     const std::int64_t samples = std::min(frames, colourSamples);
     for (std::int64_t i = 0; i < samples; ++i) {
         throwIfStopped(task.stop);
         const std::int64_t index = frames * (2 * i + 1) / (2 * samples);  // in the middle of its share
         const double sourceTime = SourceFrames::gridSourceTime(task.states.timeline(), index, fps);
-        task.reader.seek(sourceTime);
-        auto frame = task.reader.next();
-        if (!frame) throw noFrames(task.recording);
+        std::optional<VideoFrame> frame;
+        try {
+            reader.seek(sourceTime);
+            frame = reader.next();
+        } catch (const MediaError&) {
+        }
+        if (!frame) return;
         writer.learn(maker.make({std::move(*frame), sourceTime, 0}));
     }
-    task.reader.seek(std::numeric_limits<double>::lowest());
 }
 
 }  // namespace
 
 void exportGif(const ExportTask& task) {
-    const EncoderChoice encoder = task.options.encoder;
-    if (encoder != EncoderChoice::automatic && encoder != EncoderChoice::software) {
-        throw ExportError(ExportError::Kind::cannotCreateWriter,
-                          task.destination.string() + ": the encoder " + std::string(nameOf(encoder)) +
-                              " cannot make GIFs; choose \"software\" or \"auto\"");
-    }
     SourceFrames source(task.reader, task.states.timeline(), fps, SourceFrames::Times::grid);
     FrameMaker<std::uint8_t> maker(task.states);
     TemporaryFile picture(task.destination, "picture");
@@ -52,6 +51,7 @@ void exportGif(const ExportTask& task) {
         GifWriter writer(picture.path(), {.width = static_cast<int>(canvas.width),
                                           .height = static_cast<int>(canvas.height),
                                           .frameRate = fps});
+        if (task.options.progress) task.options.progress({0, source.totalFrames()});
         learnColours(writer, task, maker, source.totalFrames());
         const Rendered rendered =
             runPipeline(source,

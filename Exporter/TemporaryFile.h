@@ -10,7 +10,7 @@ namespace lumenwhirl {
 class TemporaryFile {
 public:
     /// A hidden name in the folder of `target`, not in use; creates nothing. `purpose` ends the name, e.g.
-    /// "video.mp4".
+    /// "video".
     TemporaryFile(const std::filesystem::path& target, std::string_view purpose);
     ~TemporaryFile();
     TemporaryFile(const TemporaryFile&) = delete;

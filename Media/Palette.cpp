@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include <dlfcn.h>
 #include <libimagequant.h>
-#include <omp.h>
 
 namespace lumenwhirl {
 namespace {
@@ -55,7 +55,10 @@ constexpr float ditheringLevel = 0.8F;
 /// The library works with OpenMP, whose threads spin while they wait: of two cores it took 60 % more time in all,
 /// for no less time by the clock beside other work. Holds for the calling thread.
 void stayOnThisThread() {
-    omp_set_num_threads(1);
+    // Of the runtime that the library brings along, whichever it is; there may be none.
+    using SetThreads = void (*)(int);
+    static const auto setThreads = reinterpret_cast<SetThreads>(dlsym(RTLD_DEFAULT, "omp_set_num_threads"));
+    if (setThreads) setThreads(1);
 }
 
 }  // namespace

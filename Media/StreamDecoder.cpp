@@ -65,7 +65,9 @@ bool StreamDecoder::receive(AVFrame& frame) {
 /// What was decoded before is still to come.
 void StreamDecoder::failDecoding(int result) {
     if (failure_) return;
-    failure_ = "cannot decode: " + reasonFor(result);
+    // Damaged headers ask for memory that no machine has.
+    failure_ = result == AVERROR(ENOMEM) ? "cannot decode: not enough memory, or damaged"
+                                         : "cannot decode: " + reasonFor(result);
     avcodec_send_packet(codec_.get(), nullptr);
 }
 

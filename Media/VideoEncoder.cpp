@@ -139,6 +139,8 @@ const std::array<VideoEncoder::Hardware, 4> VideoEncoder::Hardware::all{
     Hardware{EncoderChoice::vaapi, "h264_vaapi", "hevc_vaapi", AV_PIX_FMT_VAAPI, "low_power=1"},
 };
 
+constexpr int h264High = 100;  // profile_idc, Rec. ITU-T H.264, A.2.4; libavcodec's name for it has changed
+
 /// Why a hardware encoder does not work.
 class VideoEncoder::Failure : public std::runtime_error {
 public:
@@ -232,6 +234,11 @@ VideoEncoder::VideoEncoder(const VideoSettings& settings, const Hardware& hardwa
     Dictionary options;
     int result = av_dict_parse_string(options.address(), hardware.options, "=", ":", 0);
     if (settings.bitRate <= 0) options.set("cq", std::to_string(constantQuality));  // NVENC's own name for it
+    // As software does; NVENC would take Main, and knows the profile by an option of its own.
+    if (settings.codec == VideoCodec::h264) {
+        codec_->profile = h264High;
+        if (hardware.choice == EncoderChoice::nvenc) options.set("profile", "high");
+    }
     if (result >= 0) result = avcodec_open2(codec_.get(), codec_->codec, options.address());
     if (result < 0) throw Failure(name, result);
     if (codec_->extradata_size <= 0) throw Failure(std::string(name) + ": gives no headers");

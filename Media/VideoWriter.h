@@ -32,7 +32,7 @@ struct VideoSettings {
     int lookahead = -1;  // frames that software's rate control sees ahead, at least 1; -1: the preset's own
     int bFrames = -1;    // software's H.264: most in a row; -1: the preset's own
     bool weightedPrediction = true;  // software's H.264: as the preset has it; false: never, which is faster
-    int threads = 0;                 // of the software encoder; 0: one a core
+    int threads = 0;                 // of the software encoder; 0: one a core, at most 8 for ProRes
 };
 
 struct SoundSettings {

@@ -48,8 +48,7 @@ ExportCommand::ExportCommand(CLI::App& parser) : Command(parser) {
                 encoder_ = *choice;
             },
             "What encodes H.264 and HEVC: software, or a graphics card by vaapi, nvenc or qsv; with auto, or left "
-            "out, "
-            "a card that can, else software")
+            "out, a card that can, else software")
         ->option_text("NAME");
     parser.add_flag("--no-zoom", noZoom_, "Keep the camera still");
     parser

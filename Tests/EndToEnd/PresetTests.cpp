@@ -32,8 +32,8 @@ TEST(Presets, areWhatOtherProgramsExpect) {
     ASSERT_EQ(demo.status, 0) << demo.errors;
     const auto exported = [&](const std::string& preset, const std::string& ending) {
         const std::string file = folder / (preset + ending);
-        const Outcome outcome =
-            Program::run({"export", folder / "Demo.lumenwhirl", "-o", file, "--preset", preset});
+        const Outcome outcome = Program::run(
+            {"export", folder / "Demo.lumenwhirl", "-o", file, "--preset", preset, "--encoder", "software"});
         EXPECT_EQ(outcome.status, 0) << outcome.errors;
         return file;
     };

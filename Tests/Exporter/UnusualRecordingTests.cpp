@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <random>
 
 extern "C" {
@@ -132,6 +133,25 @@ TEST_F(UnusualRecording, withoutTimesPlaysAtItsFrameRate) {
         for (std::size_t i = 0; i < frames.size(); ++i)
             EXPECT_NEAR(frames[i].frame.time(), static_cast<double>(i) / 30, 1e-5);
     }
+    // A GIF looks for its colours all over the file, which this one does not support.
+    EXPECT_NO_THROW(exported(plainProject(1), {.preset = Preset::gif, .progress = {}}));
+}
+
+// As recorders write that fear to be ended at any moment. The index in front lists nothing.
+TEST_F(UnusualRecording, inPiecesIsExportedToItsLastFrame) {
+    Recording whole = recordings::steady(90, 30);
+    const std::vector<double> beeps{0.5, 1.5};
+    whole.sound = AudioBuffer{{sounds::bursts(3 * recordings::sampleRate, beeps)}};
+    recordings::write(folder / "whole.mp4", whole);
+    const std::string toPieces = "ffmpeg -v error -y -i '" + (folder / "whole.mp4").string() +
+                                 "' -c copy -frag_duration 500000 -movflags +empty_moov+default_base_moof '" +
+                                 source.string() + "'";
+    ASSERT_EQ(std::system(toPieces.c_str()), 0);
+    std::filesystem::remove(folder / "whole.mp4");
+    const auto frames = framesOf(exported(plainProject(3)));
+    ASSERT_EQ(frames.size(), 90U);
+    EXPECT_EQ(frames.back().number(), 89U);
+    EXPECT_EQ(sounds::onsets(readAll(folder / "out.mp4").channels.front()).size(), beeps.size());
 }
 
 TEST_F(UnusualRecording, withTimesTwiceOrBackwardsKeepsEveryFrameInOrder) {
