@@ -59,12 +59,23 @@ package=$folder/Demo.lumenwhirl
 
 for ((run = 1; run <= runs; ++run)); do
     note "Run $run of $runs"
-    measure lumenwhirl "$program" export "$package" -o "$folder/a.mp4" --progress none
+    measure lumenwhirl "$program" export "$package" -o "$folder/a.mp4" --encoder software \
+        --progress none
     measure ffmpeg "${transcode[@]}" "$package/recording.mp4" "${transcodeOutput[@]}" "$folder/b.mp4"
 done
 note ""
 compare "Export of $seconds s (preset web), and ffmpeg only transcoding the recording; $runs runs each, in turn" \
     lumenwhirl ffmpeg
+
+printf '\n%14s%10s%14s%12s\n' preset seconds "frames a s" size
+for preset in web social prores gif; do
+    note "Preset $preset"
+    measure "$preset" "$program" export "$package" -o "$folder/out" --preset "$preset" --encoder software --progress none
+    printf '%14s%10s%14s%9s MB\n' "$preset" "$(calculate "$(median "$preset" 1)")" \
+        "$(calculate "$seconds * $([ $preset = gif ] && echo 15 || echo 60) / $(median "$preset" 1)" 0)" \
+        "$(calculate "$(stat -c %s "$folder/out") / 1e6" 1)"
+done
+note ""
 
 # The same recording five times over: memory must not grow with the length.
 long=$folder/Long.lumenwhirl times=5
@@ -86,8 +97,13 @@ for ((run = 1; run <= runs; ++run)); do
 done
 compare "Loudness of $((seconds * 100 / 60)) minutes, and ffmpeg only decoding them" lumenwhirl ffmpeg
 
-rm -f "$folder"/*.runs
-start=$EPOCHREALTIME
-for run in 1 2 3 4 5 6 7 8 9 10; do "$program" --version >/dev/null; done
-printf '\nCold start of a command: %s ms\n' \
-    "$(calculate "($EPOCHREALTIME - $start) * 1000 / 10" 0)"
+# cold TITLE COMMAND…: how long a command takes from its start, ten times.
+cold() {
+    local title=$1 start=$EPOCHREALTIME
+    shift
+    for run in 1 2 3 4 5 6 7 8 9 10; do "$@" >/dev/null; done
+    printf '    %s: %s ms\n' "$title" "$(calculate "($EPOCHREALTIME - $start) * 1000 / 10" 0)"
+}
+printf '\nCold start\n'
+cold --version "$program" --version
+cold "inspect of the demo" "$program" inspect "$package" --at 2
