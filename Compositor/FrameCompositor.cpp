@@ -52,8 +52,10 @@ struct BasicFrameCompositor<Sample>::Parts {
         return *unstyled;
     }
 
-    void draw(const Canvas& canvas, const PictureView& frame, const PictureView* before, const CameraView& view,
+    void draw(const Canvas& canvas, const PictureView& frame, const Previous* previous, const CameraView& view,
               const Out& out, std::int64_t& drawn);
+    void chooseRows(const Canvas& canvas, const BasicPicture<const Sample>* finished, std::int64_t shown,
+                    const Out& out);
     void setMaps(const Canvas& canvas, const PictureView& frame, const CameraView& view);
     void noteChanges(const Canvas& canvas);
     [[nodiscard]] bool sourceChanged(const Canvas& canvas, int pair) const;
@@ -64,15 +66,16 @@ struct BasicFrameCompositor<Sample>::Parts {
 /// Draws the planned overlays over the video, where `out` does not show them yet.
 template <class Sample>
 void BasicFrameCompositor<Sample>::Parts::draw(const Canvas& canvas, const PictureView& frame,
-                                               const PictureView* before, const CameraView& view, const Out& out,
+                                               const Previous* previous, const CameraView& view, const Out& out,
                                                std::int64_t& drawn) {
     const std::int64_t shown = std::exchange(drawn, 0);  // should this fail half-way, nothing can be relied on
     ++number;
     setMaps(canvas, frame, view);
-    const bool isComparable = before && lastCanvas == &canvas && lastView == view &&
-                              before->width() == frame.width() && before->height() == frame.height();
+    const bool isComparable = previous && lastCanvas == &canvas && lastView == view &&
+                              previous->frame.width() == frame.width() &&
+                              previous->frame.height() == frame.height();
     if (isComparable) {
-        changes.compare(*before, frame);
+        changes.compare(previous->frame, frame);
         noteChanges(canvas);
     } else {
         changedAt.assign(static_cast<std::size_t>(canvas.height() / 2), number);
@@ -81,9 +84,7 @@ void BasicFrameCompositor<Sample>::Parts::draw(const Canvas& canvas, const Pictu
     lastView = view;
     lastOverlays = overlays.plan();
 
-    wanted.clear(canvas.height());
-    for (int pair = 0; pair < wanted.count(); ++pair)
-        if (changedAt[static_cast<std::size_t>(pair)] > shown) wanted.add(pair);
+    chooseRows(canvas, isComparable ? &previous->finished : nullptr, shown, out);
     overlaid.clear(canvas.height());
     for (const Item& item : overlays.plan())
         for (int pair = item.rows.begin / 2; pair < item.rows.end / 2; ++pair) overlaid.add(pair);
@@ -91,6 +92,31 @@ void BasicFrameCompositor<Sample>::Parts::draw(const Canvas& canvas, const Pictu
     overlays.draw(canvas, view, *kernels, wanted, out);
     finishOverlaid(canvas, out);
     drawn = number;
+}
+
+/// Finds the rows that must be drawn; those that the last finished frame shows are copied from there.
+template <class Sample>
+void BasicFrameCompositor<Sample>::Parts::chooseRows(const Canvas& canvas,
+                                                     const BasicPicture<const Sample>* finished,
+                                                     std::int64_t shown, const Out& out) {
+    wanted.clear(canvas.height());
+    for (int pair = 0; pair < wanted.count(); ++pair) {
+        const std::int64_t changed = changedAt[static_cast<std::size_t>(pair)];
+        if (changed <= shown) continue;
+        if (changed == number || !finished) {
+            wanted.add(pair);
+            continue;
+        }
+        for (int plane = 0; plane < 3; ++plane) {
+            const auto p = static_cast<std::size_t>(plane);
+            const int shift = plane == 0 ? 1 : 1 - PictureFormat<Sample>::chromaRowsShift;
+            for (int row = pair << shift; row < (pair + 1) << shift; ++row) {
+                const Span span = canvas.columns(plane, row);
+                std::copy(finished->planes[p].row(row) + span.begin, finished->planes[p].row(row) + span.end,
+                          out.planes[p].row(row) + span.begin);
+            }
+        }
+    }
 }
 
 template <class Sample>
@@ -208,7 +234,7 @@ void BasicFrameCompositor<Sample>::render(const PictureView& frame, const FrameS
 }
 
 template <class Sample>
-void BasicFrameCompositor<Sample>::renderChanges(const PictureView& frame, const PictureView* before,
+void BasicFrameCompositor<Sample>::renderChanges(const PictureView& frame, const Previous* previous,
                                                  const FrameState& state, const BasicPicture<Sample>& out,
                                                  std::int64_t& drawn) {
     Parts& parts = *parts_;
@@ -217,7 +243,7 @@ void BasicFrameCompositor<Sample>::renderChanges(const PictureView& frame, const
     parts.overlays.begin();
     parts.overlays.planCursor(canvas, state.cursor, state.cursorSize, view);
     parts.overlays.planCaptionAndPills(canvas, state.caption, state.captionStyle, state.keystrokes);
-    parts.draw(canvas, frame, before, view, out, drawn);
+    parts.draw(canvas, frame, previous, view, out, drawn);
 }
 
 template <class Sample>

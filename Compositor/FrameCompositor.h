@@ -53,10 +53,16 @@ public:
     /// the video rectangle is written. Without a prepared style `out` has the frame's size and gets the content as
     /// it is.
     void render(const PictureView& frame, const FrameState& state, const BasicPicture<Sample>& out);
-    /// As render, for one frame after the other: rows that `out` shows already are left alone. `before`: the frame
-    /// of the last call, with its pixels; null when they are gone, and for the first. `drawn`: which frame `out`
-    /// shows, kept with it by the caller from call to call; 0 while it holds the base alone.
-    void renderChanges(const PictureView& frame, const PictureView* before, const FrameState& state,
+    /// The last call of renderChanges: the pixels of what it was given and of what it made.
+    struct Previous {
+        PictureView frame;
+        BasicPicture<const Sample> finished;
+    };
+    /// As render, for one frame after the other: rows that `out` shows already are left alone, and those that the
+    /// last finished frame shows are copied. `previous`: null for the first frame, and when those pixels are gone.
+    /// `drawn`: which frame `out` shows, kept with it by the caller from call to call; 0 while it holds the base
+    /// alone.
+    void renderChanges(const PictureView& frame, const Previous* previous, const FrameState& state,
                        const BasicPicture<Sample>& out, std::int64_t& drawn);
     /// Ripples, cursor and camera alone, unstyled, into `out` of the frame's size.
     void composite(const PictureView& frame, const CursorState& cursor, double cursorSize,

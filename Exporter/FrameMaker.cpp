@@ -29,8 +29,9 @@ VideoFrame FrameMaker<Sample>::make(const SourceFrames::Item& item) {
     const bool isSame = last_ && item.frame.plane(0) == source_->plane(0) && state == state_;
     if (isSame) return *last_;
     Pooled& pooled = unusedFrame();
-    const std::optional<PictureView> before = source_ ? std::optional(pictureOf(*source_)) : std::nullopt;
-    compositor_.renderChanges(pictureOf(item.frame), before ? &*before : nullptr, state,
+    std::optional<typename BasicFrameCompositor<Sample>::Previous> previous;
+    if (last_) previous = {pictureOf(*source_), finishedPictureOf<Sample>(*last_)};
+    compositor_.renderChanges(pictureOf(item.frame), previous ? &*previous : nullptr, state,
                               mutablePictureOf<Sample>(pooled.frame), pooled.drawn);
     source_ = item.frame;  // kept, so that its memory is not another frame's meanwhile
     state_ = std::move(state);

@@ -36,4 +36,16 @@ template <class Sample>
     return {{{plane(0, w, h), plane(1, w / 2, chromaRows), plane(2, w / 2, chromaRows)}}};
 }
 
+/// The same, to be read.
+template <class Sample>
+[[nodiscard]] BasicPicture<const Sample> finishedPictureOf(VideoFrame frame) {
+    const BasicPicture<Sample> picture = mutablePictureOf<Sample>(frame);
+    BasicPicture<const Sample> view;
+    for (std::size_t p = 0; p < 3; ++p) {
+        const BasicPlane<Sample>& plane = picture.planes[p];
+        view.planes[p] = {plane.data, plane.stride, plane.width, plane.height};
+    }
+    return view;
+}
+
 }  // namespace lumenwhirl

@@ -465,6 +465,7 @@ void expectChangesDrawn(unsigned seed, int threads) {
     for (Used& used : frames) compositor.drawBase(used.picture.mutableView());
 
     Picture source = testing::noisePicture(320, 200, seed), before = source;
+    PictureBuffer<Sample> finishedBefore = expected;
     FrameState state = randomState(random, {320, 200});
     bool hasBefore = false;
     for (int i = 0; i < 40; ++i) {
@@ -496,7 +497,7 @@ void expectChangesDrawn(unsigned seed, int threads) {
                 break;  // stays
         }
         const bool isLost = random() % 10 == 0;  // the frame before is not at hand any more
-        const PictureView last = before.view();
+        const typename BasicFrameCompositor<Sample>::Previous last{before.view(), finishedBefore.view()};
         Used& used = frames[random() % frames.size()];
         compositor.renderChanges(source.view(), hasBefore && !isLost ? &last : nullptr, state,
                                  used.picture.mutableView(), used.drawn);
@@ -504,6 +505,7 @@ void expectChangesDrawn(unsigned seed, int threads) {
         expectSame(used.picture, expected);
         if (::testing::Test::HasFatalFailure()) return;
         before = source;
+        finishedBefore = used.picture;
         hasBefore = true;
     }
 }
