@@ -8,8 +8,8 @@ trap 'rm -rf "$folder"' EXIT
 
 # The picture is small, so that it takes minutes and what grows stands out.
 for seconds in 60 3600; do
-    "$program" demo "$folder" --seconds "$seconds" --size 640x360 >/dev/null
-    printf '%s s, 640x360, 60 frames a second, %s of events\n' "$seconds" \
+    "$program" demo "$folder" --seconds "$seconds" --size 320x180 >/dev/null
+    printf '%s s, 320x180, 60 frames a second, %s of events\n' "$seconds" \
         "$(du -h "$folder/Demo.lumenwhirl/events.json" | cut -f 1)"
     for preset in web gif; do
         command time -f "    $preset: %M kB, %e s" "$program" export "$folder/Demo.lumenwhirl" \
