@@ -19,12 +19,14 @@ VideoSettings encoderSettings(Preset preset, Size canvas, int fps, Rational time
         case Preset::web:
             settings.codec = VideoCodec::h264;
             // On a finished demo (1080p60, 720 frames) the preset alone takes 9.9 s of CPU, luma's mean and worst
-            // SSIM 0.9959 and 0.9870; with these 8.7 s, 0.9958 and 0.9938. Its three B frames cost a second more
-            // for 0.9962; "veryfast" takes 15.2 s for the same; "ultrafast" with CABAC, deblocking and all else
-            // that pays 6.5 s, 0.9948 and 0.9920. Weights are for fades, which screens do not have.
+            // SSIM 0.9959 and 0.9870; with these 7.2 s, 0.9950 and 0.9922. Motion of parts of a pixel costs 1.5 s
+            // more for 0.9958 and 0.9938, with three B frames 2.4 s for 0.9962 and 0.9933; "veryfast" takes 15.2 s
+            // for that. "ultrafast" with CABAC, deblocking and all else that pays: 6.9 s, 0.9949 and 0.9919.
+            // Weights are for fades, which screens do not have.
             settings.speed = "superfast";
             settings.lookahead = 15;
             settings.bFrames = 0;
+            settings.subpixelMotion = false;
             settings.weightedPrediction = false;
             break;
         case Preset::social:

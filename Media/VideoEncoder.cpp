@@ -54,6 +54,7 @@ namespace {
 void setX264Options(Dictionary& options, const VideoSettings& settings) {
     options.set("preset", settings.speed);
     if (settings.bFrames >= 0) options.set("bf", std::to_string(settings.bFrames));
+    if (!settings.subpixelMotion) options.set("subq", "0");
     if (!settings.weightedPrediction) options.set("weightp", "0");
     if (settings.lookahead > 0) {
         options.set("rc-lookahead", std::to_string(settings.lookahead));

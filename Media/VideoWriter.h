@@ -31,6 +31,7 @@ struct VideoSettings {
     std::string speed = "medium";  // of software: x264's and x265's preset name
     int lookahead = -1;  // frames that software's rate control sees ahead, at least 1; -1: the preset's own
     int bFrames = -1;    // software's H.264: most in a row; -1: the preset's own
+    bool subpixelMotion = true;  // software's H.264: as the preset has it; false: whole pixels, which is faster
     bool weightedPrediction = true;  // software's H.264: as the preset has it; false: never, which is faster
     int threads = 0;                 // of the software encoder; 0: one a core, at most 8 for ProRes
 };

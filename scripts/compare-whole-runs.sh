@@ -7,7 +7,7 @@ program=$1
 runs=${2:-5}
 
 # The encoder settings of the preset web at 1920x1080 and 60 frames a second; they follow Exporter/.
-webEncoder=(-c:v libx264 -preset superfast -rc-lookahead 15 -mbtree 1 -bf 0 -weightp 0 -b:v 11197440 -g 120
+webEncoder=(-c:v libx264 -preset superfast -rc-lookahead 15 -mbtree 1 -bf 0 -subq 0 -weightp 0 -b:v 11197440 -g 120
     -color_primaries bt709 -color_trc bt709 -colorspace bt709 -color_range tv)
 
 folder=$(mktemp -d)
