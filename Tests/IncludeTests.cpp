@@ -65,6 +65,7 @@ TEST(Includes, goDownTheFoldersOnly) {
         {"Compositor/", {"Engine/", "Compositor/"}},
         {"Exporter/", {"Engine/", "Media/", "Compositor/", "Exporter/"}},
         {"Recorder/Package/", {"Engine/", "Recorder/Package/"}},
+        {"Recorder/Platform/", {"Engine/", "Recorder/Platform/"}},
         {"Recorder/", {"Engine/", "Media/", "Recorder/"}},
         {"Lumenwhirl/Captions/", {"Engine/", "Lumenwhirl/Captions/"}},
         {"Lumenwhirl/Demo/", {"Engine/", "Media/", "Compositor/", "Recorder/Package/", "Lumenwhirl/Demo/"}},
@@ -94,9 +95,14 @@ TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
         std::vector<std::string> headers, folders;
     };
     const std::vector<Rule> rules{
-        {{"libav", "libsw"}, {"Media/"}},     {{"cairo", "pango"}, {"Compositor/", "Lumenwhirl/Demo/"}},
-        {{"hwy/"}, {"Compositor/Kernels/"}},  {{"simdjson"}, {"Engine/", "Lumenwhirl/"}},
-        {{"CLI/"}, {"Lumenwhirl/Commands/"}}, {{"libimagequant"}, {"Media/"}},
+        {{"libav", "libsw"}, {"Media/"}},
+        {{"cairo", "pango"}, {"Compositor/", "Lumenwhirl/Demo/"}},
+        {{"hwy/"}, {"Compositor/Kernels/", "Recorder/Kernels/"}},
+        {{"simdjson"}, {"Engine/", "Lumenwhirl/"}},
+        {{"CLI/"}, {"Lumenwhirl/Commands/"}},
+        {{"libimagequant"}, {"Media/"}},
+        {{"xcb/", "xkbcommon/", "X11/"}, {"Recorder/Backends/X11/"}},
+        {{"pulse/"}, {"Recorder/Backends/Pulse/"}},
     };
     for (const std::string folder : {"Engine", "Media", "Compositor", "Exporter", "Recorder", "Lumenwhirl"})
         for (const Include& include : includesBelow(folder))

@@ -22,6 +22,19 @@ module  simdjson        libsimdjson-dev
 module  libhwy          libhwy-dev
 module  rubberband      librubberband-dev
 module  CLI11           libcli11-dev
+module  xcb             libxcb1-dev
+module  xcb-shm         libxcb-shm0-dev
+module  xcb-damage      libxcb-damage0-dev
+module  xcb-xfixes      libxcb-xfixes0-dev
+module  xcb-composite   libxcb-composite0-dev
+module  xcb-randr       libxcb-randr0-dev
+module  xcb-record      libxcb-record0-dev
+module  xcb-res         libxcb-res0-dev
+module  xcb-keysyms     libxcb-keysyms1-dev
+module  xcb-screensaver libxcb-screensaver0-dev
+module  xkbcommon       libxkbcommon-dev
+module  xkbcommon-x11   libxkbcommon-x11-dev
+module  libpulse        libpulse-dev
 font    Inter           fonts-inter
 font    DejaVu          fonts-dejavu-core
 font    Quicksand       fonts-quicksand
@@ -30,6 +43,10 @@ TABLE
 module  gtest           libgtest-dev
 tool    ffmpeg          ffmpeg
 tool    ffprobe         ffmpeg
+module  xcb-xtest       libxcb-xtest0-dev
+tool    Xvfb            xvfb
+tool    openbox         openbox
+tool    pulseaudio      pulseaudio
 TABLE
     fuzz) cat <<'TABLE' ;;
 tool    clang++         clang

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Engine/Documents/EventLog.h"
+#include "Engine/Geometry/Point.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace lumenwhirl {
+
+/// Modifier keys held. Super, the key with the window on it, is the command key, and Alt the option key.
+struct Modifiers {
+    bool command = false, shift = false, option = false, control = false, function = false;
+    bool operator==(const Modifiers&) const = default;
+};
+
+/// One thing the user did.
+struct InputEvent {
+    enum class Kind { moved, buttonChanged, scrolled, keyDown };
+    Kind kind = Kind::moved;
+    double time = 0;  // host clock, when the system handled it
+    Point position;   // of the pointer, in global points; without meaning for keys
+
+    MouseButton button = MouseButton::left;  // buttonChanged
+    ClickPhase phase = ClickPhase::down;     // buttonChanged
+
+    double dx = 0, dy = 0;  // scrolled: whole lines; to the left and up is positive
+
+    std::int64_t keyCode = 0;  // keyDown: the event log's virtual key code
+    std::string characters;    // keyDown: UTF-8, what the key types under the layout and modifiers; may be empty
+    Modifiers modifiers;       // keyDown
+    bool isRepeat = false;     // keyDown: the key has been down since an earlier event
+};
+
+/// Everything the user does, on the whole desktop. Only listens: never alters, swallows or delays an event.
+class InputStream {
+public:
+    using Handler = std::function<void(const InputEvent&)>;
+
+    virtual ~InputStream() = default;
+    /// Begins; once. The handler is called on a thread of the stream's own, in the order of the events. Throws
+    /// PlatformError.
+    virtual void start(Handler handler) = 0;
+    /// Ends, after all that happened before the call has been delivered. No handler runs any more when it returns.
+    /// Not from a handler. May be called again, and before start().
+    virtual void stop() noexcept = 0;
+};
+
+}  // namespace lumenwhirl

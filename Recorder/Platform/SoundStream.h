@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+namespace lumenwhirl {
+
+struct SoundFormat {
+    int sampleRate = 48000;
+    int channels = 2;
+    bool operator==(const SoundFormat&) const = default;
+};
+
+/// Some sound as it arrives, valid while the handler runs.
+struct SoundBlock {
+    double time = 0;  // host clock, when the first sample was heard; smoothed, within some milliseconds
+    const float* samples = nullptr;  // interleaved, nominal -1...1
+    std::size_t frames = 0;          // samples a channel
+};
+
+/// The sound of one device.
+class SoundStream {
+public:
+    using BlockHandler = std::function<void(const SoundBlock&)>;
+    using EndHandler = std::function<void(const std::string& reason)>;
+
+    virtual ~SoundStream() = default;
+    /// Of every block.
+    [[nodiscard]] virtual SoundFormat format() const = 0;
+    /// Begins; once. Both handlers are called on a thread of the stream's own, one at a time; they must be short,
+    /// or sound is lost. `ended`: the device or the server is gone, as a line for people says; no block follows.
+    /// Throws PlatformError.
+    virtual void start(BlockHandler block, EndHandler ended) = 0;
+    /// Ends. No handler runs any more when it returns. Not from a handler. May be called again, and before
+    /// start().
+    virtual void stop() noexcept = 0;
+};
+
+}  // namespace lumenwhirl
