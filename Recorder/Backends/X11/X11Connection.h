@@ -1,0 +1,110 @@
+#pragma once
+
+#include "Recorder/Platform/PlatformError.h"
+
+#include <xcb/xcb.h>
+#include <xcb/xcbext.h>
+
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Owners of XCB's handles. Only for the sources of this folder: no public header shows X11.
+namespace lumenwhirl {
+
+/// Deleter for what the C library allocates.
+struct Freed {
+    void operator()(void* memory) const noexcept { std::free(memory); }
+};
+/// Replies, events and errors.
+template <class T>
+using XcbHandle = std::unique_ptr<T, Freed>;
+using XcbEvent = XcbHandle<xcb_generic_event_t>;
+
+/// What of the server's extensions there is, in the versions needed here. A field with an event is the number of
+/// its first one, 0 where the extension is missing.
+struct X11Extensions {
+    std::uint8_t damageEvent = 0;
+    std::uint8_t randrEvent = 0;  // 1.5: monitors
+    bool hasFixes = false;
+    bool hasComposite = false;     // 0.2: pixmaps of windows
+    bool hasSharedMemory = false;  // 1.2: segments passed as descriptors
+    bool hasScreenSaver = false;   // tells since when the user has been idle
+    bool hasRecord = false;
+    bool hasClientProcesses = false;  // X-Resource 1.2: process ids
+};
+
+/// One connection to an X server. XCB itself may be used from any thread; who shares a connection must leave its
+/// events to one of them. Everything that asks throws PlatformError of kind notReachable when the server is gone.
+class X11Connection {
+public:
+    /// `displayName`: as in DISPLAY; empty for what DISPLAY says. Throws PlatformError.
+    explicit X11Connection(const std::string& displayName);
+    ~X11Connection();
+    X11Connection(const X11Connection&) = delete;
+    X11Connection& operator=(const X11Connection&) = delete;
+
+    // NOLINTNEXTLINE(google-explicit-constructor): for the C functions
+    operator xcb_connection_t*() const noexcept { return connection_; }
+    [[nodiscard]] const xcb_screen_t& screen() const noexcept { return *screen_; }
+    [[nodiscard]] xcb_window_t root() const noexcept { return screen_->root; }
+    [[nodiscard]] std::uint32_t newID() const { return xcb_generate_id(connection_); }
+    /// To wait with poll() for something to read. The connection keeps it.
+    [[nodiscard]] int descriptor() const { return xcb_get_file_descriptor(connection_); }
+    /// Whether the server is on this machine, so that memory can be shared with it.
+    [[nodiscard]] bool isLocal() const;
+
+    /// The reply to a request, as in `reply(&xcb_get_geometry_reply, cookie)`; blocks. Empty for an error of the
+    /// server: its number, such as XCB_WINDOW, is then left in `error`.
+    template <class Reply, class Cookie>
+    [[nodiscard]] XcbHandle<Reply> reply(Reply* (*take)(xcb_connection_t*, Cookie, xcb_generic_error_t**),
+                                         Cookie cookie, std::uint8_t* error = nullptr) const {
+        xcb_generic_error_t* problem = nullptr;
+        XcbHandle<Reply> reply(take(connection_, cookie, &problem));
+        const XcbHandle<xcb_generic_error_t> owner(problem);
+        if (!reply) checkAlive();
+        if (error != nullptr) *error = problem != nullptr ? problem->error_code : std::uint8_t{0};
+        return reply;
+    }
+    /// Blocks until a request sent by a function called ..._checked has been handled: 0, or the error's number.
+    [[nodiscard]] std::uint8_t errorOf(xcb_void_cookie_t cookie) const;
+    /// An event that has arrived; never blocks. Empty if there is none.
+    [[nodiscard]] XcbEvent nextEvent() const { return XcbEvent(xcb_poll_for_event(connection_)); }
+    void flush() const;
+    /// Throws when the server is gone.
+    void checkAlive() const;
+
+    /// In the order of the names, which need not exist yet. One round trip.
+    [[nodiscard]] std::vector<xcb_atom_t> atoms(std::initializer_list<std::string_view> names) const;
+    /// Announces the versions that this program speaks, which each connection must before it uses an extension.
+    /// Two round trips.
+    [[nodiscard]] X11Extensions negotiateExtensions() const;
+
+private:
+    xcb_connection_t* connection_ = nullptr;
+    const xcb_screen_t* screen_ = nullptr;
+};
+
+/// What a code in an X error means, as "BadWindow"; the errors of extensions by number.
+[[nodiscard]] std::string nameOfX11Error(std::uint8_t code);
+
+/// While it lives, writing to a server that is gone is an error on this thread instead of the end of the program:
+/// libxcb writes without MSG_NOSIGNAL.
+class BrokenPipeGuard {
+public:
+    BrokenPipeGuard();
+    ~BrokenPipeGuard();
+    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+
+private:
+    sigset_t former_{};
+    bool wasPending_ = false;
+};
+
+}  // namespace lumenwhirl
