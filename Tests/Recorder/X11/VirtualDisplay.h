@@ -1,0 +1,36 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace lumenwhirl::test {
+
+/// A desktop of the test's own: an X server (Xvfb) without a screen, and a window manager (openbox) where asked
+/// for. Both end with it, and with the thread that made it. Throws std::runtime_error.
+class VirtualDisplay {
+public:
+    struct Options {
+        int width = 1280, height = 720;  // pixels
+        int depth = 24;                  // bits a pixel
+    };
+    /// Blocks until the server answers.
+    explicit VirtualDisplay(const Options& options);
+    VirtualDisplay() : VirtualDisplay(Options()) {}
+    ~VirtualDisplay();
+    VirtualDisplay(const VirtualDisplay&) = delete;
+    VirtualDisplay& operator=(const VirtualDisplay&) = delete;
+
+    /// For DISPLAY, such as ":3".
+    [[nodiscard]] const std::string& name() const noexcept { return name_; }
+    /// Blocks until it manages windows.
+    void startWindowManager();
+    /// Ends the server as a crash of it would look to programs.
+    void end() noexcept;
+
+private:
+    std::string name_;
+    pid_t server_ = -1, manager_ = -1;
+};
+
+}  // namespace lumenwhirl::test
