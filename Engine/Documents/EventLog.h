@@ -13,7 +13,7 @@ namespace lumenwhirl {
 struct RecordingInfo {
     double startHostTime = 0;  // the host clock, seconds, at time 0
     std::int64_t fps = 60;
-    DisplayInfo display;
+    DisplayInfo display{};
     bool operator==(const RecordingInfo&) const = default;
 };
 
@@ -50,11 +50,11 @@ struct KeyEvent {
 /// Everything the user did during one recording, stored as events.json and never changed afterwards.
 struct EventLog {
     std::int64_t version = 1;
-    RecordingInfo recording;
-    std::vector<CursorSample> cursor;
-    std::vector<ClickEvent> clicks;
-    std::vector<ScrollEvent> scroll;
-    std::vector<KeyEvent> keys;
+    RecordingInfo recording{};
+    std::vector<CursorSample> cursor{};
+    std::vector<ClickEvent> clicks{};
+    std::vector<ScrollEvent> scroll{};
+    std::vector<KeyEvent> keys{};
     bool operator==(const EventLog&) const = default;
 };
 

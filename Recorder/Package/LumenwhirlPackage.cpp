@@ -42,10 +42,14 @@ Document read(const std::filesystem::path& file) {
 
 LumenwhirlPackage::LumenwhirlPackage(std::filesystem::path url) : url_(std::move(url)) {}
 
+std::filesystem::path LumenwhirlPackage::pathFor(const std::string& name, const std::filesystem::path& folder) {
+    return folder / (name.ends_with(suffix) ? name : name + std::string(suffix));
+}
+
 LumenwhirlPackage LumenwhirlPackage::create(const std::string& name, const std::filesystem::path& folder) {
     if (name.find_first_of(std::string_view("/\0", 2)) != std::string::npos)
         throw Error(Kind::cannotWrite, name, "a package's name cannot hold \"/\"; choose another name");
-    const std::filesystem::path url = folder / (name.ends_with(suffix) ? name : name + std::string(suffix));
+    const std::filesystem::path url = pathFor(name, folder);
 
     std::error_code error;
     if (!folder.empty()) std::filesystem::create_directories(folder, error);

@@ -28,7 +28,7 @@ struct CapturedFrame {
     std::ptrdiff_t stride = 0;  // bytes
     // Pixels. What the target had at first, unless its window has been resized since; then any size, also odd.
     int width = 0, height = 0;
-    Point origin;  // of the captured area's top-left corner, in global points: windows move
+    Point origin{};  // of the captured area's top-left corner, in global points: windows move
 };
 
 /// Delivers the pictures of one display or window, at most 60 a second, without the system's cursor. A frame is

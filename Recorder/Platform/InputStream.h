@@ -19,8 +19,8 @@ struct Modifiers {
 struct InputEvent {
     enum class Kind { moved, buttonChanged, scrolled, keyDown };
     Kind kind = Kind::moved;
-    double time = 0;  // host clock, when the system handled it
-    Point position;   // of the pointer, in global points; without meaning for keys
+    double time = 0;   // host clock, when the system handled it
+    Point position{};  // of the pointer, in global points; without meaning for keys
 
     MouseButton button = MouseButton::left;  // buttonChanged
     ClickPhase phase = ClickPhase::down;     // buttonChanged
@@ -28,8 +28,8 @@ struct InputEvent {
     double dx = 0, dy = 0;  // scrolled: whole lines; to the left and up is positive
 
     std::int64_t keyCode = 0;  // keyDown: the event log's virtual key code
-    std::string characters;    // keyDown: UTF-8, what the key types under the layout and modifiers; may be empty
-    Modifiers modifiers;       // keyDown
+    std::string characters{};  // keyDown: UTF-8, what the key types under the layout and modifiers; may be empty
+    Modifiers modifiers{};     // keyDown
     bool isRepeat = false;     // keyDown: the key has been down since an earlier event
 };
 

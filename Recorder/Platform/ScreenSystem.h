@@ -18,9 +18,9 @@ namespace lumenwhirl {
 /// A display as the system lists it.
 struct SystemDisplay {
     std::uint32_t id = 0;
-    std::string name;              // for people, such as "HDMI-1"; may be empty
-    Rect bounds;                   // global points
-    std::optional<Size> modeSize;  // pixels of its current mode; empty where it has none
+    std::string name{};              // for people, such as "HDMI-1"; may be empty
+    Rect bounds{};                   // global points
+    std::optional<Size> modeSize{};  // pixels of its current mode; empty where it has none
     bool isPrimary = false;
     bool operator==(const SystemDisplay&) const = default;
 };
@@ -28,11 +28,11 @@ struct SystemDisplay {
 /// A window as the system lists it.
 struct SystemWindow {
     std::uint32_t id = 0;
-    Rect frame;  // of what would be recorded, in global points: the content, without the window manager's frame
-    bool isOnScreen = true;       // false while minimised or on another desktop
-    std::string applicationName;  // empty when unknown
-    std::string applicationID;    // what tells applications apart; empty when unknown
-    std::string title;
+    Rect frame{};  // of what would be recorded, in global points: the content, without the window manager's frame
+    bool isOnScreen = true;         // false while minimised or on another desktop
+    std::string applicationName{};  // empty when unknown
+    std::string applicationID{};    // what tells applications apart; empty when unknown
+    std::string title{};
     bool operator==(const SystemWindow&) const = default;
 };
 
