@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Recorder/Platform/ScreenSystem.h"
+#include "Recorder/Platform/SoundSystem.h"
+
+#include <array>
+#include <optional>
+#include <string_view>
+
+namespace lumenwhirl {
+
+/// What a recording needs to be allowed.
+enum class Permission { screenRecording, inputMonitoring, microphone };
+enum class PermissionStatus { granted, denied, notDetermined };
+
+inline constexpr std::array allPermissions{Permission::screenRecording, Permission::inputMonitoring,
+                                           Permission::microphone};
+
+/// "screenRecording"; "notDetermined".
+[[nodiscard]] std::string_view nameOf(Permission permission) noexcept;
+[[nodiscard]] std::string_view nameOf(PermissionStatus status) noexcept;
+/// For people: "Screen Recording", and one sentence that says what for.
+[[nodiscard]] std::string_view titleOf(Permission permission) noexcept;
+[[nodiscard]] std::string_view explanationOf(Permission permission) noexcept;
+/// A page of the system's settings; X11 has none.
+[[nodiscard]] std::optional<std::string_view> settingsLinkOf(Permission permission) noexcept;
+
+/// X11 and the sound servers ask nobody: what they can do, they do. So a permission is granted where there is what
+/// it is about, and not determined where there is not, as without a display.
+namespace Permissions {
+
+/// `screen`: null without a display.
+[[nodiscard]] PermissionStatus status(Permission permission, ScreenSystem* screen, SoundSystem& sound);
+/// Asks the user, where a system does; then as status().
+[[nodiscard]] PermissionStatus request(Permission permission, ScreenSystem* screen, SoundSystem& sound);
+
+}  // namespace Permissions
+
+}  // namespace lumenwhirl

@@ -1,0 +1,119 @@
+#include "Recorder/GlobalHotKey.h"
+#include "Recorder/Permissions.h"
+#include "Recorder/Platform/PlatformError.h"
+#include "Recorder/ShareableContent.h"
+#include "Tests/Recorder/ScriptedDesktop.h"
+
+#include <gtest/gtest.h>
+
+namespace lumenwhirl::test {
+namespace {
+
+const SystemDisplay plain{.id = 7, .name = "LEFT", .bounds = {0, 0, 1920, 1080}, .modeSize = Size{1920, 1080}};
+const SystemDisplay dense{
+    .id = 9, .name = "RIGHT", .bounds = {1920, 0, 1280, 720}, .modeSize = Size{2560, 1440}, .isPrimary = true};
+
+SystemWindow windowAt(Rect frame) {
+    return {.id = 42, .frame = frame, .applicationName = "Editor", .applicationID = "1234", .title = "Notes"};
+}
+
+TEST(ShareableContent, listsDisplaysInPixelsPointsAndScale) {
+    ScriptedScreen screen;
+    screen.displayList = {plain, dense, {.id = 3, .bounds = {0, 0, 640, 480}}, {.id = 4, .modeSize = Size{8, 8}}};
+    const auto displays = ShareableContent::displays(screen);
+    ASSERT_EQ(displays.size(), 4U);
+    EXPECT_EQ(displays[1], (CaptureDisplay{.id = 9,
+                                           .width = 2560,
+                                           .height = 1440,
+                                           .displayInfo = {9, 2560, 1440, 1280, 720, 2, 1920, 0},
+                                           .name = "RIGHT",
+                                           .isPrimary = true}));
+    EXPECT_EQ(displays[2].displayInfo, (DisplayInfo{3, 640, 480, 640, 480, 1, 0, 0}));  // without a mode
+    EXPECT_EQ(displays[3].displayInfo.scaleFactor, 1);                                  // without points
+}
+
+TEST(ShareableContent, measuresWindowsOnTheDisplayThatHoldsTheirCentre) {
+    ScriptedScreen screen;
+    screen.displayList = {plain, dense};
+    screen.windowList = {
+        windowAt({10, 20, 301, 201}),       // on the plain display: made even
+        windowAt({2000, 100, 301, 201}),    // on the dense one
+        windowAt({1800, 0, 300, 200}),      // across both: the centre decides
+        windowAt({-9000, 0, 300.4, 200.5})  // nowhere: counts as the first display's
+    };
+    const auto windows = ShareableContent::windows(screen, std::nullopt);
+    ASSERT_EQ(windows.size(), 4U);
+    EXPECT_EQ(windows[0].displayInfo, (DisplayInfo{7, 300, 200, 301, 201, 1, 10, 20}));
+    EXPECT_EQ(windows[1].displayInfo, (DisplayInfo{9, 602, 402, 301, 201, 2, 2000, 100}));
+    EXPECT_EQ(windows[2].containingDisplayID, 9U);
+    EXPECT_EQ(windows[3].displayInfo, (DisplayInfo{7, 300, 200, 300, 201, 1, -9000, 0}));
+    EXPECT_EQ(windows[0].appName + "/" + windows[0].title, "Editor/Notes");
+
+    screen.displayList.clear();
+    EXPECT_EQ(ShareableContent::windows(screen, std::nullopt)[0].displayInfo.scaleFactor, 2);
+}
+
+TEST(ShareableContent, leavesOutWindowsThatAreSmallHiddenOrOurOwn) {
+    ScriptedScreen screen;
+    screen.displayList = {plain};
+    SystemWindow hidden = windowAt({0, 0, 400, 400}), unknown = windowAt({0, 0, 120, 120});
+    hidden.isOnScreen = false;
+    unknown.applicationID.clear();
+    unknown.title.clear();
+    screen.windowList = {hidden, windowAt({0, 0, 119, 400}), windowAt({0, 0, 400, 119.9}), unknown,
+                         windowAt({0, 0, 400, 400})};
+    EXPECT_EQ(ShareableContent::windows(screen, std::nullopt).size(), 2U);
+    EXPECT_EQ(ShareableContent::windows(screen, "1234").size(), 1U);
+    EXPECT_EQ(ShareableContent::windows(screen, std::nullopt, 1).size(), 4U);
+
+    screen.displayList = {{.id = 1, .bounds = {0, 0, 9000, 9000}, .modeSize = Size{90, 90}}};  // a hundredth
+    EXPECT_EQ(ShareableContent::windows(screen, std::nullopt).size(), 1U);  // 400 points are 4 pixels, 120 are 1
+}
+
+TEST(ShareableContent, passesTheDesktopsErrorsOn) {
+    ScriptedScreen screen;
+    screen.isGone = true;
+    EXPECT_THROW((void)ShareableContent::displays(screen), PlatformError);
+    EXPECT_THROW((void)ShareableContent::windows(screen, std::nullopt), PlatformError);
+}
+
+TEST(Permissions, areGrantedWhereThereIsWhatTheyAreAbout) {
+    ScriptedScreen screen;
+    ScriptedSoundSystem sound;
+    const auto statuses = [&](ScreenSystem* desktop) {
+        std::vector<PermissionStatus> all;
+        for (const Permission permission : allPermissions) {
+            all.push_back(Permissions::status(permission, desktop, sound));
+            EXPECT_EQ(Permissions::request(permission, desktop, sound), all.back());
+        }
+        return all;
+    };
+    using enum PermissionStatus;
+    EXPECT_EQ(statuses(&screen), (std::vector{granted, granted, granted}));
+    screen.canCapture = screen.canListen = false;
+    EXPECT_EQ(statuses(&screen), (std::vector{notDetermined, denied, granted}));
+    sound.isReachable = false;
+    screen.isGone = true;
+    EXPECT_EQ(statuses(&screen), (std::vector{notDetermined, notDetermined, notDetermined}));
+    EXPECT_EQ(statuses(nullptr), (std::vector{notDetermined, notDetermined, notDetermined}));
+}
+
+TEST(GlobalHotKey, firesUntilItIsUnregisteredUnlessAnotherProgramHasTheKey) {
+    ScriptedScreen screen;
+    int presses = 0;
+    {
+        GlobalHotKey key = GlobalHotKey::stopRecording(screen, [&] { ++presses; });
+        ASSERT_TRUE(screen.pressHotKey);
+        screen.pressHotKey();
+        EXPECT_EQ(presses, 1);
+        key.unregister();
+        EXPECT_FALSE(screen.pressHotKey);
+    }
+    screen.takenKeys = {{19, {.command = true, .shift = true}}};
+    EXPECT_FALSE(GlobalHotKey::stopRecording(screen, [] {}).isRegistered());
+    GlobalHotKey other(2, [] {});
+    EXPECT_TRUE(other.registerKey(screen, 20, GlobalHotKey::stopModifiers));
+}
+
+}  // namespace
+}  // namespace lumenwhirl::test

@@ -1,0 +1,210 @@
+#pragma once
+
+#include "Recorder/Platform/HostClock.h"
+#include "Recorder/Platform/PlatformError.h"
+#include "Recorder/Platform/ScreenSystem.h"
+#include "Recorder/Platform/SoundSystem.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// A desktop and a sound server that do what a test says, at the times of a clock that only sleeping moves on. All
+/// on the test's own thread.
+namespace lumenwhirl::test {
+
+class VirtualClock final : public HostClock {
+public:
+    explicit VirtualClock(double start = 1000) : now_(start) {}
+    [[nodiscard]] double now() const override { return now_; }
+    /// What was planned for the time meanwhile happens at its time.
+    void sleep(double seconds, const std::stop_token&) override { advanceTo(now_ + seconds); }
+    void at(double time, std::function<void()> action) { plan_.emplace(time, std::move(action)); }
+    void advanceTo(double time) {
+        while (!plan_.empty() && plan_.begin()->first <= time) {
+            const auto next = plan_.extract(plan_.begin());
+            now_ = std::max(now_, next.key());
+            next.mapped()();
+        }
+        now_ = time;
+    }
+
+private:
+    double now_;
+    std::multimap<double, std::function<void()>> plan_;
+};
+
+/// A picture of one colour.
+class Picture {
+public:
+    Picture(int width, int height, std::uint32_t xrgb)
+        : width_(width), pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), xrgb) {}
+    [[nodiscard]] CapturedFrame frame(double time, Point origin = {}) const {
+        return {.time = time,
+                .pixels = reinterpret_cast<const std::uint8_t*>(pixels_.data()),
+                .stride = std::ptrdiff_t{4} * width_,
+                .width = width_,
+                .height = static_cast<int>(pixels_.size()) / width_,
+                .origin = origin};
+    }
+
+private:
+    int width_;
+    std::vector<std::uint32_t> pixels_;
+};
+
+class ScriptedCapture final : public CaptureStream {
+public:
+    struct Controls {
+        FrameHandler deliver;
+        EndHandler end{};
+        std::function<void()> onStop;  // before the stream ends
+        std::string startFailure;      // thrown by start(), if not empty
+        int stops = 0;
+    };
+    explicit ScriptedCapture(Controls& controls) : controls_(controls) {}
+    void start(FrameHandler frame, EndHandler ended) override {
+        if (!controls_.startFailure.empty())
+            throw PlatformError(PlatformError::Kind::failed, controls_.startFailure);
+        controls_.deliver = std::move(frame);
+        controls_.end = std::move(ended);
+    }
+    void stop() noexcept override {
+        if (controls_.stops++ == 0 && controls_.onStop) controls_.onStop();
+    }
+
+private:
+    Controls& controls_;
+};
+
+class ScriptedSound final : public SoundStream {
+public:
+    struct Controls {
+        SoundFormat format{};
+        BlockHandler deliver{};
+        EndHandler end{};
+        std::string startFailure{};
+        /// `seconds` of a constant level.
+        void play(double time, double seconds, float level) const {
+            const auto frames = static_cast<std::size_t>(seconds * format.sampleRate);
+            const std::vector<float> samples(frames * static_cast<std::size_t>(format.channels), level);
+            deliver({.time = time, .samples = samples.data(), .frames = frames});
+        }
+    };
+    explicit ScriptedSound(Controls& controls) : controls_(controls) {}
+    [[nodiscard]] SoundFormat format() const override { return controls_.format; }
+    void start(BlockHandler block, EndHandler ended) override {
+        if (!controls_.startFailure.empty())
+            throw PlatformError(PlatformError::Kind::failed, controls_.startFailure);
+        controls_.deliver = std::move(block);
+        controls_.end = std::move(ended);
+    }
+    void stop() noexcept override {}
+
+private:
+    Controls& controls_;
+};
+
+class ScriptedInput final : public InputStream {
+public:
+    struct Controls {
+        Handler deliver;
+        std::string startFailure{};
+    };
+    explicit ScriptedInput(Controls& controls) : controls_(controls) {}
+    void start(Handler handler) override {
+        if (!controls_.startFailure.empty())
+            throw PlatformError(PlatformError::Kind::unsupported, controls_.startFailure);
+        controls_.deliver = std::move(handler);
+    }
+    void stop() noexcept override {}
+
+private:
+    Controls& controls_;
+};
+
+class ScriptedScreen final : public ScreenSystem {
+public:
+    std::vector<SystemDisplay> displayList;
+    std::vector<SystemWindow> windowList;
+    bool canCapture = true, canListen = true, isGone = false;
+    std::vector<std::pair<std::int64_t, Modifiers>> takenKeys;  // by other programs
+    ScriptedCapture::Controls capture;
+    ScriptedInput::Controls inputControls;
+    std::function<void()> pressHotKey;
+
+    [[nodiscard]] std::vector<SystemDisplay> displays() override { return reached(displayList); }
+    [[nodiscard]] std::vector<SystemWindow> windows() override { return reached(windowList); }
+    [[nodiscard]] std::unique_ptr<CaptureStream> captureDisplay(std::uint32_t, const DisplayInfo&) override {
+        return std::make_unique<ScriptedCapture>(capture);
+    }
+    [[nodiscard]] std::unique_ptr<CaptureStream> captureWindow(std::uint32_t, const DisplayInfo&) override {
+        return std::make_unique<ScriptedCapture>(capture);
+    }
+    [[nodiscard]] std::unique_ptr<InputStream> input() override {
+        return std::make_unique<ScriptedInput>(inputControls);
+    }
+    [[nodiscard]] std::unique_ptr<HotKeyGrab> hotKey() override {
+        class Grab final : public HotKeyGrab {
+        public:
+            explicit Grab(ScriptedScreen& screen) : screen_(screen) {}
+            ~Grab() override { release(); }
+            bool take(std::int64_t keyCode, const Modifiers& modifiers, std::function<void()> pressed) override {
+                for (const auto& taken : screen_.takenKeys)
+                    if (taken == std::pair(keyCode, modifiers)) return false;
+                screen_.pressHotKey = std::move(pressed);
+                return true;
+            }
+            void release() noexcept override { screen_.pressHotKey = nullptr; }
+
+        private:
+            ScriptedScreen& screen_;
+        };
+        return std::make_unique<Grab>(*this);
+    }
+    [[nodiscard]] bool canCaptureScreen() override { return reached(canCapture); }
+    [[nodiscard]] bool canListenToInput() override { return reached(canListen); }
+
+private:
+    template <class Value>
+    Value reached(const Value& value) const {
+        if (isGone) throw PlatformError(PlatformError::Kind::notReachable, "the display is gone");
+        return value;
+    }
+};
+
+class ScriptedSoundSystem final : public SoundSystem {
+public:
+    std::vector<MicDevice> devices;
+    std::optional<std::string> defaultID;
+    bool isReachable = true;
+    ScriptedSound::Controls system, mic{.format = {.sampleRate = 48000, .channels = 1}};
+    std::vector<std::string> openedMicrophones;
+
+    [[nodiscard]] std::vector<MicDevice> inputs() override { return reached(devices); }
+    [[nodiscard]] std::optional<std::string> defaultInputID() override { return reached(defaultID); }
+    [[nodiscard]] std::unique_ptr<SoundStream> microphone(const std::string& id) override {
+        openedMicrophones.push_back(reached(id));
+        return std::make_unique<ScriptedSound>(mic);
+    }
+    [[nodiscard]] std::unique_ptr<SoundStream> systemSound() override {
+        return std::make_unique<ScriptedSound>(reached(system));
+    }
+
+private:
+    template <class Value>
+    Value& reached(Value& value) const {
+        if (!isReachable) throw PlatformError(PlatformError::Kind::notReachable, "no sound server answers");
+        return value;
+    }
+    template <class Value>
+    const Value& reached(const Value& value) const {
+        if (!isReachable) throw PlatformError(PlatformError::Kind::notReachable, "no sound server answers");
+        return value;
+    }
+};
+
+}  // namespace lumenwhirl::test
