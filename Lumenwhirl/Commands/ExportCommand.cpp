@@ -1,5 +1,6 @@
 #include "Lumenwhirl/Commands/ExportCommand.h"
 
+#include "Lumenwhirl/Commands/EncoderOption.h"
 #include "Lumenwhirl/Commands/ExportJob.h"
 #include "Lumenwhirl/Commands/Files.h"
 #include "Lumenwhirl/Commands/PresetNames.h"
@@ -37,19 +38,7 @@ ExportCommand::ExportCommand(CLI::App& parser) : Command(parser) {
             "own if "
             "left out")
         ->option_text("NAME");
-    parser
-        .add_option_function<std::string>(
-            "--encoder",
-            [this](const std::string& name) {
-                const auto choice = encoderChoiceFromName(name);
-                if (!choice)
-                    throw CLI::ValidationError("--encoder",
-                                               "\"" + name + "\" is none of auto, software, vaapi, nvenc, qsv");
-                encoder_ = *choice;
-            },
-            "What encodes H.264 and HEVC: software, or a graphics card by vaapi, nvenc or qsv; with auto, or left "
-            "out, a card that can, else software")
-        ->option_text("NAME");
+    addEncoderOption(parser, encoder_);
     parser.add_flag("--no-zoom", noZoom_, "Keep the camera still");
     parser
         .add_option_function<std::string>(

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Lumenwhirl/Commands/ProgressLine.h"
+#include "Lumenwhirl/Commands/StatusLine.h"
 
 #include <chrono>
 #include <cstdint>
@@ -23,9 +24,6 @@ class ProgressDisplay {
 public:
     /// `label` stands before the bar.
     ProgressDisplay(ProgressStyle style, const std::string& label);
-    ~ProgressDisplay();
-    ProgressDisplay(const ProgressDisplay&) = delete;
-    ProgressDisplay& operator=(const ProgressDisplay&) = delete;
 
     /// False when nobody can receive the JSON lines any more: the work is pointless.
     [[nodiscard]] bool update(std::int64_t framesDone, std::int64_t totalFrames);
@@ -36,13 +34,12 @@ private:
     using Clock = std::chrono::steady_clock;
     static constexpr double redrawInterval = 0.1;  // seconds
     [[nodiscard]] double elapsed() const;
-    void clearBar();
 
     ProgressStyle style_;
     ProgressLine line_;
     Clock::time_point start_ = Clock::now();
     double lastDrawn_ = -redrawInterval;  // seconds since the start
-    bool barIsDrawn_ = false;
+    StatusLine bar_;
     std::int64_t framesDone_ = 0;
 };
 
