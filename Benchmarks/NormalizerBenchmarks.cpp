@@ -30,7 +30,7 @@ public:
         folder_ = pattern;
         std::mt19937 random(1);
         std::uniform_real_distribution<float> noise(-0.1F, 0.1F);
-        AudioWriter writer(file(), sampleRate, 2);
+        AudioWriter writer(file(), {.sampleRate = sampleRate, .channels = 2});
         AudioBuffer second;
         second.channels.assign(2, std::vector<float>(sampleRate));
         for (int s = 0; s < seconds; ++s) {

@@ -173,7 +173,7 @@ std::vector<Segment> joinedSegments(const EditTimeline& timeline) {
 void write(const std::filesystem::path& sound, float gain, const EditTimeline& timeline,
            const std::filesystem::path& destination, std::stop_token stop) {
     AudioReader reader(sound);
-    AudioWriter writer(destination, reader.sampleRate(), reader.channels());
+    AudioWriter writer(destination, {.sampleRate = reader.sampleRate(), .channels = reader.channels()});
     SourceSound source(reader, gain);
     const auto sampleAt = [&](double seconds) {
         return static_cast<std::int64_t>(std::llround(seconds * reader.sampleRate()));
@@ -200,7 +200,7 @@ void write(const std::filesystem::path& sound, float gain, const EditTimeline& t
 
 void encode(const std::filesystem::path& sound, const std::filesystem::path& destination, std::stop_token stop) {
     AudioReader reader(sound);
-    AudioWriter writer(destination, reader.sampleRate(), reader.channels());
+    AudioWriter writer(destination, {.sampleRate = reader.sampleRate(), .channels = reader.channels()});
     AudioBuffer buffer;
     while (reader.read(buffer, blockFrames)) {
         if (stop.stop_requested()) return;

@@ -178,7 +178,7 @@ bool createPrivate(const std::filesystem::path& file) {
 bool writeCopy(const std::filesystem::path& file, const std::filesystem::path& copy, float gain,
                const std::stop_token& stop) {
     AudioReader reader(file);
-    AudioWriter writer(copy, reader.sampleRate(), reader.channels());
+    AudioWriter writer(copy, {.sampleRate = reader.sampleRate(), .channels = reader.channels()});
     AudioBuffer buffer;
     while (readOn(reader, buffer)) {
         if (stop.stop_requested()) return false;

@@ -82,7 +82,7 @@ void exportVideo(const ExportTask& task) {
 
     VideoSettings encoding = encoderSettings(options.preset, states.canvas(), fps, source.timeBase());
     encoding.encoder = options.encoder;
-    if (sound) encoding.indexPlace = IndexPlace::end;  // joined with the sound, it comes to the front
+    if (sound) encoding.layout = FileLayout::indexLast;  // joined with the sound, it comes to the front
     Rendered rendered;
     try {
         rendered = encoding.codec == VideoCodec::prores

@@ -38,7 +38,7 @@ std::vector<Sample*> planesOf(Buffer& buffer) {
 }  // namespace
 
 struct AudioWriter::State {
-    State(const std::filesystem::path& file, int sampleRate, int channelCount);
+    State(const std::filesystem::path& file, const SoundSettings& sound, FileLayout layout);
 
     void write(const AudioBuffer& buffer);
     void finish();
@@ -54,29 +54,32 @@ struct AudioWriter::State {
     std::int64_t taken = 0, written = 0;  // samples, at each one's rate
 };
 
-AudioWriter::State::State(const std::filesystem::path& file, int sampleRate, int channelCount)
-    : inputRate(sampleRate),
-      channels(channelCount <= SoundEncoder::mostChannels ? channelCount : 1),
-      rate(sampleRate > 0 ? SoundEncoder::rateFor(sampleRate) : sampleRate),
-      mixes(channels != channelCount) {
-    output.emplace(file, "ipod");
-    encoder.emplace(
-        *output,
-        SoundSettings{.sampleRate = rate, .channels = channels, .bitRate = std::int64_t{96'000} * (channels + 1)});
+AudioWriter::State::State(const std::filesystem::path& file, const SoundSettings& sound, FileLayout layout)
+    : inputRate(sound.sampleRate),
+      channels(sound.channels <= SoundEncoder::mostChannels ? sound.channels : 1),
+      rate(inputRate > 0 ? SoundEncoder::rateFor(inputRate) : inputRate),
+      mixes(channels != sound.channels) {
+    output.emplace(file, "ipod", layout);
+    const std::int64_t bitRate = sound.bitRate > 0 ? sound.bitRate : std::int64_t{96'000} * (channels + 1);
+    encoder.emplace(*output, SoundSettings{.sampleRate = rate, .channels = channels, .bitRate = bitRate});
     if (rate != inputRate) {
-        AVChannelLayout layout{};
-        av_channel_layout_default(&layout, channels);
+        AVChannelLayout speakers{};
+        av_channel_layout_default(&speakers, channels);
         SwrContext* made = nullptr;
-        const int result = swr_alloc_set_opts2(&made, &layout, AV_SAMPLE_FMT_FLTP, rate, &layout,
+        const int result = swr_alloc_set_opts2(&made, &speakers, AV_SAMPLE_FMT_FLTP, rate, &speakers,
                                                AV_SAMPLE_FMT_FLTP, inputRate, 0, nullptr);
         resampler.reset(made);
-        av_channel_layout_uninit(&layout);
+        av_channel_layout_uninit(&speakers);
         check(result);
         check(swr_init(resampler.get()));
     }
     // How long the track plays is told in these units: in samples, so that its end is exact.
     Dictionary options{{"movie_timescale", std::to_string(rate)}};
     output->start(options);
+    if (layout == FileLayout::fragmented) {
+        encoder->writeLeadIn();
+        output->flush();
+    }
 }
 
 void AudioWriter::State::check(int result) const {
@@ -131,8 +134,8 @@ void AudioWriter::State::finish() {
     output->finish();
 }
 
-AudioWriter::AudioWriter(const std::filesystem::path& file, int sampleRate, int channels)
-    : state_(std::make_unique<State>(file, sampleRate, channels)) {}
+AudioWriter::AudioWriter(const std::filesystem::path& file, const SoundSettings& sound, FileLayout layout)
+    : state_(std::make_unique<State>(file, sound, layout)) {}
 AudioWriter::~AudioWriter() = default;
 AudioWriter::AudioWriter(AudioWriter&&) noexcept = default;
 AudioWriter& AudioWriter::operator=(AudioWriter&&) noexcept = default;
@@ -141,12 +144,20 @@ void AudioWriter::write(const AudioBuffer& buffer) {
     state_->write(buffer);
 }
 
+void AudioWriter::flush() {
+    state_->output->flush();
+}
+
+std::int64_t AudioWriter::bytes() const noexcept {
+    return state_->output ? state_->output->flushedBytes() : 0;
+}
+
 void AudioWriter::finish() {
     try {
         state_->finish();
     } catch (...) {
         state_->encoder.reset();
-        state_->output.reset();  // removes the file
+        state_->output.reset();  // removes the file, or cuts it
         throw;
     }
 }

@@ -2,16 +2,41 @@
 
 #include "Media/MediaError.h"
 
+#include <cassert>
+#include <cerrno>
 #include <new>
+#include <string>
 #include <system_error>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 namespace lumenwhirl {
+namespace {
+
+/// An empty file that its owner alone may read, now and not only when it is complete. A code of libavutil.
+int createForOwner(const std::filesystem::path& file) noexcept {
+    constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+    const int made = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, ownerOnly);
+    if (made < 0) return AVERROR(errno);
+    const int result = ::fchmod(made, ownerOnly) < 0 ? AVERROR(errno) : 0;  // of one that was there before
+    ::close(made);
+    return result;
+}
+
+}  // namespace
 
 const char* formatName(Container container) noexcept {
     return container == Container::mov ? "mov" : "mp4";
 }
 
-OutputFile::OutputFile(std::filesystem::path file, const char* format) : path_(std::move(file)) {
+OutputFile::OutputFile(std::filesystem::path file, const char* format, FileLayout layout)
+    : path_(std::move(file)), layout_(layout) {
     const std::string url = urlOf(path_.string());
     AVFormatContext* context = nullptr;
     check(avformat_alloc_output_context2(&context, nullptr, format, url.c_str()), "cannot create");
@@ -19,12 +44,21 @@ OutputFile::OutputFile(std::filesystem::path file, const char* format) : path_(s
 }
 
 OutputFile::~OutputFile() {
-    if (!context_ || !context_->pb) return;
-    avio_closep(&context_->pb);
-    if (isComplete_) return;
-    // Only what we made: the name may be that of a device.
+    if (context_ && context_->pb) avio_closep(&context_->pb);
+    abandon();
+}
+
+void OutputFile::abandon() noexcept {
+    if (!isOurs_) return;
+    isOurs_ = false;
     std::error_code ignored;
-    if (std::filesystem::is_regular_file(path_, ignored)) std::filesystem::remove(path_, ignored);
+    if (!std::filesystem::is_regular_file(path_, ignored)) return;  // the name may be that of a device
+    if (flushedBytes_ > 0) {
+        // Behind it there may be half a fragment, where the disk was full.
+        std::filesystem::resize_file(path_, static_cast<std::uintmax_t>(flushedBytes_), ignored);
+    } else {
+        std::filesystem::remove(path_, ignored);
+    }
 }
 
 AVStream& OutputFile::addStream() {
@@ -34,26 +68,58 @@ AVStream& OutputFile::addStream() {
 }
 
 void OutputFile::start(Dictionary& options) {
+    switch (layout_) {
+        case FileLayout::indexFirst:
+            options.set("movflags", "+faststart");
+            break;
+        case FileLayout::indexLast:
+            break;
+        case FileLayout::fragmented:
+            // Fragments come by flush() alone. The header waits for the first, or it could not tell where tracks
+            // begin; a table of all fragments at the end, which would be kept in memory, is not needed to read
+            // them.
+            options.set("movflags", "+frag_custom+empty_moov+default_base_moof+delay_moov+skip_trailer");
+            check(createForOwner(path_), "cannot create");
+            isOurs_ = true;
+            break;
+    }
     check(avio_open(&context_->pb, context_->url, AVIO_FLAG_WRITE), "cannot create");
+    isOurs_ = true;
     check(avformat_write_header(context_.get(), options.address()), "cannot write");
 }
 
 void OutputFile::write(AVPacket& packet) {
-    check(av_interleaved_write_frame(context_.get(), &packet), "cannot write");
+    if (layout_ == FileLayout::fragmented) {
+        check(av_write_frame(context_.get(), &packet), "cannot write");
+        av_packet_unref(&packet);
+    } else {
+        check(av_interleaved_write_frame(context_.get(), &packet), "cannot write");
+    }
     check(context_->pb->error, "cannot write");
 }
 
+void OutputFile::flush() {
+    assert(layout_ == FileLayout::fragmented);
+    // The first one ends with the header.
+    for (int i = flushedBytes_ == 0 ? 0 : 1; i < 2; ++i)
+        check(av_write_frame(context_.get(), nullptr), "cannot write");
+    avio_flush(context_->pb);
+    check(context_->pb->error, "cannot write");
+    flushedBytes_ = avio_tell(context_->pb);
+    // How long a track's last packet lasts was a guess: the next fragment is to begin where its packets do, not
+    // where this one's end.
+    check(av_opt_set(context_->priv_data, "movflags", "+frag_discont", 0), "cannot write");
+}
+
 void OutputFile::finish() {
+    if (layout_ == FileLayout::fragmented) flush();
     check(av_write_trailer(context_.get()), "cannot write");
     check(context_->pb->error, "cannot write");
-    // Closing writes what is still buffered. The pointer is gone afterwards, so a failure removes the file here.
+    // Closing writes what is still buffered. The pointer is gone afterwards, so a failure cleans up here.
     const int closed = avio_closep(&context_->pb);
-    if (closed < 0) {
-        std::error_code ignored;
-        std::filesystem::remove(path_, ignored);
-    }
+    if (closed < 0) abandon();
     check(closed, "cannot write");
-    isComplete_ = true;
+    isOurs_ = false;
 }
 
 void OutputFile::check(int result, const char* action) const {

@@ -3,6 +3,7 @@
 #include "Media/Container.h"
 #include "Media/FFmpegHandles.h"
 
+#include <cstdint>
 #include <filesystem>
 
 namespace lumenwhirl {
@@ -10,34 +11,45 @@ namespace lumenwhirl {
 /// libavformat's name.
 [[nodiscard]] const char* formatName(Container container) noexcept;
 
-/// A media file being written. Destroyed before finish(), it removes the file.
+/// A media file being written. Destroyed before finish(), it removes the file; a fragmented one is cut to what was
+/// flushed, and removed only where that is nothing.
 class OutputFile {
 public:
     /// Touches no file yet. `format`: libavformat's name. Throws MediaError (cannotWrite).
-    OutputFile(std::filesystem::path file, const char* format);
+    OutputFile(std::filesystem::path file, const char* format, FileLayout layout = FileLayout::indexLast);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
     [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
     [[nodiscard]] AVFormatContext& context() const noexcept { return *context_; }
+    [[nodiscard]] FileLayout layout() const noexcept { return layout_; }
     /// A track to be described before start(). Lives as long as this.
     [[nodiscard]] AVStream& addStream();
 
     /// Creates or replaces the file and writes the header. Throws MediaError (cannotWrite), as all below. From
-    /// here on the streams' time bases are the container's.
+    /// here on the streams' time bases are the container's. What the layout needs is added to `options`.
     void start(Dictionary& options);
     /// Takes the packet's data; its times are in ticks of its stream. Packets of a stream come in decoding order.
+    /// Tracks do not wait for each other in a fragmented file.
     void write(AVPacket& packet);
+    /// For fragmented files: hands what was written to the system. Tracks whose times begin below 0 must have a
+    /// packet before the first time.
+    void flush();
+    /// Of a fragmented file's flushed part.
+    [[nodiscard]] std::int64_t flushedBytes() const noexcept { return flushedBytes_; }
     /// Completes and closes the file.
     void finish();
 
 private:
     void check(int result, const char* action) const;
+    void abandon() noexcept;
 
     std::filesystem::path path_;
+    FileLayout layout_;
     OutputHandle context_;
-    bool isComplete_ = false;
+    std::int64_t flushedBytes_ = 0;
+    bool isOurs_ = false;  // there is a file, and it is not complete
 };
 
 }  // namespace lumenwhirl

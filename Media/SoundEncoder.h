@@ -2,7 +2,7 @@
 
 #include "Media/FFmpegHandles.h"
 #include "Media/OutputFile.h"
-#include "Media/VideoWriter.h"
+#include "Media/SoundSettings.h"
 
 #include <cstdint>
 
@@ -19,6 +19,9 @@ public:
     /// Adds the track; to be made before output.start(). Throws MediaError (unsupported, encoderFailed).
     SoundEncoder(OutputFile& output, const SoundSettings& settings);
 
+    /// Before all else, for fragmented files: some silence before time 0, so that the track has its first packet
+    /// before there is sound.
+    void writeLeadIn();
     void write(const float* const* channels, std::size_t frames);
     /// Encodes what is left. The file is the caller's to finish.
     void finish();

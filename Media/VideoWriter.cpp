@@ -80,7 +80,7 @@ VideoWriter::State::State(const std::filesystem::path& file, const VideoSettings
     : settings(video) {
     check(video, file);
     encoder.emplace(video, file);
-    output.emplace(file, formatName(containerOf(video.codec)));
+    output.emplace(file, formatName(containerOf(video.codec)), video.layout);
     stream = &output->addStream();
     stream->time_base = timeBase();
     stream->avg_frame_rate = frameRate();
@@ -92,7 +92,6 @@ VideoWriter::State::State(const std::filesystem::path& file, const VideoSettings
     if (soundSettings) sound.emplace(*output, *soundSettings);
 
     Dictionary options;
-    if (video.indexPlace == IndexPlace::front) options.set("movflags", "+faststart");
     if (const int scale = movieTimescale(video.timeBase, soundSettings); scale > 0) {
         options.set("movie_timescale", std::to_string(scale));
     }

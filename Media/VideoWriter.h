@@ -1,6 +1,8 @@
 #pragma once
 
+#include "Media/Container.h"
 #include "Media/Encoders.h"
+#include "Media/SoundSettings.h"
 #include "Media/VideoFrame.h"
 
 #include <cstdint>
@@ -15,14 +17,10 @@ namespace lumenwhirl {
 /// a fixed quality of its own and only by software: it is for going on to work with.
 enum class VideoCodec { h264, hevc, prores };
 
-/// Where the file's index comes. In front, a player on the network starts at once, for which the whole file is
-/// written twice; at the end it is as good for what is read again on this machine and then removed.
-enum class IndexPlace { front, end };
-
 struct VideoSettings {
     VideoCodec codec = VideoCodec::h264;
     EncoderChoice encoder = EncoderChoice::software;
-    IndexPlace indexPlace = IndexPlace::front;
+    FileLayout layout = FileLayout::indexFirst;
     int width = 0, height = 0;     // even
     Rational frameRate{60, 1};     // nominal, for rate control
     Rational timeBase{1, 600};     // of the times given to write()
@@ -34,12 +32,6 @@ struct VideoSettings {
     bool subpixelMotion = true;  // software's H.264: as the preset has it; false: whole pixels, which is faster
     bool weightedPrediction = true;  // software's H.264: as the preset has it; false: never, which is faster
     int threads = 0;                 // of the software encoder; 0: one a core, at most 8 for ProRes
-};
-
-struct SoundSettings {
-    int sampleRate = 48000;
-    int channels = 2;
-    std::int64_t bitRate = 0;  // bit/s; 0: the encoder's default
 };
 
 /// Encodes frames, and sound if asked, into a file with BT.709 tags (HEVC tagged hvc1, ProRes apcn). Frames and

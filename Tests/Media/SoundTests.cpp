@@ -31,7 +31,7 @@ AudioBuffer silence(std::size_t frames, std::size_t channels = 2) {
 }
 
 void writeSound(const std::filesystem::path& file, const AudioBuffer& sound, int sampleRate = 48'000) {
-    AudioWriter writer(file, sampleRate, static_cast<int>(sound.channels.size()));
+    AudioWriter writer(file, {.sampleRate = sampleRate, .channels = static_cast<int>(sound.channels.size())});
     writer.write(sound);
     writer.finish();
 }
@@ -82,7 +82,7 @@ TEST_P(EncodedSound, keepsEverySampleInItsPlaceAndItsLength) {
         }
         {
             // In pieces that fit neither the encoder's nor the test's.
-            AudioWriter writer(file, sampleRate, static_cast<int>(channels));
+            AudioWriter writer(file, {.sampleRate = sampleRate, .channels = static_cast<int>(channels)});
             for (std::size_t at = 0; at < frames; at += 3'001) {
                 AudioBuffer piece;
                 for (const auto& plane : sound.channels) {
@@ -196,13 +196,49 @@ TEST(AudioReader, whatIsNoSoundIsRefusedAndWhatIsCutIsDamaged) {
     EXPECT_EQ(thrownBy([&] { (void)reader.read(buffer, 4'096); }), Kind::damaged);
 }
 
+TEST(AudioWriter, whatWasFlushedOfAFragmentedFilePlaysThoughItIsNeverFinished) {
+    const TemporaryFolder folder;
+    const auto file = folder / "mic.m4a";
+    const SoundSettings settings{.sampleRate = 48'000, .channels = 1, .bitRate = 128'000};
+    AudioBuffer second = silence(48'000, 1);
+    for (const std::size_t at : {10'000UL, 40'000UL})
+        for (std::size_t i = 0; i < 5; ++i) second.channels[0][at - 2 + i] = i == 2 ? 0.9F : 0.45F;
+    {
+        AudioWriter writer(file, settings, FileLayout::fragmented);
+        EXPECT_EQ(std::filesystem::status(file).permissions(),
+                  std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+        EXPECT_EQ(readAll(file).frames(), 0U);
+        for (int i = 0; i < 3; ++i) {
+            writer.write(second);
+            writer.flush();
+            // Beside the writer, as if it had been killed. The encoder holds back three frames at most.
+            EXPECT_EQ(writer.bytes(), static_cast<std::int64_t>(std::filesystem::file_size(file)));
+            const AudioBuffer back = readAll(file);
+            EXPECT_GE(back.frames(), 48'000U * static_cast<unsigned>(i + 1) - 3072U);
+            EXPECT_EQ(peakNear(back.channels[0], 48'000U * static_cast<unsigned>(i) + 10'000),
+                      48'000U * static_cast<unsigned>(i) + 10'000);
+        }
+        writer.write(second);
+    }
+    EXPECT_GE(readAll(file).frames(), 3 * 48'000U - 3072U);
+    {
+        AudioWriter writer(file, settings, FileLayout::fragmented);
+        for (int i = 0; i < 3; ++i) writer.write(second);
+        writer.finish();
+    }
+    const AudioBuffer back = readAll(file);
+    EXPECT_NEAR(static_cast<double>(back.frames()), 3 * 48'000, 1024);
+    EXPECT_EQ(peakNear(back.channels[0], 2 * 48'000 + 40'000), 2 * 48'000 + 40'000U);
+}
+
 TEST(AudioWriter, leavesNoFileWhenItCannotFinish) {
     const TemporaryFolder folder;
     const auto file = folder / "sound.m4a";
-    { AudioWriter(file, 48'000, 2).write(silence(100'000)); }
+    { AudioWriter(file, {}).write(silence(100'000)); }
     EXPECT_TRUE(folder.isEmpty());
     for (const auto& [sampleRate, channels] : {std::pair{48'000, 0}, {0, 1}}) {
-        EXPECT_EQ(thrownBy([&] { AudioWriter(file, sampleRate, channels); }), Kind::unsupported);
+        EXPECT_EQ(thrownBy([&] { AudioWriter(file, {.sampleRate = sampleRate, .channels = channels}); }),
+                  Kind::unsupported);
     }
     EXPECT_TRUE(folder.isEmpty());
     for (const rlim_t limit : {0, 2'000}) {

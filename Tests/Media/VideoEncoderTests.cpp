@@ -130,11 +130,11 @@ TEST(ProRes, isRefusedToGraphicsCards) {
 TEST(VideoWriter, putsTheIndexWhereItIsToBe) {
     const TemporaryFolder folder;
     VideoSettings settings = movies::settings();
-    for (const IndexPlace place : {IndexPlace::front, IndexPlace::end}) {
-        settings.indexPlace = place;
+    for (const FileLayout layout : {FileLayout::indexFirst, FileLayout::indexLast}) {
+        settings.layout = layout;
         movies::write(folder / "video.mp4", movies::steady(20, 10), settings);
         const std::string content = contentOf(folder / "video.mp4");
-        EXPECT_EQ(content.find("moov") < content.find("mdat"), place == IndexPlace::front);
+        EXPECT_EQ(content.find("moov") < content.find("mdat"), layout == FileLayout::indexFirst);
         VideoReader reader(folder / "video.mp4");
         unsigned count = 0;
         while (const auto frame = reader.next()) EXPECT_EQ(movies::numberOf(*frame), count++);
