@@ -38,6 +38,7 @@ void JsonEncoder::write(const std::string& value, const JsonPath& path) {
 
 void JsonEncoder::startLine(bool isFirst) {
     if (!isFirst) text_ += ',';
+    if (isOneLine_) return;
     text_ += '\n';
     text_.append(depth_ * indentation, ' ');
 }

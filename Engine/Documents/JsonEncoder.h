@@ -13,7 +13,7 @@
 
 namespace lumenwhirl {
 
-/// Documents into JSON text, by their descriptions: one member a line, indented by two spaces.
+/// Documents into JSON text, by their descriptions: one member a line, indented by two spaces, or all on one line.
 class JsonEncoder {
 public:
     template <class Document>
@@ -22,6 +22,16 @@ public:
         encoder.text_.reserve(expectedBytes);
         encoder.write(document, JsonPath{});
         encoder.text_ += '\n';
+        return std::move(encoder.text_);
+    }
+
+    /// Without blanks and without the end of the line.
+    template <class Document>
+    [[nodiscard]] static std::string encodeLine(const Document& document, std::size_t expectedBytes) {
+        JsonEncoder encoder;
+        encoder.isOneLine_ = true;
+        encoder.text_.reserve(expectedBytes);
+        encoder.write(document, JsonPath{});
         return std::move(encoder.text_);
     }
 
@@ -83,7 +93,7 @@ private:
     void writeMember(std::string_view key, const Value& value, const JsonPath& path, bool isFirst) {
         startLine(isFirst);
         writeQuoted(key);
-        text_ += ": ";
+        text_ += isOneLine_ ? ":" : ": ";
         write(value, JsonPath{&path, key});
     }
 
@@ -92,6 +102,7 @@ private:
 
     std::string text_;
     std::size_t depth_ = 0;
+    bool isOneLine_ = false;
 };
 
 }  // namespace lumenwhirl

@@ -115,5 +115,26 @@ ProjectSettings decode(const std::string& text) {
     return decodeDocument<ProjectSettings>(text, text.capacity() - text.size());
 }
 
+template <class Part>
+std::string encodeLine(const Part& part) {
+    return JsonEncoder::encodeLine(part, 128);
+}
+
+template <class Part>
+Part decodeLine(std::string_view text) {
+    return decodeDocument<Part>(text, 0);
+}
+
+template std::string encodeLine(const RecordingInfo&);
+template std::string encodeLine(const CursorSample&);
+template std::string encodeLine(const ClickEvent&);
+template std::string encodeLine(const ScrollEvent&);
+template std::string encodeLine(const KeyEvent&);
+template RecordingInfo decodeLine(std::string_view);
+template CursorSample decodeLine(std::string_view);
+template ClickEvent decodeLine(std::string_view);
+template ScrollEvent decodeLine(std::string_view);
+template KeyEvent decodeLine(std::string_view);
+
 }  // namespace LumenwhirlJSON
 }  // namespace lumenwhirl

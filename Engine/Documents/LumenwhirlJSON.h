@@ -37,4 +37,11 @@ template <>
 template <>
 [[nodiscard]] ProjectSettings decode(const std::string& text);
 
+/// One part of an event log on a line of its own, for logs that grow: RecordingInfo, CursorSample, ClickEvent,
+/// ScrollEvent or KeyEvent, without blanks and without the end of the line. Both throw Error, as above.
+template <class Part>
+[[nodiscard]] std::string encodeLine(const Part& part);
+template <class Part>
+[[nodiscard]] Part decodeLine(std::string_view text);
+
 }  // namespace lumenwhirl::LumenwhirlJSON

@@ -1,5 +1,6 @@
 #include "Recorder/Package/DocumentFile.h"
 
+#include "Recorder/Package/Descriptor.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
 
 #include <fcntl.h>
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <system_error>
-#include <utility>
 
 namespace lumenwhirl::DocumentFile {
 namespace {
@@ -19,23 +19,6 @@ namespace {
 constexpr std::size_t largestBytes = std::size_t{1} << 30;
 
 using Kind = LumenwhirlPackage::Error::Kind;
-
-class Descriptor {
-public:
-    explicit Descriptor(int value) noexcept : value_(value) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (value_ >= 0) ::close(value_);
-    }
-    [[nodiscard]] int get() const noexcept { return value_; }
-    [[nodiscard]] bool isOpen() const noexcept { return value_ >= 0; }
-    /// Some file systems report only here that a write failed.
-    [[nodiscard]] bool close() noexcept { return ::close(std::exchange(value_, -1)) == 0; }
-
-private:
-    int value_;
-};
 
 /// The new content until it gets its name; removed if it never does.
 class TemporaryFile {
@@ -78,16 +61,6 @@ private:
     Descriptor descriptor_;
     bool isTemporary_ = true;
 };
-
-/// Makes the new name of a file survive a power cut.
-void flushFolder(const std::filesystem::path& file) {
-    const auto parent = file.parent_path();
-    const Descriptor folder(::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // EINVAL: some network file systems flush no folders. EACCES: a folder may be writable and not readable; what
-    // it holds cannot be listed then, but the new file is in place.
-    if (folder.isOpen() ? ::fsync(folder.get()) == 0 || errno == EINVAL : errno == EACCES) return;
-    throw LumenwhirlPackage::Error(Kind::cannotWrite, file, "cannot flush its folder to disk: " + reason(errno));
-}
 
 [[noreturn]] void failRead(const std::filesystem::path& file, const std::string& problem) {
     throw LumenwhirlPackage::Error(Kind::cannotRead, file, problem);
@@ -151,6 +124,15 @@ std::string read(const std::filesystem::path& file, std::size_t spareCapacity) {
     if (static_cast<std::uintmax_t>(status.st_size) > largestBytes)
         failRead(file, "is larger than 1 GiB; restore the file");
     return readAll(descriptor, file, static_cast<std::size_t>(status.st_size), spareCapacity);
+}
+
+void flushFolder(const std::filesystem::path& file) {
+    const auto parent = file.parent_path();
+    const Descriptor folder(::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // EINVAL: some network file systems flush no folders. EACCES: a folder may be writable and not readable; what
+    // it holds cannot be listed then, but the new file is in place.
+    if (folder.isOpen() ? ::fsync(folder.get()) == 0 || errno == EINVAL : errno == EACCES) return;
+    throw LumenwhirlPackage::Error(Kind::cannotWrite, file, "cannot flush its folder to disk: " + reason(errno));
 }
 
 void replace(const std::filesystem::path& file, std::string_view text) {

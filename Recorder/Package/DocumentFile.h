@@ -15,6 +15,9 @@ namespace lumenwhirl::DocumentFile {
 /// read by its owner alone.
 void replace(const std::filesystem::path& file, std::string_view text);
 
+/// Makes the new name of a file survive a power cut.
+void flushFolder(const std::filesystem::path& file);
+
 /// The system's words for an `errno` value and what to do about it.
 [[nodiscard]] std::string reason(int errorNumber);
 

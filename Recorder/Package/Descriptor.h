@@ -1,0 +1,27 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace lumenwhirl {
+
+/// Owns an open file; a negative value is none.
+class Descriptor {
+public:
+    explicit Descriptor(int value) noexcept : value_(value) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (value_ >= 0) ::close(value_);
+    }
+    [[nodiscard]] int get() const noexcept { return value_; }
+    [[nodiscard]] bool isOpen() const noexcept { return value_ >= 0; }
+    /// Some file systems report only here that a write failed.
+    [[nodiscard]] bool close() noexcept { return ::close(std::exchange(value_, -1)) == 0; }
+
+private:
+    int value_;
+};
+
+}  // namespace lumenwhirl

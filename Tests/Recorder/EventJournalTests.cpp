@@ -1,0 +1,179 @@
+#include "Recorder/Package/EventJournal.h"
+
+#include "Recorder/Package/LumenwhirlPackage.h"
+#include "Tests/Media/FullDisk.h"
+#include "Tests/Media/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+namespace lumenwhirl {
+namespace {
+
+namespace fs = std::filesystem;
+
+const RecordingInfo info{81234.567891234, 60, {7, 1919, 1079, 1280, 720, 1.5, -1280, 0.25}};
+
+EventLog unusualLog() {
+    EventLog log;
+    log.recording = info;
+    log.cursor = {{0, 0.1, 1e-7}, {1.0 / 3, 1919, 1079}};
+    log.clicks = {{0.5, 1, 2, MouseButton::other, ClickPhase::down},
+                  {0.75, 1, 2, MouseButton::right, ClickPhase::up}};
+    log.scroll = {{1, 3, 4, -1, 1}};
+    log.keys = {{1.5, 19, "\"\\ \n€", {"cmd", "shift"}, true}, {1.5, 0x1FF, "", {}, false}};
+    return log;
+}
+
+void append(const EventLog& log, EventJournal& journal) {
+    for (const auto& sample : log.cursor) journal.append(sample);
+    for (const auto& click : log.clicks) journal.append(click);
+    for (const auto& scroll : log.scroll) journal.append(scroll);
+    for (const auto& key : log.keys) journal.append(key);
+}
+
+class Journal : public testing::Test {
+protected:
+    [[nodiscard]] fs::path file() const { return folder_ / std::string(EventJournal::fileName); }
+    [[nodiscard]] std::string text() const {
+        std::ifstream stream(file(), std::ios::binary);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    void put(std::string_view text) const { std::ofstream(file(), std::ios::binary) << text; }
+    [[nodiscard]] auto read() const { return EventJournal::read(folder_.path()); }
+    [[nodiscard]] bool isBeingWritten() const { return EventJournal::isBeingWritten(folder_.path()); }
+
+    TemporaryFolder folder_;
+};
+
+TEST_F(Journal, givesBackEveryEventWhileItIsWrittenAndAfterTheProgramIsKilled) {
+    EXPECT_EQ(read(), std::nullopt);
+    const EventLog log = unusualLog();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        EventJournal journal(folder_.path(), info);
+        append(log, journal);
+        ::_exit(::raise(SIGKILL));
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(read(), log);
+
+    EventJournal next(folder_.path(), info);  // in the place of what was left
+    append(log, next);
+    next.sync();
+    EXPECT_EQ(next.failure(), std::nullopt);
+    EXPECT_EQ(read(), log);
+    EXPECT_EQ(fs::status(file()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EventJournal::remove(folder_.path());
+    EventJournal::remove(folder_.path());
+    EXPECT_TRUE(folder_.isEmpty());
+}
+
+TEST_F(Journal, isReadUpToWhereverACrashHasCutIt) {
+    const EventLog log = unusualLog();
+    {
+        EventJournal journal(folder_.path(), info);
+        append(log, journal);
+    }
+    const std::string whole = text();
+    const auto count = [](const EventLog& events) {
+        return events.cursor.size() + events.clicks.size() + events.scroll.size() + events.keys.size();
+    };
+    std::size_t lines = 0;  // whole ones
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+        SCOPED_TRACE(length);
+        lines += length > 0 && whole[length - 1] == '\n' ? 1 : 0;
+        put(whole.substr(0, length));
+        if (lines > 0)
+            EXPECT_EQ(count(*read()), lines - 1);
+        else
+            EXPECT_THROW((void)read(), LumenwhirlPackage::Error);
+    }
+
+    // A block of zeros, as after a power cut, takes the lines it touches and no other.
+    std::string holed = whole;
+    const std::size_t start = whole.find("clicks") + 5;
+    const std::size_t end = whole.find("scroll") + 3;
+    holed.replace(start, end - start, end - start, '\0');
+    put(holed);
+    EventLog expected = log;
+    expected.clicks.clear();
+    expected.scroll.clear();
+    EXPECT_EQ(read(), expected);
+}
+
+TEST_F(Journal, whatIsNoJournalIsRefusedInOneLine) {
+    for (const std::string& content :
+         {std::string("cursor {\"t\":1,\"x\":2,\"y\":3}\n"), std::string("recording\n"),
+          std::string("recording {\"fps\":60}\n"), std::string(5000, '\0')}) {
+        put(content);
+        try {
+            (void)read();
+            ADD_FAILURE() << "read: " << content;
+        } catch (const LumenwhirlPackage::Error& error) {
+            EXPECT_TRUE(std::string_view(error.what()).starts_with(file().string() + ": ")) << error.what();
+            EXPECT_EQ(std::string_view(error.what()).find('\n'), std::string_view::npos);
+        }
+    }
+}
+
+TEST_F(Journal, tellsOtherProgramsThatItIsBeingWritten) {
+    const auto seenByAnotherProcess = [&] {
+        const pid_t child = ::fork();
+        if (child == 0) ::_exit(isBeingWritten() ? 1 : 0);
+        int status = 0;
+        EXPECT_EQ(::waitpid(child, &status, 0), child);
+        return WEXITSTATUS(status) == 1;
+    };
+    EXPECT_FALSE(isBeingWritten());
+    {
+        EventJournal journal(folder_.path(), info);
+        journal.append(CursorSample{1, 2, 3});
+        EXPECT_TRUE(isBeingWritten());
+        EXPECT_TRUE(seenByAnotherProcess());
+        // A second recording is refused, and does the first no harm.
+        EXPECT_THROW(EventJournal(folder_.path(), info), LumenwhirlPackage::Error);
+        EXPECT_EQ(read()->cursor.size(), 1U);
+        EXPECT_TRUE(isBeingWritten());
+    }
+    EXPECT_FALSE(isBeingWritten());
+    EXPECT_FALSE(seenByAnotherProcess());
+}
+
+TEST_F(Journal, endsWithAWholeLineOnAFullDisk) {
+    EXPECT_TRUE(holdsOnFullDisk(2000, [&] {
+        EventJournal journal(folder_.path(), info);
+        int kept = 0;
+        for (int index = 0; index < 100; ++index) {
+            journal.append(CursorSample{1.0 * index, 640.125, 360.25});
+            if (!journal.failure()) ++kept;
+        }
+        const std::string failure = journal.failure().value_or("");
+        const std::string whole = text();
+        return kept > 10 && kept < 100 && failure.starts_with(file().string() + ": cannot write: ") &&
+               failure.find("; ") != std::string::npos && whole.ends_with('\n') &&
+               read()->cursor.size() == static_cast<std::size_t>(kept);
+    }));
+    EXPECT_TRUE(holdsOnFullDisk(50, [&] {  // not even the header
+        try {
+            EventJournal journal(folder_.path(), info);
+        } catch (const LumenwhirlPackage::Error&) {
+            return !fs::exists(file());
+        }
+        return false;
+    }));
+}
+
+}  // namespace
+}  // namespace lumenwhirl
