@@ -61,6 +61,8 @@ void add(const Line& line, EventLog& log) {
         log.scroll.push_back(LumenwhirlJSON::decodeLine<ScrollEvent>(line.json));
     else if (line.kind == keysKind)
         log.keys.push_back(LumenwhirlJSON::decodeLine<KeyEvent>(line.json));
+    else if (line.kind == recordingKind)
+        log.recording = LumenwhirlJSON::decodeLine<RecordingInfo>(line.json);
 }
 
 EventLog parse(std::string_view text, const std::filesystem::path& file) {
@@ -123,6 +125,10 @@ void EventJournal::append(const ScrollEvent& scroll) noexcept {
 
 void EventJournal::append(const KeyEvent& key) noexcept {
     appendPart(keysKind, key);
+}
+
+void EventJournal::append(const RecordingInfo& info) noexcept {
+    appendPart(recordingKind, info);
 }
 
 template <class Part>

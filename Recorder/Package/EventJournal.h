@@ -16,8 +16,8 @@ namespace lumenwhirl {
 /// a crash loses none of them. A clean stop writes events.json and removes it; one that is found without a writer
 /// is what a crash has left.
 ///
-/// The first line is "recording" and a RecordingInfo, every further one names an array of EventLog and has one of
-/// its elements: `cursor {"t":1.25,"x":640,"y":360}`.
+/// The first line is "recording" and a RecordingInfo, which a later one replaces; all others name an array of
+/// EventLog and have one of its elements: `cursor {"t":1.25,"x":640,"y":360}`.
 ///
 /// A line is handed to the system by one call, which keeps it when this program is killed; what a power cut may
 /// take is what came after the last sync().
@@ -25,7 +25,8 @@ class EventJournal {
 public:
     static constexpr std::string_view fileName = ".events.journal";
 
-    /// Begins the journal (0600) of the package, in place of one that was left there. Throws
+    /// Begins the journal (0600) of the package, in place of one that was left there, before anything is recorded:
+    /// the time of the first picture is appended when it is known. Throws
     /// LumenwhirlPackage::Error, also when another recording is being written there.
     EventJournal(const std::filesystem::path& package, const RecordingInfo& info);
     // Its end leaves the file where it is.
@@ -36,6 +37,7 @@ public:
     void append(const ClickEvent& click) noexcept;
     void append(const ScrollEvent& scroll) noexcept;
     void append(const KeyEvent& key) noexcept;
+    void append(const RecordingInfo& info) noexcept;
 
     /// Makes what has been appended survive a power cut; may take a while. Any thread; for once a second.
     void sync() noexcept;

@@ -58,10 +58,13 @@ protected:
 TEST_F(Journal, givesBackEveryEventWhileItIsWrittenAndAfterTheProgramIsKilled) {
     EXPECT_EQ(read(), std::nullopt);
     const EventLog log = unusualLog();
+    RecordingInfo early = info;  // before the first picture
+    early.startHostTime = 0;
     const pid_t child = ::fork();
     if (child == 0) {
-        EventJournal journal(folder_.path(), info);
+        EventJournal journal(folder_.path(), early);
         append(log, journal);
+        journal.append(log.recording);
         ::_exit(::raise(SIGKILL));
     }
     int status = 0;
