@@ -57,9 +57,10 @@ VirtualDisplay::VirtualDisplay(const Options& options) {
     const std::string mode =
         std::to_string(options.width) + "x" + std::to_string(options.height) + "x" + std::to_string(options.depth);
     // Without -noreset it would forget resources and keyboard map when its last client leaves.
-    server_ = startProgram(
-        {"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0", mode, "-nolisten", "tcp", "-noreset"},
-        ends[1], {});
+    std::vector<std::string> words{
+        "Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0", mode, "-nolisten", "tcp", "-noreset"};
+    for (const std::string& extension : options.missing) words.insert(words.end(), {"-extension", extension});
+    server_ = startProgram(words, ends[1], {});
     close(ends[1]);
     // It writes its number and a line end when it is ready, in one go or two.
     std::string number;

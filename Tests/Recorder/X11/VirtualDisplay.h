@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
 
 namespace lumenwhirl::test {
 
@@ -11,8 +12,9 @@ namespace lumenwhirl::test {
 class VirtualDisplay {
 public:
     struct Options {
-        int width = 1280, height = 720;  // pixels
-        int depth = 24;                  // bits a pixel
+        int width = 1280, height = 720;      // pixels
+        int depth = 24;                      // bits a pixel
+        std::vector<std::string> missing{};  // extensions to leave out, such as "MIT-SHM"
     };
     /// Blocks until the server answers.
     explicit VirtualDisplay(const Options& options);

@@ -1,0 +1,68 @@
+#include "Recorder/Backends/X11/DisplayArea.h"
+
+#include "Recorder/Backends/X11/PictureGrabber.h"
+
+#include <xcb/randr.h>
+
+#include <algorithm>
+
+namespace lumenwhirl {
+namespace {
+
+std::optional<X11Monitor> monitorWithID(std::uint32_t id, const X11Connection& connection,
+                                        const X11Extensions& extensions) {
+    const std::vector<X11Monitor> monitors = monitorsOf(connection, extensions);
+    const auto found =
+        std::find_if(monitors.begin(), monitors.end(), [id](const auto& each) { return each.id == id; });
+    return found != monitors.end() ? std::optional(*found) : std::nullopt;
+}
+
+}  // namespace
+
+DisplayArea::DisplayArea(const X11Connection& connection, const X11Extensions& extensions, std::uint32_t id,
+                         double scale)
+    : connection_(connection), extensions_(extensions), scale_(scale) {
+    if (!PictureGrabber::isReadable(connection, connection.screen().root_visual))
+        throw PlatformError(PlatformError::Kind::unsupported,
+                            "this screen's pixels have " + std::to_string(connection.screen().root_depth) +
+                                " bits, only 24 can be recorded; set the X server's depth to 24");
+    // First, so that no change is missed.
+    if (extensions.randrEvent != 0)
+        xcb_randr_select_input(connection, connection.root(),
+                               XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                                   XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
+    const auto monitor = monitorWithID(id, connection, extensions);
+    if (!monitor)
+        throw PlatformError(PlatformError::Kind::notFound,
+                            "there is no display " + std::to_string(id) + " any more; choose another one");
+    monitor_ = *monitor;
+}
+
+void DisplayArea::handle(const xcb_generic_event_t& event) {
+    const int type = event.response_type & 0x7f;
+    if (extensions_.randrEvent != 0 && (type == extensions_.randrEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                                        type == extensions_.randrEvent + XCB_RANDR_NOTIFY))
+        mayHaveChanged_ = true;
+}
+
+bool DisplayArea::settle() {
+    if (!mayHaveChanged_) return false;
+    mayHaveChanged_ = false;
+    const auto monitor = monitorWithID(monitor_.id, connection_, extensions_);
+    if (!monitor || monitor->area.width != monitor_.area.width || monitor->area.height != monitor_.area.height)
+        throw PlatformError(PlatformError::Kind::notFound,
+                            "display " + monitor_.name + " was unplugged or changed its size");
+    const bool hasMoved = monitor->area != monitor_.area;
+    monitor_ = *monitor;
+    return hasMoved;
+}
+
+void DisplayArea::examine(std::uint8_t error) {
+    // A monitor set by hand changes without an event.
+    mayHaveChanged_ = true;
+    if (!settle())
+        throw PlatformError(PlatformError::Kind::failed,
+                            "display " + monitor_.name + ": no picture, " + nameOfX11Error(error));
+}
+
+}  // namespace lumenwhirl

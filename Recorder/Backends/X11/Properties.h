@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Recorder/Backends/X11/X11Connection.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// Properties of windows. First all are asked for, then the replies are read, so that many cost one round trip. A
+/// property, or a window, that is not there any more has no value.
+namespace lumenwhirl {
+
+/// `type`: XCB_ATOM_ANY for any.
+[[nodiscard]] inline xcb_get_property_cookie_t askForProperty(const X11Connection& connection, xcb_window_t window,
+                                                              xcb_atom_t property, xcb_atom_t type) {
+    constexpr std::uint32_t limit = 1 << 20;  // in units of four bytes
+    return xcb_get_property(connection, 0, window, property, type, 0, limit);
+}
+
+/// The bytes of a property of format 8.
+[[nodiscard]] std::string textIn(const X11Connection& connection, xcb_get_property_cookie_t cookie);
+/// The values of a property of format 32: numbers, atoms, windows.
+[[nodiscard]] std::vector<std::uint32_t> numbersIn(const X11Connection& connection,
+                                                   xcb_get_property_cookie_t cookie);
+
+/// Text in the encoding of the type STRING.
+[[nodiscard]] std::string utf8FromLatin1(const std::string& text);
+
+}  // namespace lumenwhirl

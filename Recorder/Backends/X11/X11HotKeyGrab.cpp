@@ -1,0 +1,176 @@
+#include "Recorder/Backends/X11/X11HotKeyGrab.h"
+
+#include "Recorder/Backends/X11/KeyTable.h"
+
+#include <xcb/xcb_keysyms.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace lumenwhirl {
+namespace {
+
+constexpr xcb_keysym_t numLock = 0xff7f, altLeft = 0xffe9, altRight = 0xffea, superLeft = 0xffeb,
+                       superRight = 0xffec;
+
+struct SymbolsFreed {
+    void operator()(xcb_key_symbols_t* symbols) const noexcept { xcb_key_symbols_free(symbols); }
+};
+using SymbolsHandle = std::unique_ptr<xcb_key_symbols_t, SymbolsFreed>;
+
+/// The digit or letter that the key with that code has on a keyboard of the United States: its key symbol, too.
+std::optional<xcb_keysym_t> symbolInPlace(xcb_keycode_t code) {
+    struct Row {
+        xcb_keycode_t first;
+        std::string_view characters;
+    };
+    static constexpr std::array<Row, 4> rows{
+        {{10, "1234567890"}, {24, "qwertyuiop"}, {38, "asdfghjkl"}, {52, "zxcvbnm"}}};
+    for (const Row& row : rows)
+        if (code >= row.first && code < row.first + row.characters.size())
+            return static_cast<xcb_keysym_t>(row.characters[static_cast<std::size_t>(code - row.first)]);
+    return std::nullopt;
+}
+
+/// The modifiers that a key with one of the symbols sets, or the usual ones.
+std::uint16_t modifierWith(std::initializer_list<xcb_keysym_t> symbols, std::uint16_t usual,
+                           const xcb_get_modifier_mapping_reply_t& mapping, xcb_key_symbols_t* table) {
+    const xcb_keycode_t* const codes = xcb_get_modifier_mapping_keycodes(&mapping);
+    std::uint16_t mask = 0;
+    for (int i = 0; i < xcb_get_modifier_mapping_keycodes_length(&mapping); ++i)
+        for (const xcb_keysym_t symbol : symbols)
+            if (codes[i] != 0 && xcb_key_symbols_get_keysym(table, codes[i], 0) == symbol)
+                mask = static_cast<std::uint16_t>(mask | 1u << (i / mapping.keycodes_per_modifier));
+    return mask != 0 ? mask : usual;
+}
+
+}  // namespace
+
+X11HotKeyGrab::X11HotKeyGrab(std::string displayName) : displayName_(std::move(displayName)) {}
+
+X11HotKeyGrab::~X11HotKeyGrab() {
+    release();
+}
+
+bool X11HotKeyGrab::take(std::int64_t keyCode, const Modifiers& modifiers, std::function<void()> pressed) {
+    const BrokenPipeGuard guard;
+    keyCode_ = keyCode;
+    modifiers_ = modifiers;
+    pressed_ = std::move(pressed);
+    if (modifiers.function) return false;  // X knows nothing of it
+    connection_ = std::make_unique<X11Connection>(displayName_);
+    grab(wantedKeys());
+    if (grabbed_.empty()) {
+        connection_.reset();
+        return false;
+    }
+    thread_ = std::jthread([this] { run(); });
+    return true;
+}
+
+void X11HotKeyGrab::release() noexcept {
+    if (!thread_.joinable()) return;
+    stop_.set();
+    thread_.join();
+    connection_.reset();  // the server gives the keys back
+}
+
+X11HotKeyGrab::Keys X11HotKeyGrab::wantedKeys() const {
+    Keys keys;
+    const SymbolsHandle table(xcb_key_symbols_alloc(*connection_));
+    const auto mapping =
+        connection_->reply(&xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(*connection_));
+    const std::optional<std::uint8_t> place = KeyTable::xKeyCode(keyCode_);
+    if (!place || !mapping || !table) return keys;
+
+    keys.codes.push_back(*place);
+    if (const auto symbol = symbolInPlace(*place)) {
+        const XcbHandle<xcb_keycode_t> codes(xcb_key_symbols_get_keycode(table.get(), *symbol));
+        for (const xcb_keycode_t* code = codes.get(); code != nullptr && *code != XCB_NO_SYMBOL; ++code)
+            if (std::find(keys.codes.begin(), keys.codes.end(), *code) == keys.codes.end())
+                keys.codes.push_back(*code);
+    }
+    unsigned mask = 0;
+    if (modifiers_.shift) mask |= XCB_MOD_MASK_SHIFT;
+    if (modifiers_.control) mask |= XCB_MOD_MASK_CONTROL;
+    if (modifiers_.option) mask |= modifierWith({altLeft, altRight}, XCB_MOD_MASK_1, *mapping, table.get());
+    if (modifiers_.command) mask |= modifierWith({superLeft, superRight}, XCB_MOD_MASK_4, *mapping, table.get());
+    const unsigned numbers = modifierWith({numLock}, XCB_MOD_MASK_2, *mapping, table.get());
+    for (const unsigned locks : {0u, unsigned{XCB_MOD_MASK_LOCK}, numbers, XCB_MOD_MASK_LOCK | numbers})
+        keys.masks.push_back(static_cast<std::uint16_t>(mask | locks));
+    return keys;
+}
+
+/// Grabs what can be had of it. A key that another program has, with any of the locks, is left to it.
+void X11HotKeyGrab::grab(const Keys& keys) {
+    for (const xcb_keycode_t code : grabbed_) ungrab(wanted_, code);
+    wanted_ = keys;
+    grabbed_.clear();
+    for (const xcb_keycode_t code : keys.codes) {
+        if (isGrabbed(keys, code))
+            grabbed_.push_back(code);
+        else
+            ungrab(keys, code);
+    }
+    connection_->flush();
+}
+
+bool X11HotKeyGrab::isGrabbed(const Keys& keys, xcb_keycode_t code) const {
+    std::vector<xcb_void_cookie_t> cookies;
+    for (const std::uint16_t mask : keys.masks)
+        cookies.push_back(xcb_grab_key_checked(*connection_, 0, connection_->root(), mask, code,
+                                               XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    bool isOurs = true;
+    for (const auto cookie : cookies) isOurs &= connection_->errorOf(cookie) == 0;
+    return isOurs;
+}
+
+void X11HotKeyGrab::ungrab(const Keys& keys, xcb_keycode_t code) const {
+    for (const std::uint16_t mask : keys.masks) xcb_ungrab_key(*connection_, code, connection_->root(), mask);
+}
+
+void X11HotKeyGrab::run() {
+    const BrokenPipeGuard guard;
+    // A key that is held down repeats as releases and presses, each pair of one time.
+    xcb_timestamp_t releaseTime = 0;
+    bool isDown = false, hasNewMap = false;
+    try {
+        for (;;) {
+            const XcbEvent event = connection_->nextEvent();
+            if (!event && std::exchange(hasNewMap, false)) {
+                // The same for most new maps, and then the grab need not be let go for a moment.
+                if (const Keys keys = wantedKeys(); keys != wanted_) grab(keys);
+                continue;  // reading the map may have brought events in
+            }
+            if (!event) {
+                connection_->checkAlive();
+                if (stop_.waitForInput(connection_->descriptor())) return;
+                continue;
+            }
+            const auto& key = reinterpret_cast<const xcb_key_press_event_t&>(*event);
+            switch (event->response_type & 0x7f) {
+                case XCB_KEY_PRESS:
+                    if (!isDown && key.time != releaseTime) pressed_();
+                    isDown = true;
+                    break;
+                case XCB_KEY_RELEASE:
+                    isDown = false;
+                    releaseTime = key.time;
+                    break;
+                case XCB_MAPPING_NOTIFY:
+                    hasNewMap = true;
+                    break;
+                default:
+                    break;
+            }
+        }
+    } catch (const PlatformError&) {
+        // The server is gone, and nobody presses keys any more.
+    }
+}
+
+}  // namespace lumenwhirl
