@@ -66,6 +66,7 @@ TEST(Includes, goDownTheFoldersOnly) {
         {"Exporter/", {"Engine/", "Media/", "Compositor/", "Exporter/"}},
         {"Recorder/Package/", {"Engine/", "Recorder/Package/"}},
         {"Recorder/Platform/", {"Engine/", "Recorder/Platform/"}},
+        {"Recorder/Backends/Pulse/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/Pulse/"}},
         {"Recorder/Backends/X11/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/X11/"}},
         {"Recorder/", {"Engine/", "Media/", "Recorder/"}},
         {"Lumenwhirl/Captions/", {"Engine/", "Lumenwhirl/Captions/"}},

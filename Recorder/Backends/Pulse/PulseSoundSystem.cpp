@@ -1,0 +1,77 @@
+#include "Recorder/Backends/Pulse/PulseSoundSystem.h"
+
+#include "Recorder/Backends/Pulse/PulseConnection.h"
+#include "Recorder/Backends/Pulse/PulseStream.h"
+
+#include <algorithm>
+
+namespace lumenwhirl {
+namespace {
+
+/// The answer to a request that is still on its way; callbacks fill it.
+template <class Answer>
+struct Pending {
+    const PulseConnection& connection;
+    Answer answer{};
+};
+
+std::vector<MicDevice> inputsOf(const PulseConnection& connection) {
+    Pending<std::vector<MicDevice>> pending{.connection = connection};
+    const PulseConnection::Lock lock(connection);
+    connection.waitFor(pa_context_get_source_info_list(
+        connection.context(),
+        [](pa_context*, const pa_source_info* source, int isEnd, void* data) {
+            auto& [from, devices] = *static_cast<Pending<std::vector<MicDevice>>*>(data);
+            if (isEnd != 0) return from.signal();
+            if (source->monitor_of_sink != PA_INVALID_INDEX) return;
+            const std::string description = source->description ? source->description : "";
+            devices.push_back({.id = source->name, .name = description.empty() ? source->name : description});
+        },
+        &pending));
+    return pending.answer;
+}
+
+/// Also what an output plays may be the default source.
+std::string defaultSourceOf(const PulseConnection& connection) {
+    Pending<std::string> pending{.connection = connection};
+    const PulseConnection::Lock lock(connection);
+    connection.waitFor(pa_context_get_server_info(
+        connection.context(),
+        [](pa_context*, const pa_server_info* server, void* data) {
+            auto& [from, source] = *static_cast<Pending<std::string>*>(data);
+            if (server && server->default_source_name) source = server->default_source_name;
+            from.signal();
+        },
+        &pending));
+    return pending.answer;
+}
+
+class PulseSoundSystem final : public SoundSystem {
+public:
+    [[nodiscard]] std::vector<MicDevice> inputs() override { return inputsOf(PulseConnection()); }
+
+    [[nodiscard]] std::optional<std::string> defaultInputID() override {
+        const PulseConnection connection;
+        const std::vector<MicDevice> devices = inputsOf(connection);
+        if (devices.empty()) return std::nullopt;
+        const std::string source = defaultSourceOf(connection);
+        const auto found = std::ranges::find(devices, source, &MicDevice::id);
+        return found != devices.end() ? found->id : devices.front().id;
+    }
+
+    [[nodiscard]] std::unique_ptr<SoundStream> microphone(const std::string& id) override {
+        return std::make_unique<PulseStream>(id, SoundFormat{.sampleRate = 48000, .channels = 1});
+    }
+
+    [[nodiscard]] std::unique_ptr<SoundStream> systemSound() override {
+        return std::make_unique<PulseStream>(std::nullopt, SoundFormat{.sampleRate = 48000, .channels = 2});
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<SoundSystem> makePulseSoundSystem() {
+    return std::make_unique<PulseSoundSystem>();
+}
+
+}  // namespace lumenwhirl
