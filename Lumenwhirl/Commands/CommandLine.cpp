@@ -7,6 +7,9 @@
 #include "Lumenwhirl/Commands/FrameCommand.h"
 #include "Lumenwhirl/Commands/InspectCommand.h"
 #include "Lumenwhirl/Commands/LoudnessCommand.h"
+#include "Lumenwhirl/Commands/MicrophonesCommand.h"
+#include "Lumenwhirl/Commands/PermissionsCommand.h"
+#include "Lumenwhirl/Commands/TargetsCommand.h"
 
 #include <CLI/CLI.hpp>
 
@@ -29,6 +32,9 @@ public:
         parser_.require_subcommand(1);
         parser_.get_formatter()->label("SUBCOMMAND", "COMMAND");
         parser_.set_help_flag("-h,--help", "Explain the program or a command");
+        add<TargetsCommand>("targets", "List the displays and windows that can be recorded, as JSON");
+        add<MicrophonesCommand>("microphones", "List the microphones, as JSON");
+        add<PermissionsCommand>("permissions", "Tell what recordings are allowed here, as JSON");
         add<DemoCommand>("demo", "Make a recording to try things with");
         add<ExportCommand>("export", "Make the finished video of a recording");
         add<FrameCommand>("frame", "Save one finished frame as a picture");

@@ -1,0 +1,16 @@
+#include "Recorder/Backends/Desktop.h"
+
+#include "Recorder/Backends/Pulse/PulseSoundSystem.h"
+#include "Recorder/Backends/X11/X11ScreenSystem.h"
+
+namespace lumenwhirl::Desktop {
+
+std::unique_ptr<ScreenSystem> connectToScreen() {
+    return connectToX11();
+}
+
+std::unique_ptr<SoundSystem> makeSoundSystem() {
+    return makePulseSoundSystem();
+}
+
+}  // namespace lumenwhirl::Desktop

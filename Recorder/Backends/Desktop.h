@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Recorder/Platform/ScreenSystem.h"
+#include "Recorder/Platform/SoundSystem.h"
+
+#include <memory>
+
+/// The systems this program runs on, chosen at run time.
+namespace lumenwhirl::Desktop {
+
+/// The desktop of this session: an X11 display. Throws PlatformError (notReachable).
+[[nodiscard]] std::unique_ptr<ScreenSystem> connectToScreen();
+/// The sound server of this session. Connects when it is first asked for something.
+[[nodiscard]] std::unique_ptr<SoundSystem> makeSoundSystem();
+
+}  // namespace lumenwhirl::Desktop
