@@ -111,7 +111,7 @@ void X11HotKeyGrab::grab(const Keys& keys) {
     wanted_ = keys;
     grabbed_.clear();
     for (const xcb_keycode_t code : keys.codes) {
-        if (isGrabbed(keys, code))
+        if (tryToGrab(keys, code))
             grabbed_.push_back(code);
         else
             ungrab(keys, code);
@@ -119,25 +119,30 @@ void X11HotKeyGrab::grab(const Keys& keys) {
     connection_->flush();
 }
 
-bool X11HotKeyGrab::isGrabbed(const Keys& keys, xcb_keycode_t code) const {
+bool X11HotKeyGrab::tryToGrab(const Keys& keys, xcb_keycode_t code) const {
     std::vector<xcb_void_cookie_t> cookies;
     for (const std::uint16_t mask : keys.masks)
         cookies.push_back(xcb_grab_key_checked(*connection_, 0, connection_->root(), mask, code,
                                                XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-    bool isOurs = true;
-    for (const auto cookie : cookies) isOurs &= connection_->errorOf(cookie) == 0;
-    return isOurs;
+    bool isGranted = true;
+    for (const auto cookie : cookies) isGranted &= connection_->errorOf(cookie) == 0;
+    return isGranted;
 }
 
 void X11HotKeyGrab::ungrab(const Keys& keys, xcb_keycode_t code) const {
     for (const std::uint16_t mask : keys.masks) xcb_ungrab_key(*connection_, code, connection_->root(), mask);
 }
 
+bool X11HotKeyGrab::isOurs(xcb_keycode_t code) const {
+    return std::find(grabbed_.begin(), grabbed_.end(), code) != grabbed_.end();
+}
+
 void X11HotKeyGrab::run() {
     const BrokenPipeGuard guard;
-    // A key that is held down repeats as releases and presses, each pair of one time.
-    xcb_timestamp_t releaseTime = 0;
+    // A key that is held down repeats as releases and presses, each pair of one time. Nobody is that fast.
+    xcb_keycode_t last = 0;
     bool isDown = false, hasNewMap = false;
+    xcb_timestamp_t releaseTime = 0;
     try {
         for (;;) {
             const XcbEvent event = connection_->nextEvent();
@@ -153,11 +158,16 @@ void X11HotKeyGrab::run() {
             }
             const auto& key = reinterpret_cast<const xcb_key_press_event_t&>(*event);
             switch (event->response_type & 0x7f) {
-                case XCB_KEY_PRESS:
-                    if (!isDown && key.time != releaseTime) pressed_();
+                case XCB_KEY_PRESS: {
+                    if (!isOurs(key.detail)) break;  // all keys are ours until the hot key is let go
+                    const bool isRepeat = key.detail == last && (isDown || key.time == releaseTime);
+                    last = key.detail;
                     isDown = true;
+                    if (!isRepeat) pressed_();
                     break;
+                }
                 case XCB_KEY_RELEASE:
+                    if (key.detail != last) break;
                     isDown = false;
                     releaseTime = key.time;
                     break;

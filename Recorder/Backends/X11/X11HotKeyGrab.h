@@ -33,8 +33,9 @@ private:
     };
     [[nodiscard]] Keys wantedKeys() const;
     void grab(const Keys& keys);
-    [[nodiscard]] bool isGrabbed(const Keys& keys, xcb_keycode_t code) const;
+    [[nodiscard]] bool tryToGrab(const Keys& keys, xcb_keycode_t code) const;
     void ungrab(const Keys& keys, xcb_keycode_t code) const;
+    [[nodiscard]] bool isOurs(xcb_keycode_t code) const;
     void run();
 
     std::string displayName_;

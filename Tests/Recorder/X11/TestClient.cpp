@@ -67,7 +67,8 @@ bool TestClient::hasWindowManager() const {
 }
 
 void TestClient::fakeInput(std::uint8_t type, std::uint8_t detail, int x, int y) const {
-    xcb_test_fake_input(connection_, type, detail, XCB_CURRENT_TIME, root_, static_cast<std::int16_t>(x),
+    constexpr std::uint32_t delayMs = 2;  // the server's: hands take longer than the unit of its time stamps
+    xcb_test_fake_input(connection_, type, detail, delayMs, root_, static_cast<std::int16_t>(x),
                         static_cast<std::int16_t>(y), 0);
     finish();
 }
@@ -88,6 +89,13 @@ void TestClient::setText(std::uint32_t window, const std::string& property, cons
                          const std::string& text) const {
     xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, atom(property), atom(type), 8,
                         static_cast<std::uint32_t>(text.size()), text.data());
+    finish();
+}
+
+void TestClient::setNumbers(std::uint32_t window, const std::string& property, const std::string& type,
+                            const std::vector<std::uint32_t>& numbers) const {
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, atom(property), atom(type), 32,
+                        static_cast<std::uint32_t>(numbers.size()), numbers.data());
     finish();
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 struct xcb_connection_t;
 
@@ -41,6 +42,9 @@ public:
     /// Sets a property of a window to a text.
     void setText(std::uint32_t window, const std::string& property, const std::string& type,
                  const std::string& text) const;
+    /// To numbers or atoms.
+    void setNumbers(std::uint32_t window, const std::string& property, const std::string& type,
+                    const std::vector<std::uint32_t>& numbers) const;
 
 private:
     void fakeInput(std::uint8_t type, std::uint8_t detail, int x, int y) const;

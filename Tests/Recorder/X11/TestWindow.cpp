@@ -97,6 +97,8 @@ void TestWindow::raise() {
 
 void TestWindow::waitForMapState(bool isViewable) const {
     client_.waitUntil(isViewable ? "the window is shown" : "the window is hidden", [&] {
+        // Again and again: openbox forgets what was to be shown while it started.
+        if (isViewable) xcb_map_window(client_.connection(), window_);
         const auto cookie = xcb_get_window_attributes(client_.connection(), window_);
         const std::unique_ptr<xcb_get_window_attributes_reply_t, Freed> attributes(
             xcb_get_window_attributes_reply(client_.connection(), cookie, nullptr));
@@ -110,7 +112,6 @@ void TestWindow::hide() {
 }
 
 void TestWindow::show() {
-    xcb_map_window(client_.connection(), window_);
     waitForMapState(true);
 }
 

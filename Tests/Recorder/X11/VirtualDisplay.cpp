@@ -1,6 +1,7 @@
 #include "Tests/Recorder/X11/VirtualDisplay.h"
 
 #include "Tests/Recorder/X11/TestClient.h"
+#include "Tests/Recorder/X11/TestWindow.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -84,7 +85,8 @@ VirtualDisplay::~VirtualDisplay() {
 void VirtualDisplay::startWindowManager() {
     const TestClient client(name_);
     manager_ = startProgram({"openbox", "--sm-disable"}, -1, name_);
-    client.waitUntil("openbox manages windows", [&] { return client.hasWindowManager(); });
+    client.waitUntil("openbox runs", [&] { return client.hasWindowManager(); });
+    const TestWindow first(client, {});  // is there when it has managed it
 }
 
 void VirtualDisplay::end() noexcept {

@@ -1,0 +1,96 @@
+#include "Recorder/Backends/X11/X11ScreenSystem.h"
+#include "Tests/Recorder/X11/TestWindow.h"
+#include "Tests/Recorder/X11/VirtualDisplay.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+namespace lumenwhirl::test {
+namespace {
+
+std::vector<std::string> titlesOf(const std::vector<SystemWindow>& windows) {
+    std::vector<std::string> titles;
+    for (const SystemWindow& window : windows) titles.push_back(window.title);
+    return titles;
+}
+
+using Titles = std::vector<std::string>;
+
+TEST(WindowList, isTheWindowManagersFromTheLowestUp) {
+    VirtualDisplay display({640, 480});
+    display.startWindowManager();
+    const TestClient client(display.name());
+    const auto system = connectToX11(display.name());
+    client.setResources("Xft.dpi: 120\n");
+    TestWindow first(client, {.width = 150, .height = 90, .title = "Größe – 大きさ", .application = "Editor"});
+    const TestWindow second(client, {.title = "", .application = "Old"});
+    client.setText(second.id(), "WM_NAME", "STRING", "Caf\xe9");  // Latin-1
+    const TestWindow popUp(client, {.title = "Menu", .isLeftAlone = true});
+    const TestWindow panel(client, {.title = "Panel"});
+    client.setNumbers(panel.id(), "_NET_WM_WINDOW_TYPE", "ATOM", {client.atom("_NET_WM_WINDOW_TYPE_DOCK")});
+
+    // The manager brings its list up to date in its own time.
+    client.waitUntil("all are listed", [&] {
+        return titlesOf(system->windows()) == Titles{"Größe – 大きさ", "Café"};
+    });
+    std::vector<SystemWindow> windows = system->windows();
+    EXPECT_EQ(windows[0].id, first.id());
+    EXPECT_EQ(windows[0].applicationName, "Editor");
+    EXPECT_EQ(windows[0].applicationID, std::to_string(getpid()));
+    EXPECT_TRUE(windows[0].isOnScreen);
+    EXPECT_EQ(windows[0].frame.width, 120);  // 150 pixels, 1.25 a point
+    EXPECT_EQ(windows[0].frame.height, 72);
+    EXPECT_GT(windows[0].frame.y, 80);  // its content, below its title bar
+
+    first.raise();
+    client.waitUntil("it is the highest", [&] {
+        return titlesOf(system->windows()) == Titles{"Café", "Größe – 大きさ"};
+    });
+    first.minimise();
+    client.waitUntil("it is off the screen", [&] {
+        for (const SystemWindow& window : system->windows())
+            if (window.id == first.id()) return !window.isOnScreen;
+        return false;
+    });
+}
+
+TEST(WindowList, isFoundWithoutAWindowManager) {
+    const VirtualDisplay display({640, 480});
+    const TestClient client(display.name());
+    const auto system = connectToX11(display.name());
+    EXPECT_TRUE(system->windows().empty());
+    // The frames of old window managers have no class, and are left alone themselves.
+    const TestWindow frame(client, {.x = 100, .y = 60, .title = "Frame", .isLeftAlone = true});
+    client.setText(frame.id(), "WM_CLASS", "STRING", "");
+    const TestWindow framed(
+        client, {.x = 3, .y = 20, .width = 200, .height = 100, .title = "Framed", .parent = frame.id()});
+    const TestWindow inner(client, {.title = "Part of the framed", .parent = framed.id()});
+    const TestWindow plain(client, {.x = -10, .y = 5, .width = 50, .height = 40, .title = "Plain"});
+    const TestWindow popUp(client, {.title = "Menu", .isLeftAlone = true});
+    TestWindow hidden(client, {.title = "Hidden"});
+    hidden.hide();
+    const std::vector<SystemWindow> windows = system->windows();
+    ASSERT_EQ(titlesOf(windows), (Titles{"Framed", "Plain"}));
+    EXPECT_EQ(windows[0].frame, (Rect{103, 80, 200, 100}));
+    EXPECT_EQ(windows[1].frame, (Rect{-10, 5, 50, 40}));
+    EXPECT_EQ(windows[1].applicationName, "TestApplication");
+}
+
+// A list is asked for again and again while windows come and go.
+TEST(WindowList, toleratesWindowsThatVanishMeanwhile) {
+    VirtualDisplay display({640, 480});
+    display.startWindowManager();
+    const TestClient client(display.name());
+    const auto system = connectToX11(display.name());
+    for (int i = 0; i < 40; ++i) {
+        const TestWindow window(client, {.title = "Short-lived"});
+        for (const SystemWindow& each : system->windows()) EXPECT_EQ(each.title, "Short-lived");
+    }
+    client.waitUntil("all are gone", [&] { return system->windows().empty(); });
+}
+
+}  // namespace
+}  // namespace lumenwhirl::test
