@@ -1,12 +1,17 @@
+#include "Media/AudioReader.h"
 #include "Recorder/Backends/Pulse/PulseSoundSystem.h"
 #include "Recorder/Backends/Pulse/SampleClock.h"
+#include "Recorder/MicRecorder.h"
+#include "Recorder/Platform/HostClock.h"
 #include "Recorder/Platform/PlatformError.h"
+#include "Tests/Media/TemporaryFolder.h"
 #include "Tests/Recorder/Pulse/Listener.h"
 #include "Tests/Recorder/Pulse/SoundServer.h"
 #include "Tests/Recorder/Pulse/TonePlayer.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 #include <random>
@@ -72,6 +77,28 @@ TEST_F(Pulse, mixesAStereoMicrophoneOfAnotherRateToOneChannel) {
     ASSERT_FALSE(sound.empty());
     EXPECT_NEAR(sound.front().time, player.onset(), within);
     EXPECT_NEAR(frequencyOf(sound, 48000), 440, 0.5);
+}
+
+TEST_F(Pulse, aStereoMicrophoneIsRecordedIntoAFileOfOneChannel) {
+    server.addStereoMicrophone("stereo");
+    const TemporaryFolder folder;
+    const double start = SystemClock().now();
+    MicRecorder recorder("stereo", folder / "mic.m4a", *system, start);
+    ASSERT_TRUE(recorder.start()) << *recorder.failure();
+    TonePlayer player("stereofeed", {.frequency = 440, .seconds = 1});
+    player.waitUntilPlayed();
+    recorder.finish();
+    EXPECT_EQ(recorder.failure(), std::nullopt);
+
+    AudioReader reader(folder / "mic.m4a");
+    EXPECT_EQ(reader.channels(), 1);
+    EXPECT_EQ(reader.sampleRate(), 48000);
+    AudioBuffer sound;
+    ASSERT_TRUE(reader.read(sound, 1'000'000));
+    const std::vector<float>& samples = sound.channels[0];
+    const auto first = std::ranges::find_if(samples, [](float sample) { return std::abs(sample) > 0.1F; });
+    EXPECT_NEAR(static_cast<double>(first - samples.begin()) / 48000, player.onset() - start, within);
+    EXPECT_NEAR(frequencyOf({{.samples = {first, first + 40'000}}}, 48000), 440, 0.5);
 }
 
 TEST_F(Pulse, hearsTheDefaultOutputWhicheverThatIs) {

@@ -1,0 +1,151 @@
+#include "Recorder/MicRecorder.h"
+
+#include "Media/AudioWriter.h"
+#include "Media/SoundTimeline.h"
+#include "Recorder/AudioDevices.h"
+#include "Recorder/Platform/PlatformError.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <exception>
+#include <utility>
+
+namespace lumenwhirl {
+namespace {
+
+constexpr SoundFormat format{.sampleRate = 48000, .channels = 1};
+constexpr std::int64_t bitRate = 128'000;
+constexpr double levelSpan = 0.1;  // seconds
+// The encoder keeps 0.07 s back, so that half a second is lost at worst.
+constexpr std::chrono::milliseconds flushInterval{400};
+constexpr std::size_t flushFrames = 400 * 48000 / 1000;
+// While the disk is busy. Beyond 10 s (2 MB) sound is dropped, and silence in the file.
+constexpr std::size_t mostWaitingFrames = 10 * 48000;
+
+}  // namespace
+
+MicRecorder::MicRecorder(std::optional<std::string> deviceID, std::filesystem::path outputURL, SoundSystem& sound,
+                         double startHostTime)
+    : deviceID_(std::move(deviceID)),
+      outputURL_(std::move(outputURL)),
+      sound_(sound),
+      startHostTime_(startHostTime) {}
+
+MicRecorder::~MicRecorder() {
+    finish();
+}
+
+bool MicRecorder::start() {
+    try {
+        open();
+        return true;
+    } catch (const std::exception& error) {
+        // A recording without a microphone is better than none: the caller goes on, and tells what failure() says.
+        if (stream_) stream_->stop();
+        close(error.what());
+        return false;
+    }
+}
+
+void MicRecorder::open() {
+    const std::optional<std::string> id = AudioDevices::inputIDFor(deviceID_, sound_);
+    if (!id)
+        throw PlatformError(PlatformError::Kind::notFound,
+                            "there is no microphone; connect one, or record without it");
+    stream_ = sound_.microphone(*id);
+    stream_->start([this](const SoundBlock& block) { take(block); },
+                   [this](const std::string& reason) {
+                       level_ = 0;
+                       close(reason);
+                   });
+    // The file comes last, so that there is none without a microphone. Sound waits meanwhile.
+    auto writer = std::make_unique<AudioWriter>(
+        outputURL_,
+        SoundSettings{.sampleRate = format.sampleRate, .channels = format.channels, .bitRate = bitRate},
+        FileLayout::fragmented);
+    encoder_ = std::thread([this, writer = std::move(writer)] { encode(*writer); });
+}
+
+void MicRecorder::finish() noexcept {
+    if (stream_) stream_->stop();
+    close(std::nullopt);
+    if (encoder_.joinable()) encoder_.join();
+    level_ = 0;
+}
+
+std::optional<std::string> MicRecorder::failure() const {
+    const std::lock_guard lock(mutex_);
+    return failure_;
+}
+
+void MicRecorder::take(const SoundBlock& block) {
+    measureLevel(block);
+    {
+        const std::lock_guard lock(mutex_);
+        if (isClosed_ || waitingFrames_ + block.frames > mostWaitingFrames) return;
+        blocks_.push_back({.time = block.time, .samples = {block.samples, block.samples + block.frames}});
+        waitingFrames_ += block.frames;
+    }
+    changed_.notify_one();
+}
+
+void MicRecorder::measureLevel(const SoundBlock& block) {
+    Peak peak{.end = block.time + static_cast<double>(block.frames) / format.sampleRate};
+    for (std::size_t i = 0; i < block.frames; ++i)
+        peak.magnitude = std::max(peak.magnitude, std::abs(block.samples[i]));
+    peaks_.push_back(peak);
+    while (peaks_.front().end <= peak.end - levelSpan) peaks_.pop_front();
+    level_ = std::ranges::max_element(peaks_, {}, &Peak::magnitude)->magnitude;
+}
+
+/// No more sound; the first problem told is kept.
+void MicRecorder::close(const std::optional<std::string>& problem) noexcept {
+    {
+        const std::lock_guard lock(mutex_);
+        isClosed_ = true;
+        if (!failure_) failure_ = problem;
+    }
+    changed_.notify_one();
+}
+
+void MicRecorder::encode(AudioWriter& writer) {
+    try {
+        std::size_t unflushed = 0;
+        const auto flush = [&] {
+            writer.flush();
+            unflushed = 0;
+        };
+        AudioBuffer buffer{.channels = {{}}};
+        SoundTimeline timeline(format.sampleRate, format.channels,
+                               [&](const float* const* channels, std::size_t frames) {
+                                   buffer.channels[0].assign(channels[0], channels[0] + frames);
+                                   writer.write(buffer);
+                                   unflushed += frames;
+                                   if (unflushed >= flushFrames) flush();
+                               });
+        std::deque<Block> blocks;
+        while (waitForBlocks(blocks)) {
+            for (const Block& block : blocks)
+                timeline.add(block.time - startHostTime_, block.samples.data(), block.samples.size());
+            if (blocks.empty() && unflushed > 0) flush();
+        }
+        timeline.finish();
+        writer.finish();
+    } catch (const std::exception& error) {
+        // What was flushed stays and plays; the screen's recording goes on.
+        close(error.what());
+    }
+}
+
+/// What has come since; nothing, once a while, when no sound does. False when there will be none.
+bool MicRecorder::waitForBlocks(std::deque<Block>& blocks) {
+    blocks.clear();
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, flushInterval, [this] { return isClosed_ || !blocks_.empty(); });
+    blocks.swap(blocks_);
+    waitingFrames_ = 0;
+    return !isClosed_ || !blocks.empty();
+}
+
+}  // namespace lumenwhirl
