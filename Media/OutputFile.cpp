@@ -4,7 +4,9 @@
 
 #include <cassert>
 #include <cerrno>
+#include <limits>
 #include <new>
+#include <numeric>
 #include <string>
 #include <system_error>
 
@@ -33,6 +35,11 @@ int createForOwner(const std::filesystem::path& file) noexcept {
 
 const char* formatName(Container container) noexcept {
     return container == Container::mov ? "mov" : "mp4";
+}
+
+void setMovieTimescale(Dictionary& options, AVRational first, AVRational second) {
+    const auto scale = std::lcm<std::int64_t, std::int64_t>(first.den, second.den);
+    if (scale <= std::numeric_limits<std::int32_t>::max()) options.set("movie_timescale", std::to_string(scale));
 }
 
 OutputFile::OutputFile(std::filesystem::path file, const char* format, FileLayout layout)

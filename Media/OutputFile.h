@@ -11,6 +11,10 @@ namespace lumenwhirl {
 /// libavformat's name.
 [[nodiscard]] const char* formatName(Container container) noexcept;
 
+/// Tells the container to state how long tracks play in units that both time bases' ticks are whole numbers of, so
+/// that nothing is rounded; where no such unit fits it keeps its own.
+void setMovieTimescale(Dictionary& options, AVRational first, AVRational second);
+
 /// A media file being written. Destroyed before finish(), it removes the file; a fragmented one is cut to what was
 /// flushed, and removed only where that is nothing.
 class OutputFile {

@@ -1,5 +1,7 @@
 #include "Media/Remuxer.h"
 
+#include "Media/CopiedSound.h"
+#include "Media/CopiedTrack.h"
 #include "Media/FFmpegHandles.h"
 #include "Media/InputFile.h"
 #include "Media/MediaError.h"
@@ -9,64 +11,13 @@
 #include <cmath>
 #include <deque>
 #include <limits>
-#include <numeric>
 #include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 
-extern "C" {
-#include <libavutil/mathematics.h>
-}
-
 namespace lumenwhirl::Remuxer {
 namespace {
-
-/// A track on its way from one file into another.
-class CopiedTrack {
-public:
-    CopiedTrack(InputFile& input, AVStream& from, OutputFile& output)
-        : input_(input), from_(from), output_(output), to_(output.addStream()) {
-        input.readOnly(from);
-        if (orOutOfMemory(avcodec_parameters_copy(to_.codecpar, from.codecpar)) < 0) {
-            throw MediaError(MediaError::Kind::cannotWrite, output.path(), "cannot describe a track");
-        }
-        to_.time_base = from.time_base;
-        to_.avg_frame_rate = from.avg_frame_rate;
-        to_.sample_aspect_ratio = from.sample_aspect_ratio;
-        to_.disposition = AV_DISPOSITION_DEFAULT;
-        keepTag();
-    }
-
-    /// Reads the next packet; false at the end.
-    [[nodiscard]] bool read(AVPacket& packet) { return input_.read(packet); }
-    void write(AVPacket& packet) {
-        packet.stream_index = to_.index;
-        packet.pos = -1;
-        av_packet_rescale_ts(&packet, from_.time_base, to_.time_base);
-        output_.write(packet);
-    }
-    [[nodiscard]] const AVStream& source() const noexcept { return from_; }
-    [[nodiscard]] const AVFormatContext& sourceFile() const noexcept { return input_.context(); }
-    [[nodiscard]] AVRational timeBase() const noexcept { return from_.time_base; }
-
-private:
-    /// The codec's tag of the source where the container has it too, else the container's own.
-    void keepTag() {
-        AVCodecParameters& parameters = *to_.codecpar;
-        const auto* tags = output_.context().oformat->codec_tag;
-        if (parameters.codec_id == AV_CODEC_ID_HEVC) {
-            parameters.codec_tag = MKTAG('h', 'v', 'c', '1');
-        } else if (av_codec_get_id(tags, parameters.codec_tag) != parameters.codec_id) {
-            parameters.codec_tag = 0;
-        }
-    }
-
-    InputFile& input_;
-    AVStream& from_;
-    OutputFile& output_;
-    AVStream& to_;
-};
 
 AVStream& streamOf(const InputFile& input, AVMediaType type, MediaError::Kind kind, const char* problem) {
     AVStream* stream = input.firstStream(type);
@@ -74,30 +25,18 @@ AVStream& streamOf(const InputFile& input, AVMediaType type, MediaError::Kind ki
     return *stream;
 }
 
-/// Units a second of the movie's header in which neither track's times are rounded; 0 where none fits.
-int movieTimescale(AVRational first, AVRational second) {
-    const auto scale = std::lcm<std::int64_t, std::int64_t>(first.den, second.den);
-    return scale <= std::numeric_limits<std::int32_t>::max() ? static_cast<int>(scale) : 0;
-}
-
 /// The most that the index of these tracks can take up, in bytes; empty where their files do not tell how many
 /// packets there are.
-std::optional<std::int64_t> indexRoom(const InputFile& video, const InputFile& sound, const CopiedTrack& picture,
-                                      const CopiedTrack& audio) {
+std::optional<std::int64_t> indexRoom(const CopiedTrack& picture, const CopiedTrack& sound) {
     constexpr std::int64_t fixed = 4096;    // all but the tables: some 1.6 kB
     constexpr std::int64_t perPacket = 48;  // stts 8, ctts 8, stss 4, stsz 4, stsc 12, co64 8, sdtp 1
     std::int64_t bytes = fixed;
-    for (const auto& [input, track] : {std::pair(&video, &picture), std::pair(&sound, &audio)}) {
-        if (std::string_view(input->context().iformat->name).substr(0, 3) != "mov") return std::nullopt;
+    for (const CopiedTrack* track : {&picture, &sound}) {
+        if (std::string_view(track->sourceFile().iformat->name).substr(0, 3) != "mov") return std::nullopt;
         bytes += perPacket * avformat_index_get_entries_count(&track->source());
         bytes += track->source().codecpar->extradata_size;
     }
     return bytes < std::numeric_limits<std::int32_t>::max() ? std::optional(bytes) : std::nullopt;
-}
-
-/// When the packet is shown or heard.
-std::int64_t startOf(const AVPacket& packet) noexcept {
-    return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
 }
 
 /// The picture's packets, each with the time it is shown as its duration. Demuxers give the time to the next
@@ -180,67 +119,30 @@ private:
     bool isAtEnd_ = false;
 };
 
-/// The sound's packets up to a time.
-class Sounds {
-public:
-    explicit Sounds(CopiedTrack& track) : track_(track), hasPacket_(track.read(*packet_)) {}
-
-    /// Copies what begins before `end`, in ticks of `base`.
-    void copyUntil(std::int64_t end, AVRational base) {
-        while (hasPacket_ && av_compare_ts(startOf(*packet_), track_.timeBase(), end, base) < 0) copyOne();
-    }
-
-    /// The same for the end of it all: a packet across it is made shorter.
-    void finishAt(std::int64_t end, AVRational base) {
-        const std::int64_t last = av_rescale_q_rnd(end, base, track_.timeBase(), AV_ROUND_UP);
-        while (hasPacket_ && startOf(*packet_) < last) {
-            packet_->duration = std::min(packet_->duration, last - startOf(*packet_));
-            copyOne();
-        }
-    }
-
-private:
-    void copyOne() {
-        track_.write(*packet_);
-        hasPacket_ = track_.read(*packet_);
-    }
-
-    CopiedTrack& track_;
-    PacketHandle packet_ = makePacket();
-    bool hasPacket_;
-};
-
 }  // namespace
 
 void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
          const std::filesystem::path& destination, std::optional<double> videoEnd, Container container) {
-    InputFile videoInput(video, AVMEDIA_TYPE_VIDEO), soundInput(sound, AVMEDIA_TYPE_AUDIO);
-    AVStream& videoStream =
-        streamOf(videoInput, AVMEDIA_TYPE_VIDEO, MediaError::Kind::noVideoTrack, "no video track");
-    AVStream& soundStream =
-        streamOf(soundInput, AVMEDIA_TYPE_AUDIO, MediaError::Kind::noAudioTrack, "no sound track");
-
+    InputFile input(video, AVMEDIA_TYPE_VIDEO);
+    AVStream& stream = streamOf(input, AVMEDIA_TYPE_VIDEO, MediaError::Kind::noVideoTrack, "no video track");
     OutputFile output(destination, formatName(container));
-    CopiedTrack picture(videoInput, videoStream, output), audio(soundInput, soundStream, output);
-    const AVRational base = picture.timeBase();
+    CopiedTrack picture(input, stream, output);
+    CopiedSound copied(sound, output);
     // Where the index's size is bounded beforehand, room is left for it in front: moving all behind it in the end
     // would take twice as long.
     Dictionary options;
-    if (const auto room = indexRoom(videoInput, soundInput, picture, audio)) {
+    if (const auto room = indexRoom(picture, copied.track())) {
         options.set("moov_size", std::to_string(*room));
     } else {
         options.set("movflags", "+faststart");
     }
-    if (const int scale = movieTimescale(base, audio.timeBase()); scale > 0) {
-        options.set("movie_timescale", std::to_string(scale));
-    }
+    const AVRational base = picture.timeBase();
+    setMovieTimescale(options, base, copied.track().timeBase());
     output.start(options);
 
-    // The sound follows the pictures' decoding times, which no picture's end comes before.
     Pictures pictures(picture, videoEnd);
-    Sounds sounds(audio);
-    while (pictures.copyOne()) sounds.copyUntil(pictures.decodeTime(), base);
-    sounds.finishAt(pictures.end(), base);
+    while (pictures.copyOne()) copied.copyUntil(pictures.decodeTime(), base);
+    copied.finishAt(pictures.end(), base);
     output.finish();
 }
 

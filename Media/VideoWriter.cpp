@@ -1,5 +1,6 @@
 #include "Media/VideoWriter.h"
 
+#include "Media/CopiedSound.h"
 #include "Media/FFmpegHandles.h"
 #include "Media/MediaError.h"
 #include "Media/OutputFile.h"
@@ -10,23 +11,13 @@
 #include <algorithm>
 #include <cassert>
 #include <deque>
-#include <limits>
-#include <new>
-#include <numeric>
+#include <utility>
 
 namespace lumenwhirl {
 namespace {
 
 [[nodiscard]] Container containerOf(VideoCodec codec) noexcept {
     return codec == VideoCodec::prores ? Container::mov : Container::mp4;
-}
-
-/// Units a second in which the container states how long tracks play: as fine as both tracks' ticks, so that
-/// nothing is rounded. 0 where no such number fits.
-[[nodiscard]] int movieTimescale(Rational videoTimeBase, const std::optional<SoundSettings>& sound) {
-    const std::int64_t scale =
-        std::lcm<std::int64_t, std::int64_t>(videoTimeBase.denominator, sound ? sound->sampleRate : 1);
-    return scale <= std::numeric_limits<std::int32_t>::max() ? static_cast<int>(scale) : 0;
 }
 
 void check(const VideoSettings& settings, const std::filesystem::path& file) {
@@ -47,13 +38,19 @@ void check(const VideoSettings& settings, const std::filesystem::path& file) {
 }  // namespace
 
 struct VideoWriter::State {
-    State(const std::filesystem::path& file, const VideoSettings& video,
-          const std::optional<SoundSettings>& sound);
+    State(std::filesystem::path path, const VideoSettings& video);
 
+    void addTrack(FileLayout layout);
+    void start(AVRational soundTimeBase);
+    void startWith(const std::optional<std::filesystem::path>& soundFile);
     void send(std::int64_t duration);
     void encode(const AVFrame* frame);
+    void deliver();
+    void writePicture(AVPacket& picture);
     [[nodiscard]] std::int64_t takeDuration(std::int64_t pts);
+    void finish();
 
+    std::filesystem::path file;
     VideoSettings settings;
     [[nodiscard]] AVRational timeBase() const noexcept {
         return {settings.timeBase.numerator, settings.timeBase.denominator};
@@ -62,25 +59,34 @@ struct VideoWriter::State {
         return {settings.frameRate.numerator, settings.frameRate.denominator};
     }
 
-    std::optional<OutputFile> output;
     std::optional<VideoEncoder> encoder;
+    std::optional<OutputFile> output;
     AVStream* stream = nullptr;
     std::optional<SoundEncoder> sound;
+    std::optional<CopiedSound> copiedSound;
     PacketHandle packet = makePacket();
+    bool isStarted = false;
+
+    SoundFinder findSound;
+    std::deque<PacketHandle> waiting;  // pictures, until the sound is found
+    std::int64_t waitingBytes = 0;
 
     FrameHandle held;  // written last: how long it lasts is known when the next one comes
     struct Span {
         std::int64_t pts, duration;
     };
     std::deque<Span> spans;  // of the frames inside the encoder, ascending
+    std::int64_t end = 0;    // of the pictures written, in ticks of the stream
 };
 
-VideoWriter::State::State(const std::filesystem::path& file, const VideoSettings& video,
-                          const std::optional<SoundSettings>& soundSettings)
-    : settings(video) {
+VideoWriter::State::State(std::filesystem::path path, const VideoSettings& video)
+    : file(std::move(path)), settings(video) {
     check(video, file);
     encoder.emplace(video, file);
-    output.emplace(file, formatName(containerOf(video.codec)), video.layout);
+}
+
+void VideoWriter::State::addTrack(FileLayout layout) {
+    output.emplace(file, formatName(containerOf(settings.codec)), layout);
     stream = &output->addStream();
     stream->time_base = timeBase();
     stream->avg_frame_rate = frameRate();
@@ -88,17 +94,26 @@ VideoWriter::State::State(const std::filesystem::path& file, const VideoSettings
         throw MediaError(MediaError::Kind::encoderFailed, file, "cannot describe the video track");
     }
     // Players of Apple's take HEVC only with its parameter sets in the header, which this tag says.
-    if (video.codec == VideoCodec::hevc) stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
-    if (soundSettings) sound.emplace(*output, *soundSettings);
-
-    Dictionary options;
-    if (const int scale = movieTimescale(video.timeBase, soundSettings); scale > 0) {
-        options.set("movie_timescale", std::to_string(scale));
-    }
-    output->start(options);
+    if (settings.codec == VideoCodec::hevc) stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
 }
 
-/// Hands the held frame to the encoder.
+void VideoWriter::State::start(AVRational soundTimeBase) {
+    Dictionary options;
+    setMovieTimescale(options, timeBase(), soundTimeBase);
+    output->start(options);
+    isStarted = true;
+}
+
+/// Begins the file with the sound that was found, or none, and writes the pictures that waited for it.
+void VideoWriter::State::startWith(const std::optional<std::filesystem::path>& soundFile) {
+    addTrack(soundFile ? settings.layout : FileLayout::indexLast);
+    if (soundFile) copiedSound.emplace(*soundFile, *output);
+    start(copiedSound ? copiedSound->track().timeBase() : AVRational{1, 1});
+    for (const PacketHandle& picture : waiting) writePicture(*picture);
+    waiting.clear();
+}
+
+/// Hands the held frame to the encoder. `duration`: in ticks; 0: one frame at the nominal rate.
 void VideoWriter::State::send(std::int64_t duration) {
     spans.push_back({held->pts, duration});
     const FrameHandle frame = std::move(held);
@@ -111,15 +126,33 @@ void VideoWriter::State::encode(const AVFrame* frame) {
         result = encoder->receive(*packet);
         if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
         if (result < 0) break;
-        packet->stream_index = stream->index;
-        packet->duration = takeDuration(packet->pts);
-        av_packet_rescale_ts(packet.get(), timeBase(), stream->time_base);
-        output->write(*packet);
+        deliver();
     }
     if (!encoder->isHardware()) orOutOfMemory(result);
-    throw MediaError(MediaError::Kind::encoderFailed, output->path(),
+    throw MediaError(MediaError::Kind::encoderFailed, file,
                      std::string("cannot encode with ") + encoder->name() + ": " + reasonFor(result) +
                          (encoder->isHardware() ? "; choose the encoder \"software\"" : ""));
+}
+
+void VideoWriter::State::deliver() {
+    if (isStarted) return writePicture(*packet);
+    waitingBytes += packet->size;
+    waiting.push_back(std::exchange(packet, makePacket()));
+    const auto found = findSound(false);
+    if (found || waitingBytes > mostWaiting) startWith(found);
+}
+
+void VideoWriter::State::writePicture(AVPacket& picture) {
+    const std::int64_t duration = takeDuration(picture.pts);
+    picture.stream_index = stream->index;
+    picture.duration = duration;
+    av_packet_rescale_ts(&picture, timeBase(), stream->time_base);
+    if (duration == 0)
+        picture.duration = std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(frameRate()), stream->time_base));
+    end = std::max(end, picture.pts + picture.duration);
+    const std::int64_t decodeTime = picture.dts;
+    output->write(picture);
+    if (copiedSound) copiedSound->copyUntil(decodeTime, stream->time_base);
 }
 
 std::int64_t VideoWriter::State::takeDuration(std::int64_t pts) {
@@ -131,9 +164,29 @@ std::int64_t VideoWriter::State::takeDuration(std::int64_t pts) {
     return duration;
 }
 
+void VideoWriter::State::finish() {
+    if (held) send(0);
+    encode(nullptr);
+    if (!isStarted) startWith(findSound(true));
+    if (sound) sound->finish();
+    if (copiedSound) copiedSound->finishAt(end, stream->time_base);
+    output->finish();
+}
+
 VideoWriter::VideoWriter(const std::filesystem::path& file, const VideoSettings& video,
                          const std::optional<SoundSettings>& sound)
-    : state_(std::make_unique<State>(file, video, sound)) {}
+    : state_(std::make_unique<State>(file, video)) {
+    State& state = *state_;
+    state.addTrack(video.layout);
+    if (sound) state.sound.emplace(*state.output, *sound);
+    state.start({1, sound ? sound->sampleRate : 1});
+}
+
+VideoWriter::VideoWriter(const std::filesystem::path& file, const VideoSettings& video, SoundFinder findSound)
+    : state_(std::make_unique<State>(file, video)) {
+    state_->findSound = std::move(findSound);
+}
+
 VideoWriter::~VideoWriter() = default;
 VideoWriter::VideoWriter(VideoWriter&&) noexcept = default;
 VideoWriter& VideoWriter::operator=(VideoWriter&&) noexcept = default;
@@ -154,19 +207,18 @@ void VideoWriter::writeSound(const float* const* channels, std::size_t frames) {
 }
 
 void VideoWriter::finish() {
-    State& state = *state_;
     try {
-        if (state.held) {
-            state.send(std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(state.frameRate()), state.timeBase())));
-        }
-        state.encode(nullptr);
-        if (state.sound) state.sound->finish();
-        state.output->finish();
+        state_->finish();
     } catch (...) {
-        state.sound.reset();
-        state.output.reset();  // removes the file
+        state_->sound.reset();
+        state_->copiedSound.reset();
+        state_->output.reset();  // removes the file
         throw;
     }
+}
+
+bool VideoWriter::hasFoundSound() const noexcept {
+    return state_->copiedSound.has_value();
 }
 
 }  // namespace lumenwhirl

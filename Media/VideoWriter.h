@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,6 +35,10 @@ struct VideoSettings {
     int threads = 0;                 // of the software encoder; 0: one a core, at most 8 for ProRes
 };
 
+/// Finds the file whose first sound track belongs under the pictures. Empty: it is still being made; with `isLast`
+/// there is no later time to ask. What it throws comes out of the writer.
+using SoundFinder = std::function<std::optional<std::filesystem::path>(bool isLast)>;
+
 /// Encodes frames, and sound if asked, into a file with BT.709 tags (HEVC tagged hvc1, ProRes apcn). Frames and
 /// sound may come in any order of each other; each in its own order of time. One thread at a time. Destroyed
 /// unfinished, it removes the file. Does not print, but for what the container's library logs (Media/MediaLog.h
@@ -45,6 +50,13 @@ public:
     /// cannotWrite, unsupported, encoderFailed.
     VideoWriter(const std::filesystem::path& file, const VideoSettings& video,
                 const std::optional<SoundSettings>& sound = std::nullopt);
+    /// Lays a sound track that is made meanwhile, in another file, under the pictures: copied as it is, up to
+    /// their end. Asks for it with each encoded picture, on the caller's thread, until it is there; so long
+    /// pictures wait in memory, and the file is not begun. With more than `mostWaiting` bytes of them, or none to
+    /// be had in the end, the file gets pictures alone, its index last, to be joined with the sound
+    /// (Remuxer::mux).
+    VideoWriter(const std::filesystem::path& file, const VideoSettings& video, SoundFinder findSound);
+    static constexpr std::int64_t mostWaiting = 8'000'000;
     ~VideoWriter();
     VideoWriter(VideoWriter&&) noexcept;
     VideoWriter& operator=(VideoWriter&&) noexcept;
@@ -56,6 +68,8 @@ public:
     void writeSound(const float* const* channels, std::size_t frames);
     /// Completes the file. Throws MediaError, and the file is removed.
     void finish();
+    /// Whether the sound that was looked for is in the finished file.
+    [[nodiscard]] bool hasFoundSound() const noexcept;
 
 private:
     struct State;

@@ -281,11 +281,21 @@ TEST_P(JoinedTracks, clickAndPictureStayTogetherToTheSample) {
             if (i < frames) clicks.channels[0][i] = 0.9F;
         }
         writeSound(sound, clicks);
-        // Once from the sound alone, once from a file that has a picture too.
+        // Once from the sound alone, once from a file that has a picture too; and with pictures that are still
+        // being encoded, where the sound comes before the first, after some, or when all are.
         const double end = 500.0 / 600;
         Remuxer::mux(video, sound, folder / "once.mp4", end, container);
         Remuxer::mux(video, folder / "once.mp4", folder / "twice.mp4", end, container);
-        for (const char* name : {"once.mp4", "twice.mp4"}) {
+        for (const int asked : {0, 5, 1000}) {
+            VideoWriter writer(folder / std::to_string(asked), movies::settings(GetParam()),
+                               [&, times = 0](bool isLast) mutable {
+                                   return times++ >= asked || isLast ? std::optional(sound) : std::nullopt;
+                               });
+            for (unsigned i = 0; i < ticks.size(); ++i) writer.write(movies::numberedFor(GetParam(), i), ticks[i]);
+            writer.finish();
+            EXPECT_TRUE(writer.hasFoundSound());
+        }
+        for (const char* name : {"once.mp4", "twice.mp4", "0", "5", "1000"}) {
             SCOPED_TRACE(name);
             const auto file = folder / name;
             const auto shown = ticksOf(file);
@@ -334,6 +344,71 @@ TEST(VideoWriter, soundWrittenWithThePictureStaysWithIt) {
         EXPECT_EQ(back.frames(), 48'000U);
         EXPECT_EQ(peakNear(back.channels[0], 32'000), 32'000U);
     }
+}
+
+TEST(VideoWriter, waitsForSoundNoLongerThanMemoryAllows) {
+    const TemporaryFolder folder;
+    const auto file = folder / "video.mov";
+    VideoSettings settings = movies::settings(VideoCodec::prores);
+    settings.width = 1280;
+    settings.height = 720;
+    VideoFrame noisy = VideoFrame::allocate(settings.width, settings.height, PixelFormat::yuv422p10);
+    std::uint32_t noise = 1;
+    for (int plane = 0; plane < 3; ++plane) {
+        for (int i = 0; i < settings.height * noisy.stride(plane); i += 2) {
+            noise = noise * 1664525U + 1013904223U;
+            const auto sample = static_cast<std::uint16_t>(64 + (noise >> 8) % 877);
+            std::memcpy(noisy.mutablePlane(plane) + i, &sample, 2);
+        }
+    }
+    int asked = 0;
+    VideoWriter writer(file, settings, [&](bool isLast) {
+        EXPECT_FALSE(isLast);  // the file is begun without
+        ++asked;
+        return std::nullopt;
+    });
+    std::int64_t frames = 0;
+    while (!std::filesystem::exists(file) && frames < 100) writer.write(noisy, 10 * frames++);
+    const int askedBefore = asked;
+    EXPECT_GT(askedBefore, 2);
+    for (int i = 0; i < 5; ++i) writer.write(noisy, 10 * frames++);
+    writer.finish();
+    EXPECT_EQ(asked, askedBefore);
+    EXPECT_FALSE(writer.hasFoundSound());
+    const auto size = static_cast<std::int64_t>(std::filesystem::file_size(file));
+    EXPECT_NEAR(static_cast<double>(size) / static_cast<double>(frames) * asked,
+                static_cast<double>(VideoWriter::mostWaiting),
+                static_cast<double>(size) / static_cast<double>(frames));
+    const VideoReader reader(file);
+    EXPECT_FALSE(reader.info().hasAudio);
+    EXPECT_NEAR(reader.info().duration, static_cast<double>(frames) / 60, 1e-9);
+}
+
+TEST(VideoWriter, leavesNoFileWhenTheSoundCannotBeHad) {
+    const TemporaryFolder folder;
+    const auto file = folder / "both.mp4", sound = folder / "sound.m4a";
+    const auto writing = [&](const SoundFinder& find) {
+        return thrownBy([&] {
+            VideoWriter writer(file, movies::settings(), find);
+            for (unsigned i = 0; i < 200; ++i) writer.write(movies::numbered(i), i * 10);
+            writer.finish();
+        });
+    };
+    EXPECT_EQ(writing([&](bool) { return sound; }), Kind::cannotOpen);
+    writeSound(sound, silence(160'000));
+    EXPECT_TRUE(holdsOnFullDisk(std::filesystem::file_size(sound),
+                                [&] { return writing([&](bool) { return sound; }) == Kind::cannotWrite; }));
+    EXPECT_EQ(writing([&](bool) { return sound; }), std::nullopt);
+    std::filesystem::rename(file, sound);  // its index is in front, so it opens however short it is
+    std::filesystem::resize_file(sound, std::filesystem::file_size(sound) / 2);
+    EXPECT_EQ(writing([&](bool) { return sound; }), Kind::damaged);
+    EXPECT_EQ(writing([&](bool isLast) -> std::optional<std::filesystem::path> {
+                  if (!isLast) return std::nullopt;
+                  throw MediaError(Kind::encoderFailed, sound, "a test");
+              }),
+              Kind::encoderFailed);
+    std::filesystem::remove(sound);
+    EXPECT_TRUE(folder.isEmpty());
 }
 
 TEST(Remuxer, reportsWhatIsMissingAndLeavesNoPartialFile) {
