@@ -20,6 +20,7 @@ BackgroundSound::BackgroundSound(const std::filesystem::path& recording, const E
           } catch (...) {
               failure_ = std::current_exception();
           }
+          isDone_ = true;
       }) {}
 
 void BackgroundSound::make(const std::stop_token& stop) {

@@ -3,6 +3,7 @@
 #include "Engine/Timeline/EditTimeline.h"
 #include "Exporter/TemporaryFile.h"
 
+#include <atomic>
 #include <exception>
 #include <filesystem>
 #include <optional>
@@ -23,6 +24,8 @@ public:
     BackgroundSound(const BackgroundSound&) = delete;
     BackgroundSound& operator=(const BackgroundSound&) = delete;
 
+    /// Whether file() would not wait.
+    [[nodiscard]] bool isDone() const noexcept { return isDone_; }
     /// Waits for the work, which a stop ends soon. The file whose first sound track belongs under the picture: the
     /// recording itself where nothing is to change. Valid as long as this; after a stop there may be no such file.
     /// Throws MediaError when the edited sound could not be made.
@@ -39,6 +42,7 @@ private:
     TemporaryFile edited_;
     bool isEdited_ = false;
     std::exception_ptr failure_;
+    std::atomic<bool> isDone_ = false;
     std::jthread worker_;  // last: joined before what it uses goes away
 };
 

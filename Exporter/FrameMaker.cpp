@@ -18,13 +18,12 @@ int drawingThreads() {
 }  // namespace
 
 template <class Sample>
-FrameMaker<Sample>::FrameMaker(const FrameStates& states) : states_(states), compositor_(drawingThreads()) {}
+FrameMaker<Sample>::FrameMaker(const FrameStates& states) : states_(states), compositor_(drawingThreads()) {
+    compositor_.prepareStyle(states.renderStyle(), states.canvas(), states.contentSize());
+}
 
 template <class Sample>
 VideoFrame FrameMaker<Sample>::make(const SourceFrames::Item& item) {
-    if (!source_) {  // only now, when frames are being decoded meanwhile
-        compositor_.prepareStyle(states_.renderStyle(), states_.canvas(), states_.contentSize());
-    }
     FrameState state = states_.state(item.sourceTime);
     const bool isSame = last_ && item.frame.plane(0) == source_->plane(0) && state == state_;
     if (isSame) return *last_;

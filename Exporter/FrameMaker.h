@@ -17,7 +17,7 @@ namespace lumenwhirl {
 template <class Sample>
 class FrameMaker {
 public:
-    /// `states` must outlive this.
+    /// Draws what surrounds the video, which takes a while. `states` must outlive this.
     explicit FrameMaker(const FrameStates& states);
     /// Throws std::bad_alloc.
     [[nodiscard]] VideoFrame make(const SourceFrames::Item& item);

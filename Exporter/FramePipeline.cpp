@@ -38,6 +38,7 @@ Rendered runPipeline(SourceFrames& source, const FrameSteps& steps, const std::f
     });
     std::jthread encoder([&](std::stop_token stopEncoder) {
         try {
+            steps.prepareEncoding();
             while (const auto next = finished.pop(stopEncoder)) steps.encode(next->frame, next->pts);
         } catch (...) {
             encoderFailure = std::current_exception();
@@ -45,6 +46,7 @@ Rendered runPipeline(SourceFrames& source, const FrameSteps& steps, const std::f
         }
     });
 
+    steps.prepareDrawing();
     Progress progress{0, source.totalFrames()};
     std::int64_t lastPts = 0;
     while (const auto item = decoded.pop(stop)) {

@@ -15,6 +15,9 @@ struct FrameSteps {
     std::function<VideoFrame(const SourceFrames::Item&)> draw;
     /// `pts` in ticks of the source's time base.
     std::function<void(const VideoFrame&, std::int64_t pts)> encode;
+    /// What takes a while before the first frame, on the thread that then draws or encodes; meanwhile frames are
+    /// decoded.
+    std::function<void()> prepareDrawing = [] {}, prepareEncoding = [] {};
 };
 
 struct Rendered {

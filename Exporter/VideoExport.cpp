@@ -22,51 +22,100 @@ Container containerOf(Preset preset) {
     return preset == Preset::prores ? Container::mov : Container::mp4;
 }
 
-VideoWriter openWriter(const fs::path& video, const VideoSettings& settings, const fs::path& destination) {
+[[noreturn]] void fail(const fs::path& destination, const char* step, const std::string& problem) {
+    throw ExportError(ExportError::Kind::writerFailed, destination.string() + ": " + step + problem);
+}
+
+/// An export on its way into a file. Where the sound is ready early enough, it is laid under the picture as that
+/// is written; else both are joined in the end.
+class VideoExport {
+public:
+    explicit VideoExport(const ExportTask& task) : task_(task) { createOrRefuse(video_, task.destination); }
+
+    template <class Sample>
+    void run(SourceFrames& source, const VideoSettings& encoding);
+
+private:
+    template <class Sample>
+    [[nodiscard]] Rendered encode(SourceFrames& source, const VideoSettings& encoding);
+    void openWriter(const VideoSettings& encoding);
+    [[nodiscard]] const fs::path& soundFile();
+    void join(double videoEnd);
+
+    const ExportTask& task_;
+    TemporaryFile video_{task_.destination, "video"}, whole_{task_.destination, "whole"};
+    std::optional<BackgroundSound> sound_;
+    std::optional<VideoWriter> writer_;
+};
+
+void VideoExport::openWriter(const VideoSettings& encoding) {
     try {
-        return VideoWriter(video, settings);
+        if (!task_.reader.info().hasAudio) {
+            writer_.emplace(video_.path(), encoding);
+            return;
+        }
+        writer_.emplace(video_.path(), encoding, [this](bool isLast) {
+            return isLast || sound_->isDone() ? std::optional(soundFile()) : std::nullopt;
+        });
     } catch (const MediaError& error) {
         throw ExportError(ExportError::Kind::cannotCreateWriter,
-                          destination.string() + ": " + problemOf(error, video));
+                          task_.destination.string() + ": " + problemOf(error, video_.path()));
     }
 }
 
-/// Joins picture and sound; tells failures of the sound from those of the picture.
-void layUnder(BackgroundSound& sound, const fs::path& video, double videoEnd, const fs::path& whole,
-              const fs::path& destination, Container container, const std::stop_token& stop) {
-    const auto fail = [&](const char* step, const std::string& problem) {
-        throw ExportError(ExportError::Kind::writerFailed, destination.string() + ": " + step + problem);
-    };
-    const fs::path* file = nullptr;
+const fs::path& VideoExport::soundFile() {
     try {
-        file = &sound.file(stop);
+        const fs::path& file = sound_->file(task_.stop);
+        throwIfStopped(task_.stop);  // perhaps there is no such file then
+        return file;
     } catch (const MediaError& error) {
-        fail("edited audio: ", problemOf(error, sound.editedFile()));
+        fail(task_.destination, "edited audio: ", problemOf(error, sound_->editedFile()));
     }
-    throwIfStopped(stop);  // perhaps there is no such file then
+}
+
+void VideoExport::join(double videoEnd) {
+    const fs::path& sound = soundFile();
     try {
-        Remuxer::mux(video, *file, whole, videoEnd, container);
+        Remuxer::mux(video_.path(), sound, whole_.path(), videoEnd, containerOf(task_.options.preset));
     } catch (const MediaError& error) {
-        fail("audio mux: ", problemOf(error, whole));
+        fail(task_.destination, "audio mux: ", problemOf(error, whole_.path()));
     }
 }
 
 template <class Sample>
-Rendered encodeFrames(SourceFrames& source, const ExportTask& task, const VideoSettings& encoding,
-                      const fs::path& video) {
-    FrameMaker<Sample> maker(task.states);
-    std::optional<VideoWriter> writer;  // opened by the encoder's thread: meanwhile the first frames are made
-    const Rendered rendered = runPipeline(source,
-                                          {[&](const SourceFrames::Item& item) { return maker.make(item); },
-                                           [&](const VideoFrame& frame, std::int64_t pts) {
-                                               if (!writer)
-                                                   writer.emplace(openWriter(video, encoding, task.destination));
-                                               writer->write(frame, pts);
-                                           }},
-                                          task.options.progress, task.stop);
-    if (rendered.frames == 0) throw noFrames(task.recording);
-    writer->finish();
+Rendered VideoExport::encode(SourceFrames& source, const VideoSettings& encoding) {
+    std::optional<FrameMaker<Sample>> maker;
+    const auto encodeFrame = [&](const VideoFrame& frame, std::int64_t pts) {
+        // Only now: until there is a frame, all that runs is waited for.
+        if (!sound_ && task_.reader.info().hasAudio)
+            sound_.emplace(task_.recording, task_.states.timeline(), task_.destination);
+        writer_->write(frame, pts);
+    };
+    const Rendered rendered =
+        runPipeline(source,
+                    {.draw = [&](const SourceFrames::Item& item) { return maker->make(item); },
+                     .encode = encodeFrame,
+                     .prepareDrawing = [&] { maker.emplace(task_.states); },
+                     .prepareEncoding = [&] { openWriter(encoding); }},
+                    task_.options.progress, task_.stop);
+    if (rendered.frames == 0) throw noFrames(task_.recording);
+    writer_->finish();
     return rendered;
+}
+
+template <class Sample>
+void VideoExport::run(SourceFrames& source, const VideoSettings& encoding) {
+    Rendered rendered;
+    try {
+        rendered = encode<Sample>(source, encoding);
+    } catch (const MediaError& error) {
+        throwNamingDestination(error, video_.path(), task_.destination);
+    }
+    throwIfStopped(task_.stop);
+    const bool isWhole = !sound_ || writer_->hasFoundSound();
+    if (!isWhole) join(rendered.end);
+    throwIfStopped(task_.stop);
+    (isWhole ? video_ : whole_).moveTo(task_.destination);
 }
 
 }  // namespace
@@ -75,27 +124,13 @@ void exportVideo(const ExportTask& task) {
     const auto& [recording, reader, states, destination, options, stop] = task;
     const int fps = FrameStates::exportFrameRate(reader.info().frameRate);
     SourceFrames source(reader, states.timeline(), fps, SourceFrames::timesOf(states.timeline()));
-    TemporaryFile video(destination, "video"), whole(destination, "whole");
-    createOrRefuse(video, destination);
-    std::optional<BackgroundSound> sound;
-    if (reader.info().hasAudio) sound.emplace(recording, states.timeline(), destination);
-
     VideoSettings encoding = encoderSettings(options.preset, states.canvas(), fps, source.timeBase());
     encoding.encoder = options.encoder;
-    if (sound) encoding.layout = FileLayout::indexLast;  // joined with the sound, it comes to the front
-    Rendered rendered;
-    try {
-        rendered = encoding.codec == VideoCodec::prores
-                       ? encodeFrames<std::uint16_t>(source, task, encoding, video.path())
-                       : encodeFrames<std::uint8_t>(source, task, encoding, video.path());
-    } catch (const MediaError& error) {
-        throwNamingDestination(error, video.path(), destination);
-    }
-    throwIfStopped(stop);
-    if (sound)
-        layUnder(*sound, video.path(), rendered.end, whole.path(), destination, containerOf(options.preset), stop);
-    throwIfStopped(stop);
-    (sound ? whole : video).moveTo(destination);
+    VideoExport whole(task);
+    if (encoding.codec == VideoCodec::prores)
+        whole.run<std::uint16_t>(source, encoding);
+    else
+        whole.run<std::uint8_t>(source, encoding);
 }
 
 }  // namespace lumenwhirl::Exporter

@@ -1,6 +1,7 @@
 #include "Tests/Exporter/Recordings.h"
 #include "Tests/Exporter/Sounds.h"
 #include "Tests/Media/FullDisk.h"
+#include "Tests/Media/WaveFile.h"
 
 #include <sys/stat.h>
 
@@ -175,33 +176,52 @@ TEST_F(FailedExport, aRecordingDamagedInItsLaterHalfSaysWhereAndHowToGoOn) {
     }
 }
 
+// More of the picture than waits in memory for the sound, and a sound that takes longer: so each is first a file.
 TEST_F(FailedExport, aStopWhilePictureAndSoundAreJoinedLeavesTheOldFileOrTheNew) {
-    recordAll();
-    for (const ProjectSettings& settings : projects()) {
-        bool wasSeen = false;  // joining takes a moment, and whoever watches may miss it
-        for (int i = 0; i < 50 && !(wasSeen && i > 1); ++i) {
-            write(destination, "yesterday's");
-            std::stop_source stop;
-            std::jthread watcher([&](const std::stop_token& isOver) {
-                while (!isOver.stop_requested()) {
-                    for (const std::string& name : filesLeft())
-                        if (name.ends_with("-whole")) return static_cast<void>(stop.request_stop());
-                }
-            });
-            const auto failure = failureOf(destination, settings, {}, stop.get_token());
-            watcher.request_stop();
-            watcher.join();
-            wasSeen = wasSeen || stop.stop_requested();
-            if (failure) {
-                EXPECT_EQ(failure->kind, Kind::cancelled) << failure->message;
-                EXPECT_EQ(recordings::bytesOf(destination), "yesterday's");
-            } else {
-                EXPECT_EQ(framesOf(destination).size(), static_cast<std::size_t>(frames));
+    constexpr int noisyFrames = 600, fps = 60;
+    Recording recording = recordings::steady(noisyFrames, fps);
+    recording.picture = [](unsigned number) {
+        VideoFrame frame = recordings::flat(128);
+        std::uint32_t noise = number + 1;
+        for (int y = 0; y < frame.height(); ++y) {
+            for (int x = 0; x < frame.width(); ++x) {
+                noise = noise * 1664525U + 1013904223U;
+                frame.mutablePlane(0)[y * frame.stride(0) + x] =
+                    static_cast<std::uint8_t>(16 + (noise >> 24) * 6 / 7);
             }
-            EXPECT_EQ(filesLeft(), (std::set<std::string>{"out.mp4", "recording.mp4"}));
         }
-        EXPECT_TRUE(wasSeen);
+        return frame;
+    };
+    recording.sound = AudioBuffer{{sounds::sine(60 * recordings::sampleRate, 300, 0.05)}};
+    record(recording);
+    const ProjectSettings settings = plainProject(noisyFrames / fps);
+    const Exporter::Options options{.preset = Preset::prores, .progress = {}};
+    bool wasSeen = false, isDone = false;  // joining takes a moment, and whoever watches may miss it
+    for (int i = 0; i < 50 && !(wasSeen && isDone); ++i) {
+        write(destination, "yesterday's");
+        std::stop_source stop;
+        bool isJoining = false;
+        std::jthread watcher([&](const std::stop_token& isOver) {
+            while (!isOver.stop_requested() && !isJoining) {
+                for (const std::string& name : filesLeft()) isJoining = isJoining || name.ends_with("-whole");
+            }
+            if (isJoining && !wasSeen) stop.request_stop();
+        });
+        const auto failure = failureOf(destination, settings, options, stop.get_token());
+        watcher.request_stop();
+        watcher.join();
+        if (failure) {
+            EXPECT_EQ(failure->kind, Kind::cancelled) << failure->message;
+            EXPECT_EQ(recordings::bytesOf(destination), "yesterday's");
+        } else {
+            EXPECT_EQ(framesOf(destination).size(), static_cast<std::size_t>(noisyFrames));
+            EXPECT_EQ(readAll(destination).frames(), std::size_t{noisyFrames / fps} * recordings::sampleRate);
+            isDone = wasSeen;
+        }
+        EXPECT_EQ(filesLeft(), (std::set<std::string>{"out.mp4", "recording.mp4"}));
+        wasSeen = wasSeen || isJoining;
     }
+    EXPECT_TRUE(wasSeen && isDone);
 }
 
 TEST_F(FailedExport, aRecordingWithoutFramesHasNoVideo) {
