@@ -131,7 +131,9 @@ void OutputFile::finish() {
 
 void OutputFile::check(int result, const char* action) const {
     if (orOutOfMemory(result) < 0) {
-        throw MediaError(MediaError::Kind::cannotWrite, path_, std::string(action) + ": " + reasonFor(result));
+        const bool isFull = result == AVERROR(ENOSPC) || result == AVERROR(EDQUOT);
+        throw MediaError(MediaError::Kind::cannotWrite, path_,
+                         std::string(action) + ": " + reasonFor(result) + (isFull ? "; free some space" : ""));
     }
 }
 

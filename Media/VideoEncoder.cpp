@@ -51,6 +51,12 @@ namespace {
     return codec;
 }
 
+/// Of x264 and x265 alike. A picture that is asked to be a key frame is one where reading can begin.
+void setRealTime(Dictionary& options) {
+    options.set("tune", "zerolatency");
+    options.set("forced-idr", "1");
+}
+
 void setX264Options(Dictionary& options, const VideoSettings& settings) {
     options.set("preset", settings.speed);
     if (settings.bFrames >= 0) options.set("bf", std::to_string(settings.bFrames));
@@ -60,6 +66,8 @@ void setX264Options(Dictionary& options, const VideoSettings& settings) {
         options.set("rc-lookahead", std::to_string(settings.lookahead));
         options.set("mbtree", "1");  // what looking ahead is for
     }
+    if (settings.realTime) setRealTime(options);
+    if (settings.quality) options.set("crf", std::to_string(*settings.quality));
 }
 
 void setX265Options(Dictionary& options, const VideoSettings& settings) {
@@ -69,6 +77,8 @@ void setX265Options(Dictionary& options, const VideoSettings& settings) {
     // x265 3.5 writes past its tables for pictures narrower than that.
     if (settings.width < 64) parameters += ":cutree=0";
     if (settings.threads > 0) parameters += ":pools=" + std::to_string(settings.threads);
+    if (settings.realTime) setRealTime(options);
+    if (settings.quality) options.set("crf", std::to_string(*settings.quality));
     options.set("x265-params", parameters);
 }
 
@@ -224,7 +234,7 @@ VideoEncoder::VideoEncoder(const VideoSettings& settings, const Hardware& hardwa
     uploadedAs_ = hardware.format;
     codec_->pix_fmt = hardware.format;
     if (hardware.format == AV_PIX_FMT_VAAPI) addSurfaces(settings);
-    constexpr int constantQuality = 23;
+    const int constantQuality = static_cast<int>(std::lround(settings.quality.value_or(23)));
     codec_->bit_rate = settings.bitRate;
     if (settings.bitRate > 0) {
         // Drivers of Quick Sync and VA-API keep to an average only with a limit above it.
@@ -239,6 +249,17 @@ VideoEncoder::VideoEncoder(const VideoSettings& settings, const Hardware& hardwa
     if (settings.codec == VideoCodec::h264) {
         codec_->profile = h264High;
         if (hardware.choice == EncoderChoice::nvenc) options.set("profile", "high");
+    }
+    if (settings.realTime) {
+        // Each knows some of these; what it does not know is left in the dictionary.
+        codec_->max_b_frames = 0;
+        codec_->flags |= AV_CODEC_FLAG_LOW_DELAY;
+        options.set("async_depth", "1");  // Quick Sync and VA-API
+        options.set("delay", "0");        // NVENC, as the two below
+        options.set("zerolatency", "1");
+        options.set("tune", "ll");
+        options.set("forced-idr", "1");
+        options.set("forced_idr", "1");  // Quick Sync's spelling
     }
     if (result >= 0) result = avcodec_open2(codec_.get(), codec_->codec, options.address());
     if (result < 0) throw Failure(name, result);
@@ -305,6 +326,7 @@ int VideoEncoder::send(const AVFrame* frame) {
     const FrameHandle own = forHardware(*frame, result);
     if (result < 0) return result;
     own->pts = numbers_->numberFor(frame->pts);
+    own->pict_type = frame->pict_type;
     return avcodec_send_frame(codec_.get(), own.get());
 }
 

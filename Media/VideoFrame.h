@@ -46,6 +46,7 @@ public:
 private:
     friend class VideoReader;
     friend class VideoWriter;
+    friend class LiveWriter;
     std::shared_ptr<AVFrame> frame_;
     PixelFormat format_ = PixelFormat::yuv420p8;
     std::int64_t pts_ = 0;

@@ -22,10 +22,16 @@ struct VideoSettings {
     VideoCodec codec = VideoCodec::h264;
     EncoderChoice encoder = EncoderChoice::software;
     FileLayout layout = FileLayout::indexFirst;
-    int width = 0, height = 0;     // even
-    Rational frameRate{60, 1};     // nominal, for rate control
-    Rational timeBase{1, 600};     // of the times given to write()
-    std::int64_t bitRate = 0;      // average, bit/s; 0: the encoder's default quality
+    int width = 0, height = 0;  // even
+    Rational frameRate{60, 1};  // nominal, for rate control
+    Rational timeBase{1, 600};  // of the times given to write()
+    std::int64_t bitRate = 0;   // average, bit/s; 0: constant quality
+    // In place of a rate, lower is better: x264's and x265's scale, 0...51, which graphics cards' comes near. Left
+    // out, the encoder's default.
+    std::optional<double> quality;
+    // Every frame comes out of the encoder before the next goes in, and no picture is decoded before one that is
+    // shown earlier; for H.264 and HEVC.
+    bool realTime = false;
     int keyFrameInterval = 0;      // most frames between key frames; 0: the encoder's default
     std::string speed = "medium";  // of software: x264's and x265's preset name
     int lookahead = -1;  // frames that software's rate control sees ahead, at least 1; -1: the preset's own

@@ -1,0 +1,155 @@
+#include "Media/LiveWriter.h"
+
+#include "Media/FFmpegHandles.h"
+#include "Media/MediaError.h"
+#include "Media/OutputFile.h"
+#include "Media/PixelBuffers.h"
+#include "Media/SoundEncoder.h"
+#include "Media/VideoEncoder.h"
+
+#include <algorithm>
+#include <cassert>
+#include <limits>
+#include <numeric>
+#include <string>
+#include <utility>
+
+namespace lumenwhirl {
+namespace {
+
+/// Ticks. libavformat allows for 2^31 between two packets; a picture that stays for longer is written again.
+constexpr std::int64_t longestPicture = std::int64_t{1} << 30;
+
+[[nodiscard]] VideoSettings inRealTime(VideoSettings settings) {
+    settings.realTime = true;
+    return settings;
+}
+
+}  // namespace
+
+struct LiveWriter::State {
+    State(std::filesystem::path file, const VideoSettings& video)
+        : path(std::move(file)),
+          settings(inRealTime(video)),
+          encoder(settings, path),
+          keyFrameTicks(settings.keyFrameInterval * frameTicks()) {}
+
+    void start(const std::optional<SoundSettings>& soundSettings);
+    void write(const AVFrame& picture, std::int64_t pts);
+    void encode(const AVFrame* frame);
+    [[nodiscard]] AVRational timeBase() const noexcept {
+        return {settings.timeBase.numerator, settings.timeBase.denominator};
+    }
+    [[nodiscard]] std::int64_t frameTicks() const noexcept {
+        const AVRational frame{settings.frameRate.denominator, settings.frameRate.numerator};
+        return std::max<std::int64_t>(1, av_rescale_q(1, frame, timeBase()));
+    }
+
+    std::filesystem::path path;
+    VideoSettings settings;
+    VideoEncoder encoder;
+    std::optional<OutputFile> output;
+    AVStream* stream = nullptr;
+    std::optional<SoundEncoder> sound;
+    PacketHandle packet = makePacket();
+    std::int64_t keyFrameTicks;  // 0: as the encoder does
+    std::int64_t latestKeyFrame = 0;
+    VideoFrame latest;
+    std::int64_t latestPts = 0;
+};
+
+void LiveWriter::State::start(const std::optional<SoundSettings>& soundSettings) {
+    sound.reset();
+    output.reset();
+    output.emplace(path, formatName(Container::mp4), FileLayout::fragmented);
+    stream = &output->addStream();
+    stream->time_base = timeBase();
+    stream->avg_frame_rate = {settings.frameRate.numerator, settings.frameRate.denominator};
+    if (orOutOfMemory(encoder.describe(*stream->codecpar)) < 0)
+        throw MediaError(MediaError::Kind::encoderFailed, path, "cannot describe the video track");
+    // Players of Apple's take HEVC only with its parameter sets in the header, which this tag says.
+    if (settings.codec == VideoCodec::hevc) stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
+    if (soundSettings) sound.emplace(*output, *soundSettings);
+    // How long tracks play is told in these units: as fine as both tracks' ticks, so that nothing is rounded.
+    Dictionary options;
+    const auto scale =
+        std::lcm<std::int64_t, std::int64_t>(stream->time_base.den, soundSettings ? soundSettings->sampleRate : 1);
+    if (scale <= std::numeric_limits<std::int32_t>::max()) options.set("movie_timescale", std::to_string(scale));
+    output->start(options);
+    if (sound) sound->writeLeadIn();
+    output->flush();
+}
+
+void LiveWriter::State::write(const AVFrame& picture, std::int64_t pts) {
+    const FrameHandle shared = sharePixels(picture);
+    shared->pts = pts;
+    if (keyFrameTicks > 0 && pts - latestKeyFrame >= keyFrameTicks) shared->pict_type = AV_PICTURE_TYPE_I;
+    encode(shared.get());
+}
+
+void LiveWriter::State::encode(const AVFrame* frame) {
+    int result = encoder.send(frame);
+    while (result >= 0) {
+        result = encoder.receive(*packet);
+        if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
+        if (result < 0) break;
+        packet->stream_index = stream->index;
+        packet->duration = 1;  // not known before the next one comes, and no longer than until then
+        if ((packet->flags & AV_PKT_FLAG_KEY) != 0) latestKeyFrame = packet->pts;
+        av_packet_rescale_ts(packet.get(), timeBase(), stream->time_base);
+        output->write(*packet);
+    }
+    if (!encoder.isHardware()) orOutOfMemory(result);
+    throw MediaError(MediaError::Kind::encoderFailed, path,
+                     std::string("cannot encode with ") + encoder.name() + ": " + reasonFor(result) +
+                         (encoder.isHardware() ? "; choose the encoder \"software\"" : ""));
+}
+
+LiveWriter::LiveWriter(std::filesystem::path file, const VideoSettings& video)
+    : state_(std::make_unique<State>(std::move(file), video)) {}
+LiveWriter::~LiveWriter() = default;
+LiveWriter::LiveWriter(LiveWriter&&) noexcept = default;
+LiveWriter& LiveWriter::operator=(LiveWriter&&) noexcept = default;
+
+void LiveWriter::start(const std::optional<SoundSettings>& sound) {
+    try {
+        state_->start(sound);
+    } catch (...) {
+        state_->sound.reset();
+        state_->output.reset();  // removes the file
+        throw;
+    }
+}
+
+void LiveWriter::write(const VideoFrame& frame, std::int64_t pts) {
+    assert(frame.width() == state_->settings.width && frame.height() == state_->settings.height);
+    State& state = *state_;
+    while (state.latest.frame_ && pts - state.latestPts > longestPicture) {
+        state.latestPts += longestPicture;
+        state.write(*state.latest.frame_, state.latestPts);
+    }
+    state.write(*frame.frame_, pts);
+    state.latest = frame;
+    state.latestPts = pts;
+}
+
+void LiveWriter::writeSound(const float* const* channels, std::size_t frames) {
+    assert(state_->sound);
+    state_->sound->write(channels, frames);
+}
+
+void LiveWriter::flush() {
+    state_->output->flush();
+}
+
+std::int64_t LiveWriter::bytes() const noexcept {
+    return state_->output ? state_->output->flushedBytes() : 0;
+}
+
+void LiveWriter::finish() {
+    state_->encode(nullptr);
+    if (state_->sound) state_->sound->finish();
+    state_->output->finish();
+}
+
+}  // namespace lumenwhirl
