@@ -1,0 +1,179 @@
+#include "Recorder/MovieFile.h"
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <new>
+#include <utility>
+
+namespace lumenwhirl {
+namespace {
+
+/// How long what was encoded may wait for its way to the disk. Fragments cost some 200 bytes each.
+constexpr std::chrono::milliseconds longestUnflushed{400};
+constexpr std::size_t queuedSoundSeconds = 10;
+
+[[nodiscard]] VideoSettings encoderSettings(const MovieFile::Settings& settings) {
+    constexpr int fps = 60, keyFrameSeconds = 4;
+    VideoSettings video;
+    video.codec = settings.codec;
+    video.encoder = settings.encoder;
+    video.width = (settings.width + 1) / 2 * 2;
+    video.height = (settings.height + 1) / 2 * 2;
+    video.frameRate = {fps, 1};
+    video.timeBase = {1, MovieFile::timescale};
+    video.keyFrameInterval = keyFrameSeconds * fps;
+    video.realTime = true;
+    video.speed = "ultrafast";
+    video.quality = 16;
+    return video;
+}
+
+}  // namespace
+
+MovieFile::MovieFile(std::filesystem::path file, Settings settings)
+    : path_(std::move(file)),
+      settings_(std::move(settings)),
+      writer_(std::in_place, path_, encoderSettings(settings_)),
+      queue_(queuedPictures, queuedSoundSeconds * 48'000 * 2) {}
+
+MovieFile::~MovieFile() {
+    finishBy_ = Clock::time_point::min();
+    queue_.close();
+}
+
+bool MovieFile::begin(double startTime, const std::optional<SoundFormat>& sound) {
+    if (hasBegun_) return false;
+    try {
+        std::optional<SoundSettings> track;
+        if (sound) {
+            track = {.sampleRate = sound->sampleRate,
+                     .channels = sound->channels,
+                     .bitRate = sound->channels == 1 ? 96'000 : 160'000};
+            timeline_.emplace(sound->sampleRate, sound->channels,
+                              [this](const float* const* channels, std::size_t frames) {
+                                  writer_->writeSound(channels, frames);
+                                  hasUnflushed_ = true;
+                              });
+        }
+        writer_->start(track);
+    } catch (const std::exception& error) {
+        const std::lock_guard lock(mutex_);
+        failure_ = error.what();
+        return false;
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        failure_.reset();
+    }
+    hasBegun_ = true;
+    startTime_ = startTime;
+    sound_ = sound;
+    bytes_ = static_cast<std::uintmax_t>(writer_->bytes());
+    flushed_ = Clock::now();
+    encoder_ = std::jthread([this] { run(); });
+    return true;
+}
+
+bool MovieFile::appendVideo(const CapturedFrame& frame) {
+    if (!hasBegun_ || failure()) return false;
+    if (!queue_.hasRoom()) {
+        ++framesDropped_;
+        return false;
+    }
+    try {
+        VideoFrame& picture = unusedFrame();
+        converter_.convert(frame, picture);
+        const std::int64_t pts = std::llround((frame.time - startTime_) * timescale);
+        lastPts_ = std::max({pts, std::int64_t{0}, lastPts_ + 1});
+        return queue_.push(RecordingQueue::Picture{picture, lastPts_});
+    } catch (const std::bad_alloc&) {  // the next one may find some memory
+        ++framesDropped_;
+        return false;
+    }
+}
+
+VideoFrame& MovieFile::unusedFrame() {
+    const auto free = std::ranges::find_if(pool_, [](const VideoFrame& frame) { return frame.isUnshared(); });
+    if (free != pool_.end()) return *free;
+    const VideoSettings video = encoderSettings(settings_);
+    return pool_.emplace_back(VideoFrame::allocate(video.width, video.height, PixelFormat::yuv420p8));
+}
+
+bool MovieFile::appendSound(const SoundBlock& block) {
+    if (!hasBegun_ || !sound_) return false;
+    const std::size_t samples = block.frames * static_cast<std::size_t>(sound_->channels);
+    return queue_.push(RecordingQueue::Sound{block.time - startTime_, {block.samples, block.samples + samples}});
+}
+
+void MovieFile::finish(double seconds) {
+    if (!encoder_.joinable()) return;
+    finishBy_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    queue_.close();
+    encoder_.join();
+}
+
+RecordingFile::Progress MovieFile::progress() const {
+    return {framesWritten_, framesDropped_, bytes_};
+}
+
+std::optional<std::string> MovieFile::failure() const {
+    const std::lock_guard lock(mutex_);
+    return failure_;
+}
+
+void MovieFile::run() {
+    try {
+        encodeAll();
+    } catch (const std::exception& error) {
+        fail(error.what());
+    }
+}
+
+void MovieFile::encodeAll() {
+    for (;;) {
+        const RecordingQueue::Work work = queue_.take(flushed_ + longestUnflushed);
+        if (Clock::now() >= finishBy_.load()) break;
+        encode(work);
+        flush();
+        if (work.isOver) break;
+    }
+    if (timeline_) timeline_->finish();
+    writer_->finish();
+    bytes_ = static_cast<std::uintmax_t>(writer_->bytes());
+}
+
+void MovieFile::encode(const RecordingQueue::Work& work) {
+    for (const RecordingQueue::Sound& sound : work.sound)
+        timeline_->add(sound.time, sound.samples.data(),
+                       sound.samples.size() / static_cast<std::size_t>(sound_->channels));
+    if (!work.picture) return;
+    if (settings_.beforePicture) settings_.beforePicture();
+    writtenPts_ = work.picture->pts;
+    writer_->write(work.picture->frame, writtenPts_);
+    ++framesWritten_;
+    hasUnflushed_ = true;
+}
+
+/// By the clock, as no picture may come for a while; by the pictures' times too, as the encoder may be behind.
+void MovieFile::flush() {
+    using std::chrono::microseconds;
+    static_assert(timescale == microseconds::period::den);
+    const auto now = Clock::now();
+    if (now - flushed_ < longestUnflushed && microseconds(writtenPts_ - flushedPts_) < longestUnflushed) return;
+    flushed_ = now;
+    flushedPts_ = writtenPts_;
+    if (!hasUnflushed_) return;
+    writer_->flush();
+    hasUnflushed_ = false;
+    bytes_ = static_cast<std::uintmax_t>(writer_->bytes());
+}
+
+void MovieFile::fail(const std::string& problem) {
+    queue_.close();
+    writer_.reset();  // closes the file, which keeps what was flushed
+    const std::lock_guard lock(mutex_);
+    failure_ = problem;
+}
+
+}  // namespace lumenwhirl
