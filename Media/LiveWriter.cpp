@@ -9,8 +9,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <limits>
-#include <numeric>
 #include <string>
 #include <utility>
 
@@ -70,11 +68,8 @@ void LiveWriter::State::start(const std::optional<SoundSettings>& soundSettings)
     // Players of Apple's take HEVC only with its parameter sets in the header, which this tag says.
     if (settings.codec == VideoCodec::hevc) stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
     if (soundSettings) sound.emplace(*output, *soundSettings);
-    // How long tracks play is told in these units: as fine as both tracks' ticks, so that nothing is rounded.
     Dictionary options;
-    const auto scale =
-        std::lcm<std::int64_t, std::int64_t>(stream->time_base.den, soundSettings ? soundSettings->sampleRate : 1);
-    if (scale <= std::numeric_limits<std::int32_t>::max()) options.set("movie_timescale", std::to_string(scale));
+    setMovieTimescale(options, timeBase(), {1, soundSettings ? soundSettings->sampleRate : 1});
     output->start(options);
     if (sound) sound->writeLeadIn();
     output->flush();
