@@ -9,9 +9,7 @@
 namespace lumenwhirl {
 namespace {
 
-std::optional<X11Monitor> monitorWithID(std::uint32_t id, const X11Connection& connection,
-                                        const X11Extensions& extensions) {
-    const std::vector<X11Monitor> monitors = monitorsOf(connection, extensions);
+std::optional<X11Monitor> monitorWithID(std::uint32_t id, const std::vector<X11Monitor>& monitors) {
     const auto found =
         std::find_if(monitors.begin(), monitors.end(), [id](const auto& each) { return each.id == id; });
     return found != monitors.end() ? std::optional(*found) : std::nullopt;
@@ -31,7 +29,11 @@ DisplayArea::DisplayArea(const X11Connection& connection, const X11Extensions& e
         xcb_randr_select_input(connection, connection.root(),
                                XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
                                    XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
-    const auto monitor = monitorWithID(id, connection, extensions);
+    const std::vector<X11Monitor> monitors = monitorsOf(connection, extensions);
+    if (isInWaylandSession(extensions, monitors))
+        throw PlatformError(PlatformError::Kind::unsupported,
+                            "this is a Wayland session, whose screen X11 cannot see; log in to one of Xorg");
+    const auto monitor = monitorWithID(id, monitors);
     if (!monitor)
         throw PlatformError(PlatformError::Kind::notFound,
                             "there is no display " + std::to_string(id) + " any more; choose another one");
@@ -48,7 +50,7 @@ void DisplayArea::handle(const xcb_generic_event_t& event) {
 bool DisplayArea::settle() {
     if (!mayHaveChanged_) return false;
     mayHaveChanged_ = false;
-    const auto monitor = monitorWithID(monitor_.id, connection_, extensions_);
+    const auto monitor = monitorWithID(monitor_.id, monitorsOf(connection_, extensions_));
     if (!monitor || monitor->area.width != monitor_.area.width || monitor->area.height != monitor_.area.height)
         throw PlatformError(PlatformError::Kind::notFound,
                             "display " + monitor_.name + " was unplugged or changed its size");

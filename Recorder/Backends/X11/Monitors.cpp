@@ -43,10 +43,18 @@ std::vector<X11Monitor> monitorsOf(const X11Connection& connection, const X11Ext
     }
     for (std::size_t i = 0; i < names.size(); ++i)
         if (const auto name = connection.reply(&xcb_get_atom_name_reply, names[i]))
-            monitors[i].name.assign(xcb_get_atom_name_name(name.get()),
-                                    static_cast<std::size_t>(xcb_get_atom_name_name_length(name.get())));
+            monitors[i].name =
+                cleanUtf8(std::string(xcb_get_atom_name_name(name.get()),
+                                      static_cast<std::size_t>(xcb_get_atom_name_name_length(name.get()))));
     if (monitors.empty() && width > 0) monitors.push_back({0, "screen", {0, 0, width, height}, true});
     return monitors;
+}
+
+bool isInWaylandSession(const X11Extensions& extensions, const std::vector<X11Monitor>& monitors) {
+    // Older ones do not have the extension, but name all monitors so.
+    return extensions.isXwayland || std::any_of(monitors.begin(), monitors.end(), [](const X11Monitor& monitor) {
+               return monitor.name.starts_with("XWAYLAND");
+           });
 }
 
 double scaleOf(const X11Connection& connection) {

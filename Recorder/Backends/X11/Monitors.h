@@ -24,6 +24,9 @@ struct X11Monitor {
 /// The lit monitors in the server's order; the whole screen where the server knows of none. Three round trips.
 [[nodiscard]] std::vector<X11Monitor> monitorsOf(const X11Connection& connection, const X11Extensions& extensions);
 
+/// Whether the server shows X programs inside of a Wayland session: it has no pictures but of their windows.
+[[nodiscard]] bool isInWaylandSession(const X11Extensions& extensions, const std::vector<X11Monitor>& monitors);
+
 /// Pixels a point: how much larger than usual the desktop wants everything, as toolkits read it. One round trip.
 [[nodiscard]] double scaleOf(const X11Connection& connection);
 

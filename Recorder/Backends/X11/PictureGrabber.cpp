@@ -45,6 +45,7 @@ std::uint8_t PictureGrabber::grab(xcb_drawable_t drawable, const PixelRect& area
 /// number: the number means nothing, or something else, to a server with another IPC namespace, as in containers.
 bool PictureGrabber::shareMemory(std::size_t sizeBytes) {
     if (!canShare_ || capacity_ >= sizeBytes) return canShare_;
+    if (capacity_ != 0) sizeBytes += sizeBytes / 2;  // a window that is being drawn larger, step by step
     unshareMemory();
     const int file = memfd_create("picture", MFD_CLOEXEC);
     void* memory = MAP_FAILED;

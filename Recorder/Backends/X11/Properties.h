@@ -25,5 +25,8 @@ namespace lumenwhirl {
 
 /// Text in the encoding of the type STRING.
 [[nodiscard]] std::string utf8FromLatin1(const std::string& text);
+/// Text for people, as programs and web pages put it into titles: valid UTF-8 on one line. Control characters
+/// become spaces, and what is no UTF-8 becomes U+FFFD.
+[[nodiscard]] std::string cleanUtf8(const std::string& text);
 
 }  // namespace lumenwhirl

@@ -202,16 +202,16 @@ std::optional<SystemWindow> WindowList::take(const Questions& questions, double 
                              itsDesktop.front() == allDesktops;
     window.isOnScreen =
         attributes->map_state == XCB_MAP_STATE_VIEWABLE && isOnDesktop && !contains(states, atoms_[stateHidden]);
-    window.applicationName = applicationIn(application);
+    window.applicationName = cleanUtf8(applicationIn(application));
     if (!client.empty())
         window.applicationID = client;
     else if (!process.empty())
         window.applicationID = std::to_string(process.front());
-    window.title = title;
+    window.title = cleanUtf8(title);
     if (title.empty() && oldTitle && oldTitle->format == 8) {
         const std::string text(static_cast<const char*>(xcb_get_property_value(oldTitle.get())),
                                static_cast<std::size_t>(xcb_get_property_value_length(oldTitle.get())));
-        window.title = oldTitle->type == atoms_[utf8String] ? text : utf8FromLatin1(text);
+        window.title = cleanUtf8(oldTitle->type == atoms_[utf8String] ? text : utf8FromLatin1(text));
     }
     return window;
 }

@@ -98,6 +98,9 @@ X11Extensions X11Connection::negotiateExtensions() const {
     const std::array extensions{&xcb_damage_id, &xcb_randr_id,       &xcb_xfixes_id, &xcb_composite_id,
                                 &xcb_shm_id,    &xcb_screensaver_id, &xcb_record_id, &xcb_res_id};
     for (xcb_extension_t* extension : extensions) xcb_prefetch_extension_data(connection_, extension);
+    constexpr std::string_view xwayland = "XWAYLAND";
+    const auto xwaylandCookie =
+        xcb_query_extension(connection_, static_cast<std::uint16_t>(xwayland.size()), xwayland.data());
     const auto firstEventOf = [this](xcb_extension_t& extension) -> std::uint8_t {
         const auto* data = xcb_get_extension_data(connection_, &extension);
         return data != nullptr && data->present != 0 ? data->first_event : std::uint8_t{0};
@@ -123,6 +126,8 @@ X11Extensions X11Connection::negotiateExtensions() const {
     if (has(xcb_res_id)) resources = xcb_res_query_version(connection_, 1, 2);
 
     X11Extensions found;
+    if (const auto answer = reply(&xcb_query_extension_reply, xwaylandCookie))
+        found.isXwayland = answer->present != 0;
     found.hasScreenSaver = has(xcb_screensaver_id);
     found.hasRecord = has(xcb_record_id);
     if (has(xcb_xfixes_id)) found.hasFixes = isAtLeast(reply(&xcb_xfixes_query_version_reply, fixes), 2, 0);

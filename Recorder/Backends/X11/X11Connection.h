@@ -37,6 +37,7 @@ struct X11Extensions {
     bool hasScreenSaver = false;   // tells since when the user has been idle
     bool hasRecord = false;
     bool hasClientProcesses = false;  // X-Resource 1.2: process ids
+    bool isXwayland = false;          // as far as it says so, which it does since version 23.1
 };
 
 /// One connection to an X server. XCB itself may be used from any thread; who shares a connection must leave its

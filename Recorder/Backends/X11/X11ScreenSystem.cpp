@@ -72,7 +72,9 @@ public:
     std::unique_ptr<HotKeyGrab> hotKey() override { return std::make_unique<X11HotKeyGrab>(displayName_); }
 
     bool canCaptureScreen() override {
-        return extensions_.hasFixes && extensions_.damageEvent != 0 && extensions_.hasComposite &&
+        const BrokenPipeGuard guard;
+        return !isInWaylandSession(extensions_, monitorsOf(connection_, extensions_)) && extensions_.hasFixes &&
+               extensions_.damageEvent != 0 && extensions_.hasComposite &&
                PictureGrabber::isReadable(connection_, connection_.screen().root_visual);
     }
     bool canListenToInput() override { return extensions_.hasRecord; }

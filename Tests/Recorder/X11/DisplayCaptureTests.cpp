@@ -185,6 +185,9 @@ TEST(DisplayCapture, saysWhatAServerLacks) {
     expectUnsupported(Desktop({"DAMAGE"}));
     expectUnsupported(Desktop({}, 16));
     expectUnsupported(Desktop({}, 30));
+    const Desktop wayland;
+    wayland.client.setMonitor("XWAYLAND0", 0, 0, 320, 240, true);
+    expectUnsupported(wayland);
     EXPECT_TRUE(Desktop().system->canCaptureScreen());
     EXPECT_TRUE(Desktop().system->canListenToInput());
     EXPECT_FALSE(Desktop({"RECORD"}).system->canListenToInput());

@@ -68,12 +68,15 @@ TEST(WindowList, isFoundWithoutAWindowManager) {
     const TestWindow framed(
         client, {.x = 3, .y = 20, .width = 200, .height = 100, .title = "Framed", .parent = frame.id()});
     const TestWindow inner(client, {.title = "Part of the framed", .parent = framed.id()});
-    const TestWindow plain(client, {.x = -10, .y = 5, .width = 50, .height = 40, .title = "Plain"});
+    // Control characters, a surrogate, a stray byte and half a character, as web pages may put into titles.
+    const TestWindow plain(
+        client,
+        {.x = -10, .y = 5, .width = 50, .height = 40, .title = "Pl\x1b[1m\na\xc2\x9b\xed\xa0\x80\xffin\xe2\x82"});
     const TestWindow popUp(client, {.title = "Menu", .isLeftAlone = true});
     TestWindow hidden(client, {.title = "Hidden"});
     hidden.hide();
     const std::vector<SystemWindow> windows = system->windows();
-    ASSERT_EQ(titlesOf(windows), (Titles{"Framed", "Plain"}));
+    ASSERT_EQ(titlesOf(windows), (Titles{"Framed", "Pl [1m a \ufffd\ufffd\ufffd\ufffdin\ufffd\ufffd"}));
     EXPECT_EQ(windows[0].frame, (Rect{103, 80, 200, 100}));
     EXPECT_EQ(windows[1].frame, (Rect{-10, 5, 50, 40}));
     EXPECT_EQ(windows[1].applicationName, "TestApplication");
