@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Media/FFmpegHandles.h"
+#include "Media/Fragments.h"
 #include "Media/InputFile.h"
 #include "Media/OutputFile.h"
 
@@ -26,6 +27,8 @@ public:
 
     [[nodiscard]] const AVStream& source() const noexcept { return from_; }
     [[nodiscard]] const AVFormatContext& sourceFile() const noexcept { return input_.context(); }
+    /// How many packets there are, and for how long, is known only when such a file has been read.
+    [[nodiscard]] bool isFragmented() const { return fragmentsOf(input_.path()).isFragmented; }
     [[nodiscard]] AVRational timeBase() const noexcept { return from_.time_base; }  // of the packets read
 
 private:

@@ -3,18 +3,26 @@
 #include "Media/CopiedSound.h"
 #include "Media/CopiedTrack.h"
 #include "Media/FFmpegHandles.h"
+#include "Media/Fragments.h"
 #include "Media/InputFile.h"
 #include "Media/MediaError.h"
 #include "Media/OutputFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <deque>
 #include <limits>
+#include <random>
 #include <set>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace lumenwhirl::Remuxer {
 namespace {
@@ -25,26 +33,63 @@ AVStream& streamOf(const InputFile& input, AVMediaType type, MediaError::Kind ki
     return *stream;
 }
 
-/// The most that the index of these tracks can take up, in bytes; empty where their files do not tell how many
-/// packets there are.
-std::optional<std::int64_t> indexRoom(const CopiedTrack& picture, const CopiedTrack& sound) {
+/// The most that the index of some packets can take up, in bytes; empty where that is beyond all files of ours.
+std::optional<std::int64_t> indexRoom(std::int64_t packets, std::int64_t extradata) {
     constexpr std::int64_t fixed = 4096;    // all but the tables: some 1.6 kB
     constexpr std::int64_t perPacket = 48;  // stts 8, ctts 8, stss 4, stsz 4, stsc 12, co64 8, sdtp 1
-    std::int64_t bytes = fixed;
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    if (packets > most / perPacket || extradata > most) return std::nullopt;
+    const std::int64_t bytes = fixed + packets * perPacket + extradata;
+    return bytes < most ? std::optional(bytes) : std::nullopt;
+}
+
+/// Room for both tracks' index; empty where their files do not tell how many packets there are.
+std::optional<std::int64_t> indexRoom(const CopiedTrack& picture, const CopiedTrack& sound) {
+    std::int64_t packets = 0, extradata = 0;
     for (const CopiedTrack* track : {&picture, &sound}) {
         if (std::string_view(track->sourceFile().iformat->name).substr(0, 3) != "mov") return std::nullopt;
-        bytes += perPacket * avformat_index_get_entries_count(&track->source());
-        bytes += track->source().codecpar->extradata_size;
+        if (track->isFragmented()) return std::nullopt;  // it tells when it has been read
+        packets += avformat_index_get_entries_count(&track->source());
+        extradata += track->source().codecpar->extradata_size;
     }
-    return bytes < std::numeric_limits<std::int32_t>::max() ? std::optional(bytes) : std::nullopt;
+    return indexRoom(packets, extradata);
+}
+
+/// Where there is room for the index in front, moving all behind it in the end would take twice as long.
+void putIndexFirst(Dictionary& options, std::optional<std::int64_t> room) {
+    if (room) {
+        options.set("moov_size", std::to_string(*room));
+    } else {
+        options.set("movflags", "+faststart");
+    }
 }
 
 /// The picture's packets, each with the time it is shown as its duration. Demuxers give the time to the next
 /// packet in decoding order, or nothing; the muxer needs the other for the end of the track.
 class Pictures {
 public:
-    Pictures(CopiedTrack& track, std::optional<double> end)
-        : track_(track), promisedEnd_(end ? std::llround(*end / av_q2d(track.timeBase())) : promisedEnd(track)) {}
+    static constexpr std::int64_t unknown = std::numeric_limits<std::int64_t>::min();
+    [[nodiscard]] static std::int64_t ticksOf(const CopiedTrack& track, double seconds) {
+        return std::llround(seconds / av_q2d(track.timeBase()));
+    }
+    /// Where the file says that the pictures end. libavformat cuts a track's own length to that of its decoding
+    /// times, which with uneven frames is less; the file's length is right where there is nothing but pictures. A
+    /// fragmented file's is a guess.
+    [[nodiscard]] static std::int64_t promisedEnd(const CopiedTrack& track) {
+        const AVStream& stream = track.source();
+        const AVFormatContext& file = track.sourceFile();
+        if (track.isFragmented()) return unknown;
+        if (file.nb_streams == 1 && file.duration > 0) {
+            return av_rescale_q(file.duration, AVRational{1, AV_TIME_BASE}, stream.time_base);
+        }
+        if (stream.duration <= 0) return unknown;
+        return stream.duration + (stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time);
+    }
+
+    /// `end`: of the last one, in ticks, or unknown; then it lasts `lastDuration`, or, without, as long as the one
+    /// before.
+    Pictures(CopiedTrack& track, std::int64_t end, std::int64_t lastDuration = 0)
+        : track_(track), promisedEnd_(end), lastDuration_(lastDuration) {}
 
     /// Writes the next packet, in decoding order; false at the end.
     [[nodiscard]] bool copyOne() {
@@ -72,18 +117,6 @@ public:
     [[nodiscard]] std::int64_t decodeTime() const noexcept { return decodeTime_; }
 
 private:
-    /// Where the file says that the pictures end. libavformat cuts a track's own length to that of its decoding
-    /// times, which with uneven frames is less; the file's length is right where there is nothing but pictures.
-    [[nodiscard]] static std::int64_t promisedEnd(const CopiedTrack& track) {
-        const AVStream& stream = track.source();
-        const AVFormatContext& file = track.sourceFile();
-        if (file.nb_streams == 1 && file.duration > 0) {
-            return av_rescale_q(file.duration, AVRational{1, AV_TIME_BASE}, stream.time_base);
-        }
-        if (stream.duration <= 0) return std::numeric_limits<std::int64_t>::min();
-        return stream.duration + (stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time);
-    }
-
     static constexpr std::size_t mostWaiting = 64;  // codecs reorder 16 at most; for files that claim otherwise
 
     /// Whether no packet still to come can be shown right after the first one waiting.
@@ -99,6 +132,7 @@ private:
         const auto following = starts_.upper_bound(start);
         if (following != starts_.end()) return latestDuration_ = *following - start;
         if (promisedEnd_ > start) return promisedEnd_ - start;
+        if (lastDuration_ > 0) return lastDuration_;
         return latestDuration_ > 0 ? latestDuration_ : packet.duration;
     }
 
@@ -111,12 +145,58 @@ private:
     }
 
     CopiedTrack& track_;
-    std::int64_t promisedEnd_;
-    std::int64_t end_ = std::numeric_limits<std::int64_t>::min(), decodeTime_ = 0, latestDuration_ = 0;
+    std::int64_t promisedEnd_, lastDuration_;
+    std::int64_t end_ = unknown, decodeTime_ = 0, latestDuration_ = 0;
     std::int64_t lastDecodeTime_ = std::numeric_limits<std::int64_t>::min();
     std::deque<PacketHandle> waiting_;
     std::set<std::int64_t> starts_;  // of the packets that are waiting, and of those shown after them
     bool isAtEnd_ = false;
+};
+
+/// A new, empty file that its owner alone may read, in the folder of `target`; removed unless it takes its place.
+class Replacement {
+public:
+    explicit Replacement(const std::filesystem::path& target) : path_(target.parent_path() / name()) {
+        const int made = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+        check(made);
+        ::close(made);
+    }
+    ~Replacement() {
+        std::error_code ignored;  // what failed before matters more
+        std::filesystem::remove(path_, ignored);
+    }
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+    /// Only once it is on the disk: after a power cut there is to be one of both.
+    void moveTo(const std::filesystem::path& target) {
+        const int file = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+        check(file);
+        const int synced = ::fsync(file);
+        ::close(file);
+        check(synced);
+        check(::rename(path_.c_str(), target.c_str()));
+    }
+
+private:
+    /// ".mux-", a random UUID (RFC 9562, 5.4) in capitals, ".mp4".
+    [[nodiscard]] static std::string name() {
+        std::random_device random;
+        std::string uuid;
+        for (int i = 0; i < 32; ++i) {
+            if (i == 8 || i == 12 || i == 16 || i == 20) uuid += '-';
+            const unsigned digit = i == 12 ? 4 : i == 16 ? 8 + random() % 4 : random() % 16;
+            uuid += "0123456789ABCDEF"[digit];
+        }
+        return ".mux-" + uuid + ".mp4";
+    }
+    void check(int result) const {
+        if (result >= 0) return;
+        throw MediaError(MediaError::Kind::cannotWrite, path_, "cannot write: " + reasonFor(AVERROR(errno)));
+    }
+
+    std::filesystem::path path_;
 };
 
 }  // namespace
@@ -128,22 +208,72 @@ void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
     OutputFile output(destination, formatName(container));
     CopiedTrack picture(input, stream, output);
     CopiedSound copied(sound, output);
-    // Where the index's size is bounded beforehand, room is left for it in front: moving all behind it in the end
-    // would take twice as long.
     Dictionary options;
-    if (const auto room = indexRoom(picture, copied.track())) {
-        options.set("moov_size", std::to_string(*room));
-    } else {
-        options.set("movflags", "+faststart");
-    }
+    putIndexFirst(options, indexRoom(picture, copied.track()));
     const AVRational base = picture.timeBase();
     setMovieTimescale(options, base, copied.track().timeBase());
     output.start(options);
 
-    Pictures pictures(picture, videoEnd);
+    Pictures pictures(picture, videoEnd ? Pictures::ticksOf(picture, *videoEnd) : Pictures::promisedEnd(picture));
     while (pictures.copyOne()) copied.copyUntil(pictures.decodeTime(), base);
     copied.finishAt(pictures.end(), base);
     output.finish();
+}
+
+void complete(const std::filesystem::path& file, double lastPicture) {
+    std::error_code unknownSize;
+    const auto size = static_cast<std::int64_t>(std::filesystem::file_size(file, unknownSize));
+    const Fragments fragments = fragmentsOf(file);
+    const auto nothing = [&] { return MediaError(MediaError::Kind::damaged, file, "nothing was recorded"); };
+    if (!unknownSize && !fragments.hasIndex) throw nothing();
+    if (!fragments.isFragmented) {
+        const InputFile isPlain(file);
+        return;
+    }
+    if (size > fragments.wholeBytes) {
+        std::error_code failure;
+        std::filesystem::resize_file(file, static_cast<std::uintmax_t>(fragments.wholeBytes), failure);
+        if (failure) throw MediaError(MediaError::Kind::cannotWrite, file, "cannot write: " + failure.message());
+    }
+    if (fragments.packets == 0) throw nothing();
+
+    Replacement replacement(file);
+    {
+        InputFile input(file);
+        AVStream* const stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
+        OutputFile output(replacement.path(), formatName(Container::mp4));
+        std::optional<CopiedTrack> picture;
+        std::optional<CopiedSound> sound;
+        std::int64_t extradata = 0;
+        AVRational base{1, 1};
+        Dictionary options;
+        if (stream) {
+            picture.emplace(input, *stream, output);
+            base = picture->timeBase();
+            extradata += stream->codecpar->extradata_size;
+        }
+        if (input.firstStream(AVMEDIA_TYPE_AUDIO)) {
+            sound.emplace(file, output);
+            extradata += sound->track().source().codecpar->extradata_size;
+        }
+        if (!picture && !sound) throw nothing();
+        putIndexFirst(options, indexRoom(fragments.packets, extradata));
+        setMovieTimescale(options, base, sound ? sound->track().timeBase() : base);
+        output.start(options);
+
+        if (picture) {
+            Pictures pictures(*picture, Pictures::unknown, Pictures::ticksOf(*picture, lastPicture));
+            bool hasPictures = false;
+            while (pictures.copyOne()) {
+                hasPictures = true;
+                if (sound) sound->copyUntil(pictures.decodeTime(), base);
+            }
+            if (!hasPictures) throw nothing();
+        }
+        if (sound) sound->copyUntil(std::numeric_limits<std::int64_t>::max(), base);
+        output.finish();
+    }
+    replacement.moveTo(file);
 }
 
 bool canCopySound(const std::filesystem::path& sound) {

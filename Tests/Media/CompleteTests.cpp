@@ -1,0 +1,232 @@
+#include "Media/AudioReader.h"
+#include "Media/AudioWriter.h"
+#include "Media/Fragments.h"
+#include "Media/LiveWriter.h"
+#include "Media/MediaError.h"
+#include "Media/Remuxer.h"
+#include "Media/VideoReader.h"
+#include "Tests/Media/FullDisk.h"
+#include "Tests/Media/Movies.h"
+#include "Tests/Media/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace lumenwhirl {
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = MediaError::Kind;
+
+constexpr unsigned pictureCount = 90;
+
+/// Uneven, in microseconds.
+std::int64_t timeOf(unsigned picture) {
+    return std::int64_t{picture} * 16'667 + picture % 3 * 1'000;
+}
+
+/// Fragments of ten pictures and what sound belongs beside them: a pulse every 0.1 s.
+void record(const fs::path& file, VideoCodec codec = VideoCodec::h264, bool hasSound = true) {
+    VideoSettings video = movies::settings(codec);
+    video.timeBase = {1, 1'000'000};
+    LiveWriter writer(file, video);
+    writer.start(hasSound ? std::optional(SoundSettings{.sampleRate = 48'000, .channels = 1}) : std::nullopt);
+    for (unsigned i = 0; i < pictureCount; ++i) {
+        writer.write(movies::numbered(i), timeOf(i));
+        std::vector<float> samples(800);
+        for (std::size_t s = 0; s < 800; ++s)
+            if ((i * 800 + s) % 4800 < 5) samples[s] = 0.8F;
+        const float* const channel = samples.data();
+        if (hasSound) writer.writeSound(&channel, samples.size());
+        if (i % 10 == 9) writer.flush();
+    }
+    writer.finish();
+}
+
+std::string contentOf(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void expectNothingElseIn(const TemporaryFolder& folder) {
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
+}
+
+/// The pictures from the first on, in their places; how many. The same of the sound's pulses.
+unsigned playedPictures(const fs::path& file) {
+    VideoReader reader(file);
+    unsigned count = 0;
+    for (; const auto frame = reader.next(); ++count) {
+        EXPECT_EQ(movies::numberOf(*frame), count);
+        EXPECT_EQ(std::llround(frame->time() * 1e6), timeOf(count));
+    }
+    EXPECT_NEAR(reader.info().duration, static_cast<double>(timeOf(count - 1)) * 1e-6 + 1 / 60.0, 0.05);
+    return count;
+}
+std::size_t playedSamples(const fs::path& file) {
+    AudioReader reader(file);
+    AudioBuffer sound;
+    static_cast<void>(reader.read(sound, 1'000'000));
+    const std::vector<float>& samples = sound.channels[0];
+    for (std::size_t pulse = 4800; pulse + 1000 < samples.size(); pulse += 4800) {
+        const auto begin = samples.begin() + static_cast<std::ptrdiff_t>(pulse - 1000);
+        EXPECT_NEAR(static_cast<double>(std::max_element(begin, begin + 1100) - begin), 1002, 6) << pulse;
+    }
+    return samples.size();
+}
+
+void expectPlain(const fs::path& file) {
+    const std::string content = contentOf(file);
+    EXPECT_LT(content.find("moov"), content.find("mdat"));
+    EXPECT_EQ(content.find("moof"), std::string::npos);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST(Complete, makesAPlainFileOfAWholeOne) {
+    for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc}) {
+        const TemporaryFolder folder;
+        const fs::path file = folder / "recording.mp4";
+        record(file, codec);
+        const Fragments fragments = fragmentsOf(file);
+        EXPECT_TRUE(fragments.isFragmented);
+        EXPECT_EQ(fragments.wholeBytes, static_cast<std::int64_t>(fs::file_size(file)));
+        EXPECT_NEAR(static_cast<double>(fragments.packets), pictureCount + pictureCount * 800 / 1024 + 3, 2);
+        Remuxer::complete(file);
+        expectPlain(file);
+        expectNothingElseIn(folder);
+        EXPECT_EQ(playedPictures(file), pictureCount);
+        EXPECT_NEAR(static_cast<double>(playedSamples(file)), pictureCount * 800, 1024);
+        EXPECT_EQ(contentOf(file).find("hvc1") != std::string::npos, codec == VideoCodec::hevc);
+        // Once more: it stays as it is.
+        const std::string content = contentOf(file);
+        Remuxer::complete(file);
+        EXPECT_EQ(contentOf(file), content);
+        EXPECT_FALSE(fragmentsOf(file).isFragmented);
+    }
+}
+
+TEST(Complete, savesWhatIsWholeOfAFileThatEndsAnywhere) {
+    const TemporaryFolder whole;
+    record(whole / "recording.mp4");
+    const std::string content = contentOf(whole / "recording.mp4");
+    const std::size_t header = content.find("moof") - 4;
+    unsigned previous = 0;
+    for (std::size_t size = header / 2; size < content.size(); size += content.size() / 41) {
+        SCOPED_TRACE(size);
+        const TemporaryFolder folder;
+        const fs::path file = folder / "recording.mp4";
+        std::ofstream(file, std::ios::binary).write(content.data(), static_cast<std::streamsize>(size));
+        try {
+            Remuxer::complete(file);
+        } catch (const MediaError& error) {
+            // The first fragment with pictures is not there yet.
+            EXPECT_EQ(previous, 0U);
+            EXPECT_EQ(error.kind(), Kind::damaged) << error.what();
+            expectNothingElseIn(folder);
+            continue;
+        }
+        expectPlain(file);
+        expectNothingElseIn(folder);
+        const unsigned count = playedPictures(file);
+        EXPECT_EQ(count % 10, 0U);
+        EXPECT_GE(count, previous);
+        EXPECT_GE(playedSamples(file) + 4096, count * 800U);
+        previous = count;
+    }
+    EXPECT_EQ(previous, pictureCount - 10);
+}
+
+TEST(Complete, takesPicturesOrSoundAlone) {
+    const TemporaryFolder folder;
+    record(folder / "recording.mp4", VideoCodec::h264, false);
+    Remuxer::complete(folder / "recording.mp4");
+    EXPECT_EQ(playedPictures(folder / "recording.mp4"), pictureCount);
+    EXPECT_NEAR(VideoReader(folder / "recording.mp4").info().duration,
+                static_cast<double>(timeOf(pictureCount - 1)) * 1e-6 + 1 / 60.0, 2e-6);
+    {
+        AudioWriter writer(folder / "mic.m4a", {.sampleRate = 48'000, .channels = 1}, FileLayout::fragmented);
+        for (int i = 0; i < 20; ++i) {
+            if (i == 10) writer.flush();
+            std::vector<float> samples(4800);
+            std::fill_n(samples.begin(), 5, 0.8F);
+            writer.write({{samples}});
+        }
+    }
+    Remuxer::complete(folder / "mic.m4a");
+    expectPlain(folder / "mic.m4a");
+    EXPECT_NEAR(static_cast<double>(playedSamples(folder / "mic.m4a")), 48'000, 3072);
+}
+
+TEST(Complete, saysThatNothingWasRecorded) {
+    const TemporaryFolder folder;
+    const fs::path file = folder / "recording.mp4";
+    const auto kindOf = [&] {
+        try {
+            Remuxer::complete(file);
+        } catch (const MediaError& error) {
+            EXPECT_NE(std::string(error.what()).find("recording.mp4: "), std::string::npos);
+            return std::optional(error.kind());
+        }
+        return std::optional<Kind>();
+    };
+    EXPECT_EQ(kindOf(), Kind::cannotOpen);
+    std::ofstream(file, std::ios::binary).flush();
+    EXPECT_EQ(kindOf(), Kind::damaged);
+    for (const bool hasSound : {false, true}) {
+        VideoSettings video = movies::settings();
+        video.timeBase = {1, 1'000'000};
+        LiveWriter writer(file, video);
+        writer.start(hasSound ? std::optional(SoundSettings{}) : std::nullopt);
+        EXPECT_EQ(kindOf(), Kind::damaged);
+    }
+    expectNothingElseIn(folder);
+}
+
+TEST(Complete, leavesThePlayingFileWhereTheDiskIsFull) {
+    const TemporaryFolder folder;
+    const fs::path file = folder / "recording.mp4";
+    record(file);
+    const std::string content = contentOf(file);
+    std::ofstream(file, std::ios::binary | std::ios::app) << "half a fragment";
+    EXPECT_TRUE(holdsOnFullDisk(content.size() / 2, [&] {
+        try {
+            Remuxer::complete(file);
+        } catch (const MediaError& error) {
+            return error.kind() == Kind::cannotWrite;
+        }
+        return false;
+    }));
+    expectNothingElseIn(folder);
+    EXPECT_EQ(contentOf(file), content);
+}
+
+TEST(Mux, takesFragmentedFilesOfBothKinds) {
+    const TemporaryFolder folder;
+    record(folder / "recording.mp4", VideoCodec::h264, false);
+    {
+        AudioWriter writer(folder / "mic.m4a", {.sampleRate = 48'000, .channels = 1}, FileLayout::fragmented);
+        for (int i = 0; i < 20; ++i) {
+            std::vector<float> samples(4800);
+            std::fill_n(samples.begin(), 5, 0.8F);
+            writer.write({{samples}});
+            writer.flush();
+        }
+        writer.finish();
+    }
+    const fs::path both = folder / "both.mp4";
+    Remuxer::mux(folder / "recording.mp4", folder / "mic.m4a", both);
+    EXPECT_EQ(playedPictures(both), pictureCount);
+    EXPECT_NEAR(static_cast<double>(playedSamples(both)), static_cast<double>(timeOf(pictureCount)) * 0.048, 1100);
+    const std::string content = contentOf(both);
+    EXPECT_LT(content.find("moov"), content.find("mdat"));
+}
+
+}  // namespace
+}  // namespace lumenwhirl
