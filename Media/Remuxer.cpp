@@ -7,22 +7,18 @@
 #include "Media/InputFile.h"
 #include "Media/MediaError.h"
 #include "Media/OutputFile.h"
+#include "Media/ReplacementFile.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <deque>
 #include <limits>
-#include <random>
 #include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <utility>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace lumenwhirl::Remuxer {
 namespace {
@@ -153,52 +149,6 @@ private:
     bool isAtEnd_ = false;
 };
 
-/// A new, empty file that its owner alone may read, in the folder of `target`; removed unless it takes its place.
-class Replacement {
-public:
-    explicit Replacement(const std::filesystem::path& target) : path_(target.parent_path() / name()) {
-        const int made = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-        check(made);
-        ::close(made);
-    }
-    ~Replacement() {
-        std::error_code ignored;  // what failed before matters more
-        std::filesystem::remove(path_, ignored);
-    }
-    Replacement(const Replacement&) = delete;
-    Replacement& operator=(const Replacement&) = delete;
-
-    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
-    /// Only once it is on the disk: after a power cut there is to be one of both.
-    void moveTo(const std::filesystem::path& target) {
-        const int file = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-        check(file);
-        const int synced = ::fsync(file);
-        ::close(file);
-        check(synced);
-        check(::rename(path_.c_str(), target.c_str()));
-    }
-
-private:
-    /// ".mux-", a random UUID (RFC 9562, 5.4) in capitals, ".mp4".
-    [[nodiscard]] static std::string name() {
-        std::random_device random;
-        std::string uuid;
-        for (int i = 0; i < 32; ++i) {
-            if (i == 8 || i == 12 || i == 16 || i == 20) uuid += '-';
-            const unsigned digit = i == 12 ? 4 : i == 16 ? 8 + random() % 4 : random() % 16;
-            uuid += "0123456789ABCDEF"[digit];
-        }
-        return ".mux-" + uuid + ".mp4";
-    }
-    void check(int result) const {
-        if (result >= 0) return;
-        throw MediaError(MediaError::Kind::cannotWrite, path_, "cannot write: " + reasonFor(AVERROR(errno)));
-    }
-
-    std::filesystem::path path_;
-};
-
 }  // namespace
 
 void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
@@ -237,7 +187,7 @@ void complete(const std::filesystem::path& file, double lastPicture) {
     }
     if (fragments.packets == 0) throw nothing();
 
-    Replacement replacement(file);
+    ReplacementFile replacement(file);
     {
         InputFile input(file);
         AVStream* const stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
@@ -273,7 +223,7 @@ void complete(const std::filesystem::path& file, double lastPicture) {
         if (sound) sound->copyUntil(std::numeric_limits<std::int64_t>::max(), base);
         output.finish();
     }
-    replacement.moveTo(file);
+    replacement.commit();
 }
 
 bool canCopySound(const std::filesystem::path& sound) {
