@@ -16,7 +16,7 @@ struct CaptureDisplay {
     std::uint32_t id = 0;
     std::int64_t width = 0, height = 0;  // pixels
     DisplayInfo displayInfo;
-    std::string name;  // for people, such as "HDMI-1"; may be empty
+    std::string name{};  // for people, such as "HDMI-1"; may be empty
     bool isPrimary = false;
     bool operator==(const CaptureDisplay&) const = default;
 };
@@ -24,8 +24,8 @@ struct CaptureDisplay {
 /// A window that can be recorded.
 struct CaptureWindow {
     std::uint32_t id = 0;
-    std::string appName, title;  // empty when unknown, when it has none
-    DisplayInfo displayInfo;     // of the window, as if it were a display
+    std::string appName{}, title{};  // empty when unknown, when it has none
+    DisplayInfo displayInfo;         // of the window, as if it were a display
     std::uint32_t containingDisplayID = 0;
     bool operator==(const CaptureWindow&) const = default;
 };

@@ -83,11 +83,8 @@ void ScreenRecorder::noteEnd(const std::string& reason) {
 }
 
 std::optional<std::string> ScreenRecorder::endReason() const {
-    {
-        const std::lock_guard lock(mutex_);
-        if (endReason_) return endReason_;
-    }
-    return file_->failure();
+    const std::lock_guard lock(mutex_);
+    return endReason_;
 }
 
 ScreenRecorder::Result ScreenRecorder::stop() {

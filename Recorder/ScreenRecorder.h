@@ -64,8 +64,10 @@ public:
     [[nodiscard]] RecordingFile::Progress progress() const { return file_->progress(); }
     /// The peak of the latest sound, linear, 0 without sound.
     [[nodiscard]] float soundLevel() const noexcept { return soundLevel_; }
-    /// Why nothing more can be recorded, in a line for people: the window was closed, the disk is full.
+    /// Why no more pictures come, in a line for people: the window was closed.
     [[nodiscard]] std::optional<std::string> endReason() const;
+    /// Why no more can be written, in a line for people: the disk is full.
+    [[nodiscard]] std::optional<std::string> failure() const { return file_->failure(); }
 
 private:
     void handleFrame(const CapturedFrame& frame);

@@ -172,7 +172,8 @@ TEST_F(ScreenRecorderTest, tellsWhereAWindowGoesAndWhyTheCaptureEnded) {
 
     EXPECT_FALSE(screen.endReason());
     file.failure = "the disk is full";
-    EXPECT_EQ(screen.endReason(), "the disk is full");
+    EXPECT_EQ(screen.failure(), "the disk is full");
+    EXPECT_FALSE(screen.endReason());
     capture.end("the window was closed");
     EXPECT_EQ(screen.endReason(), "the window was closed");
 }

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Engine/Documents/EventLog.h"
+#include "Recorder/Package/LumenwhirlPackage.h"
+
+#include <optional>
+
+/// The last step of a recording: what was written while it ran becomes a whole package. A recording that was cut
+/// short is completed by the same step when it is next opened.
+///
+/// While a recording runs, its folder holds pictures, and sound, in pieces that play without an index
+/// (recording.mp4, mic.m4a), and the journal of the events, which is removed last: where there is a journal, there
+/// is work left.
+namespace lumenwhirl::PackageCompletion {
+
+/// A microphone's file below this many bytes holds no sound.
+inline constexpr std::uintmax_t leastMicrophoneBytes = 1024;
+
+struct Recorded {
+    EventLog log;
+    double duration = 0;               // seconds from the first to the last picture
+    bool recordedSystemSound = false;  // into recording.mp4
+    bool recordedMicrophone = false;   // into mic.m4a
+};
+
+/// Lays the microphone under the picture, gives recording.mp4 its index, writes events.json and the project a new
+/// recording begins with, and removes the journal. A microphone that cannot be joined is left out, and a video
+/// that cannot be copied for want of space stays in its pieces, which play as well. Throws
+/// LumenwhirlPackage::Error when a document cannot be written; then the journal stays.
+void complete(const LumenwhirlPackage& package, const Recorded& recorded);
+
+/// What was found of a recording that was cut short.
+struct Recovery {
+    double duration = 0;  // seconds
+};
+
+/// Completes the package of a recording that was cut short; empty for a whole one, of which nothing is touched.
+/// Throws LumenwhirlPackage::Error while the recording is still running, and when nothing can be saved.
+[[nodiscard]] std::optional<Recovery> recover(const LumenwhirlPackage& package);
+
+}  // namespace lumenwhirl::PackageCompletion

@@ -1,0 +1,197 @@
+#include "Recorder/RecordingController.h"
+
+#include "Recorder/DiskFlusher.h"
+#include "Recorder/EventTap.h"
+#include "Recorder/FramePlacement.h"
+#include "Recorder/GlobalHotKey.h"
+#include "Recorder/MicRecorder.h"
+#include "Recorder/MovieFile.h"
+#include "Recorder/Package/EventJournal.h"
+#include "Recorder/PackageCompletion.h"
+#include "Recorder/Platform/PlatformError.h"
+#include "Recorder/ScreenRecorder.h"
+
+#include <cassert>
+#include <system_error>
+#include <utility>
+
+namespace lumenwhirl {
+namespace {
+
+constexpr double moveHz = 120;         // cursor samples a second, at most
+constexpr double pollInterval = 0.01;  // seconds
+constexpr std::int64_t framesPerSecond = 60;
+
+/// Removes what a recording that never began has made; a package that was there before keeps its other files.
+void removeUnbegun(const LumenwhirlPackage& package) {
+    std::error_code ignored;
+    std::filesystem::remove(package.recordingURL(), ignored);
+    std::filesystem::remove(package.micURL(), ignored);
+    std::filesystem::remove(package.url(), ignored);  // only if it is empty now
+}
+
+}  // namespace
+
+/// What lives as long as one recording, in the order in which it begins.
+struct RecordingController::Session {
+    Session(LumenwhirlPackage made, const DisplayInfo& captured)
+        : package(std::move(made)),
+          info{.fps = framesPerSecond, .display = captured},
+          journal(package.url(), info),
+          flusher({package.recordingURL(), package.micURL(), package.url() / EventJournal::fileName}) {}
+    ~Session() {
+        if (screen) screen->onAreaChange(nullptr);  // the tap ends first
+    }
+
+    LumenwhirlPackage package;
+    RecordingInfo info;
+    EventJournal journal;
+    DiskFlusher flusher;
+    std::unique_ptr<ScreenRecorder> screen;
+    std::unique_ptr<MicRecorder> microphone;
+    std::unique_ptr<EventTap> input;
+};
+
+RecordingController::RecordingController(ScreenSystem& screen, SoundSystem& sound, HostClock& clock)
+    : screen_(screen), sound_(sound), clock_(clock) {}
+
+RecordingController::~RecordingController() = default;
+
+LumenwhirlPackage RecordingController::start(const RecordingOptions& options, const std::string& packageName,
+                                             const std::filesystem::path& folder, const std::stop_token& stop) {
+    assert(state_ == State::idle);
+    notices_.clear();
+    const LumenwhirlPackage package = LumenwhirlPackage::create(packageName, folder);
+    try {
+        session_ = open(options, package);
+        session_->screen->start();
+        awaitFirstFrame(*session_, stop);
+    } catch (...) {
+        session_.reset();
+        EventJournal::remove(package.url());
+        removeUnbegun(package);
+        throw;
+    }
+    session_->info.startHostTime = session_->screen->recordingStartHostTime();
+    session_->journal.append(session_->info);
+    if (options.captureMic) startMicrophone(*session_, options);
+    startInput(*session_);
+    state_ = State::recording;
+    return package;
+}
+
+/// Everything that must work, or there is no recording; and the computer's sound, which may fail.
+std::unique_ptr<RecordingController::Session> RecordingController::open(const RecordingOptions& options,
+                                                                        const LumenwhirlPackage& package) {
+    const DisplayInfo& display = options.target.displayInfo();
+    auto session = std::make_unique<Session>(package, display);
+    // The microphone's sound takes the place of any other in the end.
+    auto source = options.captureSystemAudio && !options.captureMic ? ScreenRecorder::AudioSource::system
+                                                                    : ScreenRecorder::AudioSource::none;
+    std::unique_ptr<SoundStream> sound;
+    if (source == ScreenRecorder::AudioSource::system) {
+        try {
+            sound = sound_.systemSound();
+        } catch (const PlatformError& error) {  // better a recording without sound than none
+            source = ScreenRecorder::AudioSource::none;
+            notices_.push_back(std::string("recording without sound: ") + error.what());
+        }
+    }
+    MovieFile::Settings settings;
+    settings.width = static_cast<int>(display.pixelWidth);
+    settings.height = static_cast<int>(display.pixelHeight);
+    settings.codec = options.codec;
+    settings.encoder = options.encoder;
+    auto file = std::make_unique<MovieFile>(package.recordingURL(), settings);
+    session->screen = std::make_unique<ScreenRecorder>(options.target.makeStream(screen_), source,
+                                                       std::move(sound), std::move(file), clock_);
+    return session;
+}
+
+void RecordingController::awaitFirstFrame(Session& session, const std::stop_token& stop) {
+    const double deadline = clock_.now() + longestWait;
+    while (session.screen->recordingStartHostTime() == 0) {
+        if (stop.stop_requested())
+            throw RecordingError(RecordingError::Kind::cancelled, "cancelled before the recording had begun");
+        for (const auto& problem : {session.screen->endReason(), session.screen->failure()})
+            if (problem) throw RecordingError(RecordingError::Kind::noFrames, *problem);
+        if (clock_.now() > deadline)
+            throw RecordingError(
+                RecordingError::Kind::noFrames,
+                "no picture arrived within 2 seconds; see that what is to be recorded is visible");
+        clock_.sleep(pollInterval, stop);
+    }
+}
+
+void RecordingController::startMicrophone(Session& session, const RecordingOptions& options) {
+    auto microphone = std::make_unique<MicRecorder>(options.micDeviceID, session.package.micURL(), sound_,
+                                                    session.info.startHostTime);
+    if (microphone->start()) {
+        session.microphone = std::move(microphone);
+    } else {
+        notices_.push_back("recording without a microphone: " + microphone->failure().value_or("there is none"));
+    }
+}
+
+void RecordingController::startInput(Session& session) {
+    std::unique_ptr<InputStream> stream;
+    try {
+        stream = screen_.input();
+    } catch (const PlatformError&) {  // the tap does without, too
+    }
+    const EventTap::Shortcut stopKey{GlobalHotKey::stopKeyCode, GlobalHotKey::stopModifiers};
+    session.input = std::make_unique<EventTap>(session.info.display, session.info.startHostTime, moveHz,
+                                               std::move(stream), &session.journal, stopKey);
+    if (!session.input->start()) {
+        notices_.emplace_back("recording without the cursor and keys: input cannot be listened to");
+        return;
+    }
+    session.screen->onAreaChange(
+        [&tap = *session.input, display = session.info.display](const ScreenRecorder::Area& area) {
+            tap.setArea(area.origin, placementScale(area.width, area.height, static_cast<int>(display.pixelWidth),
+                                                    static_cast<int>(display.pixelHeight)));
+        });
+}
+
+LumenwhirlPackage RecordingController::stop() {
+    if (state_ != State::recording)
+        throw RecordingError(RecordingError::Kind::notRecording, "no recording is running");
+    state_ = State::finishing;
+    const std::unique_ptr<Session> session = std::move(session_);
+    PackageCompletion::Recorded recorded{.log = {.recording = session->info}};
+    session->screen->onAreaChange(nullptr);
+    EventTap::Events events = session->input->stop();
+    recorded.log.cursor = std::move(events.cursor);
+    recorded.log.clicks = std::move(events.clicks);
+    recorded.log.scroll = std::move(events.scroll);
+    recorded.log.keys = std::move(events.keys);
+    if (session->microphone) session->microphone->finish();
+    const ScreenRecorder::Result result = session->screen->stop();
+    recorded.duration = result.duration;
+    recorded.recordedSystemSound = result.audioSource == ScreenRecorder::AudioSource::system && result.wroteAudio;
+    recorded.recordedMicrophone = session->microphone != nullptr;
+    state_ = State::idle;  // whatever becomes of the package, another recording can begin
+    PackageCompletion::complete(session->package, recorded);
+    return session->package;
+}
+
+RecordingController::Progress RecordingController::progress() const {
+    if (!session_) return {};
+    const ScreenRecorder& screen = *session_->screen;
+    const double start = screen.recordingStartHostTime();
+    return {.seconds = start > 0 ? clock_.now() - start : 0,
+            .file = screen.progress(),
+            .soundLevel = session_->microphone ? session_->microphone->level() : screen.soundLevel()};
+}
+
+std::optional<std::string> RecordingController::endReason() const {
+    return session_ ? session_->screen->endReason() : std::nullopt;
+}
+
+std::optional<std::string> RecordingController::failure() const {
+    if (!session_) return std::nullopt;
+    const auto failure = session_->screen->failure();
+    return failure ? failure : session_->journal.failure();
+}
+
+}  // namespace lumenwhirl

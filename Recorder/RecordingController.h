@@ -1,0 +1,102 @@
+#pragma once
+
+#include "Media/Encoders.h"
+#include "Media/VideoWriter.h"
+#include "Recorder/CaptureTarget.h"
+#include "Recorder/Package/LumenwhirlPackage.h"
+#include "Recorder/Platform/HostClock.h"
+#include "Recorder/Platform/SoundSystem.h"
+#include "Recorder/RecordingFile.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+namespace lumenwhirl {
+
+struct RecordingOptions {
+    CaptureTarget target;
+    bool captureMic = false;
+    std::optional<std::string> micDeviceID{};  // a MicDevice's; the default input if left out
+    bool captureSystemAudio = false;           // without effect when the microphone is recorded
+    VideoCodec codec = VideoCodec::hevc;
+    EncoderChoice encoder = EncoderChoice::automatic;
+};
+
+class RecordingError : public std::runtime_error {
+public:
+    enum class Kind {
+        notRecording,  // stop() without a recording
+        noFrames,      // no picture arrived in time
+        cancelled,     // before the recording had begun
+    };
+    RecordingError(Kind kind, const std::string& problem) : std::runtime_error(problem), kind_(kind) {}
+    [[nodiscard]] Kind kind() const noexcept { return kind_; }
+
+private:
+    Kind kind_;
+};
+
+/// Runs one recording at a time from start to stop: pictures and sound into a package, then the microphone and the
+/// input, which count from the first picture; at the end the whole package. What a crash leaves,
+/// PackageCompletion::recover completes.
+///
+/// start() and stop() block and belong to one thread; everything else may be asked from any.
+class RecordingController {
+public:
+    enum class State { idle, recording, finishing };
+
+    /// How long the first picture may take, in seconds.
+    static constexpr double longestWait = 2.0;
+
+    /// All of them must outlive this.
+    RecordingController(ScreenSystem& screen, SoundSystem& sound, HostClock& clock);
+    ~RecordingController();
+    RecordingController(const RecordingController&) = delete;
+    RecordingController& operator=(const RecordingController&) = delete;
+
+    /// While idle only. Creates the package and begins. Throws LumenwhirlPackage::Error, PlatformError,
+    /// MediaError, RecordingError; what it made of the package is removed then. Sound that cannot be had is done
+    /// without, see notices().
+    LumenwhirlPackage start(const RecordingOptions& options, const std::string& packageName,
+                            const std::filesystem::path& folder, const std::stop_token& stop);
+    /// Ends the recording and completes its package. Throws RecordingError; LumenwhirlPackage::Error when the
+    /// documents cannot be written: what was recorded is kept then, to be completed when it is next opened.
+    LumenwhirlPackage stop();
+
+    [[nodiscard]] State state() const noexcept { return state_; }
+
+    /// Of the running recording, for people who wait.
+    struct Progress {
+        double seconds = 0;  // since the first picture
+        RecordingFile::Progress file;
+        float soundLevel = 0;  // the latest peak, linear
+    };
+    [[nodiscard]] Progress progress() const;
+    /// Why the recording is over and should be stopped, in a line for people: the window was closed.
+    [[nodiscard]] std::optional<std::string> endReason() const;
+    /// Why no more can be written and it should be stopped, in a line for people: the disk is full.
+    [[nodiscard]] std::optional<std::string> failure() const;
+    /// What the recording does without, in lines for people, such as its sound.
+    [[nodiscard]] const std::vector<std::string>& notices() const noexcept { return notices_; }
+
+private:
+    struct Session;
+    std::unique_ptr<Session> open(const RecordingOptions& options, const LumenwhirlPackage& package);
+    void awaitFirstFrame(Session& session, const std::stop_token& stop);
+    void startMicrophone(Session& session, const RecordingOptions& options);
+    void startInput(Session& session);
+
+    ScreenSystem& screen_;
+    SoundSystem& sound_;
+    HostClock& clock_;
+    State state_ = State::idle;
+    std::vector<std::string> notices_;
+    std::unique_ptr<Session> session_;
+};
+
+}  // namespace lumenwhirl
