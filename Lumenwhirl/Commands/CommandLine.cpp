@@ -9,6 +9,7 @@
 #include "Lumenwhirl/Commands/LoudnessCommand.h"
 #include "Lumenwhirl/Commands/MicrophonesCommand.h"
 #include "Lumenwhirl/Commands/PermissionsCommand.h"
+#include "Lumenwhirl/Commands/RecordCommand.h"
 #include "Lumenwhirl/Commands/TargetsCommand.h"
 
 #include <CLI/CLI.hpp>
@@ -28,10 +29,11 @@ constexpr const char* versionText = "lumenwhirl " LUMENWHIRL_VERSION;
 
 class Program {
 public:
-    Program() : parser_("Turns a recording of a screen into a polished video.", "lumenwhirl") {
+    Program() : parser_("Records a screen and turns the recording into a polished video.", "lumenwhirl") {
         parser_.require_subcommand(1);
         parser_.get_formatter()->label("SUBCOMMAND", "COMMAND");
         parser_.set_help_flag("-h,--help", "Explain the program or a command");
+        add<RecordCommand>("record", "Record a display or a window, with sound and input");
         add<TargetsCommand>("targets", "List the displays and windows that can be recorded, as JSON");
         add<MicrophonesCommand>("microphones", "List the microphones, as JSON");
         add<PermissionsCommand>("permissions", "Tell what recordings are allowed here, as JSON");

@@ -1,11 +1,15 @@
 #include "Lumenwhirl/Commands/Files.h"
 
 #include "Lumenwhirl/Commands/Command.h"
+#include "Lumenwhirl/Commands/CommandLine.h"
+#include "Lumenwhirl/Commands/ProgressLine.h"
+#include "Recorder/PackageCompletion.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <random>
@@ -52,7 +56,13 @@ LumenwhirlPackage openPackage(const std::filesystem::path& path) {
     if (error) throw CommandError(shown(path) + ": cannot be opened: " + error.message());
     if (!std::filesystem::is_directory(status))
         throw CommandError(shown(path) + ": is no recording package, which is a folder");
-    return LumenwhirlPackage(path);
+    const LumenwhirlPackage package(path);
+    if (const auto recovery = PackageCompletion::recover(package)) {
+        const std::string line = shown(path) + ": the recording had been cut short; " +
+                                 durationText(recovery->duration) + " of it were saved and completed";
+        std::fprintf(stderr, "lumenwhirl: %s\n", oneLine(line).c_str());
+    }
+    return package;
 }
 
 void checkDestination(const std::filesystem::path& destination, const LumenwhirlPackage* package) {

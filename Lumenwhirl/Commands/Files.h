@@ -8,7 +8,8 @@
 /// The files that commands take and leave. Every failure throws CommandError, whose message names the file.
 namespace lumenwhirl::Files {
 
-/// A package that is there. Its documents are read, and found wanting, later.
+/// A package that is there. A recording that was cut short is completed first, and standard error says so. The
+/// documents are read, and found wanting, later.
 [[nodiscard]] LumenwhirlPackage openPackage(const std::filesystem::path& path);
 
 /// Checks, before any work is done, that a file can be made there, so that hours of export do not end in a typing

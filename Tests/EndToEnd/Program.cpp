@@ -65,6 +65,7 @@ void Program::become(const Arguments& arguments, const Surroundings& surrounding
     dup2(errors, STDERR_FILENO);
     if (!surroundings.folder.empty() && chdir(surroundings.folder.c_str()) != 0) _exit(126);
     if (!surroundings.locale.empty()) setenv("LC_ALL", surroundings.locale.c_str(), 1);
+    for (const auto& [name, value] : surroundings.environment) setenv(name.c_str(), value.c_str(), 1);
     if (surroundings.largestFileSize) {
         const rlimit limit{*surroundings.largestFileSize, *surroundings.largestFileSize};
         if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(126);
