@@ -49,13 +49,14 @@ public:
     /// The first of the frames from now on for which that holds; throws after 20 s.
     Picture waitFor(const std::string& what, const std::function<bool(const Picture&)>& condition) {
         std::unique_lock lock(mutex_);
-        const std::size_t first = count_;
-        std::size_t seen = first;
-        for (;;) {
-            wait(lock, what, [&] { return count_ > seen || hasEnded_; });
+        std::size_t seen = count_;
+        for (const Deadline deadline = inTwentySeconds();;) {
+            wait(lock, deadline, what, [&] { return count_ > seen || hasEnded_; });
             if (hasEnded_) throw std::runtime_error("the stream ended (" + reason_ + ") before " + what);
             seen = count_;
             if (condition(last_)) return last_;
+            if (std::chrono::system_clock::now() > deadline)
+                throw std::runtime_error("waited in vain until " + what);
         }
     }
     Picture waitForComplete(const std::string& what, const std::function<bool(const Picture&)>& condition) {
@@ -69,14 +70,14 @@ public:
     /// Why the stream ended by itself; throws if it has not after 20 s.
     std::string waitForEnd() {
         std::unique_lock lock(mutex_);
-        wait(lock, "it ends", [&] { return hasEnded_; });
+        wait(lock, inTwentySeconds(), "it ends", [&] { return hasEnded_; });
         return reason_;
     }
     /// Blocks until so many more frames have come, and returns their statuses.
     std::vector<FrameStatus> nextStatuses(std::size_t count) {
         std::unique_lock lock(mutex_);
         const std::size_t first = statuses_.size();
-        wait(lock, "frames come", [&] { return statuses_.size() >= first + count; });
+        wait(lock, inTwentySeconds(), "frames come", [&] { return statuses_.size() >= first + count; });
         const auto begin = statuses_.begin() + static_cast<std::ptrdiff_t>(first);
         return {begin, begin + static_cast<std::ptrdiff_t>(count)};
     }
@@ -93,9 +94,14 @@ public:
     }
 
 private:
+    using Deadline = std::chrono::system_clock::time_point;
+    [[nodiscard]] static Deadline inTwentySeconds() {
+        return std::chrono::system_clock::now() + std::chrono::seconds(20);
+    }
     template <class Condition>
-    void wait(std::unique_lock<std::mutex>& lock, const std::string& what, const Condition& condition) {
-        if (!changed_.wait_until(lock, std::chrono::system_clock::now() + std::chrono::seconds(20), condition))
+    void wait(std::unique_lock<std::mutex>& lock, Deadline deadline, const std::string& what,
+              const Condition& condition) {
+        if (!changed_.wait_until(lock, deadline, condition))
             throw std::runtime_error("waited in vain until " + what);
     }
     void take(const CapturedFrame& frame) {
