@@ -31,12 +31,13 @@ void blacken(VideoFrame& out, int plane, int fromColumn, int fromRow) {
 }  // namespace
 
 void CapturedFrameConverter::convert(const CapturedFrame& frame, VideoFrame& out) {
-    Pixels picture{frame.pixels, frame.stride, frame.width, frame.height};
-    if (const double scale = placementScale(frame.width, frame.height, out.width(), out.height()); scale < 1) {
+    Pixels picture{frame.pixels, frame.stride, shownSide(frame.width, out.width()),
+                   shownSide(frame.height, out.height())};
+    if (const double scale = placementScale(picture.width, picture.height, out.width(), out.height()); scale < 1) {
         const auto scaled = [&](int size, int most) {
             return std::clamp(static_cast<int>(std::lround(size * scale)), 1, most);
         };
-        picture = scaler_.scale(picture, scaled(frame.width, out.width()), scaled(frame.height, out.height()));
+        picture = scaler_.scale(picture, scaled(picture.width, out.width()), scaled(picture.height, out.height()));
     }
     const ConversionKernels& kernels = ConversionKernels::fastest();
     for (int y = 0; y < picture.height; y += 2) {

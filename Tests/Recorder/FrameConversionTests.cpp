@@ -178,5 +178,19 @@ TEST(CapturedFrameConverter, laysPicturesAtTheTopLeftAndMakesThemSmallerWhereThe
     }
 }
 
+TEST(CapturedFrameConverter, cutsTheOddLastColumnAndRowInsteadOfBlurringAll) {
+    EXPECT_EQ(placementScale(101, 61, 100, 60), 1);
+    EXPECT_LT(placementScale(102, 60, 100, 60), 1);
+    // Columns of black and white, which any resampling would make grey.
+    Captured picture(101, 61, {0, 0, 0, 0});
+    for (int y = 0; y < 61; ++y)
+        for (int x = 1; x < 101; x += 2)
+            std::fill_n(picture.bytes.data() + y * picture.stride + std::ptrdiff_t{4} * x, 4, std::uint8_t{255});
+    VideoFrame out = VideoFrame::allocate(100, 60, PixelFormat::yuv420p8);
+    CapturedFrameConverter().convert(picture.frame, out);
+    for (int y = 0; y < 60; ++y)
+        for (int x = 0; x < 100; ++x) ASSERT_EQ(out.plane(0)[y * out.stride(0) + x], x % 2 == 0 ? 16 : 235);
+}
+
 }  // namespace
 }  // namespace lumenwhirl
