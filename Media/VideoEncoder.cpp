@@ -77,6 +77,9 @@ void setX265Options(Dictionary& options, const VideoSettings& settings) {
     // x265 3.5 writes past its tables for pictures narrower than that.
     if (settings.width < 64) parameters += ":cutree=0";
     if (settings.threads > 0) parameters += ":pools=" + std::to_string(settings.threads);
+    // What pleases the eye costs 7 to 10 % of the time with the fastest preset, and brings nothing nearer to the
+    // original.
+    if (settings.realTime) parameters += ":psy-rd=0";
     if (settings.realTime) setRealTime(options);
     if (settings.quality) options.set("crf", std::to_string(*settings.quality));
     options.set("x265-params", parameters);
