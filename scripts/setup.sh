@@ -56,6 +56,7 @@ TABLE
 module  benchmark       libbenchmark-dev
 tool    ffmpeg          ffmpeg
 tool    time            time
+tool    Xvfb            xvfb
 TABLE
     esac
 }

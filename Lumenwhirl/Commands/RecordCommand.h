@@ -4,6 +4,7 @@
 #include "Media/Encoders.h"
 #include "Media/VideoWriter.h"
 #include "Recorder/CaptureTarget.h"
+#include "Recorder/RecordingFile.h"
 
 #include <cstdint>
 #include <optional>
@@ -22,6 +23,7 @@ public:
 
 private:
     [[nodiscard]] CaptureTarget chooseTarget(ScreenSystem& screen) const;
+    [[nodiscard]] std::string adviceFor(const RecordingFile::Progress& progress) const;
     void awaitEnd(const RecordingController& controller, Interruption& interruption) const;
 
     double seconds_ = 0;  // 0: until stopped
