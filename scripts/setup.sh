@@ -28,10 +28,11 @@ module  xcb-damage      libxcb-damage0-dev
 module  xcb-xfixes      libxcb-xfixes0-dev
 module  xcb-composite   libxcb-composite0-dev
 module  xcb-randr       libxcb-randr0-dev
-module  xcb-record      libxcb-record0-dev
+module  xcb-xinput      libxcb-xinput-dev
 module  xcb-res         libxcb-res0-dev
 module  xcb-keysyms     libxcb-keysyms1-dev
 module  xcb-screensaver libxcb-screensaver0-dev
+module  xcb-xkb         libxcb-xkb-dev
 module  xkbcommon       libxkbcommon-dev
 module  xkbcommon-x11   libxkbcommon-x11-dev
 module  libpulse        libpulse-dev

@@ -33,15 +33,19 @@ void StopEvent::set() noexcept {
 }
 
 bool StopEvent::waitUntil(double time) const {
+    return waitForInputUntil(-1, time);
+}
+
+bool StopEvent::waitForInputUntil(int descriptor, double time) const {
     const SystemClock clock;
-    pollfd waiting{descriptor_, POLLIN, 0};
+    std::array<pollfd, 2> waiting{{{descriptor_, POLLIN, 0}, {descriptor, POLLIN, 0}}};  // -1 is left out
     for (;;) {
         const double left = std::max(time - clock.now(), 0.0);
         timespec limit{};
         limit.tv_sec = static_cast<std::time_t>(left);
         limit.tv_nsec = static_cast<long>((left - std::floor(left)) * 1e9);
-        const int count = ppoll(&waiting, 1, &limit, nullptr);
-        if (count > 0) return true;
+        const int count = ppoll(waiting.data(), waiting.size(), &limit, nullptr);
+        if (count > 0) return waiting[0].revents != 0;
         if (count == 0 && clock.now() >= time) return false;
     }
 }

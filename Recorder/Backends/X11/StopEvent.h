@@ -16,6 +16,8 @@ public:
     [[nodiscard]] bool waitUntil(double time) const;
     /// True once it is set; false as soon as there is something to read.
     [[nodiscard]] bool waitForInput(int descriptor) const;
+    /// True once it is set; false at that time, or as soon as there is something to read.
+    [[nodiscard]] bool waitForInputUntil(int descriptor, double time) const;
 
 private:
     int descriptor_ = -1;

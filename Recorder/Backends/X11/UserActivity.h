@@ -12,8 +12,7 @@ public:
     /// `now`, here and below: the host clock. Counts as input, as a start is worth seeing.
     UserActivity(const X11Connection& connection, const X11Extensions& extensions, double now);
 
-    /// Sends the question; the answer must be taken next. Asking for the pointer also makes the server send out
-    /// what it has recorded of the input for others, which it otherwise holds back for up to a second.
+    /// Sends the question; the answer must be taken next.
     void ask();
     void takeAnswer(double now);
     /// Host clock.

@@ -4,11 +4,11 @@
 #include <xcb/composite.h>
 #include <xcb/damage.h>
 #include <xcb/randr.h>
-#include <xcb/record.h>
 #include <xcb/res.h>
 #include <xcb/screensaver.h>
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
+#include <xcb/xinput.h>
 
 #include <array>
 #include <ctime>
@@ -96,7 +96,7 @@ std::vector<xcb_atom_t> X11Connection::atoms(std::initializer_list<std::string_v
 
 X11Extensions X11Connection::negotiateExtensions() const {
     const std::array extensions{&xcb_damage_id, &xcb_randr_id,       &xcb_xfixes_id, &xcb_composite_id,
-                                &xcb_shm_id,    &xcb_screensaver_id, &xcb_record_id, &xcb_res_id};
+                                &xcb_shm_id,    &xcb_screensaver_id, &xcb_input_id,  &xcb_res_id};
     for (xcb_extension_t* extension : extensions) xcb_prefetch_extension_data(connection_, extension);
     constexpr std::string_view xwayland = "XWAYLAND";
     const auto xwaylandCookie =
@@ -118,18 +118,19 @@ X11Extensions X11Connection::negotiateExtensions() const {
     xcb_composite_query_version_cookie_t composite{};
     xcb_shm_query_version_cookie_t sharedMemory{};
     xcb_res_query_version_cookie_t resources{};
+    xcb_input_xi_query_version_cookie_t input{};
     if (has(xcb_xfixes_id)) fixes = xcb_xfixes_query_version(connection_, 5, 0);
     if (has(xcb_damage_id)) damage = xcb_damage_query_version(connection_, 1, 1);
     if (has(xcb_randr_id)) randr = xcb_randr_query_version(connection_, 1, 5);
     if (has(xcb_composite_id)) composite = xcb_composite_query_version(connection_, 0, 4);
     if (has(xcb_shm_id)) sharedMemory = xcb_shm_query_version(connection_);
+    if (has(xcb_input_id)) input = xcb_input_xi_query_version(connection_, 2, 2);
     if (has(xcb_res_id)) resources = xcb_res_query_version(connection_, 1, 2);
 
     X11Extensions found;
     if (const auto answer = reply(&xcb_query_extension_reply, xwaylandCookie))
         found.isXwayland = answer->present != 0;
     found.hasScreenSaver = has(xcb_screensaver_id);
-    found.hasRecord = has(xcb_record_id);
     if (has(xcb_xfixes_id)) found.hasFixes = isAtLeast(reply(&xcb_xfixes_query_version_reply, fixes), 2, 0);
     if (has(xcb_damage_id) && reply(&xcb_damage_query_version_reply, damage))
         found.damageEvent = firstEventOf(xcb_damage_id);
@@ -139,6 +140,7 @@ X11Extensions X11Connection::negotiateExtensions() const {
         found.hasComposite = isAtLeast(reply(&xcb_composite_query_version_reply, composite), 0, 2);
     if (has(xcb_shm_id))
         found.hasSharedMemory = isAtLeast(reply(&xcb_shm_query_version_reply, sharedMemory), 1, 2);
+    if (has(xcb_input_id)) found.hasRawInput = isAtLeast(reply(&xcb_input_xi_query_version_reply, input), 2, 1);
     if (has(xcb_res_id)) {
         const auto version = reply(&xcb_res_query_version_reply, resources);
         found.hasClientProcesses =

@@ -32,10 +32,10 @@ struct X11Extensions {
     std::uint8_t damageEvent = 0;
     std::uint8_t randrEvent = 0;  // 1.5: monitors
     bool hasFixes = false;
-    bool hasComposite = false;     // 0.2: pixmaps of windows
-    bool hasSharedMemory = false;  // 1.2: segments passed as descriptors
-    bool hasScreenSaver = false;   // tells since when the user has been idle
-    bool hasRecord = false;
+    bool hasComposite = false;        // 0.2: pixmaps of windows
+    bool hasSharedMemory = false;     // 1.2: segments passed as descriptors
+    bool hasScreenSaver = false;      // tells since when the user has been idle
+    bool hasRawInput = false;         // XInput 2.1: raw events also while a program holds the device
     bool hasClientProcesses = false;  // X-Resource 1.2: process ids
     bool isXwayland = false;          // as far as it says so, which it does since version 23.1
 };

@@ -8,6 +8,7 @@
 #include "Recorder/Backends/X11/X11CaptureStream.h"
 #include "Recorder/Backends/X11/X11Connection.h"
 #include "Recorder/Backends/X11/X11HotKeyGrab.h"
+#include "Recorder/Backends/X11/X11InputStream.h"
 
 #include <utility>
 
@@ -66,9 +67,7 @@ public:
             });
     }
 
-    std::unique_ptr<InputStream> input() override {
-        throw PlatformError(PlatformError::Kind::unsupported, "input cannot be listened to yet");
-    }
+    std::unique_ptr<InputStream> input() override { return makeX11InputStream(displayName_); }
     std::unique_ptr<HotKeyGrab> hotKey() override { return std::make_unique<X11HotKeyGrab>(displayName_); }
 
     bool canCaptureScreen() override {
@@ -77,7 +76,7 @@ public:
                extensions_.damageEvent != 0 && extensions_.hasComposite &&
                PictureGrabber::isReadable(connection_, connection_.screen().root_visual);
     }
-    bool canListenToInput() override { return extensions_.hasRecord; }
+    bool canListenToInput() override { return extensions_.hasRawInput; }
 
 private:
     /// Changes of the keyboard are told to every program, asked for or not.

@@ -1,0 +1,259 @@
+#include "Recorder/Backends/X11/X11InputStream.h"
+
+#include "Recorder/Backends/X11/Keyboard.h"
+#include "Recorder/Backends/X11/Monitors.h"
+#include "Recorder/Backends/X11/StopEvent.h"
+#include "Recorder/Backends/X11/X11Connection.h"
+#include "Recorder/Platform/HostClock.h"
+
+#include <sys/socket.h>
+#include <xcb/xinput.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace lumenwhirl {
+namespace {
+
+// Each look is later than the one before by more than 1/120 s, or the log would drop it.
+constexpr double looksPerSecond = 118;
+constexpr double patience = 3;  // seconds for a server that does not answer, when stopping
+
+// The buttons that a wheel presses and releases at every notch.
+constexpr std::uint8_t wheelUp = 4, wheelDown = 5, wheelLeft = 6, wheelRight = 7;
+
+using PointerMap = std::array<std::uint8_t, 256>;
+
+/// Which button each physical one is, as users of the left hand swap them; 0 for none. Raw events have the
+/// physical.
+PointerMap pointerMapOf(const X11Connection& connection) {
+    PointerMap map{};
+    for (std::size_t button = 0; button < map.size(); ++button) map[button] = static_cast<std::uint8_t>(button);
+    if (const auto reply = connection.reply(&xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection)))
+        std::copy_n(xcb_get_pointer_mapping_map(reply.get()), xcb_get_pointer_mapping_map_length(reply.get()),
+                    map.begin() + 1);
+    return map;
+}
+
+/// The server's stamp, milliseconds of the host clock in 32 bits, which come round every 50 days.
+double hostTimeOf(xcb_timestamp_t stamp, double now) {
+    const auto nowMs = static_cast<std::int64_t>(now * 1000);
+    const auto sinceNowMs = static_cast<std::int32_t>(stamp - static_cast<std::uint32_t>(nowMs));
+    return static_cast<double>(nowMs + sinceNowMs) / 1000;
+}
+
+/// One connection and one thread, so that all that the server tells comes in the order in which it happened:
+/// events, changes of the keyboard, and the replies that say where the pointer is.
+///
+/// The extension RECORD would tell the place of each event, but is not fit for use: X.Org's server (21.1) loses
+/// events of it, and may end in a loop that freezes the desktop. FlushClient() in os/io.c counts what the
+/// recording client is to be sent, then lets RECORD add to it by a callback; the addition is dropped, or, if it
+/// fills the buffer, nothing is written for ever. Bursts of 3000 button events hung it within seconds.
+class X11InputStream final : public InputStream {
+public:
+    explicit X11InputStream(std::string displayName) : displayName_(std::move(displayName)) {}
+    ~X11InputStream() override {
+        stop();
+        const BrokenPipeGuard guard;
+        connection_.reset();
+    }
+
+    void start(Handler handler) override;
+    void stop() noexcept override;
+
+private:
+    void listenToDevices();
+    void run();
+    [[nodiscard]] bool wait();
+    void look(bool isDue);
+    [[nodiscard]] std::optional<Point> askPointer();
+    void takeEvents();
+    void take(const xcb_input_raw_button_press_event_t& event);
+    void takeButton(double time, std::uint32_t physicalButton, bool isDown);
+    void deliver();
+
+    const std::string displayName_;
+    const SystemClock clock_;
+    Handler handler_;
+    std::optional<X11Connection> connection_;
+    double scale_ = 1;                  // pixels a point
+    std::uint8_t deviceExtension_ = 0;  // XInput's number
+
+    // Of the thread alone, once it runs.
+    std::optional<Keyboard> keyboard_;
+    PointerMap pointerMap_{};
+    double nextLook_ = 0;               // host clock
+    Point pointer_;                     // when it was looked at last
+    std::optional<InputEvent> motion_;  // of that look
+    std::vector<InputEvent> taken_;     // not delivered yet
+    bool needsPlace_ = false;           // some of these
+
+    StopEvent stop_, hasEnded_;
+    std::jthread thread_;
+};
+
+void X11InputStream::start(Handler handler) {
+    const BrokenPipeGuard guard;
+    handler_ = std::move(handler);
+    connection_.emplace(displayName_);
+    scale_ = scaleOf(*connection_);
+    listenToDevices();
+    keyboard_.emplace(*connection_);
+    pointerMap_ = pointerMapOf(*connection_);
+    pointer_ = askPointer().value_or(Point{});
+    thread_ = std::jthread([this] { run(); });
+}
+
+void X11InputStream::listenToDevices() {
+    if (!connection_->negotiateExtensions().hasRawInput)
+        throw PlatformError(
+            PlatformError::Kind::unsupported,
+            "this X server lacks the extension XInput 2.1, without which no input can be recorded");
+    deviceExtension_ = xcb_get_extension_data(*connection_, &xcb_input_id)->major_opcode;
+    const struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t mask;
+    } events{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+             XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE |
+                 XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE};
+    if (const std::uint8_t error = connection_->errorOf(
+            xcb_input_xi_select_events_checked(*connection_, connection_->root(), 1, &events.head)))
+        throw PlatformError(PlatformError::Kind::failed,
+                            "the X server does not let input be recorded (" + nameOfX11Error(error) + ")");
+}
+
+void X11InputStream::stop() noexcept {
+    if (!thread_.joinable()) return;
+    stop_.set();
+    // A server that another program has grabbed, or that hangs, must not hold a recording back.
+    if (!hasEnded_.waitUntil(clock_.now() + patience)) shutdown(connection_->descriptor(), SHUT_RDWR);
+    thread_.join();
+}
+
+void X11InputStream::run() {
+    const BrokenPipeGuard guard;
+    try {
+        while (!wait()) {
+            takeEvents();
+            const bool isDue = clock_.now() >= nextLook_;
+            if (isDue || needsPlace_) look(isDue);
+            deliver();
+        }
+        look(true);
+    } catch (const PlatformError&) {
+        // The server is gone, and with it all input. Whoever records its pictures says so.
+    }
+    deliver();
+    hasEnded_.set();
+}
+
+/// True when it is time to stop, false when it is time for anything else.
+bool X11InputStream::wait() {
+    connection_->checkAlive();
+    return stop_.waitForInputUntil(connection_->descriptor(), nextLook_);
+}
+
+/// Asks where the pointer is, and takes all that happened before the answer. `isDue`: as motion of its own, not
+/// just for the place of a button.
+void X11InputStream::look(bool isDue) {
+    const double now = clock_.now();
+    const auto place = askPointer();
+    takeEvents();
+    if (!place) return;
+    for (InputEvent& event : taken_) event.position = *place;
+    needsPlace_ = false;
+    if (!isDue) return;
+    keyboard_->repeatUntil(now, taken_);
+    nextLook_ = now + 1 / looksPerSecond;
+    if (*place == pointer_) return;
+    pointer_ = *place;
+    motion_.emplace();
+    motion_->time = now;
+    motion_->position = pointer_;
+}
+
+std::optional<Point> X11InputStream::askPointer() {
+    const auto reply =
+        connection_->reply(&xcb_query_pointer_reply, xcb_query_pointer(*connection_, connection_->root()));
+    if (!reply) return std::nullopt;
+    return Point{reply->root_x / scale_, reply->root_y / scale_};
+}
+
+void X11InputStream::takeEvents() {
+    while (const XcbEvent event = connection_->nextEvent()) {
+        const int type = event->response_type & 0x7f;
+        if (type == XCB_GE_GENERIC && event->pad0 == deviceExtension_) {
+            xcb_input_raw_button_press_event_t raw{};  // those of keys look the same
+            std::memcpy(&raw, event.get(), sizeof raw);
+            take(raw);
+        } else if (type == XCB_MAPPING_NOTIFY) {
+            pointerMap_ = pointerMapOf(*connection_);  // changes of keys are told otherwise
+        } else {
+            keyboard_->take(*event);
+        }
+    }
+}
+
+void X11InputStream::take(const xcb_input_raw_button_press_event_t& event) {
+    const double time = hostTimeOf(event.time, clock_.now());
+    switch (event.event_type) {
+        case XCB_INPUT_RAW_KEY_PRESS:
+            keyboard_->press(static_cast<std::uint8_t>(event.detail), time, taken_);
+            break;
+        case XCB_INPUT_RAW_KEY_RELEASE:
+            keyboard_->release(static_cast<std::uint8_t>(event.detail), time, taken_);
+            break;
+        case XCB_INPUT_RAW_BUTTON_PRESS:
+            takeButton(time, event.detail, true);
+            break;
+        case XCB_INPUT_RAW_BUTTON_RELEASE:
+            takeButton(time, event.detail, false);
+            break;
+        default:
+            break;
+    }
+}
+
+void X11InputStream::takeButton(double time, std::uint32_t physicalButton, bool isDown) {
+    const std::uint8_t button = pointerMap_[std::min<std::size_t>(physicalButton, pointerMap_.size() - 1)];
+    const bool isWheel = button >= wheelUp && button <= wheelRight;
+    if (button == 0 || (isWheel && !isDown)) return;
+    InputEvent& event = taken_.emplace_back();
+    event.time = time;
+    if (isWheel) {
+        event.kind = InputEvent::Kind::scrolled;
+        event.dx = button == wheelLeft ? 1 : button == wheelRight ? -1 : 0;
+        event.dy = button == wheelUp ? 1 : button == wheelDown ? -1 : 0;
+    } else {
+        event.kind = InputEvent::Kind::buttonChanged;
+        event.button = button == XCB_BUTTON_INDEX_1   ? MouseButton::left
+                       : button == XCB_BUTTON_INDEX_3 ? MouseButton::right
+                                                      : MouseButton::other;
+        event.phase = isDown ? ClickPhase::down : ClickPhase::up;
+    }
+    needsPlace_ = true;
+}
+
+/// In the order of time.
+void X11InputStream::deliver() {
+    for (const InputEvent& event : taken_) {
+        if (motion_ && motion_->time <= event.time) handler_(*std::exchange(motion_, std::nullopt));
+        handler_(event);
+    }
+    taken_.clear();
+    if (motion_) handler_(*std::exchange(motion_, std::nullopt));
+}
+
+}  // namespace
+
+std::unique_ptr<InputStream> makeX11InputStream(const std::string& displayName) {
+    return std::make_unique<X11InputStream>(displayName);
+}
+
+}  // namespace lumenwhirl
