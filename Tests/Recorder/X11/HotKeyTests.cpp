@@ -69,6 +69,24 @@ TEST_F(HotKey, isSeenWithAnyLockButNotWithOtherModifiers) {
     waitFor(count + 1);
 }
 
+TEST_F(HotKey, isPressedOnceHoweverLongItIsHeld) {
+    const auto grab = system_->hotKey();
+    ASSERT_TRUE(take(*grab));
+    // Whoever only listens sees every repeat, also of a key that another program has taken.
+    std::atomic<int> repeats = 0;
+    const auto input = system_->input();
+    input->start([&](const InputEvent& event) { repeats += event.isRepeat && event.keyCode == keyTwo ? 1 : 0; });
+    for (const int key : {super, shift, two}) client_.setKey(key, true);
+    client_.waitUntil("the key repeats", [&] {
+        client_.finish();
+        return repeats >= 4;
+    });
+    client_.setKey(two, false);
+    client_.setKey(two, true);  // a second one, after which nothing of the first is under way
+    waitFor(2);
+    input->stop();
+}
+
 TEST_F(HotKey, belongsToOneProgramAtATime) {
     const auto first = system_->hotKey(), second = system_->hotKey(), third = system_->hotKey();
     ASSERT_TRUE(take(*first));
