@@ -1,0 +1,100 @@
+#include "Media/AudioReader.h"
+#include "Tests/EndToEnd/RecordTest.h"
+#include "Tests/Recorder/Pulse/SoundServer.h"
+#include "Tests/Recorder/Pulse/TonePlayer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace lumenwhirl::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// When the sound of a file rises above a tenth of full scale, and how often it swings a second after that.
+struct HeardTone {
+    double onset = 0, frequency = 0;  // seconds, Hz
+};
+std::optional<HeardTone> toneIn(const fs::path& file) {
+    AudioReader reader(file);
+    std::vector<float> sound;
+    for (AudioBuffer buffer; reader.read(buffer, 4800);)
+        sound.insert(sound.end(), buffer.channels[0].begin(), buffer.channels[0].end());
+    const auto onset =
+        std::find_if(sound.begin(), sound.end(), [](float sample) { return std::abs(sample) > 0.1F; });
+    const auto half = std::ptrdiff_t{reader.sampleRate() / 2};
+    if (sound.end() - onset <= half) return std::nullopt;
+    int crossings = 0;
+    for (auto sample = onset + 1; sample < onset + half; ++sample)
+        crossings += sample[-1] < 0 && sample[0] >= 0 ? 1 : 0;
+    return HeardTone{static_cast<double>(onset - sound.begin()) / reader.sampleRate(), 2.0 * crossings};
+}
+
+/// A window flashes while a tone is played.
+class SoundRecordTest : public RecordTest {
+protected:
+    SoundRecordTest() { hasSound = true; }
+    [[nodiscard]] Program::Surroundings surroundings() const override {
+        Program::Surroundings all = RecordTest::surroundings();
+        all.environment.erase("PULSE_SERVER");  // this process's own is that of `server`
+        return all;
+    }
+    void recordToneAndFlash(const std::string& output, const Program::Arguments& more) {
+        SCOPED_TRACE(output);
+        fs::remove_all(package.url());
+        TestWindow window(user, {.x = 0, .y = 0, .width = 200, .height = 200, .color = 0});
+        record(more);
+        TonePlayer player(output, {.frequency = 1000, .seconds = 1, .amplitude = 0.5});
+        const double heard = player.onset(), beforeFlash = clock.now();
+        window.fill(0xFFFFFF);
+        user.finish();
+        const double afterFlash = clock.now();
+        player.waitUntilPlayed();
+        stop();
+        const auto flash = firstFrame(framesOf(package.recordingURL()),
+                                      [](const VideoFrame& frame) { return lumaAt(frame, 100, 100) > 200; });
+        const auto tone = toneIn(package.recordingURL());
+        ASSERT_TRUE(flash && tone);
+        EXPECT_NEAR(tone->frequency, 1000, 10);
+        // The host clock's time of the file's beginning, by the sound; and the span in which it is by the picture.
+        constexpr double tolerance = 0.03;
+        const double beginning = heard - tone->onset;
+        EXPECT_GE(beginning, beforeFlash - flash->time - tolerance);
+        EXPECT_LE(beginning, afterFlash - flash->before + tolerance);
+    }
+
+    SoundServer server;
+};
+
+TEST_F(SoundRecordTest, whatIsHeardIsInStepWithWhatIsShown) {
+    recordToneAndFlash("speakers", {});
+    EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = false, .hasSystem = true}));
+    recordToneAndFlash("micfeed", {"--mic"});
+    EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = true, .hasSystem = false}));
+    recordToneAndFlash("micfeed", {"--mic", "no-such-device"});  // the default one then
+    const Json listed(run({"microphones"}).output);
+    ASSERT_EQ(listed.count(""), 1U);
+    EXPECT_EQ(listed.text("/0/id"), "mic");
+    EXPECT_TRUE(listed.truth("/0/isDefault"));
+}
+
+TEST_F(SoundRecordTest, aMicrophoneLeavesTheComputersSoundOut) {
+    record({"--mic", "mic"});
+    TonePlayer player("speakers", {.frequency = 1000, .seconds = 0.7, .amplitude = 0.5});
+    player.waitUntilPlayed();
+    stop();
+    EXPECT_TRUE(VideoReader(package.recordingURL()).info().hasAudio);
+    EXPECT_FALSE(toneIn(package.recordingURL()));
+}
+
+class SilentRecordTest : public RecordTest {};
+TEST_F(SilentRecordTest, goesOnWithoutASoundServer) {
+    hasSound = true;
+    record();
+    EXPECT_NE(stop().errors.find("recording without sound: no sound server answers"), std::string::npos);
+    EXPECT_FALSE(VideoReader(package.recordingURL()).info().hasAudio);
+}
+
+}  // namespace
+}  // namespace lumenwhirl::test
