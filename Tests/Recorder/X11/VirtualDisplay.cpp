@@ -83,7 +83,10 @@ VirtualDisplay::~VirtualDisplay() {
 }
 
 void VirtualDisplay::startWindowManager() {
-    const TestClient client(name_);
+    // Stays connected: the next client would get the same numbers for its windows, and openbox takes them for this
+    // one's while it has not yet heard of their end.
+    firstClient_ = std::make_unique<TestClient>(name_);
+    const TestClient& client = *firstClient_;
     manager_ = startProgram({"openbox", "--sm-disable"}, -1, name_);
     client.waitUntil("openbox runs", [&] { return client.hasWindowManager(); });
     const TestWindow first(client, {});  // is there when it has managed it

@@ -2,10 +2,13 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace lumenwhirl::test {
+
+class TestClient;
 
 /// A desktop of the test's own: an X server (Xvfb) without a screen, and a window manager (openbox) where asked
 /// for. Both end with it, and with the thread that made it. Throws std::runtime_error.
@@ -33,6 +36,7 @@ public:
 private:
     std::string name_;
     pid_t server_ = -1, manager_ = -1;
+    std::unique_ptr<TestClient> firstClient_;  // of the window manager
 };
 
 }  // namespace lumenwhirl::test
