@@ -98,9 +98,10 @@ RecordCommand::RecordCommand(CLI::App& parser) : Command(parser) {
         ->option_text("NAME");
     addEncoderOption(parser, encoder_);
     parser.footer(
-        "Records until Ctrl-C, Super+Shift+2, SIGTERM or the end of --seconds, and prints the path of the "
-        "package. "
-        "What was\nrecorded when the machine fails is not lost: it is completed when the package is next used.\n\n"
+        "Records until Ctrl-C, Super+Shift+2, SIGTERM or the end of --seconds, and prints the path of the package "
+        "as "
+        "soon as it\nhas begun. Nothing is lost when the machine fails meanwhile: the next command that opens the "
+        "package completes it.\n\n"
         "Examples:\n"
         "  lumenwhirl record\n"
         "  lumenwhirl record --seconds 30 --mic --folder . --name Talk\n"
