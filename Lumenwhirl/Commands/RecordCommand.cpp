@@ -144,11 +144,12 @@ void RecordCommand::run() {
 
     RecordingController controller(*screen, *sound, clock);
     const LumenwhirlPackage package = controller.start(options, name, folder, interruption.token());
-    std::puts(package.url().lexically_normal().c_str());
-    std::fflush(stdout);  // now, so that whoever reads it knows that the recording has begun, and where
-    for (const std::string& notice : controller.notices()) tell(notice);
     {
         const GlobalHotKey stopKey = GlobalHotKey::stopRecording(*screen, [&] { interruption.requestStop(); });
+        std::puts(package.url().lexically_normal().c_str());
+        // Now, so that whoever reads it knows where the recording is, and that it has begun and can be stopped.
+        std::fflush(stdout);
+        for (const std::string& notice : controller.notices()) tell(notice);
         awaitEnd(controller, interruption);
     }
     const std::optional<std::string> reason = controller.endReason(), failure = controller.failure();
