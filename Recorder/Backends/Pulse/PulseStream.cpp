@@ -148,7 +148,8 @@ void PulseStream::changed() {
     if (PA_STREAM_IS_GOOD(state) || !connection_.isGood()) return;  // a lost server is told by the connection
     const int error = pa_context_errno(connection_.context());
     const bool isUnknown = error == PA_ERR_NOENTITY || error == PA_ERR_INVALID;  // what no name can be is invalid
-    if (isReady_ && !microphone_) {
+    const bool wasOutput = isReady_ || (phase_ == Phase::running && isUnknown);  // gone, maybe before it opened
+    if (wasOutput && !microphone_) {
         stream_.reset();
         findOutput();
     } else if (isReady_) {

@@ -144,6 +144,23 @@ TEST_F(Pulse, anUnpluggedOutputIsReplacedByTheNextNeverByTheMicrophone) {
     EXPECT_FALSE(listener.hasEnded());
 }
 
+TEST_F(Pulse, outputsThatComeAndGoAtOnceEndNothing) {
+    const auto stream = system->systemSound();
+    Listener listener(*stream);
+    ASSERT_TRUE(listener.goesOn());
+    for (int i = 0; i < 100; ++i) {
+        server.addOutput("headphones");
+        server.setDefaultOutput("headphones");
+        server.unplug("headphones");
+    }
+    server.setDefaultOutput("speakers");
+    TonePlayer player("speakers", {.frequency = 500, .seconds = 40});
+    const auto sound = listener.sound(1);
+    ASSERT_FALSE(sound.empty());
+    EXPECT_NEAR(frequencyOf(sound, 48000), 500, 1);
+    EXPECT_FALSE(listener.hasEnded());
+}
+
 TEST_F(Pulse, saysWhenAMicrophoneIsUnplugged) {
     const auto stream = system->microphone("mic");
     Listener listener(*stream);
