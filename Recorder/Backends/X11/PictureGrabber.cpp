@@ -4,6 +4,8 @@
 #include <unistd.h>
 #include <xcb/shm.h>
 
+#include <utility>
+
 namespace lumenwhirl {
 namespace {
 
@@ -19,7 +21,6 @@ PictureGrabber::~PictureGrabber() {
 }
 
 std::uint8_t PictureGrabber::grab(xcb_drawable_t drawable, const PixelRect& area) {
-    pixels_ = nullptr;
     const auto x = static_cast<std::int16_t>(area.x), y = static_cast<std::int16_t>(area.y);
     const auto width = static_cast<std::uint16_t>(area.width), height = static_cast<std::uint16_t>(area.height);
     const std::size_t sizeBytes = std::size_t{4} * width * height;
@@ -32,11 +33,13 @@ std::uint8_t PictureGrabber::grab(xcb_drawable_t drawable, const PixelRect& area
     } else {
         const auto cookie =
             xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, x, y, width, height, allPlanes);
-        unshared_ = connection_.reply(&xcb_get_image_reply, cookie, &error);
-        if (unshared_ && static_cast<std::size_t>(xcb_get_image_data_length(unshared_.get())) >= sizeBytes)
+        auto image = connection_.reply(&xcb_get_image_reply, cookie, &error);
+        if (image && static_cast<std::size_t>(xcb_get_image_data_length(image.get())) >= sizeBytes) {
+            unshared_ = std::move(image);
             pixels_ = xcb_get_image_data(unshared_.get());
-        else if (unshared_)
+        } else if (image) {
             error = XCB_MATCH;
+        }
     }
     return error;
 }
@@ -72,6 +75,7 @@ void PictureGrabber::unshareMemory() noexcept {
     if (memory_ != nullptr) munmap(memory_, capacity_);
     segment_ = 0;
     memory_ = nullptr;
+    pixels_ = nullptr;
     capacity_ = 0;
 }
 

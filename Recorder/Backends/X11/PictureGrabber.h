@@ -18,10 +18,10 @@ public:
     PictureGrabber& operator=(const PictureGrabber&) = delete;
 
     /// Reads a part of a drawable, of a visual that isReadable(). Blocks. 0, or the X error that says why there is
-    /// no picture; BadMatch when the area is not inside of the drawable. The last picture is lost then, too.
+    /// no picture; BadMatch when the area is not inside of the drawable.
     [[nodiscard]] std::uint8_t grab(xcb_drawable_t drawable, const PixelRect& area);
-    /// The last picture, as CapturedFrame describes it with rows of 4 * width bytes; null if there is none. Until
-    /// the next grab().
+    /// The last picture, as CapturedFrame describes it with rows of 4 * width bytes; null if there is none. The
+    /// next grab() may move or lose it, also one that fails.
     [[nodiscard]] const std::uint8_t* pixels() const noexcept { return pixels_; }
 
     /// Whether pictures of that visual come as four bytes blue, green, red and one more.

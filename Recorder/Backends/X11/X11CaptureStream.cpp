@@ -64,7 +64,7 @@ void X11CaptureStream::run() {
         for (double tick = 0; !isStopping;) {
             const bool hasNewPicture = look();
             const bool isNearInput = lookedAt_ - activity_->lastInput() < inputGrace;
-            if (picture_.pixels == nullptr)
+            if (grabber_->pixels() == nullptr)
                 deliver(FrameStatus::blank);
             else
                 deliver(hasNewPicture || isNearInput ? FrameStatus::complete : FrameStatus::idle);
@@ -78,7 +78,7 @@ void X11CaptureStream::run() {
     }
     if (!isStopping) {
         ended_(reason);
-    } else if (picture_.pixels != nullptr) {
+    } else if (grabber_->pixels() != nullptr) {
         picture_.time = std::max(picture_.time, lookedAt_);  // the server may have gone during this last look
         deliver(FrameStatus::complete);
     }
@@ -111,18 +111,21 @@ bool X11CaptureStream::readPicture() {
     xcb_damage_subtract(*connection_, damage_, XCB_NONE, XCB_NONE);
     picture_.time = clock_.now();  // the server has just answered, so it reads at once
     const std::uint8_t error = grabber_->grab(source->drawable, source->area);
-    picture_.pixels = grabber_->pixels();
+    if (error != 0) {
+        area_->examine(error);
+        return false;  // still stale
+    }
     picture_.width = source->area.width;
     picture_.height = source->area.height;
     picture_.stride = std::ptrdiff_t{4} * source->area.width;
-    if (error != 0) area_->examine(error);
-    isStale_ = error != 0;
-    return !isStale_;
+    isStale_ = false;
+    return true;
 }
 
 void X11CaptureStream::deliver(FrameStatus status) {
     if (status == FrameStatus::complete) {
         picture_.status = status;
+        picture_.pixels = grabber_->pixels();  // only now: reading another may have ended in the middle
         frame_(picture_);
     } else {
         CapturedFrame empty;
