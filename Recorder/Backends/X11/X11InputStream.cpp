@@ -2,6 +2,7 @@
 
 #include "Recorder/Backends/X11/Keyboard.h"
 #include "Recorder/Backends/X11/Monitors.h"
+#include "Recorder/Backends/X11/ServerTime.h"
 #include "Recorder/Backends/X11/StopEvent.h"
 #include "Recorder/Backends/X11/X11Connection.h"
 #include "Recorder/Platform/HostClock.h"
@@ -13,6 +14,8 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <map>
+#include <numeric>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -28,24 +31,32 @@ constexpr double patience = 3;  // seconds for a server that does not answer, wh
 // The buttons that a wheel presses and releases at every notch.
 constexpr std::uint8_t wheelUp = 4, wheelDown = 5, wheelLeft = 6, wheelRight = 7;
 
-using PointerMap = std::array<std::uint8_t, 256>;
+/// Which button each one is, as users of the left hand swap them; 0 for none. Raw events have the physical one,
+/// which the map of its device makes that of the device, and the pointer's map what programs see.
+using ButtonMap = std::array<std::uint8_t, 256>;
 
-/// Which button each physical one is, as users of the left hand swap them; 0 for none. Raw events have the
-/// physical.
-PointerMap pointerMapOf(const X11Connection& connection) {
-    PointerMap map{};
-    for (std::size_t button = 0; button < map.size(); ++button) map[button] = static_cast<std::uint8_t>(button);
-    if (const auto reply = connection.reply(&xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection)))
-        std::copy_n(xcb_get_pointer_mapping_map(reply.get()), xcb_get_pointer_mapping_map_length(reply.get()),
-                    map.begin() + 1);
+/// `buttons`: from the first one on; all others stay what they are.
+ButtonMap buttonMapFrom(const std::uint8_t* buttons, int count) {
+    ButtonMap map{};
+    std::iota(map.begin(), map.end(), std::uint8_t{0});
+    std::copy_n(buttons, count, map.begin() + 1);
     return map;
 }
 
-/// The server's stamp, milliseconds of the host clock in 32 bits, which come round every 50 days.
-double hostTimeOf(xcb_timestamp_t stamp, double now) {
-    const auto nowMs = static_cast<std::int64_t>(now * 1000);
-    const auto sinceNowMs = static_cast<std::int32_t>(stamp - static_cast<std::uint32_t>(nowMs));
-    return static_cast<double>(nowMs + sinceNowMs) / 1000;
+ButtonMap pointerMapOf(const X11Connection& connection) {
+    const auto reply = connection.reply(&xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection));
+    return reply ? buttonMapFrom(xcb_get_pointer_mapping_map(reply.get()),
+                                 xcb_get_pointer_mapping_map_length(reply.get()))
+                 : buttonMapFrom(nullptr, 0);
+}
+
+ButtonMap deviceMapOf(const X11Connection& connection, std::uint16_t device) {
+    const auto reply =
+        connection.reply(&xcb_input_get_device_button_mapping_reply,
+                         xcb_input_get_device_button_mapping(connection, static_cast<std::uint8_t>(device)));
+    return reply ? buttonMapFrom(xcb_input_get_device_button_mapping_map(reply.get()),
+                                 xcb_input_get_device_button_mapping_map_length(reply.get()))
+                 : buttonMapFrom(nullptr, 0);  // it has been unplugged
 }
 
 /// One connection and one thread, so that all that the server tells comes in the order in which it happened:
@@ -75,8 +86,10 @@ private:
     [[nodiscard]] std::optional<Point> askPointer();
     void takeEvents();
     void take(const xcb_input_raw_button_press_event_t& event);
-    void takeButton(double time, std::uint32_t physicalButton, bool isDown);
+    void takeButton(double time, std::uint8_t button, bool isDown);
+    [[nodiscard]] std::uint8_t buttonOf(const xcb_input_raw_button_press_event_t& event);
     void deliver();
+    void forgetTaken();
 
     const std::string displayName_;
     const SystemClock clock_;
@@ -87,12 +100,13 @@ private:
 
     // Of the thread alone, once it runs.
     std::optional<Keyboard> keyboard_;
-    PointerMap pointerMap_{};
-    double nextLook_ = 0;               // host clock
-    Point pointer_;                     // when it was looked at last
-    std::optional<InputEvent> motion_;  // of that look
-    std::vector<InputEvent> taken_;     // not delivered yet
-    bool needsPlace_ = false;           // some of these
+    ButtonMap pointerMap_{};
+    std::map<std::uint16_t, ButtonMap> deviceMaps_;  // of the devices of what is being taken
+    double nextLook_ = 0;                            // host clock
+    Point pointer_;                                  // when it was looked at last
+    std::optional<InputEvent> motion_;               // of that look
+    std::vector<InputEvent> taken_;                  // not delivered yet
+    bool needsPlace_ = false;                        // some of these
 
     StopEvent stop_, hasEnded_;
     std::jthread thread_;
@@ -107,6 +121,9 @@ void X11InputStream::start(Handler handler) {
     keyboard_.emplace(*connection_);
     pointerMap_ = pointerMapOf(*connection_);
     pointer_ = askPointer().value_or(Point{});
+    // What was told up to here came before, but the keyboard must know: its keys may be down.
+    takeEvents();
+    forgetTaken();
     thread_ = std::jthread([this] { run(); });
 }
 
@@ -167,7 +184,6 @@ void X11InputStream::look(bool isDue) {
     takeEvents();
     if (!place) return;
     for (InputEvent& event : taken_) event.position = *place;
-    needsPlace_ = false;
     if (!isDue) return;
     keyboard_->repeatUntil(now, taken_);
     nextLook_ = now + 1 / looksPerSecond;
@@ -210,18 +226,25 @@ void X11InputStream::take(const xcb_input_raw_button_press_event_t& event) {
             keyboard_->release(static_cast<std::uint8_t>(event.detail), time, taken_);
             break;
         case XCB_INPUT_RAW_BUTTON_PRESS:
-            takeButton(time, event.detail, true);
+            takeButton(time, buttonOf(event), true);
             break;
         case XCB_INPUT_RAW_BUTTON_RELEASE:
-            takeButton(time, event.detail, false);
+            takeButton(time, buttonOf(event), false);
             break;
         default:
             break;
     }
 }
 
-void X11InputStream::takeButton(double time, std::uint32_t physicalButton, bool isDown) {
-    const std::uint8_t button = pointerMap_[std::min<std::size_t>(physicalButton, pointerMap_.size() - 1)];
+std::uint8_t X11InputStream::buttonOf(const xcb_input_raw_button_press_event_t& event) {
+    // Asked anew every time, as nothing tells of a change; but once for a burst.
+    auto map = deviceMaps_.find(event.sourceid);
+    if (map == deviceMaps_.end())
+        map = deviceMaps_.emplace(event.sourceid, deviceMapOf(*connection_, event.sourceid)).first;
+    return pointerMap_[map->second[std::min<std::size_t>(event.detail, pointerMap_.size() - 1)]];
+}
+
+void X11InputStream::takeButton(double time, std::uint8_t button, bool isDown) {
     const bool isWheel = button >= wheelUp && button <= wheelRight;
     if (button == 0 || (isWheel && !isDown)) return;
     InputEvent& event = taken_.emplace_back();
@@ -246,8 +269,14 @@ void X11InputStream::deliver() {
         if (motion_ && motion_->time <= event.time) handler_(*std::exchange(motion_, std::nullopt));
         handler_(event);
     }
-    taken_.clear();
+    forgetTaken();
     if (motion_) handler_(*std::exchange(motion_, std::nullopt));
+}
+
+void X11InputStream::forgetTaken() {
+    taken_.clear();
+    deviceMaps_.clear();
+    needsPlace_ = false;
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "Recorder/Backends/X11/KeyTable.h"
+#include "Recorder/Backends/X11/ServerTime.h"
 #include "Recorder/Backends/X11/X11InputStream.h"
 #include "Recorder/Platform/HostClock.h"
 #include "Tests/Recorder/X11/TestClient.h"
@@ -7,9 +8,11 @@
 #include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
 #include <xcb/xcb.h>
+#include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -18,6 +21,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace lumenwhirl {
@@ -224,6 +228,43 @@ TEST_F(X11Input, aLeftHandedMouseWithANaturalWheelMeansWhatItsUserMeans) {
     EXPECT_EQ(events[4].dy, -1);
 }
 
+/// As the settings of some desktops do it. The pointer's own map comes after that of the mouse.
+TEST_F(X11Input, aMouseWithAMapOfItsOwnMeansWhatItsUserMeans) {
+    constexpr std::uint8_t mouse = 4;  // the one that XTEST moves
+    Heard heard;
+    const auto stream = makeX11InputStream(display_.name());
+    stream->start([&heard](const InputEvent& event) { heard.add(event); });
+    click(1);
+    ASSERT_TRUE(heard.waitFor(2));
+    const std::array<std::uint8_t, 10> ofTheMouse{3, 2, 1, 5, 4, 6, 7, 8, 9, 0};
+    const Owned<xcb_input_set_device_button_mapping_reply_t> reply(xcb_input_set_device_button_mapping_reply(
+        client_.connection(),
+        xcb_input_set_device_button_mapping(client_.connection(), mouse,
+                                            static_cast<std::uint8_t>(ofTheMouse.size()), ofTheMouse.data()),
+        nullptr));
+    ASSERT_TRUE(reply);
+    ASSERT_EQ(reply->status, XCB_MAPPING_STATUS_SUCCESS);
+    click(1);
+    click(4);
+    click(10);  // switched off
+    ASSERT_TRUE(heard.waitFor(5));
+    const std::array<std::uint8_t, 10> ofThePointer{1, 3, 2, 4, 5, 6, 7, 8, 9, 10};
+    const Owned<xcb_set_pointer_mapping_reply_t> both(xcb_set_pointer_mapping_reply(
+        client_.connection(),
+        xcb_set_pointer_mapping(client_.connection(), static_cast<std::uint8_t>(ofThePointer.size()),
+                                ofThePointer.data()),
+        nullptr));
+    ASSERT_TRUE(both);
+    click(1);
+    stream->stop();
+    const auto events = heard.events();
+    ASSERT_EQ(events.size(), 7U);
+    EXPECT_EQ(events[0].button, MouseButton::left);
+    EXPECT_EQ(events[2].button, MouseButton::right);
+    EXPECT_EQ(events[4].dy, -1);
+    EXPECT_EQ(events[5].button, MouseButton::other);  // 1 is 3 is 2
+}
+
 TEST_F(X11Input, keysAreHeardAsPillsShowThem) {
     setLayout("us");
     const auto keys = keysIn(eventsOf([&] {
@@ -334,6 +375,32 @@ TEST_F(X11Input, aHeldKeyRepeatsUntilItIsReleased) {
     EXPECT_EQ(keys.back(), (Key{40, "k"}));
 }
 
+TEST_F(X11Input, aKeyThatIsPressedDuringTheStartIsNoRepetition) {
+    const std::uint32_t off = XCB_AUTO_REPEAT_MODE_OFF;  // however long a busy machine holds it down
+    xcb_change_keyboard_control(client_.connection(), XCB_KB_AUTO_REPEAT_MODE, &off);
+    client_.finish();
+    const TestClient other(display_.name());  // here, as connecting is for one thread at a time
+    std::atomic<bool> isOver = false;
+    std::thread typist([&] {
+        while (!isOver) {
+            other.setKey(keyAt(KEY_K), true);
+            other.setKey(keyAt(KEY_K), false);
+        }
+    });
+    int repeats = 0;
+    for (int round = 0; round < 20; ++round) {
+        Heard heard;
+        const auto stream = makeX11InputStream(display_.name());
+        stream->start([&heard](const InputEvent& event) { heard.add(event); });
+        EXPECT_TRUE(heard.waitFor(1));
+        stream->stop();
+        for (const InputEvent& event : heard.events()) repeats += event.isRepeat;
+    }
+    isOver = true;
+    typist.join();
+    EXPECT_EQ(repeats, 0);
+}
+
 TEST_F(X11Input, aProgramThatHoldsPointerAndKeyboardHidesNothing) {
     TestClient greedy(display_.name());
     const Owned<xcb_grab_pointer_reply_t> pointer(
@@ -404,6 +471,16 @@ TEST_F(X11Input, eventsDoNotWaitForTheStopNorTheStopForAServerThatIsGone) {
     }
     display_.end();
     stream->stop();
+}
+
+TEST(ServerTime, isTheHostsUnlessTheServerHasAnotherClock) {
+    EXPECT_NEAR(hostTimeOf(100'000'123, 100'000.5), 100'000.123, 1e-9);
+    constexpr double round = 4'294'967.296;  // s, after which stamps begin again
+    EXPECT_NEAR(hostTimeOf(0xffff'ff00, round + 0.1), round - 0.256, 1e-6);
+    EXPECT_NEAR(hostTimeOf(50, 3 * round + 0.1), 3 * round + 0.05, 1e-6);
+    EXPECT_NEAR(hostTimeOf(70'000'000, 70'050), 70'000, 1e-9);  // was held up
+    for (const std::uint32_t stamp : {0U, 100'000'600U, 200'000'000U, 3'000'000'000U})
+        EXPECT_EQ(hostTimeOf(stamp, 100'000.5), 100'000.5) << stamp;
 }
 
 TEST(KeyTable, everyKeyHasANumberOfItsOwnAndComesBack) {
