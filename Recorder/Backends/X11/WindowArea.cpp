@@ -99,7 +99,10 @@ bool WindowArea::takePixmap() {
     const auto size = connection_.reply(&xcb_get_geometry_reply, pixmapCookie);
     const auto window = connection_.reply(&xcb_get_geometry_reply, windowCookie);
     const std::vector<std::uint32_t> extents = numbersIn(connection_, extentsCookie);
-    if (!isNamed || !size || !window) {
+    // A border that has just grown can be wider than all of the pixmap; an event of that follows.
+    const bool hasContent =
+        size && window && size->width > 2 * window->border_width && size->height > 2 * window->border_width;
+    if (!isNamed || !hasContent) {
         if (isNamed) xcb_free_pixmap(connection_, pixmap);
         return false;
     }
