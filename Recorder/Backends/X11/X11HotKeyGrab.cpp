@@ -2,6 +2,7 @@
 
 #include "Recorder/Backends/X11/KeyTable.h"
 
+#include <sys/socket.h>
 #include <xcb/xcb_keysyms.h>
 
 #include <algorithm>
@@ -75,6 +76,8 @@ bool X11HotKeyGrab::take(std::int64_t keyCode, const Modifiers& modifiers, std::
 void X11HotKeyGrab::release() noexcept {
     if (!thread_.joinable()) return;
     stop_.set();
+    // It may be waiting for an answer of a server that another program has grabbed, or that hangs.
+    shutdown(connection_->descriptor(), SHUT_RDWR);
     thread_.join();
     connection_.reset();  // the server gives the keys back
 }

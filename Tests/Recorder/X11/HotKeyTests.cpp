@@ -98,6 +98,17 @@ TEST_F(HotKey, belongsToOneProgramAtATime) {
     waitFor(1);
 }
 
+TEST_F(HotKey, isLetGoWhileAnotherProgramHoldsTheServer) {
+    const auto grab = system_->hotKey();
+    ASSERT_TRUE(take(*grab));
+    // It reads the new map, for which it gets no answer.
+    const std::array<xcb_keysym_t, 2> symbols{'2', '@'};
+    xcb_change_keyboard_mapping(client_.connection(), 1, 96, 2, symbols.data());
+    xcb_grab_server(client_.connection());
+    client_.finish();
+    grab->release();
+}
+
 TEST_F(HotKey, isFoundByItsPlaceAndByItsSymbolUnderANewLayout) {
     const auto grab = system_->hotKey();
     ASSERT_TRUE(take(*grab));
