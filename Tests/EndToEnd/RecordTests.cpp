@@ -160,11 +160,11 @@ TEST_F(RecordTest, theSecondOfTwoMonitorsAtTwiceTheDensity) {
     EXPECT_EQ(listed.number("/displays/1/displayInfo/globalOriginX"), 160);
 
     record({"--display", listed.json("/displays/1/id")});
+    user.movePointer(10, 50);  // on the other one: at this one's edge
     user.movePointer(470, 130);
     user.movePointer(450, 121);
     user.setButton(3, true);
-    user.setButton(3, false);
-    user.movePointer(10, 50);  // on the other one: at this one's edge
+    user.setButton(3, false);  // and there it stays: a click is where the pointer is once the recorder asks
     clock.sleep(0.1, {});
     stop();
     const std::vector<VideoFrame> frames = framesOf(package.recordingURL());
