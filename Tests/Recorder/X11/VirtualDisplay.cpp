@@ -38,6 +38,7 @@ pid_t startProgram(const std::vector<std::string>& words, int kept, const std::s
     const int nothing = open("/dev/null", O_RDWR);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nothing, stream);
     if (!display.empty()) setenv("DISPLAY", display.c_str(), 1);
+    setenv("XDG_CACHE_HOME", "/dev/null", 1);  // openbox keeps a log there
     execvp(pointers[0], pointers.data());
     _exit(127);
 }
