@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 #include <cerrno>
+#include <chrono>
 #include <system_error>
 
 namespace lumenwhirl {
@@ -9,6 +10,21 @@ namespace {
 
 /// What the watcher is woken with to end; nobody else sends it.
 const int wakeSignal = SIGRTMIN;
+
+/// timeout(1) sends its signal to us and to our group, a wrapper passes on the Ctrl-C that we have met too: what
+/// comes so soon after the first is the same request.
+constexpr std::chrono::milliseconds sameRequest{500};
+
+/// Takes the signals that come within that time; ends early with the waking one.
+void takeEchoes(const sigset_t& signals) {
+    using Clock = std::chrono::steady_clock;
+    using std::chrono::nanoseconds;
+    const auto end = Clock::now() + sameRequest;
+    for (auto left = nanoseconds(sameRequest); left.count() > 0; left = end - Clock::now()) {
+        const timespec wait{.tv_sec = 0, .tv_nsec = left.count()};
+        if (sigtimedwait(&signals, nullptr, &wait) == wakeSignal) return;
+    }
+}
 
 bool isIgnored(int signal) {
     struct sigaction action {};
@@ -42,6 +58,7 @@ void Interruption::watch(const std::stop_token& end) {
         int signal = 0;
         if (sigwait(&signals_, &signal) != 0 || signal == wakeSignal) continue;
         stop_.request_stop();
+        takeEchoes(signals_);
         // From here on this thread takes the signals the usual way, so the next one ends the process.
         sigset_t released = signals_;
         sigdelset(&released, wakeSignal);

@@ -7,8 +7,8 @@
 namespace lumenwhirl {
 
 /// While it lives, SIGINT, SIGTERM and SIGHUP (unless ignored, as under nohup) ask for a stop instead of ending
-/// the process, so that work can be put away cleanly; a second signal ends the process at once. A reader of
-/// standard output that goes away is a failed write, not a signal.
+/// the process, so that work can be put away cleanly; a second one, half a second later or more, ends the process
+/// at once. A reader of standard output that goes away is a failed write, not a signal.
 ///
 /// At most one at a time, made and destroyed on the main thread before and after all threads that work under it,
 /// for they inherit which signals are held back.

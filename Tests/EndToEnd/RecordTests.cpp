@@ -277,6 +277,11 @@ TEST_F(RecordTest, endsBySignalHotKeyTimeAndWithItsTarget) {
         fs::remove_all(package.url());
     }
     record();
+    for (int i = 0; i < 100; ++i) program->send(SIGTERM);  // timeout(1) sends two
+    stop();
+    fs::remove_all(package.url());
+
+    record();
     user.setKey(leftSuper, true);
     user.setKey(leftShift, true);
     user.setKey(keyTwo, true);
