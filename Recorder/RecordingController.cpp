@@ -194,4 +194,9 @@ std::optional<std::string> RecordingController::failure() const {
     return failure ? failure : session_->journal.failure();
 }
 
+std::optional<std::string> RecordingController::soundFailure() const {
+    if (!session_) return std::nullopt;
+    return session_->microphone ? session_->microphone->failure() : session_->screen->soundFailure();
+}
+
 }  // namespace lumenwhirl

@@ -81,7 +81,9 @@ public:
     [[nodiscard]] std::optional<std::string> endReason() const;
     /// Why no more can be written and it should be stopped, in a line for people: the disk is full.
     [[nodiscard]] std::optional<std::string> failure() const;
-    /// What the recording does without, in lines for people, such as its sound.
+    /// Why no more sound is recorded, in a line for people: the microphone was unplugged. The rest goes on.
+    [[nodiscard]] std::optional<std::string> soundFailure() const;
+    /// What the recording does without from its beginning, in lines for people.
     [[nodiscard]] const std::vector<std::string>& notices() const noexcept { return notices_; }
 
 private:

@@ -24,8 +24,12 @@ ScreenRecorder::~ScreenRecorder() {
 
 void ScreenRecorder::start() {
     if (sound_) {
-        sound_->start([this](const SoundBlock& block) { handleSound(block); },
-                      [](const std::string&) {});  // the picture goes on, with silence
+        try {
+            sound_->start([this](const SoundBlock& block) { handleSound(block); },
+                          [this](const std::string& reason) { noteSoundEnd(reason); });
+        } catch (const PlatformError& error) {  // better a recording without sound than none
+            noteSoundEnd(error.what());
+        }
     }
     capture_->start([this](const CapturedFrame& frame) { handleFrame(frame); },
                     [this](const std::string& reason) { noteEnd(reason); });
@@ -51,7 +55,7 @@ void ScreenRecorder::onAreaChange(AreaHandler handler) {
 
 /// False when this picture is too early: sound is still awaited, or the file could not be begun.
 bool ScreenRecorder::begin(const CapturedFrame& frame, double now) {
-    if (audioSource_ != AudioSource::none && !soundFormat_) {
+    if (audioSource_ != AudioSource::none && !soundFormat_ && !soundFailure_) {
         if (firstVideoHostTime_ == 0) firstVideoHostTime_ = now;
         if (now - firstVideoHostTime_ < audioStartGrace) return false;
     }
@@ -80,6 +84,17 @@ void ScreenRecorder::handleSound(const SoundBlock& block) {
 void ScreenRecorder::noteEnd(const std::string& reason) {
     const std::lock_guard lock(mutex_);
     endReason_ = reason;
+}
+
+void ScreenRecorder::noteSoundEnd(const std::string& reason) {
+    soundLevel_ = 0;
+    const std::lock_guard lock(mutex_);
+    soundFailure_ = reason;
+}
+
+std::optional<std::string> ScreenRecorder::soundFailure() const {
+    const std::lock_guard lock(mutex_);
+    return soundFailure_;
 }
 
 std::optional<std::string> ScreenRecorder::endReason() const {

@@ -54,7 +54,7 @@ public:
     /// handler, or none, takes its place. It must not call back.
     void onAreaChange(AreaHandler handler);
 
-    /// Begins to capture. Throws PlatformError.
+    /// Begins to capture. Throws PlatformError; not for the sound, see soundFailure().
     void start();
     /// 0 until the first picture has been accepted.
     [[nodiscard]] double recordingStartHostTime() const noexcept { return startHostTime_; }
@@ -66,6 +66,8 @@ public:
     [[nodiscard]] float soundLevel() const noexcept { return soundLevel_; }
     /// Why no more pictures come, in a line for people: the window was closed.
     [[nodiscard]] std::optional<std::string> endReason() const;
+    /// Why there is no sound, or no more of it, in a line for people: its device was unplugged.
+    [[nodiscard]] std::optional<std::string> soundFailure() const;
     /// Why no more can be written, in a line for people: the disk is full.
     [[nodiscard]] std::optional<std::string> failure() const { return file_->failure(); }
 
@@ -74,6 +76,7 @@ private:
     void handleSound(const SoundBlock& block);
     [[nodiscard]] bool begin(const CapturedFrame& frame, double now);
     void noteEnd(const std::string& reason);
+    void noteSoundEnd(const std::string& reason);
 
     const AudioSource audioSource_;
     HostClock& clock_;
@@ -90,7 +93,7 @@ private:
     bool wroteAudio_ = false;
     std::optional<Area> area_;
     AreaHandler areaChanged_;
-    std::optional<std::string> endReason_;
+    std::optional<std::string> endReason_, soundFailure_;
 
     std::optional<Result> result_;  // of stop()
 

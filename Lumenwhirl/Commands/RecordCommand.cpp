@@ -176,7 +176,14 @@ void RecordCommand::awaitEnd(const RecordingController& controller, Interruption
     const bool hasSound = wantsMicrophone_ || !noSystemAudio_;
     SystemClock clock;
     StatusLine line;
-    while (!interruption.token().stop_requested() && !controller.endReason() && !controller.failure()) {
+    bool isSilenceTold = false;
+    for (;;) {
+        if (const auto silence = controller.soundFailure(); silence && !isSilenceTold) {
+            isSilenceTold = true;
+            line.clear();
+            tell("the recording goes on without sound: " + *silence);
+        }
+        if (interruption.token().stop_requested() || controller.endReason() || controller.failure()) return;
         const RecordingController::Progress progress = controller.progress();
         const double left = seconds_ > 0 ? seconds_ - progress.seconds : redrawInterval;
         if (left <= 0) return;

@@ -88,6 +88,17 @@ TEST_F(SoundRecordTest, aMicrophoneLeavesTheComputersSoundOut) {
     EXPECT_FALSE(toneIn(package.recordingURL()));
 }
 
+TEST_F(SoundRecordTest, goesOnWhereTheSoundEnds) {
+    record({"--mic", "--seconds", "2"});
+    server.unplug("mic");
+    EXPECT_NE(program->wait().errors.find("goes on without sound: "), std::string::npos);
+    server.unplug("micfeed");
+    server.unplug("speakers");
+    fs::remove_all(package.url());
+    record();
+    EXPECT_NE(stop().errors.find("goes on without sound: there is no sound output"), std::string::npos);
+}
+
 class SilentRecordTest : public RecordTest {};
 TEST_F(SilentRecordTest, goesOnWithoutASoundServer) {
     hasSound = true;

@@ -59,7 +59,9 @@ protected:
         return controller.start(how, "Take", folder.path(), stop.get_token());
     }
     LumenwhirlPackage begin() { return begin(options()); }
-    void show(std::uint32_t color) { screen.capture.deliver(Picture(320, 180, color).frame(clock.now(), {100, 50})); }
+    void show(std::uint32_t color) {
+        screen.capture.deliver(Picture(320, 180, color).frame(clock.now(), {100, 50}));
+    }
     void showAt(double time, std::uint32_t color) {
         clock.advanceTo(time);
         show(color);
@@ -182,6 +184,35 @@ TEST_F(RecordingControllerTest, doesWithoutWhatCannotBeHad) {
     (void)begin(how);
     EXPECT_EQ(controller.notices().size(), 2U);
     EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
+
+    sound.isReachable = true;
+    sound.system.startFailure = "there is no sound output";
+    clock.at(clock.now() + 0.1, [this] { show(0); });
+    (void)begin(how);
+    EXPECT_EQ(controller.soundFailure(), "there is no sound output");
+    EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
+}
+
+TEST_F(RecordingControllerTest, tellsThatTheSoundHasEndedAndGoesOn) {
+    RecordingOptions how = options();
+    how.captureSystemAudio = true;
+    for (const bool mic : {false, true}) {
+        how.captureMic = mic;
+        ScriptedSound::Controls& device = mic ? sound.mic : sound.system;
+        const double start = clock.now();
+        if (!mic) clock.at(start + 0.2, [&] { device.play(start + 0.19, 0.01, 0); });
+        clock.at(start + 0.25, [this] { show(0); });
+        const LumenwhirlPackage package = begin(how);
+        device.play(start + 0.25, 0.5, 0.5F);
+        EXPECT_EQ(controller.soundFailure(), std::nullopt);
+        device.end("it was unplugged");
+        EXPECT_EQ(controller.soundFailure(), "it was unplugged");
+        EXPECT_EQ(controller.progress().soundLevel, 0);
+        showAt(start + 2.25, 0);
+        controller.stop();
+        EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = mic, .hasSystem = !mic}));
+        EXPECT_GT(peakBetween(package.recordingURL(), 0.1, 0.4), 0.4F);
+    }
 }
 
 TEST_F(RecordingControllerTest, aMicrophoneThatNeverSpokeIsNotMuxed) {

@@ -181,9 +181,15 @@ TEST_F(ScreenRecorderTest, tellsWhereAWindowGoesAndWhyTheCaptureEnded) {
 TEST_F(ScreenRecorderTest, passesOnWhyItCannotStart) {
     capture.startFailure = "no such window";
     EXPECT_THROW(makeRecorder(AudioSource::none), PlatformError);
-    capture.startFailure.clear();
+}
+
+TEST_F(ScreenRecorderTest, doesNotWaitForSoundThatCannotCome) {
     sound.startFailure = "no such sink";
-    EXPECT_THROW(makeRecorder(AudioSource::system), PlatformError);
+    ScreenRecorder& screen = makeRecorder(AudioSource::system);
+    EXPECT_EQ(screen.soundFailure(), "no such sink");
+    showAt(101);
+    EXPECT_EQ(screen.recordingStartHostTime(), 101);
+    EXPECT_FALSE(file.sound);
 }
 
 TEST_F(ScreenRecorderTest, tellsTheLoudnessOfTheLatestSound) {
