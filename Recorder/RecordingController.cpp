@@ -22,14 +22,6 @@ constexpr double moveHz = 120;         // cursor samples a second, at most
 constexpr double pollInterval = 0.01;  // seconds
 constexpr std::int64_t framesPerSecond = 60;
 
-/// Removes what a recording that never began has made; a package that was there before keeps its other files.
-void removeUnbegun(const LumenwhirlPackage& package) {
-    std::error_code ignored;
-    std::filesystem::remove(package.recordingURL(), ignored);
-    std::filesystem::remove(package.micURL(), ignored);
-    std::filesystem::remove(package.url(), ignored);  // only if it is empty now
-}
-
 }  // namespace
 
 /// What lives as long as one recording, in the order in which it begins.
@@ -63,13 +55,14 @@ LumenwhirlPackage RecordingController::start(const RecordingOptions& options, co
     notices_.clear();
     const LumenwhirlPackage package = LumenwhirlPackage::create(packageName, folder);
     try {
-        session_ = open(options, package);
+        session_ = std::make_unique<Session>(package, options.target.displayInfo());
+        open(options, *session_);
         session_->screen->start();
         awaitFirstFrame(*session_, stop);
     } catch (...) {
-        session_.reset();
-        EventJournal::remove(package.url());
-        removeUnbegun(package);
+        discard();
+        std::error_code ignored;
+        std::filesystem::remove(package.url(), ignored);  // only if it is empty now
         throw;
     }
     session_->info.startHostTime = session_->screen->recordingStartHostTime();
@@ -81,10 +74,7 @@ LumenwhirlPackage RecordingController::start(const RecordingOptions& options, co
 }
 
 /// Everything that must work, or there is no recording; and the computer's sound, which may fail.
-std::unique_ptr<RecordingController::Session> RecordingController::open(const RecordingOptions& options,
-                                                                        const LumenwhirlPackage& package) {
-    const DisplayInfo& display = options.target.displayInfo();
-    auto session = std::make_unique<Session>(package, display);
+void RecordingController::open(const RecordingOptions& options, Session& session) {
     // The microphone's sound takes the place of any other in the end.
     auto source = options.captureSystemAudio && !options.captureMic ? ScreenRecorder::AudioSource::system
                                                                     : ScreenRecorder::AudioSource::none;
@@ -97,15 +87,26 @@ std::unique_ptr<RecordingController::Session> RecordingController::open(const Re
             notices_.push_back(std::string("recording without sound: ") + error.what());
         }
     }
+    const DisplayInfo& display = session.info.display;
     MovieFile::Settings settings;
     settings.width = static_cast<int>(display.pixelWidth);
     settings.height = static_cast<int>(display.pixelHeight);
     settings.codec = options.codec;
     settings.encoder = options.encoder;
-    auto file = std::make_unique<MovieFile>(package.recordingURL(), settings);
-    session->screen = std::make_unique<ScreenRecorder>(options.target.makeStream(screen_), source,
-                                                       std::move(sound), std::move(file), clock_);
-    return session;
+    auto file = std::make_unique<MovieFile>(session.package.recordingURL(), settings);
+    session.screen = std::make_unique<ScreenRecorder>(options.target.makeStream(screen_), source, std::move(sound),
+                                                      std::move(file), clock_);
+}
+
+/// Removes what a recording that could not begin has made. The package may have been there before, or another
+/// recording may be running in it: what is theirs stays.
+void RecordingController::discard() {
+    const std::unique_ptr<Session> session = std::move(session_);
+    if (!session) return;
+    std::error_code ignored;
+    if (session->screen && session->screen->stop().startHostTime != 0)
+        std::filesystem::remove(session->package.recordingURL(), ignored);
+    EventJournal::remove(session->package.url());
 }
 
 void RecordingController::awaitFirstFrame(Session& session, const std::stop_token& stop) {

@@ -88,7 +88,8 @@ public:
 
 private:
     struct Session;
-    std::unique_ptr<Session> open(const RecordingOptions& options, const LumenwhirlPackage& package);
+    void open(const RecordingOptions& options, Session& session);
+    void discard();
     void awaitFirstFrame(Session& session, const std::stop_token& stop);
     void startMicrophone(Session& session, const RecordingOptions& options);
     void startInput(Session& session);

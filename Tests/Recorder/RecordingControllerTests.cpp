@@ -252,6 +252,21 @@ TEST_F(RecordingControllerTest, leavesNothingWhenItCannotBegin) {
     EXPECT_EQ(controller.state(), RecordingController::State::idle);
 }
 
+TEST_F(RecordingControllerTest, leavesWhatIsOthersWhenItCannotBegin) {
+    const LumenwhirlPackage package = begin();
+    RecordingController second(screen, sound, clock);
+    EXPECT_THROW((void)second.start(options(), "Take", folder.path(), {}), LumenwhirlPackage::Error);
+    EXPECT_TRUE(EventJournal::isBeingWritten(package.url()));
+    showAt(1001, 0);
+    controller.stop();
+    const auto isWhole = [&] { return VideoReader(package.recordingURL()).info().duration > 0.7; };
+    EXPECT_TRUE(isWhole());
+
+    EXPECT_THROW((void)second.start(options(), "Take", folder.path(), {}), RecordingError);  // no picture comes
+    EXPECT_TRUE(isWhole());
+    EXPECT_FALSE(PackageCompletion::recover(package));
+}
+
 TEST_F(RecordingControllerTest, theLogFollowsAWindowThatMovesAndGrows) {
     const LumenwhirlPackage package = begin();
     const auto moveTo = [&](double time, Point position) {
