@@ -61,8 +61,12 @@ void add(const Line& line, EventLog& log) {
         log.scroll.push_back(LumenwhirlJSON::decodeLine<ScrollEvent>(line.json));
     else if (line.kind == keysKind)
         log.keys.push_back(LumenwhirlJSON::decodeLine<KeyEvent>(line.json));
-    else if (line.kind == recordingKind)
-        log.recording = LumenwhirlJSON::decodeLine<RecordingInfo>(line.json);
+    else if (line.kind == recordingKind) {
+        // Not in one step: GCC 12 lets the function build its result in the field, which an exception leaves
+        // empty.
+        const auto info = LumenwhirlJSON::decodeLine<RecordingInfo>(line.json);
+        log.recording = info;
+    }
 }
 
 EventLog parse(std::string_view text, const std::filesystem::path& file) {

@@ -114,6 +114,10 @@ TEST_F(Journal, isReadUpToWhereverACrashHasCutIt) {
     expected.clicks.clear();
     expected.scroll.clear();
     EXPECT_EQ(read(), expected);
+
+    // The first line's recording is the better one then.
+    put(whole + "recording {\"fps\":30,\"display\":{\"id\":1" + std::string(100, '\0') + "}\n");
+    EXPECT_EQ(read(), log);
 }
 
 TEST_F(Journal, whatIsNoJournalIsRefusedInOneLine) {
