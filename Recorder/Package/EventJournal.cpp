@@ -162,12 +162,6 @@ void EventJournal::write(const std::string& line) {
     wholeBytes_ += static_cast<std::int64_t>(line.size());
 }
 
-void EventJournal::sync() noexcept {
-    if (hasFailed() || ::fdatasync(descriptor_.get()) == 0) return;
-    if (errno != EINVAL && errno != EROFS)  // not on every file system
-        fail(file_.string() + ": cannot flush to disk: " + DocumentFile::reason(errno));
-}
-
 std::optional<std::string> EventJournal::failure() const {
     const std::scoped_lock lock(mutex_);
     return failure_;

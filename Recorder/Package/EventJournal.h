@@ -20,7 +20,7 @@ namespace lumenwhirl {
 /// EventLog and have one of its elements: `cursor {"t":1.25,"x":640,"y":360}`.
 ///
 /// A line is handed to the system by one call, which keeps it when this program is killed; what a power cut may
-/// take is what came after the last sync().
+/// take is what nobody has sent to the disk yet.
 class EventJournal {
 public:
     static constexpr std::string_view fileName = ".events.journal";
@@ -39,8 +39,6 @@ public:
     void append(const KeyEvent& key) noexcept;
     void append(const RecordingInfo& info) noexcept;
 
-    /// Makes what has been appended survive a power cut; may take a while. Any thread; for once a second.
-    void sync() noexcept;
     /// Why nothing is written any more, in one line; empty while all is well. Any thread.
     [[nodiscard]] std::optional<std::string> failure() const;
 
