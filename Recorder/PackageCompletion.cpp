@@ -5,9 +5,15 @@
 #include "Media/ReplacementFile.h"
 #include "Media/VideoReader.h"
 #include "Recorder/Muxer.h"
+#include "Recorder/Package/Descriptor.h"
 #include "Recorder/Package/EventJournal.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <string_view>
 #include <system_error>
 
 namespace lumenwhirl::PackageCompletion {
@@ -32,22 +38,44 @@ void giveIndex(const fs::path& file) {
     }
 }
 
-/// False where the microphone's sound could not be laid under the picture: the recording does without it then.
-bool layMicrophone(const LumenwhirlPackage& package, double duration) {
+/// Why the microphone's sound could not be laid under the picture: the recording does without it then.
+std::optional<std::string> layMicrophone(const LumenwhirlPackage& package, double duration) {
     try {
         giveIndex(package.micURL());
         Muxer::muxAudio(package.micURL(), package.recordingURL(), duration + lastPicture);
-        return true;
-    } catch (const Muxer::MuxError&) {
-        return false;
+        return std::nullopt;
+    } catch (const Muxer::MuxError& error) {
+        return error.what();
     }
 }
 
-/// Of a killed muxer.
+/// Held by one process, or thread, at a time: several commands may be given one package at once. Where the file
+/// system has no locks, there is none.
+class Lock {
+public:
+    explicit Lock(const LumenwhirlPackage& package)
+        : folder_(::open(package.url().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+        while (folder_.isOpen() && ::flock(folder_.get(), LOCK_EX) != 0 && errno == EINTR) {
+        }
+    }
+
+private:
+    const Descriptor folder_;
+};
+
+/// Files that would have taken the place of others, had their writer not been killed.
+bool isLeftover(std::string_view name) {
+    const auto isBeside = [&](std::string_view document) {
+        return name.starts_with('.') && name.substr(1).starts_with(document) && name.size() > document.size() + 1;
+    };
+    return name.starts_with(ReplacementFile::namePrefix) || isBeside(LumenwhirlPackage::eventsName) ||
+           isBeside(LumenwhirlPackage::projectName);
+}
+
 void removeLeftovers(const LumenwhirlPackage& package) {
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(package.url(), error)) {
-        if (!entry.path().filename().string().starts_with(ReplacementFile::namePrefix)) continue;
+        if (!isLeftover(entry.path().filename().string())) continue;
         std::error_code ignored;  // it only takes up room
         fs::remove(entry.path(), ignored);
     }
@@ -55,9 +83,11 @@ void removeLeftovers(const LumenwhirlPackage& package) {
 
 }  // namespace
 
-void complete(const LumenwhirlPackage& package, const Recorded& recorded) {
-    const bool isMicrophoneMuxed =
-        recorded.recordedMicrophone && hasMicrophoneFile(package) && layMicrophone(package, recorded.duration);
+std::optional<std::string> complete(const LumenwhirlPackage& package, const Recorded& recorded) {
+    const bool hasMicrophone = recorded.recordedMicrophone && hasMicrophoneFile(package);
+    std::optional<std::string> microphoneFailure;
+    if (hasMicrophone) microphoneFailure = layMicrophone(package, recorded.duration);
+    const bool isMicrophoneMuxed = hasMicrophone && !microphoneFailure;
     if (!isMicrophoneMuxed) giveIndex(package.recordingURL());
     package.writeEvents(recorded.log);
     ProjectSettings project = ProjectSettings::makeDefault(recorded.duration, false, false);
@@ -66,9 +96,11 @@ void complete(const LumenwhirlPackage& package, const Recorded& recorded) {
                      .hasSystem = recorded.recordedSystemSound};
     package.writeProject(project);
     EventJournal::remove(package.url());
+    return microphoneFailure;
 }
 
 std::optional<Recovery> recover(const LumenwhirlPackage& package) {
+    const Lock lock(package);
     if (EventJournal::isBeingWritten(package.url()))
         throw Error(Error::Kind::cannotRead, package.url(),
                     "is being recorded right now; stop the recording first");
@@ -80,6 +112,8 @@ std::optional<Recovery> recover(const LumenwhirlPackage& package) {
         // First, as only then the file tells how long it is.
         Remuxer::complete(package.recordingURL(), lastPicture);
         video = VideoReader(package.recordingURL()).info();
+        if (video->duration <= 0)
+            throw MediaError(MediaError::Kind::damaged, package.recordingURL(), "it has no picture");
     } catch (const MediaError& error) {
         throw Error(Error::Kind::cannotRead, package.url(),
                     error.kind() == MediaError::Kind::cannotWrite
@@ -92,8 +126,8 @@ std::optional<Recovery> recover(const LumenwhirlPackage& package) {
                       // With a microphone there is no other sound.
                       .recordedSystemSound = video->hasAudio && !hasMicrophone,
                       .recordedMicrophone = hasMicrophone};
-    complete(package, recorded);
-    return Recovery{recorded.duration};
+    const std::optional<std::string> microphoneFailure = complete(package, recorded);
+    return Recovery{recorded.duration, microphoneFailure};
 }
 
 }  // namespace lumenwhirl::PackageCompletion

@@ -4,6 +4,7 @@
 #include "Recorder/Package/LumenwhirlPackage.h"
 
 #include <optional>
+#include <string>
 
 /// The last step of a recording: what was written while it ran becomes a whole package. A recording that was cut
 /// short is completed by the same step when it is next opened.
@@ -25,17 +26,20 @@ struct Recorded {
 
 /// Lays the microphone under the picture, gives recording.mp4 its index, writes events.json and the project a new
 /// recording begins with, and removes the journal. A microphone that cannot be joined is left out, and a video
-/// that cannot be copied for want of space stays in its pieces, which play as well. Throws
-/// LumenwhirlPackage::Error when a document cannot be written; then the journal stays.
-void complete(const LumenwhirlPackage& package, const Recorded& recorded);
+/// that cannot be copied for want of space stays in its pieces, which play as well. Returns why the microphone was
+/// left out, in a line for people. Throws LumenwhirlPackage::Error when a document cannot be written; then the
+/// journal stays.
+std::optional<std::string> complete(const LumenwhirlPackage& package, const Recorded& recorded);
 
 /// What was found of a recording that was cut short.
 struct Recovery {
-    double duration = 0;  // seconds
+    double duration = 0;                           // seconds
+    std::optional<std::string> microphoneFailure;  // as of complete()
 };
 
 /// Completes the package of a recording that was cut short; empty for a whole one, of which nothing is touched.
-/// Throws LumenwhirlPackage::Error while the recording is still running, and when nothing can be saved.
+/// Where another process, or thread, is at it, waits for it. Throws LumenwhirlPackage::Error while the recording
+/// is still running, and when nothing can be saved.
 [[nodiscard]] std::optional<Recovery> recover(const LumenwhirlPackage& package);
 
 }  // namespace lumenwhirl::PackageCompletion

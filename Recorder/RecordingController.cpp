@@ -172,7 +172,9 @@ LumenwhirlPackage RecordingController::stop() {
     recorded.recordedSystemSound = result.audioSource == ScreenRecorder::AudioSource::system && result.wroteAudio;
     recorded.recordedMicrophone = session->microphone != nullptr;
     state_ = State::idle;  // whatever becomes of the package, another recording can begin
-    PackageCompletion::complete(session->package, recorded);
+    notices_.clear();
+    if (const auto failure = PackageCompletion::complete(session->package, recorded))
+        notices_.push_back("the voice is in mic.m4a, but not in the recording: " + *failure);
     return session->package;
 }
 

@@ -83,7 +83,7 @@ public:
     [[nodiscard]] std::optional<std::string> failure() const;
     /// Why no more sound is recorded, in a line for people: the microphone was unplugged. The rest goes on.
     [[nodiscard]] std::optional<std::string> soundFailure() const;
-    /// What the recording does without from its beginning, in lines for people.
+    /// What the latest start() or stop() did without, in lines for people; of their thread.
     [[nodiscard]] const std::vector<std::string>& notices() const noexcept { return notices_; }
 
 private:

@@ -61,6 +61,10 @@ LumenwhirlPackage openPackage(const std::filesystem::path& path) {
         const std::string line = shown(path) + ": the recording had been cut short; " +
                                  durationText(recovery->duration) + " of it were saved and completed";
         std::fprintf(stderr, "lumenwhirl: %s\n", oneLine(line).c_str());
+        if (recovery->microphoneFailure) {
+            const std::string silence = "its voice is in mic.m4a only: " + *recovery->microphoneFailure;
+            std::fprintf(stderr, "lumenwhirl: %s\n", oneLine(silence).c_str());
+        }
     }
     return package;
 }

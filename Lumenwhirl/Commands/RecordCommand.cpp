@@ -155,6 +155,7 @@ void RecordCommand::run() {
     const std::optional<std::string> reason = controller.endReason(), failure = controller.failure();
     const RecordingController::Progress progress = controller.progress();
     (void)controller.stop();
+    for (const std::string& notice : controller.notices()) tell(notice);
     if (reason) tell("the recording has ended: " + *reason);
     if (StatusLine::isWatched() || progress.file.framesDropped > 0) {
         tell("recorded " + durationText(std::floor(progress.seconds)) + ", " +

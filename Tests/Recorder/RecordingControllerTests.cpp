@@ -15,6 +15,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <future>
 #include <set>
 
 namespace lumenwhirl::test {
@@ -59,6 +60,7 @@ protected:
         return controller.start(how, "Take", folder.path(), stop.get_token());
     }
     LumenwhirlPackage begin() { return begin(options()); }
+    void killRecording(const LumenwhirlPackage& copy);
     void show(std::uint32_t color) {
         screen.capture.deliver(Picture(320, 180, color).frame(clock.now(), {100, 50}));
     }
@@ -284,8 +286,8 @@ TEST_F(RecordingControllerTest, theLogFollowsAWindowThatMovesAndGrows) {
     EXPECT_EQ((std::pair{cursor[2].x, cursor[2].y}), (std::pair{40.0, 10.0}));
 }
 
-/// What a kill leaves is what is on the disk at that moment.
-TEST_F(RecordingControllerTest, aKilledRecordingIsCompletedWhenItIsOpened) {
+/// What a kill leaves is what is on the disk at that moment. Two seconds of pictures, a voice and a moving cursor.
+void RecordingControllerTest::killRecording(const LumenwhirlPackage& copy) {
     RecordingOptions how = options();
     how.captureMic = true;
     const LumenwhirlPackage package = begin(how);
@@ -295,7 +297,6 @@ TEST_F(RecordingControllerTest, aKilledRecordingIsCompletedWhenItIsOpened) {
         screen.inputControls.deliver(
             {.kind = InputEvent::Kind::moved, .time = clock.now(), .position = {100.0 + i, 50}});
     }
-    const LumenwhirlPackage copy(folder / "Copy.lumenwhirl");
     const auto hasAll = [&] {  // pictures and sound reach the disk within a second
         fs::remove_all(copy.url());
         fs::copy(package.url(), copy.url());
@@ -310,10 +311,18 @@ TEST_F(RecordingControllerTest, aKilledRecordingIsCompletedWhenItIsOpened) {
     };
     for (int tries = 0; tries < 500 && !hasAll(); ++tries) SystemClock().sleep(0.02, {});
     ASSERT_TRUE(hasAll());
-    std::ofstream(copy.url() / ".mux-12345678.mp4") << "what a killed muxer left";
+    controller.stop();
+}
+
+TEST_F(RecordingControllerTest, aKilledRecordingIsCompletedWhenItIsOpened) {
+    const LumenwhirlPackage copy(folder / "Copy.lumenwhirl");
+    killRecording(copy);
+    for (const char* name : {".mux-12345678.mp4", ".events.json.a1B2c3", ".project.json.a1B2c3"})
+        std::ofstream(copy.url() / name) << "what was killed before it had its name";
 
     const auto recovery = PackageCompletion::recover(copy);
     ASSERT_TRUE(recovery);
+    EXPECT_EQ(recovery->microphoneFailure, std::nullopt);
     EXPECT_NEAR(recovery->duration, 2, 0.01);
     EXPECT_EQ(copy.readEvents().cursor.size(), 8U);
     EXPECT_EQ(copy.readEvents().recording.startHostTime, beginning);
@@ -323,7 +332,41 @@ TEST_F(RecordingControllerTest, aKilledRecordingIsCompletedWhenItIsOpened) {
     EXPECT_EQ(filesIn(copy.url()),
               (std::set<std::string>{"events.json", "mic.m4a", "project.json", "recording.mp4"}));
     EXPECT_FALSE(PackageCompletion::recover(copy));
+}
+
+TEST_F(RecordingControllerTest, aKilledRecordingIsCompletedOnceHoweverManyOpenIt) {
+    const LumenwhirlPackage copy(folder / "Copy.lumenwhirl");
+    killRecording(copy);
+    std::vector<std::future<bool>> openings;
+    for (int i = 0; i < 4; ++i)
+        openings.push_back(
+            std::async(std::launch::async, [&] { return PackageCompletion::recover(copy).has_value(); }));
+    int completions = 0;
+    for (auto& opening : openings) completions += opening.get() ? 1 : 0;
+    EXPECT_EQ(completions, 1);
+    EXPECT_GT(peakBetween(copy.recordingURL(), 1.5, 1.9), 0.4F);
+}
+
+TEST_F(RecordingControllerTest, tellsThatTheVoiceCannotBeLaidUnderThePicture) {
+    const LumenwhirlPackage copy(folder / "Copy.lumenwhirl");
+    killRecording(copy);
+    std::ofstream(copy.micURL(), std::ios::binary) << std::string(5000, 'x');
+    const auto recovery = PackageCompletion::recover(copy);
+    ASSERT_TRUE(recovery);
+    EXPECT_NE(recovery->microphoneFailure.value_or("").find("mic.m4a"), std::string::npos);
+    EXPECT_EQ(copy.readProject().audio, AudioInfo{});
+
+    RecordingOptions how = options();
+    how.captureMic = true;
+    clock.at(clock.now() + 0.1, [this] { show(0); });
+    const LumenwhirlPackage package = begin(how);
+    sound.mic.play(clock.now(), 1, 0.5F);
+    showAt(clock.now() + 1, 0);
+    fs::remove(package.micURL());
+    std::ofstream(package.micURL(), std::ios::binary) << std::string(5000, 'x');
     controller.stop();
+    EXPECT_EQ(controller.notices().size(), 1U);
+    EXPECT_EQ(package.readProject().audio, AudioInfo{});
 }
 
 TEST_F(RecordingControllerTest, aRecordingKilledBeforeItsFirstPictureSaysSo) {
