@@ -54,21 +54,24 @@ LumenwhirlPackage RecordingController::start(const RecordingOptions& options, co
     assert(state_ == State::idle);
     notices_.clear();
     const LumenwhirlPackage package = LumenwhirlPackage::create(packageName, folder);
+    std::unique_ptr<Session> session;
     try {
-        session_ = std::make_unique<Session>(package, options.target.displayInfo());
-        open(options, *session_);
-        session_->screen->start();
-        awaitFirstFrame(*session_, stop);
+        session = std::make_unique<Session>(package, options.target.displayInfo());
+        open(options, *session);
+        session->screen->start();
+        awaitFirstFrame(*session, stop);
     } catch (...) {
-        discard();
+        discard(std::move(session));
         std::error_code ignored;
         std::filesystem::remove(package.url(), ignored);  // only if it is empty now
         throw;
     }
-    session_->info.startHostTime = session_->screen->recordingStartHostTime();
-    session_->journal.append(session_->info);
-    if (options.captureMic) startMicrophone(*session_, options);
-    startInput(*session_);
+    session->info.startHostTime = session->screen->recordingStartHostTime();
+    session->journal.append(session->info);
+    if (options.captureMic) startMicrophone(*session, options);
+    startInput(*session);
+    const std::lock_guard lock(mutex_);
+    session_ = std::move(session);
     state_ = State::recording;
     return package;
 }
@@ -100,8 +103,7 @@ void RecordingController::open(const RecordingOptions& options, Session& session
 
 /// Removes what a recording that could not begin has made. The package may have been there before, or another
 /// recording may be running in it: what is theirs stays.
-void RecordingController::discard() {
-    const std::unique_ptr<Session> session = std::move(session_);
+void RecordingController::discard(std::unique_ptr<Session> session) {
     if (!session) return;
     std::error_code ignored;
     if (session->screen && session->screen->stop().startHostTime != 0)
@@ -155,10 +157,14 @@ void RecordingController::startInput(Session& session) {
 }
 
 LumenwhirlPackage RecordingController::stop() {
-    if (state_ != State::recording)
-        throw RecordingError(RecordingError::Kind::notRecording, "no recording is running");
-    state_ = State::finishing;
-    const std::unique_ptr<Session> session = std::move(session_);
+    std::unique_ptr<Session> session;
+    {
+        const std::lock_guard lock(mutex_);
+        if (state_ != State::recording)
+            throw RecordingError(RecordingError::Kind::notRecording, "no recording is running");
+        state_ = State::finishing;
+        session = std::move(session_);
+    }
     PackageCompletion::Recorded recorded{.log = {.recording = session->info}};
     session->screen->onAreaChange(nullptr);
     EventTap::Events events = session->input->stop();
@@ -179,6 +185,7 @@ LumenwhirlPackage RecordingController::stop() {
 }
 
 RecordingController::Progress RecordingController::progress() const {
+    const std::lock_guard lock(mutex_);
     if (!session_) return {};
     const ScreenRecorder& screen = *session_->screen;
     const double start = screen.recordingStartHostTime();
@@ -188,16 +195,19 @@ RecordingController::Progress RecordingController::progress() const {
 }
 
 std::optional<std::string> RecordingController::endReason() const {
+    const std::lock_guard lock(mutex_);
     return session_ ? session_->screen->endReason() : std::nullopt;
 }
 
 std::optional<std::string> RecordingController::failure() const {
+    const std::lock_guard lock(mutex_);
     if (!session_) return std::nullopt;
     const auto failure = session_->screen->failure();
     return failure ? failure : session_->journal.failure();
 }
 
 std::optional<std::string> RecordingController::soundFailure() const {
+    const std::lock_guard lock(mutex_);
     if (!session_) return std::nullopt;
     return session_->microphone ? session_->microphone->failure() : session_->screen->soundFailure();
 }

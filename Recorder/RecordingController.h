@@ -8,8 +8,10 @@
 #include "Recorder/Platform/SoundSystem.h"
 #include "Recorder/RecordingFile.h"
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <stop_token>
@@ -89,7 +91,7 @@ public:
 private:
     struct Session;
     void open(const RecordingOptions& options, Session& session);
-    void discard();
+    static void discard(std::unique_ptr<Session> session);
     void awaitFirstFrame(Session& session, const std::stop_token& stop);
     void startMicrophone(Session& session, const RecordingOptions& options);
     void startInput(Session& session);
@@ -97,9 +99,10 @@ private:
     ScreenSystem& screen_;
     SoundSystem& sound_;
     HostClock& clock_;
-    State state_ = State::idle;
+    std::atomic<State> state_ = State::idle;
     std::vector<std::string> notices_;
-    std::unique_ptr<Session> session_;
+    mutable std::mutex mutex_;          // guards session_
+    std::unique_ptr<Session> session_;  // while recording
 };
 
 }  // namespace lumenwhirl

@@ -13,10 +13,12 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cmath>
 #include <fstream>
 #include <future>
 #include <set>
+#include <thread>
 
 namespace lumenwhirl::test {
 namespace {
@@ -193,6 +195,36 @@ TEST_F(RecordingControllerTest, doesWithoutWhatCannotBeHad) {
     (void)begin(how);
     EXPECT_EQ(controller.soundFailure(), "there is no sound output");
     EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
+}
+
+/// For the thread sanitizer above all.
+TEST_F(RecordingControllerTest, isAskedByAnotherThreadWhileItBeginsAndEnds) {
+    class SteppingClock final : public HostClock {
+    public:
+        explicit SteppingClock(std::function<void(double)> afterSleep) : afterSleep_(std::move(afterSleep)) {}
+        [[nodiscard]] double now() const override { return now_; }
+        void sleep(double seconds, const std::stop_token&) override { afterSleep_(now_ = now_ + seconds); }
+
+    private:
+        std::atomic<double> now_ = 1000;
+        std::function<void(double)> afterSleep_;
+    };
+    SteppingClock stepping([this](double now) {
+        screen.capture.deliver(Picture(320, 180, 0).frame(now, {100, 50}));
+    });
+    RecordingController asked(screen, sound, stepping);
+    std::atomic<bool> isWell = true;
+    const std::jthread asking([&](const std::stop_token& end) {
+        while (!end.stop_requested())
+            if (asked.failure() || asked.endReason() || asked.soundFailure() || asked.progress().seconds < 0)
+                isWell = false;
+    });
+    for (int i = 0; i < 3; ++i) {
+        (void)asked.start(options(), "Take", folder.path(), stop.get_token());
+        EXPECT_EQ(asked.state(), RecordingController::State::recording);
+        (void)asked.stop();
+    }
+    EXPECT_TRUE(isWell);
 }
 
 TEST_F(RecordingControllerTest, tellsThatTheSoundHasEndedAndGoesOn) {
