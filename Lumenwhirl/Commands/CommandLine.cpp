@@ -139,8 +139,10 @@ int runCommandLine(int argc, const char* const* argv) noexcept {
     try {
         Program program;
         const int status = runProgram(program, argc, argv);
-        if (std::fflush(stdout) != 0 && status == 0)
-            return complain(std::string("standard output: ") + std::strerror(errno), 1);
+        const char* const problem = std::fflush(stdout) != 0   ? std::strerror(errno)
+                                    : std::ferror(stdout) != 0 ? "cannot be written"  // what was flushed before
+                                                               : nullptr;
+        if (problem != nullptr && status == 0) return complain(std::string("standard output: ") + problem, 1);
         return status;
     } catch (const std::exception& error) {
         return complain(error.what(), 1);

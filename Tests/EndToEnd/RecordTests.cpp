@@ -381,6 +381,15 @@ TEST_F(RecordTest, refusesWhatItCannotDoInOneLine) {
         run({"permissions"}).output,
         "{\"screenRecording\":\"granted\",\"inputMonitoring\":\"granted\",\"microphone\":\"notDetermined\"}\n");
 
+    Program::Surroundings mute = surroundings();
+    mute.hasClosedOutput = true;
+    const Outcome unheard =
+        Program::run({"record", "--folder", folder.path().string(), "--name", "Unheard", "--codec", "h264",
+                      "--encoder", "software", "--no-system-audio", "--seconds", "0.2"},
+                     mute);
+    EXPECT_EQ(unheard.status, 1);
+    EXPECT_EQ(unheard.errors.find("lumenwhirl: standard output: "), 0U) << unheard.errors;
+
     record();
     const Outcome second = run({"record", "--folder", folder.path().string(), "--name", "Take"});
     EXPECT_EQ(second.status, 1);
