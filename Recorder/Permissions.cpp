@@ -2,8 +2,28 @@
 
 #include "Recorder/Platform/PlatformError.h"
 
+#include <algorithm>
+#include <array>
+
 namespace lumenwhirl {
 namespace {
+
+struct Texts {
+    Permission permission;
+    std::string_view name, title, explanation;
+};
+constexpr std::array texts{
+    Texts{Permission::screenRecording, "screenRecording", "Screen Recording",
+          "Capture your display at native resolution."},
+    Texts{Permission::inputMonitoring, "inputMonitoring", "Input Monitoring",
+          "Log cursor movement, clicks and keystrokes for synthetic re-rendering."},
+    Texts{Permission::microphone, "microphone", "Microphone", "Record your voice as a separate audio track."},
+};
+
+constexpr const Texts& textsOf(Permission permission) {
+    return *std::find_if(texts.begin(), texts.end(),
+                         [&](const Texts& each) { return each.permission == permission; });
+}
 
 PermissionStatus statusOfScreen(ScreenSystem* screen) {
     return screen && screen->canCaptureScreen() ? PermissionStatus::granted : PermissionStatus::notDetermined;
@@ -23,15 +43,7 @@ PermissionStatus statusOfMicrophone(SoundSystem& sound) {
 }  // namespace
 
 std::string_view nameOf(Permission permission) noexcept {
-    switch (permission) {
-        case Permission::screenRecording:
-            return "screenRecording";
-        case Permission::inputMonitoring:
-            return "inputMonitoring";
-        case Permission::microphone:
-            return "microphone";
-    }
-    return {};
+    return textsOf(permission).name;
 }
 
 std::string_view nameOf(PermissionStatus status) noexcept {
@@ -47,27 +59,11 @@ std::string_view nameOf(PermissionStatus status) noexcept {
 }
 
 std::string_view titleOf(Permission permission) noexcept {
-    switch (permission) {
-        case Permission::screenRecording:
-            return "Screen Recording";
-        case Permission::inputMonitoring:
-            return "Input Monitoring";
-        case Permission::microphone:
-            return "Microphone";
-    }
-    return {};
+    return textsOf(permission).title;
 }
 
 std::string_view explanationOf(Permission permission) noexcept {
-    switch (permission) {
-        case Permission::screenRecording:
-            return "Capture your display at native resolution.";
-        case Permission::inputMonitoring:
-            return "Log cursor movement, clicks and keystrokes for synthetic re-rendering.";
-        case Permission::microphone:
-            return "Record your voice as a separate audio track.";
-    }
-    return {};
+    return textsOf(permission).explanation;
 }
 
 std::optional<std::string_view> settingsLinkOf(Permission) noexcept {
