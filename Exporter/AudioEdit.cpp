@@ -30,9 +30,9 @@ bool isUnchanged(double rate) {
 
 /// The recording's sound as a stream of samples read once, front to back; silence after its end. What was read
 /// last can be read again.
-class SourceSound {
+class SourceAudio {
 public:
-    SourceSound(AudioReader& reader, float gain) : reader_(reader), gain_(gain) {
+    SourceAudio(AudioReader& reader, float gain) : reader_(reader), gain_(gain) {
         kept_.channels.resize(channels());
     }
 
@@ -120,7 +120,7 @@ struct Span {
     std::int64_t start = 0, end = 0;
 };
 
-void copySegment(SourceSound& source, Span span, SegmentWriter& out, const std::stop_token& stop) {
+void copySegment(SourceAudio& source, Span span, SegmentWriter& out, const std::stop_token& stop) {
     AudioBuffer buffer;
     while (out.missing() > 0 && !stop.stop_requested()) {
         const auto count = std::min<std::int64_t>(out.missing(), blockFrames);
@@ -130,7 +130,7 @@ void copySegment(SourceSound& source, Span span, SegmentWriter& out, const std::
     }
 }
 
-void stretchSegment(SourceSound& source, Span span, double rate, SegmentWriter& out, const std::stop_token& stop) {
+void stretchSegment(SourceAudio& source, Span span, double rate, SegmentWriter& out, const std::stop_token& stop) {
     const std::int64_t before = std::min(span.start, context);
     TimeStretcher stretcher(source.sampleRate(), static_cast<int>(source.channels()), rate,
                             static_cast<std::size_t>(before));
@@ -170,11 +170,11 @@ std::vector<Segment> joinedSegments(const EditTimeline& timeline) {
 
 }  // namespace
 
-void write(const std::filesystem::path& sound, float gain, const EditTimeline& timeline,
+void write(const std::filesystem::path& audio, float gain, const EditTimeline& timeline,
            const std::filesystem::path& destination, std::stop_token stop) {
-    AudioReader reader(sound);
+    AudioReader reader(audio);
     AudioWriter writer(destination, {.sampleRate = reader.sampleRate(), .channels = reader.channels()});
-    SourceSound source(reader, gain);
+    SourceAudio source(reader, gain);
     const auto sampleAt = [&](double seconds) {
         return static_cast<std::int64_t>(std::llround(seconds * reader.sampleRate()));
     };
@@ -198,8 +198,8 @@ void write(const std::filesystem::path& sound, float gain, const EditTimeline& t
     if (!stop.stop_requested()) writer.finish();
 }
 
-void encode(const std::filesystem::path& sound, const std::filesystem::path& destination, std::stop_token stop) {
-    AudioReader reader(sound);
+void encode(const std::filesystem::path& audio, const std::filesystem::path& destination, std::stop_token stop) {
+    AudioReader reader(audio);
     AudioWriter writer(destination, {.sampleRate = reader.sampleRate(), .channels = reader.channels()});
     AudioBuffer buffer;
     while (reader.read(buffer, blockFrames)) {

@@ -12,11 +12,11 @@ namespace lumenwhirl::AudioEdit {
 /// `timeline` one after the other, each beginning on the sample its output time falls on, pitch kept, joined by
 /// fades of a few milliseconds. Memory does not grow with the length. A stop ends it soon, without a file. Throws
 /// MediaError.
-void write(const std::filesystem::path& sound, float gain, const EditTimeline& timeline,
+void write(const std::filesystem::path& audio, float gain, const EditTimeline& timeline,
            const std::filesystem::path& destination, std::stop_token stop = {});
 
 /// Writes an M4A with all the sound as it is. Throws MediaError; a stop as above.
-void encode(const std::filesystem::path& sound, const std::filesystem::path& destination,
+void encode(const std::filesystem::path& audio, const std::filesystem::path& destination,
             std::stop_token stop = {});
 
 }  // namespace lumenwhirl::AudioEdit

@@ -16,14 +16,13 @@ namespace lumenwhirl::Exporter {
 namespace {
 
 constexpr int fps = 15;
-constexpr std::int64_t colourSamples = 32;  // enough for every scene of a recording, and soon drawn
+constexpr std::int64_t colorSamples = 32;  // enough for every scene of a recording, and soon drawn
 
 /// Shows the writer frames from all over the video, so that its palette fits them all. Reads the recording by
 /// itself: where it cannot be searched, or is damaged, what was seen so far must do.
-void learnColours(GifWriter& writer, const ExportTask& task, FrameMaker<std::uint8_t>& maker,
-                  std::int64_t frames) {
+void learnColors(GifWriter& writer, const ExportTask& task, FrameMaker<std::uint8_t>& maker, std::int64_t frames) {
     VideoReader reader(task.recording);
-    const std::int64_t samples = std::min(frames, colourSamples);
+    const std::int64_t samples = std::min(frames, colorSamples);
     for (std::int64_t i = 0; i < samples; ++i) {
         throwIfStopped(task.stop);
         const std::int64_t index = frames * (2 * i + 1) / (2 * samples);  // in the middle of its share
@@ -52,7 +51,7 @@ void exportGif(const ExportTask& task) {
                                           .height = static_cast<int>(canvas.height),
                                           .frameRate = fps});
         if (task.options.progress) task.options.progress({0, source.totalFrames()});
-        learnColours(writer, task, maker, source.totalFrames());
+        learnColors(writer, task, maker, source.totalFrames());
         const Rendered rendered =
             runPipeline(source,
                         {[&](const SourceFrames::Item& item) { return maker.make(item); },

@@ -1,9 +1,9 @@
-#include "Exporter/BackgroundSound.h"
 #include "Exporter/EncoderSettings.h"
 #include "Exporter/ExportErrors.h"
 #include "Exporter/ExportTask.h"
 #include "Exporter/FrameMaker.h"
 #include "Exporter/FramePipeline.h"
+#include "Exporter/PreparedAudio.h"
 #include "Exporter/SourceFrames.h"
 #include "Exporter/TemporaryFile.h"
 #include "Media/Remuxer.h"
@@ -39,12 +39,12 @@ private:
     template <class Sample>
     [[nodiscard]] Rendered encode(SourceFrames& source, const VideoSettings& encoding);
     void openWriter(const VideoSettings& encoding);
-    [[nodiscard]] const fs::path& soundFile();
+    [[nodiscard]] const fs::path& audioFile();
     void join(double videoEnd);
 
     const ExportTask& task_;
     TemporaryFile video_{task_.destination, "video"}, whole_{task_.destination, "whole"};
-    std::optional<BackgroundSound> sound_;
+    std::optional<PreparedAudio> audio_;
     std::optional<VideoWriter> writer_;
 };
 
@@ -55,7 +55,7 @@ void VideoExport::openWriter(const VideoSettings& encoding) {
             return;
         }
         writer_.emplace(video_.path(), encoding, [this](bool isLast) {
-            return isLast || sound_->isDone() ? std::optional(soundFile()) : std::nullopt;
+            return isLast || audio_->isDone() ? std::optional(audioFile()) : std::nullopt;
         });
     } catch (const MediaError& error) {
         throw ExportError(ExportError::Kind::cannotCreateWriter,
@@ -63,20 +63,20 @@ void VideoExport::openWriter(const VideoSettings& encoding) {
     }
 }
 
-const fs::path& VideoExport::soundFile() {
+const fs::path& VideoExport::audioFile() {
     try {
-        const fs::path& file = sound_->file(task_.stop);
+        const fs::path& file = audio_->file(task_.stop);
         throwIfStopped(task_.stop);  // perhaps there is no such file then
         return file;
     } catch (const MediaError& error) {
-        fail(task_.destination, "edited audio: ", problemOf(error, sound_->editedFile()));
+        fail(task_.destination, "edited audio: ", problemOf(error, audio_->editedFile()));
     }
 }
 
 void VideoExport::join(double videoEnd) {
-    const fs::path& sound = soundFile();
+    const fs::path& audio = audioFile();
     try {
-        Remuxer::mux(video_.path(), sound, whole_.path(), videoEnd, containerOf(task_.options.preset));
+        Remuxer::mux(video_.path(), audio, whole_.path(), videoEnd, containerOf(task_.options.preset));
     } catch (const MediaError& error) {
         fail(task_.destination, "audio mux: ", problemOf(error, whole_.path()));
     }
@@ -87,8 +87,8 @@ Rendered VideoExport::encode(SourceFrames& source, const VideoSettings& encoding
     std::optional<FrameMaker<Sample>> maker;
     const auto encodeFrame = [&](const VideoFrame& frame, std::int64_t pts) {
         // Only now: until there is a frame, all that runs is waited for.
-        if (!sound_ && task_.reader.info().hasAudio)
-            sound_.emplace(task_.recording, task_.states.timeline(), task_.destination);
+        if (!audio_ && task_.reader.info().hasAudio)
+            audio_.emplace(task_.recording, task_.states.timeline(), task_.destination);
         writer_->write(frame, pts);
     };
     const Rendered rendered =
@@ -112,7 +112,7 @@ void VideoExport::run(SourceFrames& source, const VideoSettings& encoding) {
         throwNamingDestination(error, video_.path(), task_.destination);
     }
     throwIfStopped(task_.stop);
-    const bool isWhole = !sound_ || writer_->hasFoundSound();
+    const bool isWhole = !audio_ || writer_->hasFoundAudio();
     if (!isWhole) join(rendered.end);
     throwIfStopped(task_.stop);
     (isWhole ? video_ : whole_).moveTo(task_.destination);

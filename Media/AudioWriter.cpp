@@ -1,8 +1,8 @@
 #include "Media/AudioWriter.h"
 
+#include "Media/AudioEncoder.h"
 #include "Media/MediaError.h"
 #include "Media/OutputFile.h"
-#include "Media/SoundEncoder.h"
 
 #include <algorithm>
 #include <cassert>
@@ -38,7 +38,7 @@ std::vector<Sample*> planesOf(Buffer& buffer) {
 }  // namespace
 
 struct AudioWriter::State {
-    State(const std::filesystem::path& file, const SoundSettings& sound, FileLayout layout);
+    State(const std::filesystem::path& file, const AudioSettings& audio, FileLayout layout);
 
     void write(const AudioBuffer& buffer);
     void finish();
@@ -49,19 +49,19 @@ struct AudioWriter::State {
     int inputRate, channels, rate;  // of what is given; of the file
     bool mixes;
     std::optional<OutputFile> output;
-    std::optional<SoundEncoder> encoder;
+    std::optional<AudioEncoder> encoder;
     ResamplerHandle resampler;            // where the rates differ
     std::int64_t taken = 0, written = 0;  // samples, at each one's rate
 };
 
-AudioWriter::State::State(const std::filesystem::path& file, const SoundSettings& sound, FileLayout layout)
-    : inputRate(sound.sampleRate),
-      channels(sound.channels <= SoundEncoder::mostChannels ? sound.channels : 1),
-      rate(inputRate > 0 ? SoundEncoder::rateFor(inputRate) : inputRate),
-      mixes(channels != sound.channels) {
+AudioWriter::State::State(const std::filesystem::path& file, const AudioSettings& audio, FileLayout layout)
+    : inputRate(audio.sampleRate),
+      channels(audio.channels <= AudioEncoder::mostChannels ? audio.channels : 1),
+      rate(inputRate > 0 ? AudioEncoder::rateFor(inputRate) : inputRate),
+      mixes(channels != audio.channels) {
     output.emplace(file, "ipod", layout);
-    const std::int64_t bitRate = sound.bitRate > 0 ? sound.bitRate : std::int64_t{96'000} * (channels + 1);
-    encoder.emplace(*output, SoundSettings{.sampleRate = rate, .channels = channels, .bitRate = bitRate});
+    const std::int64_t bitRate = audio.bitRate > 0 ? audio.bitRate : std::int64_t{96'000} * (channels + 1);
+    encoder.emplace(*output, AudioSettings{.sampleRate = rate, .channels = channels, .bitRate = bitRate});
     if (rate != inputRate) {
         AVChannelLayout speakers{};
         av_channel_layout_default(&speakers, channels);
@@ -134,8 +134,8 @@ void AudioWriter::State::finish() {
     output->finish();
 }
 
-AudioWriter::AudioWriter(const std::filesystem::path& file, const SoundSettings& sound, FileLayout layout)
-    : state_(std::make_unique<State>(file, sound, layout)) {}
+AudioWriter::AudioWriter(const std::filesystem::path& file, const AudioSettings& audio, FileLayout layout)
+    : state_(std::make_unique<State>(file, audio, layout)) {}
 AudioWriter::~AudioWriter() = default;
 AudioWriter::AudioWriter(AudioWriter&&) noexcept = default;
 AudioWriter& AudioWriter::operator=(AudioWriter&&) noexcept = default;

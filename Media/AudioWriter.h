@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Media/AudioReader.h"
+#include "Media/AudioSettings.h"
 #include "Media/Container.h"
-#include "Media/SoundSettings.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -20,7 +20,7 @@ class AudioWriter {
 public:
     /// Replaces an existing file. Rate and channels, both above 0, are those of what will be written. Throws
     /// MediaError: cannotWrite, unsupported.
-    AudioWriter(const std::filesystem::path& file, const SoundSettings& sound,
+    AudioWriter(const std::filesystem::path& file, const AudioSettings& audio,
                 FileLayout layout = FileLayout::indexLast);
     ~AudioWriter();
     AudioWriter(AudioWriter&&) noexcept;

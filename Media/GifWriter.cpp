@@ -199,8 +199,8 @@ void GifWriter::State::write(const VideoFrame& frame) {
         std::uint32_t entries[AVPALETTE_COUNT];
         // The encoder marks what stays with the entry that is transparent.
         std::fill(std::begin(entries), std::end(entries), 0xFF000000U);
-        entries[Palette::mostColours] = 0;
-        std::copy(palette->colours().begin(), palette->colours().end(), entries);
+        entries[Palette::mostColors] = 0;
+        std::copy(palette->colors().begin(), palette->colors().end(), entries);
         std::memcpy(shown->data[1], entries, sizeof entries);
     }
     ++frames;

@@ -1,10 +1,10 @@
 #include "Media/LiveWriter.h"
 
+#include "Media/AudioEncoder.h"
 #include "Media/FFmpegHandles.h"
 #include "Media/MediaError.h"
 #include "Media/OutputFile.h"
 #include "Media/PixelBuffers.h"
-#include "Media/SoundEncoder.h"
 #include "Media/VideoEncoder.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ struct LiveWriter::State {
           encoder(settings, path),
           keyFrameTicks(settings.keyFrameInterval * frameTicks()) {}
 
-    void start(const std::optional<SoundSettings>& soundSettings);
+    void start(const std::optional<AudioSettings>& audioSettings);
     void write(const AVFrame& picture, std::int64_t pts);
     void encode(const AVFrame* frame);
     [[nodiscard]] AVRational timeBase() const noexcept {
@@ -48,7 +48,7 @@ struct LiveWriter::State {
     VideoEncoder encoder;
     std::optional<OutputFile> output;
     AVStream* stream = nullptr;
-    std::optional<SoundEncoder> sound;
+    std::optional<AudioEncoder> audio;
     PacketHandle packet = makePacket();
     std::int64_t keyFrameTicks;  // 0: as the encoder does
     std::int64_t latestKeyFrame = 0;
@@ -56,8 +56,8 @@ struct LiveWriter::State {
     std::int64_t latestPts = 0;
 };
 
-void LiveWriter::State::start(const std::optional<SoundSettings>& soundSettings) {
-    sound.reset();
+void LiveWriter::State::start(const std::optional<AudioSettings>& audioSettings) {
+    audio.reset();
     output.reset();
     output.emplace(path, formatName(Container::mp4), FileLayout::fragmented);
     stream = &output->addStream();
@@ -67,11 +67,11 @@ void LiveWriter::State::start(const std::optional<SoundSettings>& soundSettings)
         throw MediaError(MediaError::Kind::encoderFailed, path, "cannot describe the video track");
     // Players of Apple's take HEVC only with its parameter sets in the header, which this tag says.
     if (settings.codec == VideoCodec::hevc) stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
-    if (soundSettings) sound.emplace(*output, *soundSettings);
+    if (audioSettings) audio.emplace(*output, *audioSettings);
     Dictionary options;
-    setMovieTimescale(options, timeBase(), {1, soundSettings ? soundSettings->sampleRate : 1});
+    setMovieTimescale(options, timeBase(), {1, audioSettings ? audioSettings->sampleRate : 1});
     output->start(options);
-    if (sound) sound->writeLeadIn();
+    if (audio) audio->writeLeadIn();
     output->flush();
 }
 
@@ -106,11 +106,11 @@ LiveWriter::~LiveWriter() = default;
 LiveWriter::LiveWriter(LiveWriter&&) noexcept = default;
 LiveWriter& LiveWriter::operator=(LiveWriter&&) noexcept = default;
 
-void LiveWriter::start(const std::optional<SoundSettings>& sound) {
+void LiveWriter::start(const std::optional<AudioSettings>& audio) {
     try {
-        state_->start(sound);
+        state_->start(audio);
     } catch (...) {
-        state_->sound.reset();
+        state_->audio.reset();
         state_->output.reset();  // removes the file
         throw;
     }
@@ -128,9 +128,9 @@ void LiveWriter::write(const VideoFrame& frame, std::int64_t pts) {
     state.latestPts = pts;
 }
 
-void LiveWriter::writeSound(const float* const* channels, std::size_t frames) {
-    assert(state_->sound);
-    state_->sound->write(channels, frames);
+void LiveWriter::writeAudio(const float* const* channels, std::size_t frames) {
+    assert(state_->audio);
+    state_->audio->write(channels, frames);
 }
 
 void LiveWriter::flush() {
@@ -143,7 +143,7 @@ std::int64_t LiveWriter::bytes() const noexcept {
 
 void LiveWriter::finish() {
     state_->encode(nullptr);
-    if (state_->sound) state_->sound->finish();
+    if (state_->audio) state_->audio->finish();
     state_->output->finish();
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Media/SoundSettings.h"
+#include "Media/AudioSettings.h"
 #include "Media/VideoFrame.h"
 #include "Media/VideoWriter.h"
 
@@ -26,13 +26,13 @@ public:
 
     /// Creates or replaces the file, and flushes a beginning without pictures. Throws MediaError (cannotWrite,
     /// unsupported) and may be tried again.
-    void start(const std::optional<SoundSettings>& sound);
+    void start(const std::optional<AudioSettings>& audio);
     /// Not before start(), as all below. `pts` in ticks of the settings' time base, at least 0 and ascending. The
     /// frame's pixels must not change any more while shared (VideoFrame::isUnshared). Throws MediaError
     /// (encoderFailed, cannotWrite), as all below; then nothing more can be written, and what was flushed stays.
     void write(const VideoFrame& frame, std::int64_t pts);
     /// `channels[c][0..frames)`, nominal -1...1; follows what was written before without a gap, from time 0.
-    void writeSound(const float* const* channels, std::size_t frames);
+    void writeAudio(const float* const* channels, std::size_t frames);
     /// Hands what was written to the system, but for the last 0.07 s of sound, which the encoder holds.
     void flush();
     /// Of the file, as far as it was flushed; 0 before start().

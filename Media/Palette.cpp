@@ -85,14 +85,14 @@ struct Palette::State {
     Handle<liq_attr> attributes = owned(liq_attr_create());
     Handle<liq_histogram> histogram = owned(liq_histogram_create(attributes.get()));
     Handle<liq_result> result;
-    std::vector<std::uint32_t> colours;
+    std::vector<std::uint32_t> colors;
     std::vector<void*> rows;
     std::vector<std::uint8_t> indices;
 };
 
 Palette::Palette(const std::filesystem::path& file) : state_(std::make_unique<State>()) {
     state_->file = file;
-    state_->check(liq_set_max_colors(state_->attributes.get(), mostColours));
+    state_->check(liq_set_max_colors(state_->attributes.get(), mostColors));
 }
 Palette::~Palette() = default;
 Palette::Palette(Palette&&) noexcept = default;
@@ -117,13 +117,13 @@ void Palette::choose() {
     state.check(liq_set_dithering_level(state.result.get(), ditheringLevel));
     const liq_palette& palette = *liq_get_palette(state.result.get());
     for (unsigned i = 0; i < palette.count; ++i) {
-        const liq_color& colour = palette.entries[i];
-        state.colours.push_back(0xFF000000U | unsigned{colour.r} << 16 | unsigned{colour.g} << 8 | colour.b);
+        const liq_color& color = palette.entries[i];
+        state.colors.push_back(0xFF000000U | unsigned{color.r} << 16 | unsigned{color.g} << 8 | color.b);
     }
 }
 
-std::span<const std::uint32_t> Palette::colours() const noexcept {
-    return state_->colours;
+std::span<const std::uint32_t> Palette::colors() const noexcept {
+    return state_->colors;
 }
 
 const std::uint8_t* Palette::map(const RgbaPixels& picture) {

@@ -20,7 +20,7 @@ struct RgbaPixels {
 /// at a time.
 class Palette {
 public:
-    static constexpr int mostColours = 255;  // of the 256 that an index can tell; the last one stays free
+    static constexpr int mostColors = 255;  // of the 256 that an index can tell; the last one stays free
 
     /// `file` is what errors name.
     explicit Palette(const std::filesystem::path& file);
@@ -33,8 +33,8 @@ public:
     void learn(const RgbaPixels& picture);
     /// Chooses the colours from what was learned, at least one picture.
     void choose();
-    /// After choose(): 0xAARRGGBB, opaque, at most mostColours.
-    [[nodiscard]] std::span<const std::uint32_t> colours() const noexcept;
+    /// After choose(): 0xAARRGGBB, opaque, at most mostColors.
+    [[nodiscard]] std::span<const std::uint32_t> colors() const noexcept;
     /// After choose(): the picture as indices of colours(), row by row without gaps. Valid until the next call.
     [[nodiscard]] const std::uint8_t* map(const RgbaPixels& picture);
 

@@ -1,6 +1,6 @@
 #include "Media/Remuxer.h"
 
-#include "Media/CopiedSound.h"
+#include "Media/CopiedAudio.h"
 #include "Media/CopiedTrack.h"
 #include "Media/FFmpegHandles.h"
 #include "Media/Fragments.h"
@@ -40,9 +40,9 @@ std::optional<std::int64_t> indexRoom(std::int64_t packets, std::int64_t extrada
 }
 
 /// Room for both tracks' index; empty where their files do not tell how many packets there are.
-std::optional<std::int64_t> indexRoom(const CopiedTrack& picture, const CopiedTrack& sound) {
+std::optional<std::int64_t> indexRoom(const CopiedTrack& picture, const CopiedTrack& audio) {
     std::int64_t packets = 0, extradata = 0;
-    for (const CopiedTrack* track : {&picture, &sound}) {
+    for (const CopiedTrack* track : {&picture, &audio}) {
         if (std::string_view(track->sourceFile().iformat->name).substr(0, 3) != "mov") return std::nullopt;
         if (track->isFragmented()) return std::nullopt;  // it tells when it has been read
         packets += avformat_index_get_entries_count(&track->source());
@@ -151,13 +151,13 @@ private:
 
 }  // namespace
 
-void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
+void mux(const std::filesystem::path& video, const std::filesystem::path& audio,
          const std::filesystem::path& destination, std::optional<double> videoEnd, Container container) {
     InputFile input(video, AVMEDIA_TYPE_VIDEO);
     AVStream& stream = streamOf(input, AVMEDIA_TYPE_VIDEO, MediaError::Kind::noVideoTrack, "no video track");
     OutputFile output(destination, formatName(container));
     CopiedTrack picture(input, stream, output);
-    CopiedSound copied(sound, output);
+    CopiedAudio copied(audio, output);
     Dictionary options;
     putIndexFirst(options, indexRoom(picture, copied.track()));
     const AVRational base = picture.timeBase();
@@ -193,7 +193,7 @@ void complete(const std::filesystem::path& file, double lastPicture) {
         AVStream* const stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
         OutputFile output(replacement.path(), formatName(Container::mp4));
         std::optional<CopiedTrack> picture;
-        std::optional<CopiedSound> sound;
+        std::optional<CopiedAudio> audio;
         std::int64_t extradata = 0;
         AVRational base{1, 1};
         Dictionary options;
@@ -203,12 +203,12 @@ void complete(const std::filesystem::path& file, double lastPicture) {
             extradata += stream->codecpar->extradata_size;
         }
         if (input.firstStream(AVMEDIA_TYPE_AUDIO)) {
-            sound.emplace(file, output);
-            extradata += sound->track().source().codecpar->extradata_size;
+            audio.emplace(file, output);
+            extradata += audio->track().source().codecpar->extradata_size;
         }
-        if (!picture && !sound) throw nothing();
+        if (!picture && !audio) throw nothing();
         putIndexFirst(options, indexRoom(fragments.packets, extradata));
-        setMovieTimescale(options, base, sound ? sound->track().timeBase() : base);
+        setMovieTimescale(options, base, audio ? audio->track().timeBase() : base);
         output.start(options);
 
         if (picture) {
@@ -216,18 +216,18 @@ void complete(const std::filesystem::path& file, double lastPicture) {
             bool hasPictures = false;
             while (pictures.copyOne()) {
                 hasPictures = true;
-                if (sound) sound->copyUntil(pictures.decodeTime(), base);
+                if (audio) audio->copyUntil(pictures.decodeTime(), base);
             }
             if (!hasPictures) throw nothing();
         }
-        if (sound) sound->copyUntil(std::numeric_limits<std::int64_t>::max(), base);
+        if (audio) audio->copyUntil(std::numeric_limits<std::int64_t>::max(), base);
         output.finish();
     }
     replacement.commit();
 }
 
-bool canCopySound(const std::filesystem::path& sound) {
-    const InputFile input(sound, AVMEDIA_TYPE_AUDIO);
+bool canCopyAudio(const std::filesystem::path& audio) {
+    const InputFile input(audio, AVMEDIA_TYPE_AUDIO);
     switch (
         streamOf(input, AVMEDIA_TYPE_AUDIO, MediaError::Kind::noAudioTrack, "no sound track").codecpar->codec_id) {
         case AV_CODEC_ID_AAC:

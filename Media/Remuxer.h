@@ -13,7 +13,7 @@ namespace lumenwhirl::Remuxer {
 /// tags are kept. Replaces an existing file; removes a partial one. `videoEnd`: when the last picture ends, in
 /// seconds; left out, what the file says, which with uneven frames may be a little wrong. Throws MediaError:
 /// noAudioTrack when `sound` has none.
-void mux(const std::filesystem::path& video, const std::filesystem::path& sound,
+void mux(const std::filesystem::path& video, const std::filesystem::path& audio,
          const std::filesystem::path& destination, std::optional<double> videoEnd = std::nullopt,
          Container container = Container::mp4);
 
@@ -27,6 +27,6 @@ void complete(const std::filesystem::path& file, double lastPicture = 1 / 60.0);
 
 /// Whether the first audio track of `sound` can be copied so that common players take it; else it must be encoded
 /// first. Throws MediaError: cannotOpen, noAudioTrack.
-[[nodiscard]] bool canCopySound(const std::filesystem::path& sound);
+[[nodiscard]] bool canCopyAudio(const std::filesystem::path& audio);
 
 }  // namespace lumenwhirl::Remuxer

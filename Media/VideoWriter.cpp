@@ -1,11 +1,11 @@
 #include "Media/VideoWriter.h"
 
-#include "Media/CopiedSound.h"
+#include "Media/AudioEncoder.h"
+#include "Media/CopiedAudio.h"
 #include "Media/FFmpegHandles.h"
 #include "Media/MediaError.h"
 #include "Media/OutputFile.h"
 #include "Media/PixelBuffers.h"
-#include "Media/SoundEncoder.h"
 #include "Media/VideoEncoder.h"
 
 #include <algorithm>
@@ -41,8 +41,8 @@ struct VideoWriter::State {
     State(std::filesystem::path path, const VideoSettings& video);
 
     void addTrack(FileLayout layout);
-    void start(AVRational soundTimeBase);
-    void startWith(const std::optional<std::filesystem::path>& soundFile);
+    void start(AVRational audioTimeBase);
+    void startWith(const std::optional<std::filesystem::path>& audioFile);
     void send(std::int64_t duration);
     void encode(const AVFrame* frame);
     void deliver();
@@ -62,12 +62,12 @@ struct VideoWriter::State {
     std::optional<VideoEncoder> encoder;
     std::optional<OutputFile> output;
     AVStream* stream = nullptr;
-    std::optional<SoundEncoder> sound;
-    std::optional<CopiedSound> copiedSound;
+    std::optional<AudioEncoder> audio;
+    std::optional<CopiedAudio> copiedAudio;
     PacketHandle packet = makePacket();
     bool isStarted = false;
 
-    SoundFinder findSound;
+    AudioFinder findAudio;
     std::deque<PacketHandle> waiting;  // pictures, until the sound is found
     std::int64_t waitingBytes = 0;
 
@@ -97,18 +97,18 @@ void VideoWriter::State::addTrack(FileLayout layout) {
     if (settings.codec == VideoCodec::hevc) stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
 }
 
-void VideoWriter::State::start(AVRational soundTimeBase) {
+void VideoWriter::State::start(AVRational audioTimeBase) {
     Dictionary options;
-    setMovieTimescale(options, timeBase(), soundTimeBase);
+    setMovieTimescale(options, timeBase(), audioTimeBase);
     output->start(options);
     isStarted = true;
 }
 
 /// Begins the file with the sound that was found, or none, and writes the pictures that waited for it.
-void VideoWriter::State::startWith(const std::optional<std::filesystem::path>& soundFile) {
-    addTrack(soundFile ? settings.layout : FileLayout::indexLast);
-    if (soundFile) copiedSound.emplace(*soundFile, *output);
-    start(copiedSound ? copiedSound->track().timeBase() : AVRational{1, 1});
+void VideoWriter::State::startWith(const std::optional<std::filesystem::path>& audioFile) {
+    addTrack(audioFile ? settings.layout : FileLayout::indexLast);
+    if (audioFile) copiedAudio.emplace(*audioFile, *output);
+    start(copiedAudio ? copiedAudio->track().timeBase() : AVRational{1, 1});
     for (const PacketHandle& picture : waiting) writePicture(*picture);
     waiting.clear();
 }
@@ -138,7 +138,7 @@ void VideoWriter::State::deliver() {
     if (isStarted) return writePicture(*packet);
     waitingBytes += packet->size;
     waiting.push_back(std::exchange(packet, makePacket()));
-    const auto found = findSound(false);
+    const auto found = findAudio(false);
     if (found || waitingBytes > mostWaiting) startWith(found);
 }
 
@@ -152,7 +152,7 @@ void VideoWriter::State::writePicture(AVPacket& picture) {
     end = std::max(end, picture.pts + picture.duration);
     const std::int64_t decodeTime = picture.dts;
     output->write(picture);
-    if (copiedSound) copiedSound->copyUntil(decodeTime, stream->time_base);
+    if (copiedAudio) copiedAudio->copyUntil(decodeTime, stream->time_base);
 }
 
 std::int64_t VideoWriter::State::takeDuration(std::int64_t pts) {
@@ -167,24 +167,24 @@ std::int64_t VideoWriter::State::takeDuration(std::int64_t pts) {
 void VideoWriter::State::finish() {
     if (held) send(0);
     encode(nullptr);
-    if (!isStarted) startWith(findSound(true));
-    if (sound) sound->finish();
-    if (copiedSound) copiedSound->finishAt(end, stream->time_base);
+    if (!isStarted) startWith(findAudio(true));
+    if (audio) audio->finish();
+    if (copiedAudio) copiedAudio->finishAt(end, stream->time_base);
     output->finish();
 }
 
 VideoWriter::VideoWriter(const std::filesystem::path& file, const VideoSettings& video,
-                         const std::optional<SoundSettings>& sound)
+                         const std::optional<AudioSettings>& audio)
     : state_(std::make_unique<State>(file, video)) {
     State& state = *state_;
     state.addTrack(video.layout);
-    if (sound) state.sound.emplace(*state.output, *sound);
-    state.start({1, sound ? sound->sampleRate : 1});
+    if (audio) state.audio.emplace(*state.output, *audio);
+    state.start({1, audio ? audio->sampleRate : 1});
 }
 
-VideoWriter::VideoWriter(const std::filesystem::path& file, const VideoSettings& video, SoundFinder findSound)
+VideoWriter::VideoWriter(const std::filesystem::path& file, const VideoSettings& video, AudioFinder findAudio)
     : state_(std::make_unique<State>(file, video)) {
-    state_->findSound = std::move(findSound);
+    state_->findAudio = std::move(findAudio);
 }
 
 VideoWriter::~VideoWriter() = default;
@@ -201,24 +201,24 @@ void VideoWriter::write(const VideoFrame& frame, std::int64_t pts) {
     state.held->pts = pts;
 }
 
-void VideoWriter::writeSound(const float* const* channels, std::size_t frames) {
-    assert(state_->sound);
-    state_->sound->write(channels, frames);
+void VideoWriter::writeAudio(const float* const* channels, std::size_t frames) {
+    assert(state_->audio);
+    state_->audio->write(channels, frames);
 }
 
 void VideoWriter::finish() {
     try {
         state_->finish();
     } catch (...) {
-        state_->sound.reset();
-        state_->copiedSound.reset();
+        state_->audio.reset();
+        state_->copiedAudio.reset();
         state_->output.reset();  // removes the file
         throw;
     }
 }
 
-bool VideoWriter::hasFoundSound() const noexcept {
-    return state_->copiedSound.has_value();
+bool VideoWriter::hasFoundAudio() const noexcept {
+    return state_->copiedAudio.has_value();
 }
 
 }  // namespace lumenwhirl

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Media/AudioSettings.h"
 #include "Media/Container.h"
 #include "Media/Encoders.h"
-#include "Media/SoundSettings.h"
 #include "Media/VideoFrame.h"
 
 #include <cstdint>
@@ -43,7 +43,7 @@ struct VideoSettings {
 
 /// Finds the file whose first sound track belongs under the pictures. Empty: it is still being made; with `isLast`
 /// there is no later time to ask. What it throws comes out of the writer.
-using SoundFinder = std::function<std::optional<std::filesystem::path>(bool isLast)>;
+using AudioFinder = std::function<std::optional<std::filesystem::path>(bool isLast)>;
 
 /// Encodes frames, and sound if asked, into a file with BT.709 tags (HEVC tagged hvc1, ProRes apcn). Frames and
 /// sound may come in any order of each other; each in its own order of time. One thread at a time. Destroyed
@@ -55,13 +55,13 @@ public:
     /// pictures of this size well; one that was named and does not is `unsupported`. Throws MediaError:
     /// cannotWrite, unsupported, encoderFailed.
     VideoWriter(const std::filesystem::path& file, const VideoSettings& video,
-                const std::optional<SoundSettings>& sound = std::nullopt);
+                const std::optional<AudioSettings>& audio = std::nullopt);
     /// Lays a sound track that is made meanwhile, in another file, under the pictures: copied as it is, up to
     /// their end. Asks for it with each encoded picture, on the caller's thread, until it is there; so long
     /// pictures wait in memory, and the file is not begun. With more than `mostWaiting` bytes of them, or none to
     /// be had in the end, the file gets pictures alone, its index last, to be joined with the sound
     /// (Remuxer::mux).
-    VideoWriter(const std::filesystem::path& file, const VideoSettings& video, SoundFinder findSound);
+    VideoWriter(const std::filesystem::path& file, const VideoSettings& video, AudioFinder findAudio);
     static constexpr std::int64_t mostWaiting = 8'000'000;
     ~VideoWriter();
     VideoWriter(VideoWriter&&) noexcept;
@@ -71,11 +71,11 @@ public:
     /// shared (VideoFrame::isUnshared).
     void write(const VideoFrame& frame, std::int64_t pts);
     /// `channels[c][0..frames)`, nominal -1...1; follows what was written before without a gap, from time 0.
-    void writeSound(const float* const* channels, std::size_t frames);
+    void writeAudio(const float* const* channels, std::size_t frames);
     /// Completes the file. Throws MediaError, and the file is removed.
     void finish();
     /// Whether the sound that was looked for is in the finished file.
-    [[nodiscard]] bool hasFoundSound() const noexcept;
+    [[nodiscard]] bool hasFoundAudio() const noexcept;
 
 private:
     struct State;

@@ -4,17 +4,17 @@
 
 namespace lumenwhirl::AudioDevices {
 
-std::vector<MicDevice> inputs(SoundSystem& sound) {
-    return sound.inputs();
+std::vector<MicDevice> inputs(AudioSystem& audio) {
+    return audio.inputs();
 }
 
-std::optional<std::string> defaultInputID(SoundSystem& sound) {
-    return sound.defaultInputID();
+std::optional<std::string> defaultInputID(AudioSystem& audio) {
+    return audio.defaultInputID();
 }
 
-std::optional<std::string> inputIDFor(const std::optional<std::string>& wanted, SoundSystem& sound) {
-    const bool isConnected = wanted && std::ranges::count(inputs(sound), *wanted, &MicDevice::id) > 0;
-    return isConnected ? wanted : defaultInputID(sound);
+std::optional<std::string> inputIDFor(const std::optional<std::string>& wanted, AudioSystem& audio) {
+    const bool isConnected = wanted && std::ranges::count(inputs(audio), *wanted, &MicDevice::id) > 0;
+    return isConnected ? wanted : defaultInputID(audio);
 }
 
 }  // namespace lumenwhirl::AudioDevices

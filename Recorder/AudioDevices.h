@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Recorder/Platform/SoundSystem.h"
+#include "Recorder/Platform/AudioSystem.h"
 
 #include <optional>
 #include <string>
@@ -11,10 +11,10 @@
 namespace lumenwhirl::AudioDevices {
 
 /// In the system's order.
-[[nodiscard]] std::vector<MicDevice> inputs(SoundSystem& sound);
-[[nodiscard]] std::optional<std::string> defaultInputID(SoundSystem& sound);
+[[nodiscard]] std::vector<MicDevice> inputs(AudioSystem& audio);
+[[nodiscard]] std::optional<std::string> defaultInputID(AudioSystem& audio);
 /// What to record when `wanted` was chosen: that, while it is connected, else the default input. Empty where there
 /// is none.
-[[nodiscard]] std::optional<std::string> inputIDFor(const std::optional<std::string>& wanted, SoundSystem& sound);
+[[nodiscard]] std::optional<std::string> inputIDFor(const std::optional<std::string>& wanted, AudioSystem& audio);
 
 }  // namespace lumenwhirl::AudioDevices

@@ -1,7 +1,7 @@
 #include "Recorder/MicRecorder.h"
 
+#include "Media/AudioTimeline.h"
 #include "Media/AudioWriter.h"
-#include "Media/SoundTimeline.h"
 #include "Recorder/AudioDevices.h"
 #include "Recorder/Platform/PlatformError.h"
 
@@ -14,7 +14,7 @@
 namespace lumenwhirl {
 namespace {
 
-constexpr SoundFormat format{.sampleRate = 48000, .channels = 1};
+constexpr AudioFormat format{.sampleRate = 48000, .channels = 1};
 constexpr std::int64_t bitRate = 128'000;
 constexpr double levelSpan = 0.1;  // seconds
 // The encoder keeps 0.07 s back, so that half a second is lost at worst.
@@ -25,11 +25,11 @@ constexpr std::size_t mostWaitingFrames = 10 * 48000;
 
 }  // namespace
 
-MicRecorder::MicRecorder(std::optional<std::string> deviceID, std::filesystem::path outputURL, SoundSystem& sound,
+MicRecorder::MicRecorder(std::optional<std::string> deviceID, std::filesystem::path outputURL, AudioSystem& audio,
                          double startHostTime)
     : deviceID_(std::move(deviceID)),
       outputURL_(std::move(outputURL)),
-      sound_(sound),
+      audio_(audio),
       startHostTime_(startHostTime) {}
 
 MicRecorder::~MicRecorder() {
@@ -49,12 +49,12 @@ bool MicRecorder::start() {
 }
 
 void MicRecorder::open() {
-    const std::optional<std::string> id = AudioDevices::inputIDFor(deviceID_, sound_);
+    const std::optional<std::string> id = AudioDevices::inputIDFor(deviceID_, audio_);
     if (!id)
         throw PlatformError(PlatformError::Kind::notFound,
                             "there is no microphone; connect one, or record without it");
-    stream_ = sound_.microphone(*id);
-    stream_->start([this](const SoundBlock& block) { take(block); },
+    stream_ = audio_.microphone(*id);
+    stream_->start([this](const AudioBlock& block) { take(block); },
                    [this](const std::string& reason) {
                        level_ = 0;
                        close(reason);
@@ -62,7 +62,7 @@ void MicRecorder::open() {
     // The file comes last, so that there is none without a microphone. Sound waits meanwhile.
     auto writer = std::make_unique<AudioWriter>(
         outputURL_,
-        SoundSettings{.sampleRate = format.sampleRate, .channels = format.channels, .bitRate = bitRate},
+        AudioSettings{.sampleRate = format.sampleRate, .channels = format.channels, .bitRate = bitRate},
         FileLayout::fragmented);
     encoder_ = std::thread([this, writer = std::move(writer)] { encode(*writer); });
 }
@@ -79,7 +79,7 @@ std::optional<std::string> MicRecorder::failure() const {
     return failure_;
 }
 
-void MicRecorder::take(const SoundBlock& block) {
+void MicRecorder::take(const AudioBlock& block) {
     measureLevel(block);
     {
         const std::lock_guard lock(mutex_);
@@ -90,7 +90,7 @@ void MicRecorder::take(const SoundBlock& block) {
     changed_.notify_one();
 }
 
-void MicRecorder::measureLevel(const SoundBlock& block) {
+void MicRecorder::measureLevel(const AudioBlock& block) {
     Peak peak{.end = block.time + static_cast<double>(block.frames) / format.sampleRate};
     for (std::size_t i = 0; i < block.frames; ++i)
         peak.magnitude = std::max(peak.magnitude, std::abs(block.samples[i]));
@@ -117,7 +117,7 @@ void MicRecorder::encode(AudioWriter& writer) {
             unflushed = 0;
         };
         AudioBuffer buffer{.channels = {{}}};
-        SoundTimeline timeline(format.sampleRate, format.channels,
+        AudioTimeline timeline(format.sampleRate, format.channels,
                                [&](const float* const* channels, std::size_t frames) {
                                    buffer.channels[0].assign(channels[0], channels[0] + frames);
                                    writer.write(buffer);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Recorder/Platform/SoundSystem.h"
+#include "Recorder/Platform/AudioSystem.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -28,7 +28,7 @@ class MicRecorder {
 public:
     /// `deviceID`: of the sound system's inputs; without one, or when it is not connected, the default input.
     /// `sound` must outlive this.
-    MicRecorder(std::optional<std::string> deviceID, std::filesystem::path outputURL, SoundSystem& sound,
+    MicRecorder(std::optional<std::string> deviceID, std::filesystem::path outputURL, AudioSystem& audio,
                 double startHostTime);
     /// As finish().
     ~MicRecorder();
@@ -58,17 +58,17 @@ private:
     };
 
     void open();
-    void take(const SoundBlock& block);
-    void measureLevel(const SoundBlock& block);
+    void take(const AudioBlock& block);
+    void measureLevel(const AudioBlock& block);
     void close(const std::optional<std::string>& problem) noexcept;
     void encode(AudioWriter& writer);
     [[nodiscard]] bool waitForBlocks(std::deque<Block>& blocks);
 
     const std::optional<std::string> deviceID_;
     const std::filesystem::path outputURL_;
-    SoundSystem& sound_;
+    AudioSystem& audio_;
     const double startHostTime_;
-    std::unique_ptr<SoundStream> stream_;
+    std::unique_ptr<AudioStream> stream_;
     std::deque<Peak> peaks_;  // of the last 0.1 s; of the stream's thread
     std::atomic<float> level_ = 0;
 

@@ -11,7 +11,7 @@ namespace {
 
 /// How long what was encoded may wait for its way to the disk. Fragments cost some 200 bytes each.
 constexpr std::chrono::milliseconds longestUnflushed{400};
-constexpr std::size_t queuedSoundSeconds = 10;
+constexpr std::size_t queuedAudioSeconds = 10;
 
 [[nodiscard]] VideoSettings encoderSettings(const MovieFile::Settings& settings) {
     constexpr int fps = 60, keyFrameSeconds = 4;
@@ -45,24 +45,24 @@ MovieFile::MovieFile(std::filesystem::path file, Settings settings)
     : path_(std::move(file)),
       settings_(std::move(settings)),
       writer_(std::in_place, path_, encoderSettings(settings_)),
-      queue_(queuedPictures, queuedSoundSeconds * 48'000 * 2) {}
+      queue_(queuedPictures, queuedAudioSeconds * 48'000 * 2) {}
 
 MovieFile::~MovieFile() {
     finishBy_ = Clock::time_point::min();
     queue_.close();
 }
 
-bool MovieFile::begin(double startTime, const std::optional<SoundFormat>& sound) {
+bool MovieFile::begin(double startTime, const std::optional<AudioFormat>& audio) {
     if (hasBegun_) return false;
     try {
-        std::optional<SoundSettings> track;
-        if (sound) {
-            track = {.sampleRate = sound->sampleRate,
-                     .channels = sound->channels,
-                     .bitRate = sound->channels == 1 ? 96'000 : 160'000};
-            timeline_.emplace(sound->sampleRate, sound->channels,
+        std::optional<AudioSettings> track;
+        if (audio) {
+            track = {.sampleRate = audio->sampleRate,
+                     .channels = audio->channels,
+                     .bitRate = audio->channels == 1 ? 96'000 : 160'000};
+            timeline_.emplace(audio->sampleRate, audio->channels,
                               [this](const float* const* channels, std::size_t frames) {
-                                  writer_->writeSound(channels, frames);
+                                  writer_->writeAudio(channels, frames);
                                   hasUnflushed_ = true;
                               });
         }
@@ -78,7 +78,7 @@ bool MovieFile::begin(double startTime, const std::optional<SoundFormat>& sound)
     }
     hasBegun_ = true;
     startTime_ = startTime;
-    sound_ = sound;
+    audio_ = audio;
     bytes_ = static_cast<std::uintmax_t>(writer_->bytes());
     flushed_ = Clock::now();
     encoder_ = std::jthread([this] { run(); });
@@ -110,10 +110,10 @@ VideoFrame& MovieFile::unusedFrame() {
     return pool_.emplace_back(VideoFrame::allocate(video.width, video.height, PixelFormat::yuv420p8));
 }
 
-bool MovieFile::appendSound(const SoundBlock& block) {
-    if (!hasBegun_ || !sound_) return false;
-    const std::size_t samples = block.frames * static_cast<std::size_t>(sound_->channels);
-    return queue_.push(RecordingQueue::Sound{block.time - startTime_, {block.samples, block.samples + samples}});
+bool MovieFile::appendAudio(const AudioBlock& block) {
+    if (!hasBegun_ || !audio_) return false;
+    const std::size_t samples = block.frames * static_cast<std::size_t>(audio_->channels);
+    return queue_.push(RecordingQueue::Audio{block.time - startTime_, {block.samples, block.samples + samples}});
 }
 
 void MovieFile::finish(double seconds) {
@@ -154,9 +154,9 @@ void MovieFile::encodeAll() {
 }
 
 void MovieFile::encode(const RecordingQueue::Work& work) {
-    for (const RecordingQueue::Sound& sound : work.sound)
-        timeline_->add(sound.time, sound.samples.data(),
-                       sound.samples.size() / static_cast<std::size_t>(sound_->channels));
+    for (const RecordingQueue::Audio& audio : work.audio)
+        timeline_->add(audio.time, audio.samples.data(),
+                       audio.samples.size() / static_cast<std::size_t>(audio_->channels));
     if (!work.picture) return;
     if (settings_.beforePicture) settings_.beforePicture();
     writtenPts_ = work.picture->pts;

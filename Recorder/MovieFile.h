@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Media/AudioTimeline.h"
 #include "Media/Encoders.h"
 #include "Media/LiveWriter.h"
-#include "Media/SoundTimeline.h"
 #include "Media/VideoFrame.h"
 #include "Media/VideoWriter.h"
 #include "Recorder/CapturedFrameConverter.h"
@@ -47,11 +47,11 @@ public:
     MovieFile(const MovieFile&) = delete;
     MovieFile& operator=(const MovieFile&) = delete;
 
-    [[nodiscard]] bool begin(double startTime, const std::optional<SoundFormat>& sound) override;
+    [[nodiscard]] bool begin(double startTime, const std::optional<AudioFormat>& audio) override;
     /// Pictures before time 0 count as of time 0. One that is not later than the one before is shown a tick after
     /// it.
     bool appendVideo(const CapturedFrame& frame) override;
-    bool appendSound(const SoundBlock& block) override;
+    bool appendAudio(const AudioBlock& block) override;
     void finish(double seconds) override;
     [[nodiscard]] Progress progress() const override;
     [[nodiscard]] std::optional<std::string> failure() const override;
@@ -72,14 +72,14 @@ private:
     // Of the thread that gives pictures and sound.
     bool hasBegun_ = false;
     double startTime_ = 0;
-    std::optional<SoundFormat> sound_;
+    std::optional<AudioFormat> audio_;
     std::int64_t lastPts_ = -1;
     CapturedFrameConverter converter_;
     std::vector<VideoFrame> pool_;
 
     // Of the encoder's thread, once it runs.
     std::optional<LiveWriter> writer_;
-    std::optional<SoundTimeline> timeline_;
+    std::optional<AudioTimeline> timeline_;
     std::int64_t writtenPts_ = 0, flushedPts_ = 0;
     Clock::time_point flushed_;  // when
     bool hasUnflushed_ = false;

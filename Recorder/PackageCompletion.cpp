@@ -91,9 +91,9 @@ std::optional<std::string> complete(const LumenwhirlPackage& package, const Reco
     if (!isMicrophoneMuxed) giveIndex(package.recordingURL());
     package.writeEvents(recorded.log);
     ProjectSettings project = ProjectSettings::makeDefault(recorded.duration, false, false);
-    project.audio = {.embedded = isMicrophoneMuxed || recorded.recordedSystemSound,
+    project.audio = {.embedded = isMicrophoneMuxed || recorded.recordedSystemAudio,
                      .hasMic = isMicrophoneMuxed,
-                     .hasSystem = recorded.recordedSystemSound};
+                     .hasSystem = recorded.recordedSystemAudio};
     package.writeProject(project);
     EventJournal::remove(package.url());
     return microphoneFailure;
@@ -124,7 +124,7 @@ std::optional<Recovery> recover(const LumenwhirlPackage& package) {
     Recorded recorded{.log = std::move(*log),
                       .duration = std::max(0.0, video->duration - lastPicture),
                       // With a microphone there is no other sound.
-                      .recordedSystemSound = video->hasAudio && !hasMicrophone,
+                      .recordedSystemAudio = video->hasAudio && !hasMicrophone,
                       .recordedMicrophone = hasMicrophone};
     const std::optional<std::string> microphoneFailure = complete(package, recorded);
     return Recovery{recorded.duration, microphoneFailure};

@@ -20,7 +20,7 @@ inline constexpr std::uintmax_t leastMicrophoneBytes = 1024;
 struct Recorded {
     EventLog log;
     double duration = 0;               // seconds from the first to the last picture
-    bool recordedSystemSound = false;  // into recording.mp4
+    bool recordedSystemAudio = false;  // into recording.mp4
     bool recordedMicrophone = false;   // into mic.m4a
 };
 

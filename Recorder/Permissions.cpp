@@ -35,8 +35,8 @@ PermissionStatus statusOfInput(ScreenSystem* screen) {
     return screen->canListenToInput() ? PermissionStatus::granted : PermissionStatus::denied;
 }
 
-PermissionStatus statusOfMicrophone(SoundSystem& sound) {
-    (void)sound.inputs();  // throws without a server
+PermissionStatus statusOfMicrophone(AudioSystem& audio) {
+    (void)audio.inputs();  // throws without a server
     return PermissionStatus::granted;
 }
 
@@ -72,7 +72,7 @@ std::optional<std::string_view> settingsLinkOf(Permission) noexcept {
 
 namespace Permissions {
 
-PermissionStatus status(Permission permission, ScreenSystem* screen, SoundSystem& sound) {
+PermissionStatus status(Permission permission, ScreenSystem* screen, AudioSystem& audio) {
     try {
         switch (permission) {
             case Permission::screenRecording:
@@ -80,15 +80,15 @@ PermissionStatus status(Permission permission, ScreenSystem* screen, SoundSystem
             case Permission::inputMonitoring:
                 return statusOfInput(screen);
             case Permission::microphone:
-                return statusOfMicrophone(sound);
+                return statusOfMicrophone(audio);
         }
     } catch (const PlatformError&) {  // the server is gone or was never there: nobody has said no
     }
     return PermissionStatus::notDetermined;
 }
 
-PermissionStatus request(Permission permission, ScreenSystem* screen, SoundSystem& sound) {
-    return status(permission, screen, sound);
+PermissionStatus request(Permission permission, ScreenSystem* screen, AudioSystem& audio) {
+    return status(permission, screen, audio);
 }
 
 }  // namespace Permissions

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Recorder/Platform/AudioSystem.h"
 #include "Recorder/Platform/ScreenSystem.h"
-#include "Recorder/Platform/SoundSystem.h"
 
 #include <array>
 #include <optional>
@@ -30,9 +30,9 @@ inline constexpr std::array allPermissions{Permission::screenRecording, Permissi
 namespace Permissions {
 
 /// `screen`: null without a display.
-[[nodiscard]] PermissionStatus status(Permission permission, ScreenSystem* screen, SoundSystem& sound);
+[[nodiscard]] PermissionStatus status(Permission permission, ScreenSystem* screen, AudioSystem& audio);
 /// Asks the user, where a system does; then as status().
-[[nodiscard]] PermissionStatus request(Permission permission, ScreenSystem* screen, SoundSystem& sound);
+[[nodiscard]] PermissionStatus request(Permission permission, ScreenSystem* screen, AudioSystem& audio);
 
 }  // namespace Permissions
 

@@ -44,8 +44,8 @@ struct RecordingController::Session {
     std::unique_ptr<EventTap> input;
 };
 
-RecordingController::RecordingController(ScreenSystem& screen, SoundSystem& sound, HostClock& clock)
-    : screen_(screen), sound_(sound), clock_(clock) {}
+RecordingController::RecordingController(ScreenSystem& screen, AudioSystem& audio, HostClock& clock)
+    : screen_(screen), audio_(audio), clock_(clock) {}
 
 RecordingController::~RecordingController() = default;
 
@@ -81,10 +81,10 @@ void RecordingController::open(const RecordingOptions& options, Session& session
     // The microphone's sound takes the place of any other in the end.
     auto source = options.captureSystemAudio && !options.captureMic ? ScreenRecorder::AudioSource::system
                                                                     : ScreenRecorder::AudioSource::none;
-    std::unique_ptr<SoundStream> sound;
+    std::unique_ptr<AudioStream> audio;
     if (source == ScreenRecorder::AudioSource::system) {
         try {
-            sound = sound_.systemSound();
+            audio = audio_.systemAudio();
         } catch (const PlatformError& error) {  // better a recording without sound than none
             source = ScreenRecorder::AudioSource::none;
             notices_.push_back(std::string("recording without sound: ") + error.what());
@@ -97,7 +97,7 @@ void RecordingController::open(const RecordingOptions& options, Session& session
     settings.codec = options.codec;
     settings.encoder = options.encoder;
     auto file = std::make_unique<MovieFile>(session.package.recordingURL(), settings);
-    session.screen = std::make_unique<ScreenRecorder>(options.target.makeStream(screen_), source, std::move(sound),
+    session.screen = std::make_unique<ScreenRecorder>(options.target.makeStream(screen_), source, std::move(audio),
                                                       std::move(file), clock_);
 }
 
@@ -127,7 +127,7 @@ void RecordingController::awaitFirstFrame(Session& session, const std::stop_toke
 }
 
 void RecordingController::startMicrophone(Session& session, const RecordingOptions& options) {
-    auto microphone = std::make_unique<MicRecorder>(options.micDeviceID, session.package.micURL(), sound_,
+    auto microphone = std::make_unique<MicRecorder>(options.micDeviceID, session.package.micURL(), audio_,
                                                     session.info.startHostTime);
     if (microphone->start()) {
         session.microphone = std::move(microphone);
@@ -175,7 +175,7 @@ LumenwhirlPackage RecordingController::stop() {
     if (session->microphone) session->microphone->finish();
     const ScreenRecorder::Result result = session->screen->stop();
     recorded.duration = result.duration;
-    recorded.recordedSystemSound = result.audioSource == ScreenRecorder::AudioSource::system && result.wroteAudio;
+    recorded.recordedSystemAudio = result.audioSource == ScreenRecorder::AudioSource::system && result.wroteAudio;
     recorded.recordedMicrophone = session->microphone != nullptr;
     state_ = State::idle;  // whatever becomes of the package, another recording can begin
     notices_.clear();
@@ -191,7 +191,7 @@ RecordingController::Progress RecordingController::progress() const {
     const double start = screen.recordingStartHostTime();
     return {.seconds = start > 0 ? clock_.now() - start : 0,
             .file = screen.progress(),
-            .soundLevel = session_->microphone ? session_->microphone->level() : screen.soundLevel()};
+            .audioLevel = session_->microphone ? session_->microphone->level() : screen.audioLevel()};
 }
 
 std::optional<std::string> RecordingController::endReason() const {
@@ -206,10 +206,10 @@ std::optional<std::string> RecordingController::failure() const {
     return failure ? failure : session_->journal.failure();
 }
 
-std::optional<std::string> RecordingController::soundFailure() const {
+std::optional<std::string> RecordingController::audioFailure() const {
     const std::lock_guard lock(mutex_);
     if (!session_) return std::nullopt;
-    return session_->microphone ? session_->microphone->failure() : session_->screen->soundFailure();
+    return session_->microphone ? session_->microphone->failure() : session_->screen->audioFailure();
 }
 
 }  // namespace lumenwhirl

@@ -4,8 +4,8 @@
 #include "Media/VideoWriter.h"
 #include "Recorder/CaptureTarget.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
+#include "Recorder/Platform/AudioSystem.h"
 #include "Recorder/Platform/HostClock.h"
-#include "Recorder/Platform/SoundSystem.h"
 #include "Recorder/RecordingFile.h"
 
 #include <atomic>
@@ -56,7 +56,7 @@ public:
     static constexpr double longestWait = 2.0;
 
     /// All of them must outlive this.
-    RecordingController(ScreenSystem& screen, SoundSystem& sound, HostClock& clock);
+    RecordingController(ScreenSystem& screen, AudioSystem& audio, HostClock& clock);
     ~RecordingController();
     RecordingController(const RecordingController&) = delete;
     RecordingController& operator=(const RecordingController&) = delete;
@@ -76,7 +76,7 @@ public:
     struct Progress {
         double seconds = 0;  // since the first picture
         RecordingFile::Progress file;
-        float soundLevel = 0;  // the latest peak, linear
+        float audioLevel = 0;  // the latest peak, linear
     };
     [[nodiscard]] Progress progress() const;
     /// Why the recording is over and should be stopped, in a line for people: the window was closed.
@@ -84,7 +84,7 @@ public:
     /// Why no more can be written and it should be stopped, in a line for people: the disk is full.
     [[nodiscard]] std::optional<std::string> failure() const;
     /// Why no more sound is recorded, in a line for people: the microphone was unplugged. The rest goes on.
-    [[nodiscard]] std::optional<std::string> soundFailure() const;
+    [[nodiscard]] std::optional<std::string> audioFailure() const;
     /// What the latest start() or stop() did without, in lines for people; of their thread.
     [[nodiscard]] const std::vector<std::string>& notices() const noexcept { return notices_; }
 
@@ -97,7 +97,7 @@ private:
     void startInput(Session& session);
 
     ScreenSystem& screen_;
-    SoundSystem& sound_;
+    AudioSystem& audio_;
     HostClock& clock_;
     std::atomic<State> state_ = State::idle;
     std::vector<std::string> notices_;

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Recorder/Platform/AudioStream.h"
 #include "Recorder/Platform/CaptureStream.h"
-#include "Recorder/Platform/SoundStream.h"
 
 #include <cstdint>
 #include <optional>
@@ -23,14 +23,14 @@ public:
     virtual ~RecordingFile() = default;
     /// Fixes the tracks, a picture and perhaps sound, and time 0. Takes no more than a few milliseconds. False
     /// when it could not; it may be tried again.
-    [[nodiscard]] virtual bool begin(double startTime, const std::optional<SoundFormat>& sound) = 0;
+    [[nodiscard]] virtual bool begin(double startTime, const std::optional<AudioFormat>& audio) = 0;
     /// A complete frame, in the order of time. Copied before the call returns. False when it was dropped because
     /// the encoder is behind, or because the file can take no more (failure()).
     virtual bool appendVideo(const CapturedFrame& frame) = 0;
     /// Sound of the format given to begin(), in the order of time. It is laid to its time: what lies before time 0
     /// is cut, holes become silence, a device's clock that drifts is followed. Copied before the call returns.
     /// False when it was dropped.
-    virtual bool appendSound(const SoundBlock& block) = 0;
+    virtual bool appendAudio(const AudioBlock& block) = 0;
     /// Writes what has been taken, at most `seconds` long, and closes the file, which plays in any case. Throws
     /// nothing: what went wrong is in failure().
     virtual void finish(double seconds) = 0;

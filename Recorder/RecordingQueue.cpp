@@ -19,11 +19,11 @@ bool RecordingQueue::push(Picture picture) {
     return true;
 }
 
-bool RecordingQueue::push(Sound sound) {
+bool RecordingQueue::push(Audio audio) {
     const std::lock_guard lock(mutex_);
-    if (isClosed_ || samples_ + sound.samples.size() > mostSamples_) return false;
-    samples_ += sound.samples.size();
-    sound_.push_back(std::move(sound));
+    if (isClosed_ || samples_ + audio.samples.size() > mostSamples_) return false;
+    samples_ += audio.samples.size();
+    audio_.push_back(std::move(audio));
     return true;
 }
 
@@ -35,7 +35,7 @@ RecordingQueue::Work RecordingQueue::take(std::chrono::steady_clock::time_point 
         work.picture = std::move(pictures_.front());
         pictures_.pop_front();
     }
-    work.sound = std::exchange(sound_, {});
+    work.audio = std::exchange(audio_, {});
     samples_ = 0;
     work.isOver = isClosed_ && pictures_.empty();
     return work;

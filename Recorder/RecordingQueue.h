@@ -21,13 +21,13 @@ public:
         VideoFrame frame;
         std::int64_t pts = 0;  // ticks of the file
     };
-    struct Sound {
+    struct Audio {
         double time = 0;             // seconds of the file, of the first sample
         std::vector<float> samples;  // interleaved
     };
     struct Work {
         std::optional<Picture> picture;
-        std::vector<Sound> sound;  // all there was
+        std::vector<Audio> audio;  // all there was
         bool isOver = false;       // closed, and this is the last of it
     };
 
@@ -38,7 +38,7 @@ public:
     [[nodiscard]] bool hasRoom() const;
     /// False when there is no room, or the queue is closed.
     bool push(Picture picture);
-    bool push(Sound sound);
+    bool push(Audio audio);
 
     /// Waits for a picture, or for the end, until the deadline; sound is fetched without waiting for it.
     [[nodiscard]] Work take(std::chrono::steady_clock::time_point deadline);
@@ -50,8 +50,8 @@ private:
     mutable std::mutex mutex_;  // guards the fields below
     std::condition_variable changed_;
     std::deque<Picture> pictures_;
-    std::vector<Sound> sound_;
-    std::size_t samples_ = 0;  // in sound_
+    std::vector<Audio> audio_;
+    std::size_t samples_ = 0;  // in audio_
     bool isClosed_ = false;
 };
 

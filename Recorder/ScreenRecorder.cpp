@@ -9,26 +9,26 @@
 namespace lumenwhirl {
 
 ScreenRecorder::ScreenRecorder(std::unique_ptr<CaptureStream> capture, AudioSource audioSource,
-                               std::unique_ptr<SoundStream> sound, std::unique_ptr<RecordingFile> file,
+                               std::unique_ptr<AudioStream> audio, std::unique_ptr<RecordingFile> file,
                                HostClock& clock)
     : audioSource_(audioSource),
       clock_(clock),
       file_(std::move(file)),
-      sound_(std::move(sound)),
+      audio_(std::move(audio)),
       capture_(std::move(capture)) {}
 
 ScreenRecorder::~ScreenRecorder() {
     capture_->stop();
-    if (sound_) sound_->stop();
+    if (audio_) audio_->stop();
 }
 
 void ScreenRecorder::start() {
-    if (sound_) {
+    if (audio_) {
         try {
-            sound_->start([this](const SoundBlock& block) { handleSound(block); },
-                          [this](const std::string& reason) { noteSoundEnd(reason); });
+            audio_->start([this](const AudioBlock& block) { handleAudio(block); },
+                          [this](const std::string& reason) { noteAudioEnd(reason); });
         } catch (const PlatformError& error) {  // better a recording without sound than none
-            noteSoundEnd(error.what());
+            noteAudioEnd(error.what());
         }
     }
     capture_->start([this](const CapturedFrame& frame) { handleFrame(frame); },
@@ -55,30 +55,30 @@ void ScreenRecorder::onAreaChange(AreaHandler handler) {
 
 /// False when this picture is too early: sound is still awaited, or the file could not be begun.
 bool ScreenRecorder::begin(const CapturedFrame& frame, double now) {
-    if (audioSource_ != AudioSource::none && !soundFormat_ && !soundFailure_) {
+    if (audioSource_ != AudioSource::none && !audioFormat_ && !audioFailure_) {
         if (firstVideoHostTime_ == 0) firstVideoHostTime_ = now;
         if (now - firstVideoHostTime_ < audioStartGrace) return false;
     }
-    if (!file_->begin(frame.time, soundFormat_)) return false;
-    hasSoundTrack_ = soundFormat_.has_value();
+    if (!file_->begin(frame.time, audioFormat_)) return false;
+    hasAudioTrack_ = audioFormat_.has_value();
     firstPTS_ = lastPTS_ = frame.time;
     sessionStarted_ = true;
     startHostTime_ = now;
     return true;
 }
 
-void ScreenRecorder::handleSound(const SoundBlock& block) {
-    const std::size_t samples = block.frames * static_cast<std::size_t>(sound_->format().channels);
+void ScreenRecorder::handleAudio(const AudioBlock& block) {
+    const std::size_t samples = block.frames * static_cast<std::size_t>(audio_->format().channels);
     float peak = 0;
     for (std::size_t i = 0; i < samples; ++i) peak = std::max(peak, std::abs(block.samples[i]));
-    soundLevel_ = peak;
+    audioLevel_ = peak;
 
     const std::lock_guard lock(mutex_);
     if (!sessionStarted_) {
-        soundFormat_ = sound_->format();
+        audioFormat_ = audio_->format();
         return;
     }
-    if (hasSoundTrack_ && file_->appendSound(block)) wroteAudio_ = true;
+    if (hasAudioTrack_ && file_->appendAudio(block)) wroteAudio_ = true;
 }
 
 void ScreenRecorder::noteEnd(const std::string& reason) {
@@ -86,15 +86,15 @@ void ScreenRecorder::noteEnd(const std::string& reason) {
     endReason_ = reason;
 }
 
-void ScreenRecorder::noteSoundEnd(const std::string& reason) {
-    soundLevel_ = 0;
+void ScreenRecorder::noteAudioEnd(const std::string& reason) {
+    audioLevel_ = 0;
     const std::lock_guard lock(mutex_);
-    soundFailure_ = reason;
+    audioFailure_ = reason;
 }
 
-std::optional<std::string> ScreenRecorder::soundFailure() const {
+std::optional<std::string> ScreenRecorder::audioFailure() const {
     const std::lock_guard lock(mutex_);
-    return soundFailure_;
+    return audioFailure_;
 }
 
 std::optional<std::string> ScreenRecorder::endReason() const {
@@ -105,7 +105,7 @@ std::optional<std::string> ScreenRecorder::endReason() const {
 ScreenRecorder::Result ScreenRecorder::stop() {
     if (result_) return *result_;
     capture_->stop();
-    if (sound_) sound_->stop();
+    if (audio_) audio_->stop();
     file_->finish(longestFinish);
     result_ = {.startHostTime = startHostTime_,
                .duration = lastPTS_ - firstPTS_,

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Recorder/Platform/AudioStream.h"
 #include "Recorder/Platform/CaptureStream.h"
 #include "Recorder/Platform/HostClock.h"
-#include "Recorder/Platform/SoundStream.h"
 #include "Recorder/RecordingFile.h"
 
 #include <atomic>
@@ -37,7 +37,7 @@ public:
 
     /// `sound` is what `audioSource` names; null with AudioSource::none. `clock` must outlive this.
     ScreenRecorder(std::unique_ptr<CaptureStream> capture, AudioSource audioSource,
-                   std::unique_ptr<SoundStream> sound, std::unique_ptr<RecordingFile> file, HostClock& clock);
+                   std::unique_ptr<AudioStream> audio, std::unique_ptr<RecordingFile> file, HostClock& clock);
     ~ScreenRecorder();
     ScreenRecorder(const ScreenRecorder&) = delete;
     ScreenRecorder& operator=(const ScreenRecorder&) = delete;
@@ -54,7 +54,7 @@ public:
     /// handler, or none, takes its place. It must not call back.
     void onAreaChange(AreaHandler handler);
 
-    /// Begins to capture. Throws PlatformError; not for the sound, see soundFailure().
+    /// Begins to capture. Throws PlatformError; not for the sound, see audioFailure().
     void start();
     /// 0 until the first picture has been accepted.
     [[nodiscard]] double recordingStartHostTime() const noexcept { return startHostTime_; }
@@ -63,42 +63,42 @@ public:
 
     [[nodiscard]] RecordingFile::Progress progress() const { return file_->progress(); }
     /// The peak of the latest sound, linear, 0 without sound.
-    [[nodiscard]] float soundLevel() const noexcept { return soundLevel_; }
+    [[nodiscard]] float audioLevel() const noexcept { return audioLevel_; }
     /// Why no more pictures come, in a line for people: the window was closed.
     [[nodiscard]] std::optional<std::string> endReason() const;
     /// Why there is no sound, or no more of it, in a line for people: its device was unplugged.
-    [[nodiscard]] std::optional<std::string> soundFailure() const;
+    [[nodiscard]] std::optional<std::string> audioFailure() const;
     /// Why no more can be written, in a line for people: the disk is full.
     [[nodiscard]] std::optional<std::string> failure() const { return file_->failure(); }
 
 private:
     void handleFrame(const CapturedFrame& frame);
-    void handleSound(const SoundBlock& block);
+    void handleAudio(const AudioBlock& block);
     [[nodiscard]] bool begin(const CapturedFrame& frame, double now);
     void noteEnd(const std::string& reason);
-    void noteSoundEnd(const std::string& reason);
+    void noteAudioEnd(const std::string& reason);
 
     const AudioSource audioSource_;
     HostClock& clock_;
     const std::unique_ptr<RecordingFile> file_;
     std::atomic<double> startHostTime_ = 0;
-    std::atomic<float> soundLevel_ = 0;
+    std::atomic<float> audioLevel_ = 0;
 
     mutable std::mutex mutex_;  // guards the fields below, and puts the calls of the file one after the other
     bool sessionStarted_ = false;
-    std::optional<SoundFormat> soundFormat_;  // known once sound has arrived
-    bool hasSoundTrack_ = false;
+    std::optional<AudioFormat> audioFormat_;  // known once sound has arrived
+    bool hasAudioTrack_ = false;
     double firstVideoHostTime_ = 0;  // of the first complete picture, while waiting for sound
     double firstPTS_ = 0, lastPTS_ = 0;
     bool wroteAudio_ = false;
     std::optional<Area> area_;
     AreaHandler areaChanged_;
-    std::optional<std::string> endReason_, soundFailure_;
+    std::optional<std::string> endReason_, audioFailure_;
 
     std::optional<Result> result_;  // of stop()
 
     // Last, so that they have ended before what their handlers use goes away.
-    const std::unique_ptr<SoundStream> sound_;
+    const std::unique_ptr<AudioStream> audio_;
     const std::unique_ptr<CaptureStream> capture_;
 };
 

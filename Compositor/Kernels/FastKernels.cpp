@@ -196,8 +196,10 @@ const Kernels& Kernels::fastest() {
              (out, premultiplied, alpha, opacity, count);
          }},
         {[](const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint16_t* out,
-            int count) { HWY_DYNAMIC_DISPATCH(blendWords)
-                         (rows, weights, taps, out, count); },
+            int count) {
+             HWY_DYNAMIC_DISPATCH(blendWords)
+             (rows, weights, taps, out, count);
+         },
          [](std::uint16_t* out, const std::uint16_t* premultiplied, const std::uint16_t* alpha, int opacity,
             int count) {
              HWY_DYNAMIC_DISPATCH(overlayWords)

@@ -15,9 +15,9 @@ MicrophonesCommand::MicrophonesCommand(CLI::App& parser) : Command(parser) {
 }
 
 void MicrophonesCommand::run() {
-    const std::unique_ptr<SoundSystem> sound = Desktop::makeSoundSystem();
-    const std::vector<MicDevice> devices = sound->inputs();
-    const std::optional<std::string> defaultID = sound->defaultInputID();
+    const std::unique_ptr<AudioSystem> audio = Desktop::makeAudioSystem();
+    const std::vector<MicDevice> devices = audio->inputs();
+    const std::optional<std::string> defaultID = audio->defaultInputID();
     JsonWriter json(JsonWriter::Layout::indented);
     json.beginArray();
     for (const MicDevice& device : devices) {

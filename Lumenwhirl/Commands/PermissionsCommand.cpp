@@ -23,11 +23,11 @@ void PermissionsCommand::run() {
         screen = Desktop::connectToScreen();
     } catch (const PlatformError&) {  // an answer like any other here
     }
-    const std::unique_ptr<SoundSystem> sound = Desktop::makeSoundSystem();
+    const std::unique_ptr<AudioSystem> audio = Desktop::makeAudioSystem();
     JsonWriter json(JsonWriter::Layout::compact);
     json.beginObject();
     for (const Permission permission : allPermissions)
-        json.member(nameOf(permission), nameOf(Permissions::status(permission, screen.get(), *sound)));
+        json.member(nameOf(permission), nameOf(Permissions::status(permission, screen.get(), *audio)));
     json.endObject();
     std::puts(json.text().c_str());
 }

@@ -128,7 +128,7 @@ void RecordCommand::run() {
     Interruption interruption;
     SystemClock clock;
     const std::unique_ptr<ScreenSystem> screen = Desktop::connectToScreen();
-    const std::unique_ptr<SoundSystem> sound = Desktop::makeSoundSystem();
+    const std::unique_ptr<AudioSystem> audio = Desktop::makeAudioSystem();
     const RecordingOptions options{
         .target = chooseTarget(*screen),
         .captureMic = wantsMicrophone_,
@@ -142,7 +142,7 @@ void RecordCommand::run() {
     if (std::error_code error; std::filesystem::exists(future, error))
         throw CommandError(future.string() + ": exists already; choose another name");
 
-    RecordingController controller(*screen, *sound, clock);
+    RecordingController controller(*screen, *audio, clock);
     const LumenwhirlPackage package = controller.start(options, name, folder, interruption.token());
     {
         const GlobalHotKey stopKey = GlobalHotKey::stopRecording(*screen, [&] { interruption.requestStop(); });
@@ -174,12 +174,12 @@ std::string RecordCommand::adviceFor(const RecordingFile::Progress& progress) co
 /// Returns when the recording is to be stopped, whoever asks for it.
 void RecordCommand::awaitEnd(const RecordingController& controller, Interruption& interruption) const {
     constexpr double redrawInterval = 0.1;  // seconds
-    const bool hasSound = wantsMicrophone_ || !noSystemAudio_;
+    const bool hasAudio = wantsMicrophone_ || !noSystemAudio_;
     SystemClock clock;
     StatusLine line;
     bool isSilenceTold = false;
     for (;;) {
-        if (const auto silence = controller.soundFailure(); silence && !isSilenceTold) {
+        if (const auto silence = controller.audioFailure(); silence && !isSilenceTold) {
             isSilenceTold = true;
             line.clear();
             tell("the recording goes on without sound: " + *silence);
@@ -189,7 +189,7 @@ void RecordCommand::awaitEnd(const RecordingController& controller, Interruption
         const double left = seconds_ > 0 ? seconds_ - progress.seconds : redrawInterval;
         if (left <= 0) return;
         if (StatusLine::isWatched())
-            line.draw(recordingLine(progress, hasSound, StatusLine::symbols(), StatusLine::columns()));
+            line.draw(recordingLine(progress, hasAudio, StatusLine::symbols(), StatusLine::columns()));
         clock.sleep(std::min(left, redrawInterval), interruption.token());
     }
 }

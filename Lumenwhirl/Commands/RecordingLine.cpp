@@ -27,7 +27,7 @@ std::string levelMeter(float level, ProgressLine::Symbols symbols) {
 
 }  // namespace
 
-std::string recordingLine(const RecordingController::Progress& progress, bool hasSound,
+std::string recordingLine(const RecordingController::Progress& progress, bool hasAudio,
                           ProgressLine::Symbols symbols, int columns) {
     const std::string time = "Recording  " + durationText(std::floor(progress.seconds));
     constexpr int meterColumns = 14;
@@ -41,7 +41,7 @@ std::string recordingLine(const RecordingController::Progress& progress, bool ha
         plain("  " + std::to_string(progress.file.framesWritten) + " frames"),
         plain("  " + std::to_string(progress.file.framesDropped) + " dropped"),
         plain("  " + sizeText(progress.file.bytes)),
-        Detail{"  " + levelMeter(progress.soundLevel, symbols), hasSound ? meterColumns : columns},
+        Detail{"  " + levelMeter(progress.audioLevel, symbols), hasAudio ? meterColumns : columns},
     };
     int width = static_cast<int>(time.size());
     for (const std::size_t i : {3U, 1U, 2U, 0U}) {  // in order of worth

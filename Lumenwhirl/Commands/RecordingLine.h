@@ -9,7 +9,7 @@ namespace lumenwhirl {
 
 /// A running recording as one line of text, at most `columns` wide: time, pictures, those dropped, size, loudness.
 /// What matters least is left out first.
-[[nodiscard]] std::string recordingLine(const RecordingController::Progress& progress, bool hasSound,
+[[nodiscard]] std::string recordingLine(const RecordingController::Progress& progress, bool hasAudio,
                                         ProgressLine::Symbols symbols, int columns);
 
 }  // namespace lumenwhirl

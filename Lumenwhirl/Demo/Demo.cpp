@@ -118,9 +118,9 @@ void record(const LumenwhirlPackage& package, const DemoOptions& options, std::i
     demo::FrameMaker frames(options.width, options.height);
     demo::DemoSpeech speech(script.cues, script.log, options.seed);
     constexpr int rate = demo::DemoSpeech::sampleRate;
-    VideoWriter writer(package.recordingURL(), videoSettings(options), SoundSettings{rate, 1, 96000});
+    VideoWriter writer(package.recordingURL(), videoSettings(options), AudioSettings{rate, 1, 96000});
 
-    std::vector<float> sound;
+    std::vector<float> audio;
     std::int64_t samplesDone = 0;
     double told = -1;
     for (std::int64_t i = 0; i < frameCount; ++i) {
@@ -131,10 +131,10 @@ void record(const LumenwhirlPackage& package, const DemoOptions& options, std::i
         writer.write(frames.make(picture.surface(), changed), i);
 
         const std::int64_t samples = (i + 1) * rate / options.fps - samplesDone;
-        sound.resize(static_cast<std::size_t>(samples));
-        speech.render(sound);
-        const float* const channel = sound.data();
-        writer.writeSound(&channel, sound.size());
+        audio.resize(static_cast<std::size_t>(samples));
+        speech.render(audio);
+        const float* const channel = audio.data();
+        writer.writeAudio(&channel, audio.size());
         samplesDone += samples;
 
         const double fraction = static_cast<double>(i + 1) / static_cast<double>(frameCount);

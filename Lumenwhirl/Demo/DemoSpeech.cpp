@@ -101,9 +101,9 @@ double DemoSpeech::voice() {
     lastFlow_ = flow;
     lastPressure_ = pressure;
     const double breath = random_.between(-1, 1);
-    double sound = now_.voice * (crisp + 0.0015 * breath * flow);
-    for (Resonator& formant : formants_) sound = formant.filter(sound);
-    return voiceGain / basePitch_ * sound + noiseGain * noise_.filter(now_.noise * breath);
+    double audio = now_.voice * (crisp + 0.0015 * breath * flow);
+    for (Resonator& formant : formants_) audio = formant.filter(audio);
+    return voiceGain / basePitch_ * audio + noiseGain * noise_.filter(now_.noise * breath);
 }
 
 void DemoSpeech::render(std::span<float> samples) {

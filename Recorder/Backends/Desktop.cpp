@@ -1,6 +1,6 @@
 #include "Recorder/Backends/Desktop.h"
 
-#include "Recorder/Backends/Pulse/PulseSoundSystem.h"
+#include "Recorder/Backends/Pulse/PulseAudioSystem.h"
 #include "Recorder/Backends/X11/X11ScreenSystem.h"
 
 namespace lumenwhirl::Desktop {
@@ -9,8 +9,8 @@ std::unique_ptr<ScreenSystem> connectToScreen() {
     return connectToX11();
 }
 
-std::unique_ptr<SoundSystem> makeSoundSystem() {
-    return makePulseSoundSystem();
+std::unique_ptr<AudioSystem> makeAudioSystem() {
+    return makePulseAudioSystem();
 }
 
 }  // namespace lumenwhirl::Desktop

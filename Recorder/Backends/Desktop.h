@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Recorder/Platform/AudioSystem.h"
 #include "Recorder/Platform/ScreenSystem.h"
-#include "Recorder/Platform/SoundSystem.h"
 
 #include <memory>
 
@@ -11,6 +11,6 @@ namespace lumenwhirl::Desktop {
 /// The desktop of this session: an X11 display. Throws PlatformError (notReachable).
 [[nodiscard]] std::unique_ptr<ScreenSystem> connectToScreen();
 /// The sound server of this session. Connects when it is first asked for something.
-[[nodiscard]] std::unique_ptr<SoundSystem> makeSoundSystem();
+[[nodiscard]] std::unique_ptr<AudioSystem> makeAudioSystem();
 
 }  // namespace lumenwhirl::Desktop

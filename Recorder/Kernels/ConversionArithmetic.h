@@ -35,10 +35,10 @@ inline std::uint8_t luma(int b, int g, int r) {
 }
 
 /// Two rows' colour in one column, from the sums of their components.
-struct Colour {
+struct Color {
     std::int16_t cb, cr;
 };
-inline Colour colour(int b, int g, int r) {
+inline Color color(int b, int g, int r) {
     b <<= chromaShift, g <<= chromaShift, r <<= chromaShift;
     return {static_cast<std::int16_t>(product(b, cbB) + product(g, cbG) + product(r, cbR)),
             static_cast<std::int16_t>(product(b, crB) + product(g, crG) + product(r, crR))};

@@ -54,13 +54,13 @@ HWY_INLINE Vector luma(Vector b, Vector g, Vector r) {
 }
 
 /// Colours of some columns, the even and the odd ones apart; odd[0] belongs left of even[0].
-struct Colours {
+struct Colors {
     static constexpr int usualPixels = 1024, mostLanes = 256;  // the last ones take up to a vector more
     std::array<std::int16_t, (usualPixels + mostLanes) / 2> even;
     std::array<std::int16_t, (usualPixels + mostLanes) / 2 + 1> odd;
 };
 
-HWY_INLINE void storeColours(Vector b, Vector g, Vector r, std::int16_t* cb, std::int16_t* cr) {
+HWY_INLINE void storeColors(Vector b, Vector g, Vector r, std::int16_t* cb, std::int16_t* cr) {
     using namespace conversion;
     const Words words;
     b = hn::ShiftLeft<chromaShift>(b);
@@ -89,16 +89,16 @@ HWY_INLINE void takeRow(const std::uint8_t* row, std::uint8_t* out, Vector& even
     oddR = hn::Add(oddR, r1);
 }
 
-HWY_ATTR void storeChroma(const Colours& colours, int count, std::uint8_t* out) {
+HWY_ATTR void storeChroma(const Colors& colors, int count, std::uint8_t* out) {
     using namespace conversion;
     const Words words;
     const hn::Rebind<std::uint8_t, Words> bytes;
     const int lanes = static_cast<int>(hn::Lanes(words));
     for (int i = 0; i < count; i += lanes) {
         if (i + lanes > count) i = count - lanes;  // overlaps the one before rather than write past the end
-        const auto middle = hn::LoadU(words, colours.even.data() + i);
+        const auto middle = hn::LoadU(words, colors.even.data() + i);
         const auto sides =
-            hn::Add(hn::LoadU(words, colours.odd.data() + i), hn::LoadU(words, colours.odd.data() + i + 1));
+            hn::Add(hn::LoadU(words, colors.odd.data() + i), hn::LoadU(words, colors.odd.data() + i + 1));
         const auto sum = hn::Add(hn::Add(sides, hn::Add(middle, middle)), hn::Set(words, chromaRounding));
         const auto value = hn::Add(hn::ShiftRight<chromaBits>(sum), hn::Set(words, chromaMiddle));
         hn::StoreU(hn::DemoteTo(bytes, value), bytes, out + i);
@@ -110,14 +110,14 @@ HWY_ATTR void convertRows(const std::uint8_t* upper, const std::uint8_t* lower, 
     const Words words;
     const int lanes = static_cast<int>(hn::Lanes(Bytes()));
     const int pairs = width / 2 * 2;
-    if (pairs < lanes || lanes > Colours::mostLanes) {
+    if (pairs < lanes || lanes > Colors::mostLanes) {
         ConversionKernels::reference().convertRows(upper, lower, width, out);
         return;
     }
-    Colours cb, cr;
+    Colors cb, cr;
     int end = 0;
     for (int start = 0; start < pairs; start = end) {
-        end = start + Colours::usualPixels;
+        end = start + Colors::usualPixels;
         if (end + lanes > pairs) end = pairs;
         for (int x = start; x < end; x += lanes) {
             if (x + lanes > end) x = end - lanes;
@@ -126,8 +126,8 @@ HWY_ATTR void convertRows(const std::uint8_t* upper, const std::uint8_t* lower, 
             takeRow(upper + offset, out.upperLuma + x, evenB, oddB, evenG, oddG, evenR, oddR);
             takeRow(lower + offset, out.lowerLuma + x, evenB, oddB, evenG, oddG, evenR, oddR);
             const int column = (x - start) / 2;
-            storeColours(evenB, evenG, evenR, cb.even.data() + column, cr.even.data() + column);
-            storeColours(oddB, oddG, oddR, cb.odd.data() + column + 1, cr.odd.data() + column + 1);
+            storeColors(evenB, evenG, evenR, cb.even.data() + column, cr.even.data() + column);
+            storeColors(oddB, oddG, oddR, cb.odd.data() + column + 1, cr.odd.data() + column + 1);
         }
         if (start == 0) {
             cb.odd[0] = cb.even[0];
@@ -144,8 +144,8 @@ HWY_ATTR void convertRows(const std::uint8_t* upper, const std::uint8_t* lower, 
     const std::uint8_t *above = upper + std::ptrdiff_t{4} * pairs, *below = lower + std::ptrdiff_t{4} * pairs;
     out.upperLuma[pairs] = out.upperLuma[pairs + 1] = conversion::luma(above[0], above[1], above[2]);
     out.lowerLuma[pairs] = out.lowerLuma[pairs + 1] = conversion::luma(below[0], below[1], below[2]);
-    const conversion::Colour last =
-        conversion::colour(above[0] + below[0], above[1] + below[1], above[2] + below[2]);
+    const conversion::Color last =
+        conversion::color(above[0] + below[0], above[1] + below[1], above[2] + below[2]);
     out.cb[pairs / 2] = conversion::chroma(cb.odd[0], last.cb, last.cb);
     out.cr[pairs / 2] = conversion::chroma(cr.odd[0], last.cr, last.cr);
 }

@@ -12,18 +12,18 @@ void plainConvertRows(const std::uint8_t* upper, const std::uint8_t* lower, int 
         const std::uint8_t* pixel = row + std::ptrdiff_t{4} * x;
         return conversion::luma(pixel[0], pixel[1], pixel[2]);
     };
-    const auto colourAt = [&](int x) {
+    const auto colorAt = [&](int x) {
         const std::uint8_t *a = upper + std::ptrdiff_t{4} * x, *b = lower + std::ptrdiff_t{4} * x;
-        return conversion::colour(a[0] + b[0], a[1] + b[1], a[2] + b[2]);
+        return conversion::color(a[0] + b[0], a[1] + b[1], a[2] + b[2]);
     };
-    conversion::Colour left = colourAt(0);
+    conversion::Color left = colorAt(0);
     for (int x = 0; x < width; x += 2) {
         const int next = x + 1 < width ? x + 1 : x;
         out.upperLuma[x] = lumaAt(upper, x);
         out.upperLuma[x + 1] = lumaAt(upper, next);
         out.lowerLuma[x] = lumaAt(lower, x);
         out.lowerLuma[x + 1] = lumaAt(lower, next);
-        const conversion::Colour middle = colourAt(x), right = colourAt(next);
+        const conversion::Color middle = colorAt(x), right = colorAt(next);
         out.cb[x / 2] = conversion::chroma(left.cb, middle.cb, right.cb);
         out.cr[x / 2] = conversion::chroma(left.cr, middle.cr, right.cr);
         left = right;

@@ -35,7 +35,8 @@ public:
     /// Wraps an existing folder; checks nothing.
     explicit LumenwhirlPackage(std::filesystem::path url);
     /// Where create() makes it: `name` with ".lumenwhirl" added unless it ends so.
-    [[nodiscard]] static std::filesystem::path pathFor(const std::string& name, const std::filesystem::path& folder);
+    [[nodiscard]] static std::filesystem::path pathFor(const std::string& name,
+                                                       const std::filesystem::path& folder);
     /// Creates the folder (0700) with missing parents; an existing one is reused. Throws Error.
     [[nodiscard]] static LumenwhirlPackage create(const std::string& name, const std::filesystem::path& folder);
 

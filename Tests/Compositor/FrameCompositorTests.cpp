@@ -529,7 +529,7 @@ TEST(FrameCompositor, compositeLeavesStyleAndOverlaysOut) {
     expectSame(out, content(frame, plain));
 }
 
-TEST(Picture, coloursSurviveTheWayToPlanesAndBack) {
+TEST(Picture, colorsSurviveTheWayToPlanesAndBack) {
     for (const Color color :
          {white, black, grey, Color{1, 0, 0, 1}, Color{0, 1, 0, 1}, Color{0, 0, 1, 1}, Color{0.2, 0.7, 0.4, 1}}) {
         const Image image = imageFromPicture(flatPicture(16, 16, color).view());

@@ -5,7 +5,7 @@
 namespace lumenwhirl {
 namespace {
 
-TEST(StyleResolver, coloursAreSixOrEightHexDigits) {
+TEST(StyleResolver, colorsAreSixOrEightHexDigits) {
     const Color orange{1, 0x7E / 255.0, 0x5F / 255.0, 1};
     for (const char* text : {"#ff7e5f", "  #FF7E5F\t", "FF7E5F", "#FF7E5FFF"})
         EXPECT_EQ(StyleResolver::ciColor(text), orange) << text;
@@ -45,7 +45,7 @@ TEST(StyleResolver, shadowsHaveFourStrengths) {
     EXPECT_EQ(shadow("Medium"), shadow("subtle"));  // names are exact
 }
 
-TEST(StyleResolver, backgroundsFallBackToBuiltInColours) {
+TEST(StyleResolver, backgroundsFallBackToBuiltInColors) {
     const auto background = [](Background stored, const StyleResolver::ImageLoader& load = {}) {
         Style style;
         style.background = std::move(stored);

@@ -78,7 +78,7 @@ TEST(BadInput, aVideoThatIsMissingCutShortOrNone) {
                   recording + ": ");
 }
 
-TEST(BadInput, aRecordingOfSoundAlone) {
+TEST(BadInput, aRecordingOfAudioAlone) {
     const TestFolder folder;
     const LumenwhirlPackage package = folder.makeRecording();
     const std::string recording = package.recordingURL().string();
@@ -176,11 +176,11 @@ TEST(BadInput, aDiskThatIsFull) {
     const std::string package = folder.makeRecording().url().string();
     writeFile(folder / "talk.srt", "00:01,000 --> 00:02,000\n" + std::string(8000, 'x') + "\n");
     const Program::Surroundings fullDisk{.largestFileSize = 4096};
-    const std::string video = folder / "out.mp4", picture = folder / "out.png", sound = folder / "out.m4a";
+    const std::string video = folder / "out.mp4", picture = folder / "out.png", audio = folder / "out.m4a";
     expectRefusal(folder, {"export", package, "-o", video}, video + ": ", fullDisk);
     expectRefusal(folder, {"frame", package, "--at", "0", "-o", picture}, picture + ": ",
                   {.largestFileSize = 256});
-    expectRefusal(folder, {"loudness", package + "/recording.mp4", "-o", sound}, sound + ": ", fullDisk);
+    expectRefusal(folder, {"loudness", package + "/recording.mp4", "-o", audio}, audio + ": ", fullDisk);
     expectRefusal(folder, {"captions", package, "--import", folder / "talk.srt"},
                   package + "/project.json: ", fullDisk);
 }

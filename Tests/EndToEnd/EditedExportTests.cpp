@@ -3,7 +3,7 @@
 #include "Tests/EndToEnd/Program.h"
 #include "Tests/EndToEnd/TestFolder.h"
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/Sounds.h"
+#include "Tests/Exporter/TestAudio.h"
 #include "Tests/Media/WaveFile.h"
 
 #include <gtest/gtest.h>
@@ -46,7 +46,7 @@ std::vector<Beep> beepsIn(const EditTimeline& timeline) {
     return beeps;
 }
 
-AudioBuffer soundOf(const std::vector<Beep>& beeps) {
+AudioBuffer audioOf(const std::vector<Beep>& beeps) {
     std::vector<float> samples(static_cast<std::size_t>(duration * recordings::sampleRate));
     for (const Beep& beep : beeps) {
         const auto first = std::lround((beep.middle - beep.length / 2) * recordings::sampleRate);
@@ -71,7 +71,7 @@ TEST(EditedExport, beepsAndPicturesAreWhereTheTimelinePutsThem) {
     const std::vector<Beep> beeps = beepsIn(timeline);
     const LumenwhirlPackage package = LumenwhirlPackage::create("Edited", folder.path());
     recordings::Recording recording = recordings::steady(static_cast<int>(duration * fps), fps);
-    recording.sound = soundOf(beeps);
+    recording.audio = audioOf(beeps);
     recordings::write(package.recordingURL(), recording);
     package.writeEvents(recordings::quietLog());
     ProjectSettings project = recordings::plainProject(duration);
@@ -90,13 +90,13 @@ TEST(EditedExport, beepsAndPicturesAreWhereTheTimelinePutsThem) {
         // The newest frame at or before; the microsecond keeps rounding from choosing.
         EXPECT_EQ(frames[i].number(), std::floor(timeline.sourceTimeForOutput(time + 1e-6) * fps + 1e-6)) << i;
     }
-    const AudioBuffer sound = readAll(output);
-    EXPECT_NEAR(static_cast<double>(sound.frames()) / recordings::sampleRate, timeline.outputDuration(),
+    const AudioBuffer audio = readAll(output);
+    EXPECT_NEAR(static_cast<double>(audio.frames()) / recordings::sampleRate, timeline.outputDuration(),
                 1.0 / fps);
     for (const Beep& beep : beeps) {
         const double expected = timeline.outputTimeForSource(beep.middle);
-        for (const auto& channel : sound.channels) {
-            const double heard = sounds::middleOf(channel, expected, 0.09);
+        for (const auto& channel : audio.channels) {
+            const double heard = audios::middleOf(channel, expected, 0.09);
             EXPECT_NEAR(heard, expected, beep.rate == 1 ? 0.001 : 1.0 / fps)
                 << "at " << beep.middle << " s of the recording, rate " << beep.rate;
         }

@@ -21,11 +21,11 @@ struct Outcome {
 class Program {
 public:
     struct Surroundings {
-        std::filesystem::path folder{};                  // the current one; this process's if empty
-        std::optional<std::uint64_t> largestFileSize{};  // bytes; a file that would grow further meets an error
-        std::string locale{};                            // LC_ALL, if not empty
+        std::filesystem::path folder{};                    // the current one; this process's if empty
+        std::optional<std::uint64_t> largestFileSize{};    // bytes; a file that would grow further meets an error
+        std::string locale{};                              // LC_ALL, if not empty
         std::map<std::string, std::string> environment{};  // set beside this process's own
-        bool hasClosedOutput = false;                    // standard output is a full device
+        bool hasClosedOutput = false;                      // standard output is a full device
     };
     using Arguments = std::vector<std::string>;
 

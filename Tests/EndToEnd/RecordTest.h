@@ -33,7 +33,7 @@ protected:
         Program::Arguments arguments{"record", "--folder",  folder.path().string(),
                                      "--name", "Take",      "--codec",
                                      "h264",   "--encoder", "software"};
-        if (!hasSound) arguments.emplace_back("--no-system-audio");
+        if (!hasAudio) arguments.emplace_back("--no-system-audio");
         arguments.insert(arguments.end(), more.begin(), more.end());
         program.emplace(arguments, surroundings());
         program->waitForOutput();
@@ -53,7 +53,7 @@ protected:
         return Json(outcome.output);
     }
 
-    bool hasSound = false;  // whether the computer's is recorded, where nothing else is said
+    bool hasAudio = false;  // whether the computer's is recorded, where nothing else is said
     TestFolder folder;
     VirtualDisplay display{{.width = 640, .height = 360}};
     TestClient user{display.name()};

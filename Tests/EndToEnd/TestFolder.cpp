@@ -23,8 +23,8 @@ void writeVideo(const std::filesystem::path& file, int frames) {
     settings.frameRate = {recordedFps, 1};
     settings.timeBase = {1, recordedFps};
     settings.speed = "ultrafast";
-    VideoWriter writer(file, settings, SoundSettings{.sampleRate = sampleRate, .channels = 1});
-    std::vector<float> sound(sampleRate / recordedFps);
+    VideoWriter writer(file, settings, AudioSettings{.sampleRate = sampleRate, .channels = 1});
+    std::vector<float> audio(sampleRate / recordedFps);
     for (int i = 0; i < frames; ++i) {
         VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
         for (int plane = 0; plane < 3; ++plane) {
@@ -34,9 +34,9 @@ void writeVideo(const std::filesystem::path& file, int frames) {
                             plane == 0 ? 40 + 5 * i % 160 : 128, static_cast<std::size_t>(columns));
         }
         writer.write(frame, i);
-        for (std::size_t k = 0; k < sound.size(); ++k) sound[k] = k / 80 % 2 == 0 ? 0.05F : -0.05F;  // 300 Hz
-        const float* const channel = sound.data();
-        writer.writeSound(&channel, sound.size());
+        for (std::size_t k = 0; k < audio.size(); ++k) audio[k] = k / 80 % 2 == 0 ? 0.05F : -0.05F;  // 300 Hz
+        const float* const channel = audio.data();
+        writer.writeAudio(&channel, audio.size());
     }
     writer.finish();
 }

@@ -1,6 +1,6 @@
 #include "Engine/Timeline/EditTimeline.h"
 #include "Exporter/AudioEdit.h"
-#include "Tests/Exporter/Sounds.h"
+#include "Tests/Exporter/TestAudio.h"
 #include "Tests/Media/TemporaryFolder.h"
 #include "Tests/Media/WaveFile.h"
 
@@ -11,7 +11,7 @@
 namespace lumenwhirl {
 namespace {
 
-using sounds::sine;
+using audios::sine;
 
 Timeline speeds(double duration, std::vector<SpeedRange> ranges) {
     Timeline edit;
@@ -20,7 +20,7 @@ Timeline speeds(double duration, std::vector<SpeedRange> ranges) {
     return edit;
 }
 
-class EditedSound : public testing::Test {
+class EditedAudio : public testing::Test {
 protected:
     /// The channel of `samples`, 48 kHz, after the edit.
     [[nodiscard]] std::vector<float> edited(const std::vector<float>& samples, Timeline edit) const {
@@ -34,7 +34,7 @@ protected:
     const TemporaryFolder folder;
 };
 
-TEST_F(EditedSound, lastsAsLongAsThePictureAndKeepsItsPitchAtEveryRate) {
+TEST_F(EditedAudio, lastsAsLongAsThePictureAndKeepsItsPitchAtEveryRate) {
     for (const auto& [rate, seconds] : std::vector<std::pair<double, double>>{
              {0.05, 0.5}, {0.25, 0.5}, {0.5, 1}, {0.999, 1}, {1.5, 2}, {2, 2}, {4, 4}, {8, 8}, {100, 50}}) {
         SCOPED_TRACE(rate);
@@ -43,66 +43,66 @@ TEST_F(EditedSound, lastsAsLongAsThePictureAndKeepsItsPitchAtEveryRate) {
         EXPECT_EQ(static_cast<long>(out.size()), std::lround(static_cast<double>(frames) / rate));
         // Without the ends, where there may be less of it.
         const auto middle = std::span(out).subspan(out.size() / 5, out.size() * 3 / 5);
-        EXPECT_NEAR(sounds::frequencyOf(middle), 440, 4.4);
-        EXPECT_NEAR(sounds::rmsOf(middle), 0.3 / std::numbers::sqrt2, 0.03);
+        EXPECT_NEAR(audios::frequencyOf(middle), 440, 4.4);
+        EXPECT_NEAR(audios::rmsOf(middle), 0.3 / std::numbers::sqrt2, 0.03);
     }
 }
 
-TEST_F(EditedSound, extremeRatesEndAndHoldTheirLength) {
+TEST_F(EditedAudio, extremeRatesEndAndHoldTheirLength) {
     EXPECT_EQ(edited(sine(48000, 440, 0.3), atRate(1e6)).size(), 1U);  // a track needs one sample at least
     EXPECT_EQ(edited(sine(480000, 440, 0.3), atRate(1000)).size(), 480U);
     EXPECT_EQ(edited(sine(480, 440, 0.3), atRate(1e-9)).size(), 9600U);  // at 0.05, the slowest there is
 }
 
-TEST_F(EditedSound, segmentsOfEveryRateBeginOnTheirSample) {
+TEST_F(EditedAudio, segmentsOfEveryRateBeginOnTheirSample) {
     // Bursts in the middle of parts of rate 1, each after a part of another rate; and a cut off the samples' grid.
     const std::vector<double> times{0.5, 2.5, 4.5, 6.5, 8.5};
     Timeline edit;
     edit.cuts = {{0.6123456, 0.7}};
     edit.speedRanges = {{1, 2, 0.25}, {3, 4, 1.5}, {5, 6, 2}, {7, 8, 8}};
-    const std::vector<float> out = edited(sounds::bursts(9 * 48000, times), edit);
+    const std::vector<float> out = edited(audios::bursts(9 * 48000, times), edit);
     edit.duration = 9;
     const EditTimeline timeline(edit);
-    const std::vector<long> found = sounds::onsets(out);
+    const std::vector<long> found = audios::onsets(out);
     ASSERT_EQ(found.size(), times.size());
     for (std::size_t i = 0; i < times.size(); ++i)
         EXPECT_NEAR(static_cast<double>(found[i]), timeline.outputTimeForSource(times[i]) * 48000, 12) << i;
     EXPECT_EQ(static_cast<long>(out.size()), std::lround(timeline.outputDuration() * 48000));
 }
 
-TEST_F(EditedSound, whatIsHeardInAFasterOrSlowerPartIsWhereItsPictureIs) {
+TEST_F(EditedAudio, whatIsHeardInAFasterOrSlowerPartIsWhereItsPictureIs) {
     const std::vector<double> times{0.5, 1, 1.5, 2.25, 3};
     for (const double rate : {0.25, 0.5, 0.8, 1.5, 2.0, 4.0, 8.0}) {
         SCOPED_TRACE(rate);
-        const std::vector<float> out = edited(sounds::bursts(4 * 48000, times), atRate(rate));
+        const std::vector<float> out = edited(audios::bursts(4 * 48000, times), atRate(rate));
         for (const double time : times) {
             // A burst of 60 ms is smeared a little; its middle stays. Nothing else is within 50 ms and 30 more.
             const double middle = (time + 0.03) / rate;
-            EXPECT_NEAR(sounds::middleOf(out, middle, 0.05 / rate + 0.03), middle, 0.005) << time;
+            EXPECT_NEAR(audios::middleOf(out, middle, 0.05 / rate + 0.03), middle, 0.005) << time;
         }
     }
 }
 
-TEST_F(EditedSound, joinsDoNotClick) {
+TEST_F(EditedAudio, joinsDoNotClick) {
     // Cut where its phase is anything; joined bare, it would jump by up to twice its amplitude.
     const std::vector<float> whole = sine(6 * 48000, 220, 0.2);
     Timeline edit;
     for (int i = 0; i < 20; ++i) edit.cuts.push_back({0.2 + i * 0.2713, 0.25 + i * 0.2713});
-    const float steepest = sounds::largestJump(whole);  // 0.2 * 2 pi * 220 / 48000
-    EXPECT_LT(sounds::largestJump(edited(whole, edit)), 1.5F * steepest);
+    const float steepest = audios::largestJump(whole);  // 0.2 * 2 pi * 220 / 48000
+    EXPECT_LT(audios::largestJump(edited(whole, edit)), 1.5F * steepest);
     edit.speedRanges = {{1, 2, 2}, {3, 4.1, 0.5}, {4.1, 4.2, 0.5}};
-    EXPECT_LT(sounds::largestJump(edited(whole, edit)), 1.5F * steepest);
+    EXPECT_LT(audios::largestJump(edited(whole, edit)), 1.5F * steepest);
 }
 
-TEST_F(EditedSound, whatTheEditLeavesAloneRunsOnWithoutAGap) {
+TEST_F(EditedAudio, whatTheEditLeavesAloneRunsOnWithoutAGap) {
     // A speed range of rate 1 divides the recording and changes nothing.
     const std::vector<float> out = edited(sine(3 * 48000, 440, 0.3), speeds(0, {{1, 2, 1}}));
     ASSERT_EQ(out.size(), 3U * 48000);
     for (const std::size_t joint : {48000U, 96000U})
-        EXPECT_NEAR(sounds::rmsOf(std::span(out).subspan(joint - 218, 436)), 0.3 / std::numbers::sqrt2, 0.01);
+        EXPECT_NEAR(audios::rmsOf(std::span(out).subspan(joint - 218, 436)), 0.3 / std::numbers::sqrt2, 0.01);
 }
 
-TEST_F(EditedSound, missingSoundIsSilence) {
+TEST_F(EditedAudio, missingAudioIsSilence) {
     // A track that ends, or begins, before the picture: the sound still lasts as long as the picture.
     writeWave(folder / "sound.wav", {{sine(48000, 440, 0.3)}}, 48000);
     Timeline edit = speeds(4, {{2, 3, 2}});
@@ -111,10 +111,10 @@ TEST_F(EditedSound, missingSoundIsSilence) {
     AudioEdit::write(folder / "sound.wav", 1, timeline, folder / "out.m4a");
     const std::vector<float> out = readAll(folder / "out.m4a").channels.front();
     EXPECT_EQ(out.size(), 13U * 48000 / 4);  // 4 s less the 0.25 s cut and the half of 1 s
-    EXPECT_LT(sounds::rmsOf(std::span(out).subspan(36000 + 2048)), 1e-3);
+    EXPECT_LT(audios::rmsOf(std::span(out).subspan(36000 + 2048)), 1e-3);
 }
 
-TEST_F(EditedSound, channelsAndRateStay) {
+TEST_F(EditedAudio, channelsAndRateStay) {
     const std::size_t frames = 44100;
     std::vector<float> left(frames), right(frames);
     for (std::size_t i = 0; i < frames; ++i) left[i] = right[i] = i % 100 < 50 ? 0.3F : -0.3F;
@@ -127,11 +127,11 @@ TEST_F(EditedSound, channelsAndRateStay) {
     const AudioBuffer out = readAll(folder / "out.m4a");
     ASSERT_EQ(out.channels.size(), 2U);
     EXPECT_EQ(out.frames(), 66150U);  // 0.5 s, then 0.5 s at half the speed
-    EXPECT_GT(sounds::rmsOf(out.channels[0]), 0.25);
-    EXPECT_LT(sounds::rmsOf(out.channels[1]), 0.01);
+    EXPECT_GT(audios::rmsOf(out.channels[0]), 0.25);
+    EXPECT_LT(audios::rmsOf(out.channels[1]), 0.01);
 }
 
-TEST_F(EditedSound, aStopLeavesNoFile) {
+TEST_F(EditedAudio, aStopLeavesNoFile) {
     writeWave(folder / "sound.wav", {{sine(48000, 440, 0.3)}}, 48000);
     // A slow part of hours, which only a stop can end in time, begun before or after it is asked for.
     const EditTimeline timeline(speeds(48 * 3600, {{0, 48 * 3600, 0.05}}));

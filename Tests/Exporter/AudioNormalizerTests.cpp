@@ -21,24 +21,24 @@ constexpr int sampleRate = 48'000;
 
 /// Runs of one amplitude each: frames, value. The RMS of a run is its value.
 AudioBuffer runs(const std::vector<std::pair<std::size_t, float>>& parts, std::size_t channels = 1) {
-    AudioBuffer sound;
-    sound.channels.resize(channels);
-    for (auto& plane : sound.channels) {
+    AudioBuffer audio;
+    audio.channels.resize(channels);
+    for (auto& plane : audio.channels) {
         for (const auto& [frames, value] : parts) plane.insert(plane.end(), frames, value);
     }
-    return sound;
+    return audio;
 }
 
 AudioBuffer sine(std::size_t frames, double amplitude, std::size_t channels = 2) {
-    AudioBuffer sound;
-    sound.channels.assign(channels, std::vector<float>(frames));
-    for (auto& plane : sound.channels) {
+    AudioBuffer audio;
+    audio.channels.assign(channels, std::vector<float>(frames));
+    for (auto& plane : audio.channels) {
         for (std::size_t i = 0; i < frames; ++i) {
             const double phase = 2 * std::numbers::pi * 400 * static_cast<double>(i) / sampleRate;
             plane[i] = static_cast<float>(amplitude * std::sin(phase));
         }
     }
-    return sound;
+    return audio;
 }
 
 /// Copies go to a folder of the test's own, so that what is left behind shows.
@@ -47,12 +47,12 @@ protected:
     Normalizer() { ::setenv("TMPDIR", temporary.path().c_str(), 1); }
     ~Normalizer() override { ::unsetenv("TMPDIR"); }
 
-    [[nodiscard]] std::filesystem::path wave(const AudioBuffer& sound, int rate = sampleRate) const {
-        writeWave(folder / "sound.wav", sound, rate);
+    [[nodiscard]] std::filesystem::path wave(const AudioBuffer& audio, int rate = sampleRate) const {
+        writeWave(folder / "sound.wav", audio, rate);
         return folder / "sound.wav";
     }
-    [[nodiscard]] AudioNormalizer::Levels levelsOf(const AudioBuffer& sound) const {
-        return AudioNormalizer::measure(wave(sound));
+    [[nodiscard]] AudioNormalizer::Levels levelsOf(const AudioBuffer& audio) const {
+        return AudioNormalizer::measure(wave(audio));
     }
 
     const TemporaryFolder folder, temporary;
@@ -88,9 +88,9 @@ TEST_F(Normalizer, aSineHasItsAmplitudeOverRootTwo) {
 }
 
 TEST_F(Normalizer, channelsAreMixedDown) {
-    AudioBuffer sound = runs({{4800, 0.3F}}, 3);
-    std::fill(sound.channels[1].begin(), sound.channels[1].end(), 0.6F);
-    EXPECT_FLOAT_EQ(levelsOf(sound).speechLevel, 0.4F);  // (0.3 + 0.6 + 0.3) / 3
+    AudioBuffer audio = runs({{4800, 0.3F}}, 3);
+    std::fill(audio.channels[1].begin(), audio.channels[1].end(), 0.6F);
+    EXPECT_FLOAT_EQ(levelsOf(audio).speechLevel, 0.4F);  // (0.3 + 0.6 + 0.3) / 3
     // Opposite channels cancel.
     AudioBuffer opposite = sine(sampleRate, 0.05);
     for (float& sample : opposite.channels[1]) sample = -sample;
@@ -138,10 +138,10 @@ TEST_F(Normalizer, gainsAreBoundedOnlyWhereFoundByAnalysis) {
 
 TEST_F(Normalizer, theCopyIsLouderAlignedAsLongAndPrivate) {
     // Speech of 0.02 with clicks that the gain of 7 raises to 6.3, for the limiter.
-    AudioBuffer sound = sine(100'000, 0.02 * std::numbers::sqrt2);
+    AudioBuffer audio = sine(100'000, 0.02 * std::numbers::sqrt2);
     const std::vector<std::size_t> clicks = {500, 33'333, 65'536, 99'000};
-    for (const auto at : clicks) sound.channels[0][at] = sound.channels[1][at] = 0.9F;
-    const auto file = wave(sound);
+    for (const auto at : clicks) audio.channels[0][at] = audio.channels[1][at] = 0.9F;
+    const auto file = wave(audio);
     const auto copy = AudioNormalizer::normalizedCopy(file);
     ASSERT_TRUE(copy);
     EXPECT_EQ(copy->parent_path(), temporary.path());
@@ -189,10 +189,10 @@ TEST(Limiter, isTheFormulaForEverySample) {
     for (std::size_t length = 0; length < 100; ++length) {
         for (const float loudest : {0.1F, 0.45F, 3.F}) {  // none, few, most above the knee
             std::uniform_real_distribution<float> samples(-loudest, loudest);
-            std::vector<float> sound(length), expected(length);
-            for (std::size_t i = 0; i < length; ++i) expected[i] = formula(sound[i] = samples(random), 2);
-            AudioNormalizer::applyGain(sound, 2);
-            ASSERT_EQ(sound, expected) << length;
+            std::vector<float> audio(length), expected(length);
+            for (std::size_t i = 0; i < length; ++i) expected[i] = formula(audio[i] = samples(random), 2);
+            AudioNormalizer::applyGain(audio, 2);
+            ASSERT_EQ(audio, expected) << length;
         }
     }
 }

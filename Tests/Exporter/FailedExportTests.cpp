@@ -1,5 +1,5 @@
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/Sounds.h"
+#include "Tests/Exporter/TestAudio.h"
 #include "Tests/Media/FullDisk.h"
 #include "Tests/Media/WaveFile.h"
 
@@ -28,7 +28,7 @@ protected:
     /// Three seconds with sound that would be made louder.
     void recordAll(double amplitude = 0.05) const {
         Recording recording = recordings::steady(frames, 30);
-        recording.sound = AudioBuffer{{sounds::sine(3 * recordings::sampleRate, 300, amplitude)}};
+        recording.audio = AudioBuffer{{audios::sine(3 * recordings::sampleRate, 300, amplitude)}};
         record(recording);
     }
     /// One that changes nothing, and one that does.
@@ -177,7 +177,7 @@ TEST_F(FailedExport, aRecordingDamagedInItsLaterHalfSaysWhereAndHowToGoOn) {
 }
 
 // More of the picture than waits in memory for the sound, and a sound that takes longer: so each is first a file.
-TEST_F(FailedExport, aStopWhilePictureAndSoundAreJoinedLeavesTheOldFileOrTheNew) {
+TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew) {
     constexpr int noisyFrames = 600, fps = 60;
     Recording recording = recordings::steady(noisyFrames, fps);
     recording.picture = [](unsigned number) {
@@ -192,7 +192,7 @@ TEST_F(FailedExport, aStopWhilePictureAndSoundAreJoinedLeavesTheOldFileOrTheNew)
         }
         return frame;
     };
-    recording.sound = AudioBuffer{{sounds::sine(60 * recordings::sampleRate, 300, 0.05)}};
+    recording.audio = AudioBuffer{{audios::sine(60 * recordings::sampleRate, 300, 0.05)}};
     record(recording);
     const ProjectSettings settings = plainProject(noisyFrames / fps);
     const Exporter::Options options{.preset = Preset::prores, .progress = {}};

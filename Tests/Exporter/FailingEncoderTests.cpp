@@ -1,7 +1,7 @@
 #include "Exporter/AudioNormalizer.h"
 #include "Media/FFmpegHandles.h"
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/Sounds.h"
+#include "Tests/Exporter/TestAudio.h"
 #include "Tests/Media/WaveFile.h"
 
 #include <atomic>
@@ -9,7 +9,7 @@
 namespace {
 
 /// How many more frames encoders of each kind take before they fail.
-std::atomic<int> picturesLeft = 1 << 30, soundsLeft = 1 << 30;
+std::atomic<int> picturesLeft = 1 << 30, audiosLeft = 1 << 30;
 
 }  // namespace
 
@@ -20,7 +20,7 @@ int __real_avcodec_send_frame(AVCodecContext* codec,
                               const AVFrame* frame);  // NOLINT(bugprone-reserved-identifier)
 int __wrap_avcodec_send_frame(AVCodecContext* codec,
                               const AVFrame* frame) {  // NOLINT(bugprone-reserved-identifier)
-    std::atomic<int>& left = codec->codec_type == AVMEDIA_TYPE_VIDEO ? picturesLeft : soundsLeft;
+    std::atomic<int>& left = codec->codec_type == AVMEDIA_TYPE_VIDEO ? picturesLeft : audiosLeft;
     return left-- > 0 ? __real_avcodec_send_frame(codec, frame) : AVERROR_EXTERNAL;
 }
 }
@@ -36,7 +36,7 @@ constexpr int never = 1 << 30;
 class FailingEncoder : public recordings::Exporting {
 protected:
     void TearDown() override {
-        picturesLeft = soundsLeft = never;
+        picturesLeft = audiosLeft = never;
         Exporting::TearDown();
     }
     void recordTiny(int frames, double amplitude = 0.4) {
@@ -45,8 +45,8 @@ protected:
         recording.picture = [](unsigned number) {
             return recordings::flat(static_cast<std::uint8_t>(number % 200));
         };
-        recording.sound = AudioBuffer{
-            {sounds::sine(static_cast<std::size_t>(frames) * recordings::sampleRate / 60, 300, amplitude)}};
+        recording.audio = AudioBuffer{
+            {audios::sine(static_cast<std::size_t>(frames) * recordings::sampleRate / 60, 300, amplitude)}};
         record(recording);
         std::ofstream(destination) << "yesterday's";
     }
@@ -96,21 +96,21 @@ TEST_F(FailingEncoder, ofThePictureMayFailWhenItIsEmptied) {
     expectFailure(plainProject(1), "cannot encode with libx265: ", Preset::social);
 }
 
-TEST_F(FailingEncoder, ofTheSoundFailsAnEditAndNothingElse) {
+TEST_F(FailingEncoder, ofTheAudioFailsAnEditAndNothingElse) {
     recordTiny(120);
     for (const int frame : {1, 50}) {
-        soundsLeft = frame - 1;
+        audiosLeft = frame - 1;
         expectFailure(edited(2), "edited audio: cannot encode the sound: ");
     }
-    soundsLeft = 0;
+    audiosLeft = 0;
     EXPECT_NO_THROW(exportTo(destination, plainProject(2)));  // copied
     EXPECT_TRUE(readAll(destination).channels == readAll(source).channels);
 }
 
-TEST_F(FailingEncoder, ofTheSoundLeavesAQuietOneAsItIs) {
+TEST_F(FailingEncoder, ofTheAudioLeavesAQuietOneAsItIs) {
     recordTiny(120, 0.05);
     for (const int frame : {1, 50}) {
-        soundsLeft = frame - 1;
+        audiosLeft = frame - 1;
         EXPECT_NO_THROW(exportTo(destination, plainProject(2)));
         EXPECT_TRUE(readAll(destination).channels == readAll(source).channels);
     }

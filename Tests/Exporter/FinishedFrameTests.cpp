@@ -32,7 +32,7 @@ double differenceOf(const Image& left, const Image& right) {
 }
 
 TEST_F(FinishedFrameOfAnExport, isTheOneOnScreenAtThatTime) {
-    Recording uneven{.ticks = {0, 20, 47, 60, 130, 140, 300}, .picture = recordings::numbered, .sound = {}};
+    Recording uneven{.ticks = {0, 20, 47, 60, 130, 140, 300}, .picture = recordings::numbered, .audio = {}};
     record(uneven);
     ProjectSettings settings = plainProject(0.6);
     for (unsigned i = 0; i < uneven.ticks.size(); ++i) {

@@ -82,7 +82,7 @@ Timeline randomEdit(unsigned seed, double duration) {
 
 TEST_F(FrameChoice, anUneditedRecordingKeepsEveryFrameAtItsOwnTime) {
     // 90 kHz times of a variable rate, the first not at 0: no grid could give them.
-    Recording uneven{.ticks = {4500}, .picture = recordings::numbered, .timeBase = {1, 90000}, .sound = {}};
+    Recording uneven{.ticks = {4500}, .picture = recordings::numbered, .timeBase = {1, 90000}, .audio = {}};
     std::mt19937 random(1);
     while (uneven.ticks.size() < 120) uneven.ticks.push_back(uneven.ticks.back() + 300 + random() % 9001);
     for (const Recording& recording : {steady(120, 60), steady(120, 30), uneven}) {
@@ -145,7 +145,7 @@ TEST_F(FrameChoice, everyGridTimeShowsTheNewestFrameAtItsSourceTime) {
 }
 
 TEST_F(FrameChoice, unevenFramesAreLaidOnTheGrid) {
-    Recording uneven{.ticks = {0}, .picture = recordings::numbered, .frameRate = {50, 1}, .sound = {}};
+    Recording uneven{.ticks = {0}, .picture = recordings::numbered, .frameRate = {50, 1}, .audio = {}};
     std::mt19937 random(2);
     while (uneven.ticks.size() < 100) uneven.ticks.push_back(uneven.ticks.back() + 2 + random() % 30);
     record(uneven);

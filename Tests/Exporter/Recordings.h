@@ -33,7 +33,7 @@ struct Recording {
     std::vector<std::int64_t> ticks;  // of timeBase
     std::function<VideoFrame(unsigned)> picture;
     Rational frameRate{30, 1}, timeBase{1, 600};
-    std::optional<AudioBuffer> sound;  // at sampleRate
+    std::optional<AudioBuffer> audio;  // at sampleRate
 };
 
 [[nodiscard]] inline VideoFrame flat(std::uint8_t luma) {
@@ -51,7 +51,7 @@ struct Recording {
 
 /// `count` frames numbered from 0, 1/`fps` s apart.
 [[nodiscard]] inline Recording steady(int count, int fps) {
-    Recording recording{.ticks = {}, .picture = numbered, .frameRate = {fps, 1}, .sound = {}};
+    Recording recording{.ticks = {}, .picture = numbered, .frameRate = {fps, 1}, .audio = {}};
     for (int i = 0; i < count; ++i) recording.ticks.push_back(std::int64_t{i} * 600 / fps);
     return recording;
 }
@@ -64,14 +64,14 @@ inline void write(const std::filesystem::path& file, const Recording& recording)
     settings.timeBase = recording.timeBase;
     settings.speed = "ultrafast";
     settings.threads = 1;
-    std::optional<SoundSettings> sound;
-    if (recording.sound) sound = {sampleRate, static_cast<int>(recording.sound->channels.size()), 0};
-    VideoWriter writer(file, settings, sound);
+    std::optional<AudioSettings> audio;
+    if (recording.audio) audio = {sampleRate, static_cast<int>(recording.audio->channels.size()), 0};
+    VideoWriter writer(file, settings, audio);
     for (unsigned i = 0; i < recording.ticks.size(); ++i) writer.write(recording.picture(i), recording.ticks[i]);
-    if (recording.sound) {
+    if (recording.audio) {
         std::vector<const float*> channels;
-        for (const auto& plane : recording.sound->channels) channels.push_back(plane.data());
-        writer.writeSound(channels.data(), recording.sound->frames());
+        for (const auto& plane : recording.audio->channels) channels.push_back(plane.data());
+        writer.writeAudio(channels.data(), recording.audio->frames());
     }
     writer.finish();
 }

@@ -1,6 +1,6 @@
 #include "Media/InputFile.h"
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/Sounds.h"
+#include "Tests/Exporter/TestAudio.h"
 #include "Tests/Media/Movies.h"
 #include "Tests/Media/WaveFile.h"
 
@@ -76,9 +76,9 @@ std::vector<unsigned> numbersOf(const std::vector<Shown>& frames) {
     return numbers;
 }
 
-TEST_F(UnusualRecording, ofUnevenFramesKeepsItsSoundInStep) {
+TEST_F(UnusualRecording, ofUnevenFramesKeepsItsAudioInStep) {
     const std::vector<double> claps{0.5, 1.1, 1.7, 2.6};
-    Recording uneven{.ticks = {}, .picture = {}, .timeBase = {1, 600}, .sound = {}};
+    Recording uneven{.ticks = {}, .picture = {}, .timeBase = {1, 600}, .audio = {}};
     std::mt19937 random(5);
     for (std::int64_t tick = 0; tick < 1800; tick += 3 + random() % 60) uneven.ticks.push_back(tick);
     for (const double clap : claps) uneven.ticks.push_back(std::llround(clap * 600));
@@ -90,14 +90,14 @@ TEST_F(UnusualRecording, ofUnevenFramesKeepsItsSoundInStep) {
             if (time > clap - 1e-9 && time < clap + 0.1) return recordings::flat(235);
         return recordings::flat(16);
     };
-    uneven.sound = AudioBuffer{{sounds::bursts(3 * recordings::sampleRate, claps)}};
+    uneven.audio = AudioBuffer{{audios::bursts(3 * recordings::sampleRate, claps)}};
     record(uneven);
     ProjectSettings cut = plainProject(3);
     cut.timeline.cuts = {{0.8, 1.0}};
     for (const ProjectSettings& settings : {plainProject(3), cut}) {
         const EditTimeline timeline(settings.timeline);
         const auto frames = framesOf(exported(settings));
-        const std::vector<long> heard = sounds::onsets(readAll(folder / "out.mp4").channels.front());
+        const std::vector<long> heard = audios::onsets(readAll(folder / "out.mp4").channels.front());
         ASSERT_EQ(heard.size(), claps.size());
         std::size_t seen = 0;
         bool wasWhite = false;
@@ -106,8 +106,8 @@ TEST_F(UnusualRecording, ofUnevenFramesKeepsItsSoundInStep) {
             if (isWhite && !wasWhite) {
                 ASSERT_LT(seen, claps.size());
                 const double expected = timeline.outputTimeForSource(claps[seen]);
-                const double sound = static_cast<double>(heard[seen]) / recordings::sampleRate;
-                EXPECT_NEAR(sound, expected, 0.001);
+                const double audio = static_cast<double>(heard[seen]) / recordings::sampleRate;
+                EXPECT_NEAR(audio, expected, 0.001);
                 // As recorded to the tick; on the grid, the first frame at or after it.
                 EXPECT_NEAR(each.frame.time(), expected, timeline.isIdentity() ? 1e-9 : 1.0 / 24);
                 ++seen;
@@ -119,7 +119,7 @@ TEST_F(UnusualRecording, ofUnevenFramesKeepsItsSoundInStep) {
 }
 
 TEST_F(UnusualRecording, withoutTimesPlaysAtItsFrameRate) {
-    Recording picture{.ticks = {}, .picture = recordings::numbered, .timeBase = {1, 30}, .sound = {}};
+    Recording picture{.ticks = {}, .picture = recordings::numbered, .timeBase = {1, 30}, .audio = {}};
     for (std::int64_t tick = 0; tick < 30; ++tick) picture.ticks.push_back(tick);
     recordings::write(folder / "picture.mp4", picture);
     copyPictures(folder / "picture.mp4", "h264", [](AVPacket&, int) {});  // an elementary stream has none
@@ -144,7 +144,7 @@ TEST_F(UnusualRecording, withoutTimesPlaysAtItsFrameRate) {
 TEST_F(UnusualRecording, inPiecesIsExportedToItsLastFrame) {
     Recording whole = recordings::steady(90, 30);
     const std::vector<double> beeps{0.5, 1.5};
-    whole.sound = AudioBuffer{{sounds::bursts(3 * recordings::sampleRate, beeps)}};
+    whole.audio = AudioBuffer{{audios::bursts(3 * recordings::sampleRate, beeps)}};
     recordings::write(folder / "whole.mp4", whole);
     const std::string toPieces = "ffmpeg -v error -y -i '" + (folder / "whole.mp4").string() +
                                  "' -c copy -frag_duration 500000 -movflags +empty_moov+default_base_moof '" +
@@ -154,7 +154,7 @@ TEST_F(UnusualRecording, inPiecesIsExportedToItsLastFrame) {
     const auto frames = framesOf(exported(plainProject(3)));
     ASSERT_EQ(frames.size(), 90U);
     EXPECT_EQ(frames.back().number(), 89U);
-    EXPECT_EQ(sounds::onsets(readAll(folder / "out.mp4").channels.front()).size(), beeps.size());
+    EXPECT_EQ(audios::onsets(readAll(folder / "out.mp4").channels.front()).size(), beeps.size());
 }
 
 TEST_F(UnusualRecording, withTimesTwiceOrBackwardsKeepsEveryFrameInOrder) {
@@ -196,21 +196,21 @@ TEST_F(UnusualRecording, thatIsTurnedOrOfOblongPixelsIsRefused) {
 }
 
 /// What a colour is as full-range R'G'B' and how it must come out: BT.709, limited range, 8 bits.
-struct Colour {
+struct Color {
     double red, green, blue;
     [[nodiscard]] std::array<double, 3> stored() const {  // Rec. ITU-R BT.709-6, items 3.2 to 3.4
         const double luma = 0.2126 * red + 0.7152 * green + 0.0722 * blue;
         return {16 + 219 * luma, 128 + 224 * (blue - luma) / 1.8556, 128 + 224 * (red - luma) / 1.5748};
     }
 };
-constexpr std::array colours{Colour{1, 1, 1}, Colour{0.8, 0.2, 0.2}, Colour{0.1, 0.6, 0.3}, Colour{0.2, 0.3, 0.9}};
+constexpr std::array colors{Color{1, 1, 1}, Color{0.8, 0.2, 0.2}, Color{0.1, 0.6, 0.3}, Color{0.2, 0.3, 0.9}};
 
 /// One component of all samples of a colour, in the numbers of a pixel format.
-double sampleOf(const Colour& colour, const AVPixFmtDescriptor& format, int component, bool isFullRange) {
+double sampleOf(const Color& color, const AVPixFmtDescriptor& format, int component, bool isFullRange) {
     const double most = std::exp2(format.comp[component].depth) - 1;
     if ((format.flags & AV_PIX_FMT_FLAG_RGB) != 0)
-        return most * (component == 0 ? colour.red : component == 1 ? colour.green : colour.blue);
-    const double limited = colour.stored()[static_cast<std::size_t>(component)];
+        return most * (component == 0 ? color.red : component == 1 ? color.green : color.blue);
+    const double limited = color.stored()[static_cast<std::size_t>(component)];
     const double scale = std::exp2(format.comp[component].depth - 8);
     if (!isFullRange) return limited * scale;
     return component == 0 ? (limited - 16) / 219 * most : (limited - 128) / 224 * most + 128 * scale;
@@ -225,10 +225,10 @@ void paintQuarters(AVFrame& frame, bool isFullRange) {
         const int height = isChroma ? -(-frame.height >> format.log2_chroma_h) : frame.height;
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x) {
-                const auto& colour = colours[static_cast<std::size_t>(y >= height / 2) * 2 +
-                                             static_cast<std::size_t>(x >= width / 2)];
+                const auto& color = colors[static_cast<std::size_t>(y >= height / 2) * 2 +
+                                           static_cast<std::size_t>(x >= width / 2)];
                 const auto value =
-                    static_cast<unsigned>(std::lround(sampleOf(colour, format, component, isFullRange)));
+                    static_cast<unsigned>(std::lround(sampleOf(color, format, component, isFullRange)));
                 std::uint8_t* sample =
                     frame.data[place.plane] + y * frame.linesize[place.plane] + x * place.step + place.offset;
                 sample[0] = static_cast<std::uint8_t>(value);
@@ -240,7 +240,7 @@ void paintQuarters(AVFrame& frame, bool isFullRange) {
 class Pictures : public UnusualRecording,
                  public testing::WithParamInterface<std::tuple<AVPixelFormat, AVColorRange, int>> {};
 
-TEST_P(Pictures, comeOutInTheirColours) {
+TEST_P(Pictures, comeOutInTheirColors) {
     const auto [format, range, odd] = GetParam();
     const bool isFullRange = range == AVCOL_RANGE_JPEG;
     const bool isRgb = (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB) != 0;
@@ -266,14 +266,14 @@ TEST_P(Pictures, comeOutInTheirColours) {
             EXPECT_EQ(frame.width() % 2, 0);
             EXPECT_NEAR(frame.width(), movie.width, 2);
             EXPECT_NEAR(frame.height(), movie.height, 2);
-            for (std::size_t quarter = 0; quarter < colours.size(); ++quarter) {
+            for (std::size_t quarter = 0; quarter < colors.size(); ++quarter) {
                 for (int plane = 0; plane < 3; ++plane) {
                     const int width = plane == 0 ? frame.width() : frame.width() / 2;
                     const int height = plane == 0 ? frame.height() : frame.height() / 2;
                     const int x = quarter % 2 == 0 ? width / 4 : width * 3 / 4;
                     const int y = quarter < 2 ? height / 4 : height * 3 / 4;
                     EXPECT_NEAR(frame.plane(plane)[y * frame.stride(plane) + x],
-                                colours[quarter].stored()[static_cast<std::size_t>(plane)], 3)
+                                colors[quarter].stored()[static_cast<std::size_t>(plane)], 3)
                         << "quarter " << quarter << " plane " << plane;
                 }
             }

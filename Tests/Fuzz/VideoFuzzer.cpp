@@ -63,7 +63,7 @@ void readPictures(VideoReader& reader, int count) {
     }
 }
 
-void readSound(const std::string& file) {
+void readAudio(const std::string& file) {
     AudioReader reader(file);
     AudioBuffer buffer;
     for (int i = 0; i < 20 && reader.read(buffer, 1000); ++i) {
@@ -102,7 +102,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 readPictures(reader, 3);
             });
     });
-    allowingMediaErrors([&] { readSound(file.name()); });
+    allowingMediaErrors([&] { readAudio(file.name()); });
     allowingMediaErrors([&] { copyTracks(file.name()); });
     return 0;
 }

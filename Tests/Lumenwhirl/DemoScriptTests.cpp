@@ -238,7 +238,7 @@ TEST(DemoSpeech, speaksDuringCaptionsAtAMicrophonesLevel) {
     }
 }
 
-TEST(DemoSpeech, soundsTheSameInPiecesOfAnySize) {
+TEST(DemoSpeech, audiosTheSameInPiecesOfAnySize) {
     const DemoScript script = writeDemoScript(3, 1920, 1080, 60, 1);
     std::vector<float> whole(3U * DemoSpeech::sampleRate), pieces(whole.size());
     DemoSpeech(script.cues, script.log, 7).render(whole);

@@ -239,11 +239,11 @@ TEST_F(DemoPackage, isACompleteRecordingWhosePictureFollowsItsLog) {
     }
     EXPECT_EQ(count, 30);
 
-    AudioReader sound(package.recordingURL());
-    EXPECT_EQ(sound.sampleRate(), 48000);
+    AudioReader audio(package.recordingURL());
+    EXPECT_EQ(audio.sampleRate(), 48000);
     AudioBuffer buffer;
     std::size_t samples = 0;
-    while (sound.read(buffer, 4096)) samples += buffer.frames();
+    while (audio.read(buffer, 4096)) samples += buffer.frames();
     EXPECT_NEAR(static_cast<double>(samples), 1.5 * 48000, 2048);
 }
 

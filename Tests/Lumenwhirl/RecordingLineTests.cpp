@@ -14,7 +14,7 @@ namespace {
 using Symbols = ProgressLine::Symbols;
 
 constexpr RecordingController::Progress running{
-    .seconds = 72.9, .file = {.framesWritten = 4321, .framesDropped = 2, .bytes = 9'400'000}, .soundLevel = 0.1F};
+    .seconds = 72.9, .file = {.framesWritten = 4321, .framesDropped = 2, .bytes = 9'400'000}, .audioLevel = 0.1F};
 
 TEST(RecordingLine, saysTimePicturesSizeAndLoudness) {
     // 0.1 is -20 dB, two thirds of the way up from -60: seven steps of ten.

@@ -33,18 +33,18 @@ std::int64_t timeOf(unsigned picture) {
 }
 
 /// Fragments of ten pictures and what sound belongs beside them: a pulse every 0.1 s.
-void record(const fs::path& file, VideoCodec codec = VideoCodec::h264, bool hasSound = true) {
+void record(const fs::path& file, VideoCodec codec = VideoCodec::h264, bool hasAudio = true) {
     VideoSettings video = movies::settings(codec);
     video.timeBase = {1, 1'000'000};
     LiveWriter writer(file, video);
-    writer.start(hasSound ? std::optional(SoundSettings{.sampleRate = 48'000, .channels = 1}) : std::nullopt);
+    writer.start(hasAudio ? std::optional(AudioSettings{.sampleRate = 48'000, .channels = 1}) : std::nullopt);
     for (unsigned i = 0; i < pictureCount; ++i) {
         writer.write(movies::numbered(i), timeOf(i));
         std::vector<float> samples(800);
         for (std::size_t s = 0; s < 800; ++s)
             if ((i * 800 + s) % 4800 < 5) samples[s] = 0.8F;
         const float* const channel = samples.data();
-        if (hasSound) writer.writeSound(&channel, samples.size());
+        if (hasAudio) writer.writeAudio(&channel, samples.size());
         if (i % 10 == 9) writer.flush();
     }
     writer.finish();
@@ -72,9 +72,9 @@ unsigned playedPictures(const fs::path& file) {
 }
 std::size_t playedSamples(const fs::path& file) {
     AudioReader reader(file);
-    AudioBuffer sound;
-    static_cast<void>(reader.read(sound, 1'000'000));
-    const std::vector<float>& samples = sound.channels[0];
+    AudioBuffer audio;
+    static_cast<void>(reader.read(audio, 1'000'000));
+    const std::vector<float>& samples = audio.channels[0];
     for (std::size_t pulse = 4800; pulse + 1000 < samples.size(); pulse += 4800) {
         const auto begin = samples.begin() + static_cast<std::ptrdiff_t>(pulse - 1000);
         EXPECT_NEAR(static_cast<double>(std::max_element(begin, begin + 1100) - begin), 1002, 6) << pulse;
@@ -143,7 +143,7 @@ TEST(Complete, savesWhatIsWholeOfAFileThatEndsAnywhere) {
     EXPECT_EQ(previous, pictureCount - 10);
 }
 
-TEST(Complete, takesPicturesOrSoundAlone) {
+TEST(Complete, takesPicturesOrAudioAlone) {
     const TemporaryFolder folder;
     record(folder / "recording.mp4", VideoCodec::h264, false);
     Remuxer::complete(folder / "recording.mp4");
@@ -179,11 +179,11 @@ TEST(Complete, saysThatNothingWasRecorded) {
     EXPECT_EQ(kindOf(), Kind::cannotOpen);
     std::ofstream(file, std::ios::binary).flush();
     EXPECT_EQ(kindOf(), Kind::damaged);
-    for (const bool hasSound : {false, true}) {
+    for (const bool hasAudio : {false, true}) {
         VideoSettings video = movies::settings();
         video.timeBase = {1, 1'000'000};
         LiveWriter writer(file, video);
-        writer.start(hasSound ? std::optional(SoundSettings{}) : std::nullopt);
+        writer.start(hasAudio ? std::optional(AudioSettings{}) : std::nullopt);
         EXPECT_EQ(kindOf(), Kind::damaged);
     }
     expectNothingElseIn(folder);

@@ -19,23 +19,23 @@
 namespace lumenwhirl {
 namespace {
 
-using Colour = std::array<double, 3>;  // of R, G, B or of Y, Cb, Cr; 8-bit codes
+using Color = std::array<double, 3>;  // of R, G, B or of Y, Cb, Cr; 8-bit codes
 
 /// 8-bit codes of R'G'B' as BT.709 limited codes (ITU-R BT.709, 3.2 to 3.4).
-Colour codesOf(Colour rgb) {
+Color codesOf(Color rgb) {
     const double luma = 0.2126 * rgb[0] + 0.7152 * rgb[1] + 0.0722 * rgb[2];
     return {16 + luma * 219 / 255, 128 + (rgb[2] - luma) / 1.8556 * 224 / 255,
             128 + (rgb[0] - luma) / 1.5748 * 224 / 255};
 }
 
 /// `paint` tells the colour at a place, in luma pixels from the centre of the first one.
-VideoFrame painted(int width, int height, const std::function<Colour(double x, double y)>& paint) {
+VideoFrame painted(int width, int height, const std::function<Color(double x, double y)>& paint) {
     VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
     for (int plane = 0; plane < 3; ++plane) {
         const int step = plane == 0 ? 1 : 2;
         for (int y = 0; y < height / step; ++y) {
             for (int x = 0; x < width / step; ++x) {
-                const Colour codes = codesOf(paint(step * x, plane == 0 ? y : 2 * y + 0.5));  // left-sited
+                const Color codes = codesOf(paint(step * x, plane == 0 ? y : 2 * y + 0.5));  // left-sited
                 frame.mutablePlane(plane)[y * frame.stride(plane) + x] =
                     static_cast<std::uint8_t>(std::lround(codes[static_cast<std::size_t>(plane)]));
             }
@@ -44,8 +44,8 @@ VideoFrame painted(int width, int height, const std::function<Colour(double x, d
     return frame;
 }
 
-VideoFrame plain(int width, int height, Colour colour) {
-    return painted(width, height, [&](double, double) { return colour; });
+VideoFrame plain(int width, int height, Color color) {
+    return painted(width, height, [&](double, double) { return color; });
 }
 
 struct Shown {
@@ -176,7 +176,7 @@ TEST_F(Gif, aPictureThatStaysCostsNothing) {
 }
 
 /// Far more colours than a palette has.
-Colour sunset(double x, double y) {
+Color sunset(double x, double y) {
     return {255 - y / 4, 60 + x / 3, 40 + y / 2};
 }
 
@@ -188,7 +188,7 @@ TEST_F(Gif, whatDoesNotChangeStaysToTheLastBit) {
     for (int i = 0; i < 12; ++i) {
         VideoFrame frame = painted(width, height, [&](double x, double y) {
             const bool isSquare = x >= 20 * i && x < 20 * i + side && y >= 100 && y < 100 + side;
-            return isSquare ? Colour{20, 200, 60} : sunset(x, y);
+            return isSquare ? Color{20, 200, 60} : sunset(x, y);
         });
         for (int x = 0; x < width * 50; ++x) {
             noise = noise * 1664525U + 1013904223U;
@@ -225,7 +225,7 @@ TEST_F(Gif, gradientsDoNotBand) {
     int count = 0;
     for (int top = 0; top + 8 <= 320; top += 8) {
         for (int left = 0; left + 8 <= 480; left += 8) {
-            const Colour expected = sunset(left + 3.5, top + 3.5);
+            const Color expected = sunset(left + 3.5, top + 3.5);
             for (const int channel : {0, 1, 2}) {
                 double sum = 0;
                 for (int i = 0; i < 64; ++i) sum += shown[0].at(left + i % 8, top + i / 8, channel);
@@ -238,16 +238,16 @@ TEST_F(Gif, gradientsDoNotBand) {
     EXPECT_LT(std::sqrt(squares / count), 1);  // 0.65; without dithering 1.7
 }
 
-TEST_F(Gif, coloursAreThoseOfTheFramesAndChromaIsInterpolatedFromItsPlace) {
-    const std::vector<Colour> colours{{255, 255, 255}, {0, 0, 0},     {255, 0, 0},   {0, 255, 0},
-                                      {0, 0, 255},     {204, 77, 26}, {12, 130, 140}};
+TEST_F(Gif, colorsAreThoseOfTheFramesAndChromaIsInterpolatedFromItsPlace) {
+    const std::vector<Color> colors{{255, 255, 255}, {0, 0, 0},     {255, 0, 0},   {0, 255, 0},
+                                    {0, 0, 255},     {204, 77, 26}, {12, 130, 140}};
     std::vector<VideoFrame> frames;
-    for (const Colour& colour : colours) frames.push_back(plain(32, 32, colour));
+    for (const Color& color : colors) frames.push_back(plain(32, 32, color));
     auto shown = writtenAndRead(frames);
-    ASSERT_EQ(shown.size(), colours.size());
-    for (std::size_t i = 0; i < colours.size(); ++i) {
+    ASSERT_EQ(shown.size(), colors.size());
+    for (std::size_t i = 0; i < colors.size(); ++i) {
         for (const int channel : {0, 1, 2})
-            EXPECT_NEAR(shown[i].at(16, 16, channel), colours[i][static_cast<std::size_t>(channel)], 3);
+            EXPECT_NEAR(shown[i].at(16, 16, channel), colors[i][static_cast<std::size_t>(channel)], 3);
     }
 
     // Grey luma; Cr steps up between the samples that lie on the luma columns 30 and 32.

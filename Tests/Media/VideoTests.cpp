@@ -182,7 +182,7 @@ std::array<double, 3> codesOf(std::array<double, 3> rgb, Weights weights, bool i
 
 constexpr std::array orange = {0.8, 0.3, 0.1};
 
-struct ForeignColour {
+struct ForeignColor {
     const char* name;
     AVPixelFormat format;
     AVColorSpace matrix;
@@ -191,9 +191,9 @@ struct ForeignColour {
     int height = 64;
 };
 
-class ForeignColours : public testing::TestWithParam<ForeignColour> {};
+class ForeignColors : public testing::TestWithParam<ForeignColor> {};
 
-TEST_P(ForeignColours, becomeLimitedBt709) {
+TEST_P(ForeignColors, becomeLimitedBt709) {
     const auto& source = GetParam();
     const TemporaryFolder folder;
     movies::Foreign movie;
@@ -241,19 +241,19 @@ TEST_P(ForeignColours, becomeLimitedBt709) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Formats, ForeignColours,
-    testing::Values(ForeignColour{"bt709", AV_PIX_FMT_YUV420P, AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, bt709},
-                    ForeignColour{"fullRange", AV_PIX_FMT_YUV420P, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG, bt709},
-                    ForeignColour{"fullRangeBt601", AV_PIX_FMT_YUV420P, AVCOL_SPC_SMPTE170M, AVCOL_RANGE_JPEG,
-                                  bt601},
-                    ForeignColour{"bt601", AV_PIX_FMT_YUV420P, AVCOL_SPC_BT470BG, AVCOL_RANGE_MPEG, bt601},
-                    ForeignColour{"untaggedSmall", AV_PIX_FMT_YUV420P, AVCOL_SPC_UNSPECIFIED,
-                                  AVCOL_RANGE_UNSPECIFIED, bt601, 718},
-                    ForeignColour{"untaggedLarge", AV_PIX_FMT_YUV420P, AVCOL_SPC_UNSPECIFIED,
-                                  AVCOL_RANGE_UNSPECIFIED, bt709, 720},
-                    ForeignColour{"tenBits", AV_PIX_FMT_YUV420P10LE, AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, bt709},
-                    ForeignColour{"fullChroma", AV_PIX_FMT_YUV444P, AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, bt709},
-                    ForeignColour{"rgb", AV_PIX_FMT_BGR0, AVCOL_SPC_RGB, AVCOL_RANGE_JPEG, bt709}),
+    Formats, ForeignColors,
+    testing::Values(ForeignColor{"bt709", AV_PIX_FMT_YUV420P, AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, bt709},
+                    ForeignColor{"fullRange", AV_PIX_FMT_YUV420P, AVCOL_SPC_BT709, AVCOL_RANGE_JPEG, bt709},
+                    ForeignColor{"fullRangeBt601", AV_PIX_FMT_YUV420P, AVCOL_SPC_SMPTE170M, AVCOL_RANGE_JPEG,
+                                 bt601},
+                    ForeignColor{"bt601", AV_PIX_FMT_YUV420P, AVCOL_SPC_BT470BG, AVCOL_RANGE_MPEG, bt601},
+                    ForeignColor{"untaggedSmall", AV_PIX_FMT_YUV420P, AVCOL_SPC_UNSPECIFIED,
+                                 AVCOL_RANGE_UNSPECIFIED, bt601, 718},
+                    ForeignColor{"untaggedLarge", AV_PIX_FMT_YUV420P, AVCOL_SPC_UNSPECIFIED,
+                                 AVCOL_RANGE_UNSPECIFIED, bt709, 720},
+                    ForeignColor{"tenBits", AV_PIX_FMT_YUV420P10LE, AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, bt709},
+                    ForeignColor{"fullChroma", AV_PIX_FMT_YUV444P, AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, bt709},
+                    ForeignColor{"rgb", AV_PIX_FMT_BGR0, AVCOL_SPC_RGB, AVCOL_RANGE_JPEG, bt709}),
     [](const auto& instance) { return instance.param.name; });
 
 TEST(ForeignPictures, chromaLandsOnTheLeftLumaSample) {
@@ -372,9 +372,9 @@ TEST(BadVideoFiles, whatIsNoVideoCannotBeOpenedAndTheMessageSaysWhichFile) {
         EXPECT_EQ(message.find((folder / name).string()), 0U) << message;
         EXPECT_EQ(message.find('\n'), std::string::npos);
     }
-    AudioBuffer sound;
-    sound.channels.assign(1, std::vector<float>(100));
-    writeWave(folder / "sound.wav", sound, 48'000);
+    AudioBuffer audio;
+    audio.channels.assign(1, std::vector<float>(100));
+    writeWave(folder / "sound.wav", audio, 48'000);
     EXPECT_EQ(thrownBy([&] { VideoReader{folder / "sound.wav"}; }), Kind::noVideoTrack);
 }
 
@@ -503,7 +503,7 @@ TEST(VideoWriter, whatCannotBeEncodedIsRefusedBeforeAnyFileIsTouched) {
     settings.speed = "warp";
     EXPECT_EQ(thrownBy([&] { VideoWriter{file, settings}; }), Kind::encoderFailed);
     EXPECT_EQ(thrownBy([&] {
-                  VideoWriter{file, movies::settings(), SoundSettings{.sampleRate = 12'345}};
+                  VideoWriter{file, movies::settings(), AudioSettings{.sampleRate = 12'345}};
               }),
               Kind::unsupported);
     EXPECT_EQ(contentOf(file), "older");

@@ -11,22 +11,22 @@
 namespace lumenwhirl {
 
 /// Writes a WAVE file of 32-bit floats, which no codec changes.
-inline void writeWave(const std::filesystem::path& file, const AudioBuffer& sound, int sampleRate) {
+inline void writeWave(const std::filesystem::path& file, const AudioBuffer& audio, int sampleRate) {
     const auto number = [](std::uint32_t value, std::size_t bytes) {
         std::string text(bytes, '\0');
         std::memcpy(text.data(), &value, bytes);  // little-endian, as is every machine this runs on
         return text;
     };
-    const auto channels = static_cast<std::uint32_t>(sound.channels.size());
+    const auto channels = static_cast<std::uint32_t>(audio.channels.size());
     const auto rate = static_cast<std::uint32_t>(sampleRate);
-    const auto size = static_cast<std::uint32_t>(sound.frames()) * channels * 4;
+    const auto size = static_cast<std::uint32_t>(audio.frames()) * channels * 4;
     constexpr std::uint32_t floatFormat = 3;
     std::ofstream out(file, std::ios::binary);
     out << "RIFF" << number(36 + size, 4) << "WAVEfmt " << number(16, 4) << number(floatFormat, 2)
         << number(channels, 2) << number(rate, 4) << number(rate * channels * 4, 4) << number(channels * 4, 2)
         << number(32, 2) << "data" << number(size, 4);
-    for (std::size_t i = 0; i < sound.frames(); ++i) {
-        for (const auto& plane : sound.channels) out.write(reinterpret_cast<const char*>(&plane[i]), 4);
+    for (std::size_t i = 0; i < audio.frames(); ++i) {
+        for (const auto& plane : audio.channels) out.write(reinterpret_cast<const char*>(&plane[i]), 4);
     }
 }
 

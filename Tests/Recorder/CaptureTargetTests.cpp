@@ -79,12 +79,12 @@ TEST(ShareableContent, passesTheDesktopsErrorsOn) {
 
 TEST(Permissions, areGrantedWhereThereIsWhatTheyAreAbout) {
     ScriptedScreen screen;
-    ScriptedSoundSystem sound;
+    ScriptedAudioSystem audio;
     const auto statuses = [&](ScreenSystem* desktop) {
         std::vector<PermissionStatus> all;
         for (const Permission permission : allPermissions) {
-            all.push_back(Permissions::status(permission, desktop, sound));
-            EXPECT_EQ(Permissions::request(permission, desktop, sound), all.back());
+            all.push_back(Permissions::status(permission, desktop, audio));
+            EXPECT_EQ(Permissions::request(permission, desktop, audio), all.back());
         }
         return all;
     };
@@ -92,7 +92,7 @@ TEST(Permissions, areGrantedWhereThereIsWhatTheyAreAbout) {
     EXPECT_EQ(statuses(&screen), (std::vector{granted, granted, granted}));
     screen.canCapture = screen.canListen = false;
     EXPECT_EQ(statuses(&screen), (std::vector{notDetermined, denied, granted}));
-    sound.isReachable = false;
+    audio.isReachable = false;
     screen.isGone = true;
     EXPECT_EQ(statuses(&screen), (std::vector{notDetermined, notDetermined, notDetermined}));
     EXPECT_EQ(statuses(nullptr), (std::vector{notDetermined, notDetermined, notDetermined}));

@@ -71,7 +71,7 @@ TEST(Conversion, isWithinOneOfTheExactValues) {
     }
 }
 
-TEST(Conversion, givesGreysNoColourAndWhiteItsCode) {
+TEST(Conversion, givesGreysNoColorAndWhiteItsCode) {
     for (int grey = 0; grey < 256; ++grey) {
         const std::vector<std::uint8_t> row(4 * 4, static_cast<std::uint8_t>(grey));
         Planes got(4);
@@ -127,11 +127,11 @@ INSTANTIATE_TEST_SUITE_P(InstructionSets, FastConversion, testing::ValuesIn(targ
 // Where pictures lie
 
 struct Captured {
-    Captured(int width, int height, std::array<std::uint8_t, 4> colour, std::ptrdiff_t padding = 12)
+    Captured(int width, int height, std::array<std::uint8_t, 4> color, std::ptrdiff_t padding = 12)
         : stride(std::ptrdiff_t{4} * width + padding), bytes(static_cast<std::size_t>(stride * height), 77) {
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x)
-                std::copy(colour.begin(), colour.end(), bytes.begin() + y * stride + std::ptrdiff_t{4} * x);
+                std::copy(color.begin(), color.end(), bytes.begin() + y * stride + std::ptrdiff_t{4} * x);
         frame.pixels = bytes.data();
         frame.stride = stride;
         frame.width = width;

@@ -32,12 +32,12 @@ protected:
     }
 
     /// Delivers what the microphone hears from one time of the recording to another, in blocks of 10 ms.
-    void hear(double from, double to, float (*soundAt)(double)) const {
+    void hear(double from, double to, float (*audioAt)(double)) const {
         for (int block = 0; from + block * 0.01 < to - 1e-6; ++block) {
             const double time = from + block * 0.01;
             std::vector<float> samples(rate / 100);
             for (std::size_t i = 0; i < samples.size(); ++i)
-                samples[i] = soundAt(time + static_cast<double>(i) / rate);
+                samples[i] = audioAt(time + static_cast<double>(i) / rate);
             system.mic.deliver({.time = start + time, .samples = samples.data(), .frames = samples.size()});
         }
     }
@@ -55,8 +55,8 @@ protected:
         AudioReader reader(file);
         EXPECT_EQ(reader.channels(), 1);
         EXPECT_EQ(reader.sampleRate(), rate);
-        AudioBuffer sound;
-        return reader.read(sound, 100'000'000) ? sound.channels[0] : std::vector<float>();
+        AudioBuffer audio;
+        return reader.read(audio, 100'000'000) ? audio.channels[0] : std::vector<float>();
     }
     /// The root of the mean square of [from, to) seconds.
     static double loudness(const std::vector<float>& samples, double from, double to) {
@@ -68,10 +68,10 @@ protected:
 
     TemporaryFolder folder;
     const fs::path file = folder / "mic.m4a";
-    test::ScriptedSoundSystem system;
+    test::ScriptedAudioSystem system;
 };
 
-TEST_F(Microphone, soundIsLaidToItsTime) {
+TEST_F(Microphone, audioIsLaidToItsTime) {
     MicRecorder recorder(std::nullopt, file, system, start);
     ASSERT_TRUE(recorder.start());
     hear(0.08, 1.08, tone);  // the microphone begins 80 ms after the picture

@@ -88,7 +88,7 @@ std::vector<Shown> picturesOf(const fs::path& file, std::optional<barCode::Area>
     return pictures;
 }
 
-std::vector<float> soundOf(const fs::path& file) {
+std::vector<float> audioOf(const fs::path& file) {
     std::vector<float> samples;
     try {
         AudioReader reader(file);
@@ -114,20 +114,20 @@ std::vector<float> ticking(double from, std::size_t frames) {
     return samples;
 }
 
-bool appendSound(MovieFile& movie, double time, std::size_t frames = 800) {
+bool appendAudio(MovieFile& movie, double time, std::size_t frames = 800) {
     const std::vector<float> samples = ticking(time, frames);
-    return movie.appendSound({startTime + time, samples.data(), frames});
+    return movie.appendAudio({startTime + time, samples.data(), frames});
 }
 
 class Codecs : public testing::TestWithParam<VideoCodec> {};
 
-TEST_P(Codecs, keepPicturesTheirTimesAndTheSoundBesideThem) {
+TEST_P(Codecs, keepPicturesTheirTimesAndTheAudioBesideThem) {
     const TemporaryFolder folder;
     const fs::path file = folder / "recording.mp4";
     MovieFile movie(file, settings(GetParam()));
     EXPECT_TRUE(folder.isEmpty());
     EXPECT_FALSE(movie.appendVideo(Numbered(0, startTime).frame()));
-    ASSERT_TRUE(movie.begin(startTime, SoundFormat{}));
+    ASSERT_TRUE(movie.begin(startTime, AudioFormat{}));
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
     // The first was taken before time 0, the second too; then uneven times, and a time that is given twice.
     const std::vector<double> given{-0.03, -0.01, 0.0166, 0.0333334, 0.5, 0.52, 3.0, 3.0, 9.9, 9.95};
@@ -135,7 +135,7 @@ TEST_P(Codecs, keepPicturesTheirTimesAndTheSoundBesideThem) {
     for (unsigned i = 0; i < given.size(); ++i)
         ASSERT_TRUE(append(movie, Numbered(i, startTime + given[i]).frame()));
     for (int i = -30; i < 600; ++i) {
-        while (!appendSound(movie, i / 60.0)) std::this_thread::yield();  // ten seconds at once are too much
+        while (!appendAudio(movie, i / 60.0)) std::this_thread::yield();  // ten seconds at once are too much
     }
     movie.finish(60);
     EXPECT_EQ(movie.failure(), std::nullopt);
@@ -149,10 +149,10 @@ TEST_P(Codecs, keepPicturesTheirTimesAndTheSoundBesideThem) {
         EXPECT_EQ(pictures[i].number, i);
         EXPECT_DOUBLE_EQ(pictures[i].time, expected[i]);
     }
-    const std::vector<float> sound = soundOf(file);
-    EXPECT_NEAR(static_cast<double>(sound.size()), 480'000, 1024);
+    const std::vector<float> audio = audioOf(file);
+    EXPECT_NEAR(static_cast<double>(audio.size()), 480'000, 1024);
     for (std::size_t tick = 1; tick < 19; ++tick) {
-        const auto begin = sound.begin() + static_cast<std::ptrdiff_t>(24'000 * tick - 1000);
+        const auto begin = audio.begin() + static_cast<std::ptrdiff_t>(24'000 * tick - 1000);
         EXPECT_NEAR(static_cast<double>(std::max_element(begin, begin + 2000) - begin), 1000 + 48, 10) << tick;
     }
 }
@@ -198,10 +198,10 @@ TEST(MovieFile, playsUpToItsLastSecondWhenItsProcessIsKilled) {
         if (child == 0) {
             ::close(pipe[0]);
             MovieFile movie(file, settings());
-            if (!movie.begin(startTime, SoundFormat{})) ::_exit(1);
+            if (!movie.begin(startTime, AudioFormat{})) ::_exit(1);
             for (unsigned i = 0;; ++i) {
                 const bool isTaken =
-                    appendSound(movie, i / 60.0) && append(movie, Numbered(i, startTime + i / 60.0).frame());
+                    appendAudio(movie, i / 60.0) && append(movie, Numbered(i, startTime + i / 60.0).frame());
                 if (!isTaken || ::write(pipe[1], "", 1) != 1) ::_exit(1);
             }
         }
@@ -222,7 +222,7 @@ TEST(MovieFile, playsUpToItsLastSecondWhenItsProcessIsKilled) {
             ASSERT_EQ(pictures[i].number, i);
             ASSERT_NEAR(pictures[i].time, i / 60.0, 1e-6);
         }
-        EXPECT_GE(soundOf(file).size() + 48'000, count * 800UL);
+        EXPECT_GE(audioOf(file).size() + 48'000, count * 800UL);
     }
 }
 
@@ -274,11 +274,11 @@ TEST(MovieFile, finishesWithoutWhatWouldTakeTooLong) {
     slow.beforePicture = [&] { mayGoOn.wait(); };
     const fs::path file = folder / "recording.mp4";
     MovieFile movie(file, slow);
-    ASSERT_TRUE(movie.begin(startTime, SoundFormat{}));
+    ASSERT_TRUE(movie.begin(startTime, AudioFormat{}));
     for (unsigned i = 0; i < 10; ++i) ASSERT_TRUE(movie.appendVideo(Numbered(i, startTime + i / 60.0).frame()));
     std::jthread stopper([&] { movie.finish(0); });
     // Once it takes no sound any more, not even none, it is finishing, and the time is up.
-    while (movie.appendSound({startTime, nullptr, 0})) std::this_thread::yield();
+    while (movie.appendAudio({startTime, nullptr, 0})) std::this_thread::yield();
     mayGoOn.count_down();
     stopper.join();
     EXPECT_EQ(movie.failure(), std::nullopt);
@@ -292,16 +292,16 @@ TEST(MovieFile, tellsThatTheDiskIsFullAndKeepsWhatThereIs) {
         const fs::path file = folder / "recording.mp4";
         EXPECT_TRUE(holdsOnFullDisk(limit, [&] {
             MovieFile movie(file, settings(VideoCodec::h264));
-            if (!movie.begin(startTime, SoundFormat{})) return false;
+            if (!movie.begin(startTime, AudioFormat{})) return false;
             unsigned i = 0;
             while (append(movie, Numbered(i * 7919U, startTime + i / 60.0).frame())) {
-                appendSound(movie, i / 60.0);
+                appendAudio(movie, i / 60.0);
                 if (++i > 100'000) return false;
             }
             movie.finish(60);
             const std::string failure = movie.failure().value_or("");
             return failure.find("recording.mp4: cannot write: ") != std::string::npos &&
-                   failure.find('\n') == std::string::npos && !appendSound(movie, i / 60.0) &&
+                   failure.find('\n') == std::string::npos && !appendAudio(movie, i / 60.0) &&
                    !movie.appendVideo(Numbered(0, startTime + 5000).frame());
         }));
         // Nothing is torn: it reads to its end without complaint.
@@ -317,10 +317,10 @@ TEST(MovieFile, tellsThatTheDiskIsFullAndKeepsWhatThereIs) {
 TEST(MovieFile, canBeBegunAgainWhereItCouldNot) {
     const TemporaryFolder folder;
     MovieFile movie(folder / "package/recording.mp4", settings());
-    EXPECT_FALSE(movie.begin(startTime, SoundFormat{}));
+    EXPECT_FALSE(movie.begin(startTime, AudioFormat{}));
     EXPECT_NE(movie.failure().value_or("").find("recording.mp4: cannot create: "), std::string::npos);
     fs::create_directory(folder / "package");
-    EXPECT_FALSE(movie.begin(startTime, SoundFormat{.sampleRate = 48'000, .channels = 9}));
+    EXPECT_FALSE(movie.begin(startTime, AudioFormat{.sampleRate = 48'000, .channels = 9}));
     EXPECT_TRUE(fs::is_empty(folder / "package"));
     ASSERT_TRUE(movie.begin(startTime, std::nullopt));
     EXPECT_EQ(movie.failure(), std::nullopt);
@@ -363,7 +363,7 @@ TEST(MovieFile, followsAWindowThatIsResized) {
     EXPECT_EQ(picturesOf(file).at(2).number, 3U);
 }
 
-TEST(MovieFile, keepsColours) {
+TEST(MovieFile, keepsColors) {
     const TemporaryFolder folder;
     struct Patch {
         int b, g, r;
@@ -374,8 +374,8 @@ TEST(MovieFile, keepsColours) {
     constexpr int patch = width / 8;
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * height * 4);
     for (int i = 0; i < width * height; ++i) {
-        const Patch& colour = patches[static_cast<std::size_t>(i % width / patch)];
-        const std::array values{colour.b, colour.g, colour.r, 0};
+        const Patch& color = patches[static_cast<std::size_t>(i % width / patch)];
+        const std::array values{color.b, color.g, color.r, 0};
         for (std::size_t c = 0; c < 4; ++c)
             bytes[static_cast<std::size_t>(i) * 4 + c] = static_cast<std::uint8_t>(values[c]);
     }

@@ -47,8 +47,8 @@ std::set<std::string> filesIn(const fs::path& folder) {
 class RecordingControllerTest : public testing::Test {
 protected:
     RecordingControllerTest() {
-        sound.devices = {{"mic", "Microphone"}};
-        sound.defaultID = "mic";
+        audio.devices = {{"mic", "Microphone"}};
+        audio.defaultID = "mic";
         clock.at(beginning, [this] { show(0x102030); });
     }
 
@@ -74,8 +74,8 @@ protected:
     TemporaryFolder folder;
     VirtualClock clock{1000};
     ScriptedScreen screen;
-    ScriptedSoundSystem sound;
-    RecordingController controller{screen, sound, clock};
+    ScriptedAudioSystem audio;
+    RecordingController controller{screen, audio, clock};
     std::stop_source stop;
 };
 
@@ -137,15 +137,15 @@ TEST_F(RecordingControllerTest, leavesAWholePackage) {
     EXPECT_THROW(controller.stop(), RecordingError);
 }
 
-TEST_F(RecordingControllerTest, recordsTheComputersSound) {
+TEST_F(RecordingControllerTest, recordsTheComputersAudio) {
     RecordingOptions how = options();
     how.captureSystemAudio = true;
-    clock.at(1000.2, [this] { sound.system.play(1000.19, 0.01, 0); });
+    clock.at(1000.2, [this] { audio.system.play(1000.19, 0.01, 0); });
     const LumenwhirlPackage package = begin(how);
-    sound.system.play(beginning, 0.5, 0.01F);
-    sound.system.play(beginning + 0.5, 0.5, 0.5F);
+    audio.system.play(beginning, 0.5, 0.01F);
+    audio.system.play(beginning + 0.5, 0.5, 0.5F);
     showAt(beginning + 1, 0);
-    EXPECT_GT(controller.progress().soundLevel, 0.4F);
+    EXPECT_GT(controller.progress().audioLevel, 0.4F);
     controller.stop();
     EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = false, .hasSystem = true}));
     EXPECT_LT(peakBetween(package.recordingURL(), 0, 0.45), 0.1F);
@@ -153,14 +153,14 @@ TEST_F(RecordingControllerTest, recordsTheComputersSound) {
     EXPECT_TRUE(controller.notices().empty());
 }
 
-TEST_F(RecordingControllerTest, theMicrophoneTakesThePlaceOfOtherSound) {
+TEST_F(RecordingControllerTest, theMicrophoneTakesThePlaceOfOtherAudio) {
     RecordingOptions how = options();
     how.captureSystemAudio = how.captureMic = true;
     how.micDeviceID = "unplugged";
     const LumenwhirlPackage package = begin(how);
-    EXPECT_FALSE(sound.system.deliver);
-    EXPECT_EQ(sound.openedMicrophones, std::vector<std::string>{"mic"});
-    sound.mic.play(beginning + 0.25, 0.75, 0.5F);  // it takes a while to open
+    EXPECT_FALSE(audio.system.deliver);
+    EXPECT_EQ(audio.openedMicrophones, std::vector<std::string>{"mic"});
+    audio.mic.play(beginning + 0.25, 0.75, 0.5F);  // it takes a while to open
     showAt(beginning + 1.25, 0);
     controller.stop();
     EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = true, .hasSystem = false}));
@@ -173,7 +173,7 @@ TEST_F(RecordingControllerTest, theMicrophoneTakesThePlaceOfOtherSound) {
 TEST_F(RecordingControllerTest, doesWithoutWhatCannotBeHad) {
     RecordingOptions how = options();
     how.captureMic = true;
-    sound.isReachable = false;
+    audio.isReachable = false;
     screen.inputControls.startFailure = "this server does not record";
     const LumenwhirlPackage package = begin(how);
     EXPECT_EQ(controller.notices().size(), 2U);
@@ -189,11 +189,11 @@ TEST_F(RecordingControllerTest, doesWithoutWhatCannotBeHad) {
     EXPECT_EQ(controller.notices().size(), 2U);
     EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
 
-    sound.isReachable = true;
-    sound.system.startFailure = "there is no sound output";
+    audio.isReachable = true;
+    audio.system.startFailure = "there is no sound output";
     clock.at(clock.now() + 0.1, [this] { show(0); });
     (void)begin(how);
-    EXPECT_EQ(controller.soundFailure(), "there is no sound output");
+    EXPECT_EQ(controller.audioFailure(), "there is no sound output");
     EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
 }
 
@@ -212,11 +212,11 @@ TEST_F(RecordingControllerTest, isAskedByAnotherThreadWhileItBeginsAndEnds) {
     SteppingClock stepping([this](double now) {
         screen.capture.deliver(Picture(320, 180, 0).frame(now, {100, 50}));
     });
-    RecordingController asked(screen, sound, stepping);
+    RecordingController asked(screen, audio, stepping);
     std::atomic<bool> isWell = true;
     const std::jthread asking([&](const std::stop_token& end) {
         while (!end.stop_requested())
-            if (asked.failure() || asked.endReason() || asked.soundFailure() || asked.progress().seconds < 0)
+            if (asked.failure() || asked.endReason() || asked.audioFailure() || asked.progress().seconds < 0)
                 isWell = false;
     });
     for (int i = 0; i < 3; ++i) {
@@ -227,21 +227,21 @@ TEST_F(RecordingControllerTest, isAskedByAnotherThreadWhileItBeginsAndEnds) {
     EXPECT_TRUE(isWell);
 }
 
-TEST_F(RecordingControllerTest, tellsThatTheSoundHasEndedAndGoesOn) {
+TEST_F(RecordingControllerTest, tellsThatTheAudioHasEndedAndGoesOn) {
     RecordingOptions how = options();
     how.captureSystemAudio = true;
     for (const bool mic : {false, true}) {
         how.captureMic = mic;
-        ScriptedSound::Controls& device = mic ? sound.mic : sound.system;
+        ScriptedAudio::Controls& device = mic ? audio.mic : audio.system;
         const double start = clock.now();
         if (!mic) clock.at(start + 0.2, [&] { device.play(start + 0.19, 0.01, 0); });
         clock.at(start + 0.25, [this] { show(0); });
         const LumenwhirlPackage package = begin(how);
         device.play(start + 0.25, 0.5, 0.5F);
-        EXPECT_EQ(controller.soundFailure(), std::nullopt);
+        EXPECT_EQ(controller.audioFailure(), std::nullopt);
         device.end("it was unplugged");
-        EXPECT_EQ(controller.soundFailure(), "it was unplugged");
-        EXPECT_EQ(controller.progress().soundLevel, 0);
+        EXPECT_EQ(controller.audioFailure(), "it was unplugged");
+        EXPECT_EQ(controller.progress().audioLevel, 0);
         showAt(start + 2.25, 0);
         controller.stop();
         EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = mic, .hasSystem = !mic}));
@@ -262,7 +262,7 @@ TEST_F(RecordingControllerTest, aMicrophoneThatNeverSpokeIsNotMuxed) {
 TEST_F(RecordingControllerTest, leavesNothingWhenItCannotBegin) {
     clock.at(1000.2, [this] { screen.capture.deliver({.status = FrameStatus::idle, .time = 1000.2}); });
     VirtualClock blank(2000);  // on which nothing is planned
-    RecordingController waiting(screen, sound, blank);
+    RecordingController waiting(screen, audio, blank);
     try {
         (void)waiting.start(options(), "Take", folder.path(), stop.get_token());
         FAIL();
@@ -288,7 +288,7 @@ TEST_F(RecordingControllerTest, leavesNothingWhenItCannotBegin) {
 
 TEST_F(RecordingControllerTest, leavesWhatIsOthersWhenItCannotBegin) {
     const LumenwhirlPackage package = begin();
-    RecordingController second(screen, sound, clock);
+    RecordingController second(screen, audio, clock);
     EXPECT_THROW((void)second.start(options(), "Take", folder.path(), {}), LumenwhirlPackage::Error);
     EXPECT_TRUE(EventJournal::isBeingWritten(package.url()));
     showAt(1001, 0);
@@ -325,7 +325,7 @@ void RecordingControllerTest::killRecording(const LumenwhirlPackage& copy) {
     const LumenwhirlPackage package = begin(how);
     for (int i = 1; i <= 8; ++i) {
         showAt(beginning + 0.25 * i, static_cast<std::uint32_t>(0x1F1F1F * i));
-        sound.mic.play(beginning + 0.25 * (i - 1), 0.25, 0.5F);
+        audio.mic.play(beginning + 0.25 * (i - 1), 0.25, 0.5F);
         screen.inputControls.deliver(
             {.kind = InputEvent::Kind::moved, .time = clock.now(), .position = {100.0 + i, 50}});
     }
@@ -392,7 +392,7 @@ TEST_F(RecordingControllerTest, tellsThatTheVoiceCannotBeLaidUnderThePicture) {
     how.captureMic = true;
     clock.at(clock.now() + 0.1, [this] { show(0); });
     const LumenwhirlPackage package = begin(how);
-    sound.mic.play(clock.now(), 1, 0.5F);
+    audio.mic.play(clock.now(), 1, 0.5F);
     showAt(clock.now() + 1, 0);
     fs::remove(package.micURL());
     std::ofstream(package.micURL(), std::ios::binary) << std::string(5000, 'x');

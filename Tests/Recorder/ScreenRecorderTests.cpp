@@ -18,7 +18,7 @@ struct FileNotes {
     bool canBegin = true, isBusy = false;
     int begins = 0;
     double startTime = 0;
-    std::optional<SoundFormat> sound;
+    std::optional<AudioFormat> audio;
     std::vector<double> frames, blocks;
     std::optional<double> finishedWithin;
     std::optional<std::string> failure;
@@ -27,17 +27,17 @@ struct FileNotes {
 class NotingFile final : public RecordingFile {
 public:
     explicit NotingFile(FileNotes& notes) : notes_(notes) {}
-    bool begin(double startTime, const std::optional<SoundFormat>& sound) override {
+    bool begin(double startTime, const std::optional<AudioFormat>& audio) override {
         ++notes_.begins;
         notes_.startTime = startTime;
-        notes_.sound = sound;
+        notes_.audio = audio;
         return notes_.canBegin;
     }
     bool appendVideo(const CapturedFrame& frame) override {
         if (!notes_.isBusy) notes_.frames.push_back(frame.time);
         return !notes_.isBusy;
     }
-    bool appendSound(const SoundBlock& block) override {
+    bool appendAudio(const AudioBlock& block) override {
         if (!notes_.isBusy) notes_.blocks.push_back(block.time);
         return !notes_.isBusy;
     }
@@ -53,7 +53,7 @@ class ScreenRecorderTest : public testing::Test {
 protected:
     ScreenRecorder& makeRecorder(AudioSource source) {
         recorder.emplace(std::make_unique<ScriptedCapture>(capture), source,
-                         source == AudioSource::none ? nullptr : std::make_unique<ScriptedSound>(sound),
+                         source == AudioSource::none ? nullptr : std::make_unique<ScriptedAudio>(audio),
                          std::make_unique<NotingFile>(file), clock);
         recorder->start();
         return *recorder;
@@ -65,18 +65,18 @@ protected:
     }
     void playAt(double time) {
         clock.advanceTo(time);
-        sound.play(time - 0.01, 0.01, 0.5F);
+        audio.play(time - 0.01, 0.01, 0.5F);
     }
 
     VirtualClock clock{100};
     ScriptedCapture::Controls capture;
-    ScriptedSound::Controls sound;
+    ScriptedAudio::Controls audio;
     FileNotes file;
     Picture picture{64, 64, 0x336699};
     std::optional<ScreenRecorder> recorder;
 };
 
-TEST_F(ScreenRecorderTest, beginsWithTheFirstCompleteFrameWhereNoSoundIsAsked) {
+TEST_F(ScreenRecorderTest, beginsWithTheFirstCompleteFrameWhereNoAudioIsAsked) {
     ScreenRecorder& screen = makeRecorder(AudioSource::none);
     for (const FrameStatus status : {FrameStatus::started, FrameStatus::idle, FrameStatus::blank,
                                      FrameStatus::suspended, FrameStatus::stopped})
@@ -86,7 +86,7 @@ TEST_F(ScreenRecorderTest, beginsWithTheFirstCompleteFrameWhereNoSoundIsAsked) {
     showAt(101);
     EXPECT_EQ(screen.recordingStartHostTime(), 101);  // when it was handled
     EXPECT_EQ(file.startTime, 100.998);               // when it was taken
-    EXPECT_FALSE(file.sound);
+    EXPECT_FALSE(file.audio);
     showAt(103);
     capture.deliver({.status = FrameStatus::idle, .time = 104});
     const auto result = screen.stop();
@@ -97,7 +97,7 @@ TEST_F(ScreenRecorderTest, beginsWithTheFirstCompleteFrameWhereNoSoundIsAsked) {
     EXPECT_EQ(screen.stop(), result);
 }
 
-TEST_F(ScreenRecorderTest, waitsForTheFirstSoundButNotForLong) {
+TEST_F(ScreenRecorderTest, waitsForTheFirstAudioButNotForLong) {
     ScreenRecorder& screen = makeRecorder(AudioSource::system);
     showAt(101);
     showAt(101.1);
@@ -106,7 +106,7 @@ TEST_F(ScreenRecorderTest, waitsForTheFirstSoundButNotForLong) {
     EXPECT_TRUE(file.blocks.empty());
     showAt(101.3);
     EXPECT_EQ(screen.recordingStartHostTime(), 101.3);
-    EXPECT_EQ(file.sound, (SoundFormat{48000, 2}));
+    EXPECT_EQ(file.audio, (AudioFormat{48000, 2}));
     playAt(101.4);
     EXPECT_EQ(file.blocks.size(), 1U);
     const auto result = screen.stop();
@@ -115,14 +115,14 @@ TEST_F(ScreenRecorderTest, waitsForTheFirstSoundButNotForLong) {
 
     file = {};
     capture = {};
-    sound.format = {44100, 1};
+    audio.format = {44100, 1};
     ScreenRecorder& silent = makeRecorder(AudioSource::mic);
     showAt(201);
     showAt(201.5);
     EXPECT_EQ(file.begins, 0);
     showAt(201.625);  // more than 0.6 s after the first
     EXPECT_EQ(silent.recordingStartHostTime(), 201.625);
-    EXPECT_FALSE(file.sound);
+    EXPECT_FALSE(file.audio);
     playAt(202);  // too late: the file has no track for it
     EXPECT_TRUE(file.blocks.empty());
     EXPECT_FALSE(silent.stop().wroteAudio);
@@ -183,19 +183,19 @@ TEST_F(ScreenRecorderTest, passesOnWhyItCannotStart) {
     EXPECT_THROW(makeRecorder(AudioSource::none), PlatformError);
 }
 
-TEST_F(ScreenRecorderTest, doesNotWaitForSoundThatCannotCome) {
-    sound.startFailure = "no such sink";
+TEST_F(ScreenRecorderTest, doesNotWaitForAudioThatCannotCome) {
+    audio.startFailure = "no such sink";
     ScreenRecorder& screen = makeRecorder(AudioSource::system);
-    EXPECT_EQ(screen.soundFailure(), "no such sink");
+    EXPECT_EQ(screen.audioFailure(), "no such sink");
     showAt(101);
     EXPECT_EQ(screen.recordingStartHostTime(), 101);
-    EXPECT_FALSE(file.sound);
+    EXPECT_FALSE(file.audio);
 }
 
-TEST_F(ScreenRecorderTest, tellsTheLoudnessOfTheLatestSound) {
+TEST_F(ScreenRecorderTest, tellsTheLoudnessOfTheLatestAudio) {
     ScreenRecorder& screen = makeRecorder(AudioSource::system);
-    sound.play(100, 0.01, -0.25F);
-    EXPECT_EQ(screen.soundLevel(), 0.25F);
+    audio.play(100, 0.01, -0.25F);
+    EXPECT_EQ(screen.audioLevel(), 0.25F);
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Recorder/Platform/AudioSystem.h"
 #include "Recorder/Platform/HostClock.h"
 #include "Recorder/Platform/PlatformError.h"
 #include "Recorder/Platform/ScreenSystem.h"
-#include "Recorder/Platform/SoundSystem.h"
 
 #include <cstdint>
 #include <functional>
@@ -80,10 +80,10 @@ private:
     Controls& controls_;
 };
 
-class ScriptedSound final : public SoundStream {
+class ScriptedAudio final : public AudioStream {
 public:
     struct Controls {
-        SoundFormat format{};
+        AudioFormat format{};
         BlockHandler deliver{};
         EndHandler end{};
         std::string startFailure{};
@@ -94,8 +94,8 @@ public:
             deliver({.time = time, .samples = samples.data(), .frames = frames});
         }
     };
-    explicit ScriptedSound(Controls& controls) : controls_(controls) {}
-    [[nodiscard]] SoundFormat format() const override { return controls_.format; }
+    explicit ScriptedAudio(Controls& controls) : controls_(controls) {}
+    [[nodiscard]] AudioFormat format() const override { return controls_.format; }
     void start(BlockHandler block, EndHandler ended) override {
         if (!controls_.startFailure.empty())
             throw PlatformError(PlatformError::Kind::failed, controls_.startFailure);
@@ -176,22 +176,22 @@ private:
     }
 };
 
-class ScriptedSoundSystem final : public SoundSystem {
+class ScriptedAudioSystem final : public AudioSystem {
 public:
     std::vector<MicDevice> devices;
     std::optional<std::string> defaultID;
     bool isReachable = true;
-    ScriptedSound::Controls system, mic{.format = {.sampleRate = 48000, .channels = 1}};
+    ScriptedAudio::Controls system, mic{.format = {.sampleRate = 48000, .channels = 1}};
     std::vector<std::string> openedMicrophones;
 
     [[nodiscard]] std::vector<MicDevice> inputs() override { return reached(devices); }
     [[nodiscard]] std::optional<std::string> defaultInputID() override { return reached(defaultID); }
-    [[nodiscard]] std::unique_ptr<SoundStream> microphone(const std::string& id) override {
+    [[nodiscard]] std::unique_ptr<AudioStream> microphone(const std::string& id) override {
         openedMicrophones.push_back(reached(id));
-        return std::make_unique<ScriptedSound>(mic);
+        return std::make_unique<ScriptedAudio>(mic);
     }
-    [[nodiscard]] std::unique_ptr<SoundStream> systemSound() override {
-        return std::make_unique<ScriptedSound>(reached(system));
+    [[nodiscard]] std::unique_ptr<AudioStream> systemAudio() override {
+        return std::make_unique<ScriptedAudio>(reached(system));
     }
 
 private:

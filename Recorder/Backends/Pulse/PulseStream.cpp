@@ -16,11 +16,11 @@ double now() {
     return static_cast<double>(pa_rtclock_now()) / usPerSecond;
 }
 
-std::size_t bytesPerFrame(const SoundFormat& format) {
+std::size_t bytesPerFrame(const AudioFormat& format) {
     return sizeof(float) * static_cast<std::size_t>(format.channels);
 }
 
-pa_sample_spec specOf(const SoundFormat& format) {
+pa_sample_spec specOf(const AudioFormat& format) {
     return {.format = PA_SAMPLE_FLOAT32NE,
             .rate = static_cast<std::uint32_t>(format.sampleRate),
             .channels = static_cast<std::uint8_t>(format.channels)};
@@ -36,7 +36,7 @@ void PulseStream::StreamDeleter::operator()(pa_stream* stream) const noexcept {
     pa_stream_unref(stream);
 }
 
-PulseStream::PulseStream(std::optional<std::string> microphone, const SoundFormat& format)
+PulseStream::PulseStream(std::optional<std::string> microphone, const AudioFormat& format)
     : microphone_(std::move(microphone)), format_(format), clock_(format.sampleRate) {}
 
 PulseStream::~PulseStream() {

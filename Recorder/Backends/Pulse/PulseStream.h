@@ -2,8 +2,8 @@
 
 #include "Recorder/Backends/Pulse/PulseConnection.h"
 #include "Recorder/Backends/Pulse/SampleClock.h"
+#include "Recorder/Platform/AudioStream.h"
 #include "Recorder/Platform/PlatformError.h"
-#include "Recorder/Platform/SoundStream.h"
 
 #include <cstdint>
 #include <memory>
@@ -16,16 +16,16 @@ namespace lumenwhirl {
 ///
 /// Neither is ever moved by the server: the sound of an unplugged output would go on as that of a microphone. The
 /// default output is followed by opening another stream instead.
-class PulseStream final : public SoundStream {
+class PulseStream final : public AudioStream {
 public:
     /// `microphone`: the source's name; without one, what the default output plays. Throws PlatformError
     /// (notReachable).
-    PulseStream(std::optional<std::string> microphone, const SoundFormat& format);
+    PulseStream(std::optional<std::string> microphone, const AudioFormat& format);
     ~PulseStream() override;
     PulseStream(const PulseStream&) = delete;
     PulseStream& operator=(const PulseStream&) = delete;
 
-    [[nodiscard]] SoundFormat format() const override { return format_; }
+    [[nodiscard]] AudioFormat format() const override { return format_; }
     void start(BlockHandler block, EndHandler ended) override;
     void stop() noexcept override;
 
@@ -48,7 +48,7 @@ private:
     [[nodiscard]] std::string name() const;
 
     const std::optional<std::string> microphone_;
-    const SoundFormat format_;
+    const AudioFormat format_;
     PulseConnection connection_;  // its lock guards all below
     Phase phase_ = Phase::idle;
     std::optional<PlatformError> failure_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Recorder/Platform/SoundStream.h"
+#include "Recorder/Platform/AudioStream.h"
 
 #include <algorithm>
 #include <chrono>
@@ -22,10 +22,10 @@ public:
         std::vector<float> samples;  // of the first channel
     };
 
-    explicit Listener(SoundStream& stream) : stream_(stream) {
+    explicit Listener(AudioStream& stream) : stream_(stream) {
         const auto channels = static_cast<std::size_t>(stream.format().channels);
         stream_.start(
-            [this, channels](const SoundBlock& block) {
+            [this, channels](const AudioBlock& block) {
                 const std::lock_guard lock(mutex_);
                 Block& copy = blocks_.emplace_back(Block{.time = block.time, .samples = {}});
                 for (std::size_t i = 0; i < block.frames; ++i) copy.samples.push_back(block.samples[i * channels]);
@@ -43,7 +43,7 @@ public:
 
     /// Waits for sound of so many seconds that is loud from its beginning on, after the time given. Empty when
     /// there is none within 30 s.
-    [[nodiscard]] std::vector<Block> sound(double seconds, double after = 0) {
+    [[nodiscard]] std::vector<Block> audio(double seconds, double after = 0) {
         std::vector<Block> loud;
         waitUntil([&] {
             loud = loudAfter(after);
@@ -92,7 +92,7 @@ private:
         return loud;
     }
 
-    SoundStream& stream_;
+    AudioStream& stream_;
     std::mutex mutex_;  // guards the fields below
     std::vector<Block> blocks_;
     std::optional<std::string> reason_;

@@ -1,12 +1,12 @@
 #include "Media/AudioReader.h"
-#include "Recorder/Backends/Pulse/PulseSoundSystem.h"
+#include "Recorder/Backends/Pulse/PulseAudioSystem.h"
 #include "Recorder/Backends/Pulse/SampleClock.h"
 #include "Recorder/MicRecorder.h"
 #include "Recorder/Platform/HostClock.h"
 #include "Recorder/Platform/PlatformError.h"
 #include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Recorder/Pulse/AudioServer.h"
 #include "Tests/Recorder/Pulse/Listener.h"
-#include "Tests/Recorder/Pulse/SoundServer.h"
 #include "Tests/Recorder/Pulse/TonePlayer.h"
 
 #include <gtest/gtest.h>
@@ -36,8 +36,8 @@ std::optional<PlatformError> failureOf(Work work) {
 
 class Pulse : public testing::Test {
 protected:
-    SoundServer server;
-    std::unique_ptr<SoundSystem> system = makePulseSoundSystem();
+    AudioServer server;
+    std::unique_ptr<AudioSystem> system = makePulseAudioSystem();
 };
 
 TEST_F(Pulse, listsWhatRecordsFromOutside) {
@@ -57,14 +57,14 @@ TEST_F(Pulse, listsWhatRecordsFromOutside) {
 
 TEST_F(Pulse, hearsATonePlayedIntoTheMicrophoneWhenItIsPlayed) {
     const auto stream = system->microphone("mic");
-    EXPECT_EQ(stream->format(), (SoundFormat{.sampleRate = 48000, .channels = 1}));
+    EXPECT_EQ(stream->format(), (AudioFormat{.sampleRate = 48000, .channels = 1}));
     Listener listener(*stream);
     ASSERT_TRUE(listener.goesOn());
     TonePlayer player("micfeed", {.frequency = 440});
-    const auto sound = listener.sound(1);
-    ASSERT_FALSE(sound.empty());
-    EXPECT_NEAR(sound.front().time, player.onset(), within);
-    EXPECT_NEAR(frequencyOf(sound, 48000), 440, 0.5);
+    const auto audio = listener.audio(1);
+    ASSERT_FALSE(audio.empty());
+    EXPECT_NEAR(audio.front().time, player.onset(), within);
+    EXPECT_NEAR(frequencyOf(audio, 48000), 440, 0.5);
 }
 
 TEST_F(Pulse, mixesAStereoMicrophoneOfAnotherRateToOneChannel) {
@@ -73,10 +73,10 @@ TEST_F(Pulse, mixesAStereoMicrophoneOfAnotherRateToOneChannel) {
     Listener listener(*stream);
     ASSERT_TRUE(listener.goesOn());
     TonePlayer player("stereofeed", {.frequency = 440});
-    const auto sound = listener.sound(1);
-    ASSERT_FALSE(sound.empty());
-    EXPECT_NEAR(sound.front().time, player.onset(), within);
-    EXPECT_NEAR(frequencyOf(sound, 48000), 440, 0.5);
+    const auto audio = listener.audio(1);
+    ASSERT_FALSE(audio.empty());
+    EXPECT_NEAR(audio.front().time, player.onset(), within);
+    EXPECT_NEAR(frequencyOf(audio, 48000), 440, 0.5);
 }
 
 TEST_F(Pulse, aStereoMicrophoneIsRecordedIntoAFileOfOneChannel) {
@@ -93,26 +93,26 @@ TEST_F(Pulse, aStereoMicrophoneIsRecordedIntoAFileOfOneChannel) {
     AudioReader reader(folder / "mic.m4a");
     EXPECT_EQ(reader.channels(), 1);
     EXPECT_EQ(reader.sampleRate(), 48000);
-    AudioBuffer sound;
-    ASSERT_TRUE(reader.read(sound, 1'000'000));
-    const std::vector<float>& samples = sound.channels[0];
+    AudioBuffer audio;
+    ASSERT_TRUE(reader.read(audio, 1'000'000));
+    const std::vector<float>& samples = audio.channels[0];
     const auto first = std::ranges::find_if(samples, [](float sample) { return std::abs(sample) > 0.1F; });
     EXPECT_NEAR(static_cast<double>(first - samples.begin()) / 48000, player.onset() - start, within);
     EXPECT_NEAR(frequencyOf({{.samples = {first, first + 40'000}}}, 48000), 440, 0.5);
 }
 
 TEST_F(Pulse, hearsTheDefaultOutputWhicheverThatIs) {
-    const auto stream = system->systemSound();
-    EXPECT_EQ(stream->format(), (SoundFormat{.sampleRate = 48000, .channels = 2}));
+    const auto stream = system->systemAudio();
+    EXPECT_EQ(stream->format(), (AudioFormat{.sampleRate = 48000, .channels = 2}));
     Listener listener(*stream);
     ASSERT_TRUE(listener.goesOn());
     double end = 0;
     {
         TonePlayer player("speakers", {.frequency = 1000, .seconds = 1.5});
-        const auto sound = listener.sound(1);
-        ASSERT_FALSE(sound.empty());
-        EXPECT_NEAR(sound.front().time, player.onset(), within);
-        EXPECT_NEAR(frequencyOf(sound, 48000), 1000, 1);
+        const auto audio = listener.audio(1);
+        ASSERT_FALSE(audio.empty());
+        EXPECT_NEAR(audio.front().time, player.onset(), within);
+        EXPECT_NEAR(frequencyOf(audio, 48000), 1000, 1);
         player.waitUntilPlayed();
         end = player.onset() + 1.5 + within;
     }
@@ -120,14 +120,14 @@ TEST_F(Pulse, hearsTheDefaultOutputWhicheverThatIs) {
     server.setDefaultOutput("headphones");
     {
         TonePlayer player("headphones", {.frequency = 500, .seconds = 20});
-        const auto sound = listener.sound(1, end);
-        ASSERT_FALSE(sound.empty());
-        EXPECT_NEAR(frequencyOf({sound.begin() + 1, sound.end()}, 48000), 500, 1);
+        const auto audio = listener.audio(1, end);
+        ASSERT_FALSE(audio.empty());
+        EXPECT_NEAR(frequencyOf({audio.begin() + 1, audio.end()}, 48000), 500, 1);
     }
 }
 
 TEST_F(Pulse, anUnpluggedOutputIsReplacedByTheNextNeverByTheMicrophone) {
-    const auto stream = system->systemSound();
+    const auto stream = system->systemAudio();
     Listener listener(*stream);
     ASSERT_TRUE(listener.goesOn());
     server.unplug("micfeed");  // and mic with it
@@ -138,14 +138,14 @@ TEST_F(Pulse, anUnpluggedOutputIsReplacedByTheNextNeverByTheMicrophone) {
     server.setDefaultOutput("speakers");
     server.unplug("speakers");
     server.setDefaultOutput("headphones");
-    const auto sound = listener.sound(1);
-    ASSERT_FALSE(sound.empty());
-    EXPECT_NEAR(frequencyOf(sound, 48000), 500, 1);
+    const auto audio = listener.audio(1);
+    ASSERT_FALSE(audio.empty());
+    EXPECT_NEAR(frequencyOf(audio, 48000), 500, 1);
     EXPECT_FALSE(listener.hasEnded());
 }
 
 TEST_F(Pulse, outputsThatComeAndGoAtOnceEndNothing) {
-    const auto stream = system->systemSound();
+    const auto stream = system->systemAudio();
     Listener listener(*stream);
     ASSERT_TRUE(listener.goesOn());
     for (int i = 0; i < 100; ++i) {
@@ -155,9 +155,9 @@ TEST_F(Pulse, outputsThatComeAndGoAtOnceEndNothing) {
     }
     server.setDefaultOutput("speakers");
     TonePlayer player("speakers", {.frequency = 500, .seconds = 40});
-    const auto sound = listener.sound(1);
-    ASSERT_FALSE(sound.empty());
-    EXPECT_NEAR(frequencyOf(sound, 48000), 500, 1);
+    const auto audio = listener.audio(1);
+    ASSERT_FALSE(audio.empty());
+    EXPECT_NEAR(frequencyOf(audio, 48000), 500, 1);
     EXPECT_FALSE(listener.hasEnded());
 }
 
@@ -172,7 +172,7 @@ TEST_F(Pulse, saysWhenAMicrophoneIsUnplugged) {
 }
 
 TEST_F(Pulse, saysWhenTheServerIsGone) {
-    const auto microphone = system->microphone("mic"), music = system->systemSound();
+    const auto microphone = system->microphone("mic"), music = system->systemAudio();
     const auto unstarted = system->microphone("mic");
     Listener listener(*microphone), other(*music);
     ASSERT_TRUE(listener.goesOn() && other.goesOn());
@@ -185,7 +185,7 @@ TEST_F(Pulse, saysWhenTheServerIsGone) {
 
     for (const auto& ask : std::vector<std::function<void()>>{
              [&] { (void)system->inputs(); }, [&] { (void)system->defaultInputID(); },
-             [&] { (void)system->microphone("mic"); }, [&] { (void)system->systemSound(); }}) {
+             [&] { (void)system->microphone("mic"); }, [&] { (void)system->systemAudio(); }}) {
         const auto refusal = failureOf(ask);
         ASSERT_TRUE(refusal);
         EXPECT_EQ(refusal->kind(), PlatformError::Kind::notReachable);
@@ -208,7 +208,7 @@ TEST_F(Pulse, saysWhatItCannotRecord) {
 
     server.unplug("micfeed");
     server.unplug("speakers");
-    const auto music = system->systemSound();
+    const auto music = system->systemAudio();
     const auto silence = failureOf([&] { Listener listener(*music); });
     ASSERT_TRUE(silence);
     EXPECT_EQ(silence->kind(), PlatformError::Kind::notFound);

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Media/AudioSettings.h"
 #include "Media/FFmpegHandles.h"
 #include "Media/OutputFile.h"
-#include "Media/SoundSettings.h"
 
 #include <cstdint>
 
@@ -10,14 +10,14 @@ namespace lumenwhirl {
 
 /// Encodes planar floats to AAC into a track of a file. The encoder's delay becomes negative time, which the MP4
 /// family stores in the edit list.
-class SoundEncoder {
+class AudioEncoder {
 public:
     static constexpr int mostChannels = 8;
     /// The lowest sample rate AAC has that is not below `sampleRate`, else its highest: 96 kHz.
     [[nodiscard]] static int rateFor(int sampleRate) noexcept;
 
     /// Adds the track; to be made before output.start(). Throws MediaError (unsupported, encoderFailed).
-    SoundEncoder(OutputFile& output, const SoundSettings& settings);
+    AudioEncoder(OutputFile& output, const AudioSettings& settings);
 
     /// Before all else, for fragmented files: some silence before time 0, so that the track has its first packet
     /// before there is sound.

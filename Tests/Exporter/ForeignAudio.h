@@ -13,7 +13,7 @@ extern "C" {
 #include <libavutil/channel_layout.h>
 }
 
-namespace lumenwhirl::foreignSound {
+namespace lumenwhirl::foreignAudio {
 
 /// Sound of a kind that this program does not record.
 struct Kind {
@@ -101,7 +101,7 @@ inline void write(const std::filesystem::path& file, const std::filesystem::path
     to.codecpar->codec_tag = 0;
     to.time_base = from.time_base;
     to.avg_frame_rate = from.avg_frame_rate;
-    Track sound(output, kind);
+    Track audio(output, kind);
     Dictionary none;
     output.start(none);
     const PacketHandle packet = makePacket();
@@ -110,8 +110,8 @@ inline void write(const std::filesystem::path& file, const std::filesystem::path
         av_packet_rescale_ts(packet.get(), from.time_base, to.time_base);
         output.write(*packet);
     }
-    sound.write(samples);
+    audio.write(samples);
     output.finish();
 }
 
-}  // namespace lumenwhirl::foreignSound
+}  // namespace lumenwhirl::foreignAudio

@@ -18,12 +18,12 @@ class PulseConnection;
 ///
 /// Its outputs `speakers` (the default) and `micfeed` play into nothing; what is played into `micfeed` is what its
 /// only input, the microphone `mic`, hears. Every one of them can be unplugged.
-class SoundServer {
+class AudioServer {
 public:
-    SoundServer();
-    ~SoundServer();
-    SoundServer(const SoundServer&) = delete;
-    SoundServer& operator=(const SoundServer&) = delete;
+    AudioServer();
+    ~AudioServer();
+    AudioServer(const AudioServer&) = delete;
+    AudioServer& operator=(const AudioServer&) = delete;
 
     /// Plugs in an output of two channels.
     void addOutput(const std::string& name);

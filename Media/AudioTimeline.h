@@ -12,7 +12,7 @@ namespace lumenwhirl {
 /// resampling, so slightly that it is not heard. Single times may be wrong by some milliseconds.
 ///
 /// One thread at a time.
-class SoundTimeline {
+class AudioTimeline {
 public:
     /// The next samples: `channels[c][0..frames)`, at most a few thousand at once. May throw.
     using Sink = std::function<void(const float* const* channels, std::size_t frames)>;
@@ -22,10 +22,10 @@ public:
 
     /// Throws std::bad_alloc; for rates that are none (1 to 768,000 Hz are) or more than 64 channels
     /// std::invalid_argument.
-    SoundTimeline(int sampleRate, int channels, Sink sink);
-    ~SoundTimeline();
-    SoundTimeline(SoundTimeline&&) noexcept;
-    SoundTimeline& operator=(SoundTimeline&&) noexcept;
+    AudioTimeline(int sampleRate, int channels, Sink sink);
+    ~AudioTimeline();
+    AudioTimeline(AudioTimeline&&) noexcept;
+    AudioTimeline& operator=(AudioTimeline&&) noexcept;
 
     /// `time`: seconds, of the first sample, finite. `samples`: interleaved.
     void add(double time, const float* samples, std::size_t frames);

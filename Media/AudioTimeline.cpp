@@ -1,4 +1,4 @@
-#include "Media/SoundTimeline.h"
+#include "Media/AudioTimeline.h"
 
 #include "Media/FFmpegHandles.h"
 
@@ -30,7 +30,7 @@ constexpr int correctionSpan = 10;        // seconds over which swresample is to
 
 }  // namespace
 
-struct SoundTimeline::State {
+struct AudioTimeline::State {
     State(int sampleRate, int channelCount, Sink to);
 
     void add(double time, const float* samples, std::size_t frames);
@@ -51,7 +51,7 @@ struct SoundTimeline::State {
     double error = 0;        // seconds by which blocks come later than they are laid, averaged
 };
 
-SoundTimeline::State::State(int sampleRate, int channelCount, Sink to)
+AudioTimeline::State::State(int sampleRate, int channelCount, Sink to)
     : rate(sampleRate), channels(channelCount), sink(std::move(to)) {
     constexpr int highestRate = 768'000, mostChannels = 64;
     if (rate < 1 || rate > highestRate || channels < 1 || channels > mostChannels)
@@ -72,13 +72,13 @@ SoundTimeline::State::State(int sampleRate, int channelCount, Sink to)
 }
 
 /// Forgets what the resampler holds, and the ratio it has.
-void SoundTimeline::State::restart() {
+void AudioTimeline::State::restart() {
     swr_close(resampler.get());
     if (swr_init(resampler.get()) < 0) throw std::bad_alloc();
     error = 0;
 }
 
-void SoundTimeline::State::add(double time, const float* samples, std::size_t frames) {
+void AudioTimeline::State::add(double time, const float* samples, std::size_t frames) {
     const auto sampleAt = [&](double seconds) { return static_cast<std::int64_t>(std::llround(seconds * rate)); };
     const double laidAt =
         (static_cast<double>(given) + static_cast<double>(swr_get_delay(resampler.get(), rate))) / rate;
@@ -102,7 +102,7 @@ void SoundTimeline::State::add(double time, const float* samples, std::size_t fr
     feed(samples + cut * static_cast<std::size_t>(channels), frames - cut);
 }
 
-void SoundTimeline::State::follow(double late, std::size_t frames) {
+void AudioTimeline::State::follow(double late, std::size_t frames) {
     const double seconds = static_cast<double>(frames) / rate;
     error += (late - error) * std::min(1.0, seconds / averagingTime);
     const double correction = std::clamp(error / correctionTime, -mostCorrection, mostCorrection);
@@ -111,7 +111,7 @@ void SoundTimeline::State::follow(double late, std::size_t frames) {
         throw std::bad_alloc();
 }
 
-void SoundTimeline::State::feed(const float* samples, std::size_t frames) {
+void AudioTimeline::State::feed(const float* samples, std::size_t frames) {
     while (frames > 0) {
         const auto count = static_cast<int>(std::min<std::size_t>(frames, blockFrames / 2));
         const auto* from = reinterpret_cast<const std::uint8_t*>(samples);
@@ -123,11 +123,11 @@ void SoundTimeline::State::feed(const float* samples, std::size_t frames) {
     }
 }
 
-void SoundTimeline::State::drain() {
+void AudioTimeline::State::drain() {
     give(swr_convert(resampler.get(), reinterpret_cast<std::uint8_t**>(planes.data()), blockFrames, nullptr, 0));
 }
 
-void SoundTimeline::State::silence(std::int64_t frames) {
+void AudioTimeline::State::silence(std::int64_t frames) {
     for (auto& plane : buffer) std::fill(plane.begin(), plane.end(), 0.0F);
     while (frames > 0) {
         const auto count = static_cast<int>(std::min<std::int64_t>(frames, blockFrames));
@@ -136,24 +136,24 @@ void SoundTimeline::State::silence(std::int64_t frames) {
     }
 }
 
-void SoundTimeline::State::give(int frames) {
+void AudioTimeline::State::give(int frames) {
     if (frames < 0) throw std::bad_alloc();  // nothing else makes it fail
     if (frames == 0) return;
     given += frames;
     sink(planes.data(), static_cast<std::size_t>(frames));
 }
 
-SoundTimeline::SoundTimeline(int sampleRate, int channels, Sink sink)
+AudioTimeline::AudioTimeline(int sampleRate, int channels, Sink sink)
     : state_(std::make_unique<State>(sampleRate, channels, std::move(sink))) {}
-SoundTimeline::~SoundTimeline() = default;
-SoundTimeline::SoundTimeline(SoundTimeline&&) noexcept = default;
-SoundTimeline& SoundTimeline::operator=(SoundTimeline&&) noexcept = default;
+AudioTimeline::~AudioTimeline() = default;
+AudioTimeline::AudioTimeline(AudioTimeline&&) noexcept = default;
+AudioTimeline& AudioTimeline::operator=(AudioTimeline&&) noexcept = default;
 
-void SoundTimeline::add(double time, const float* samples, std::size_t frames) {
+void AudioTimeline::add(double time, const float* samples, std::size_t frames) {
     state_->add(time, samples, frames);
 }
 
-void SoundTimeline::finish() {
+void AudioTimeline::finish() {
     state_->drain();
 }
 

@@ -30,9 +30,9 @@ AudioBuffer silence(std::size_t frames, std::size_t channels = 2) {
     return buffer;
 }
 
-void writeSound(const std::filesystem::path& file, const AudioBuffer& sound, int sampleRate = 48'000) {
-    AudioWriter writer(file, {.sampleRate = sampleRate, .channels = static_cast<int>(sound.channels.size())});
-    writer.write(sound);
+void writeAudio(const std::filesystem::path& file, const AudioBuffer& audio, int sampleRate = 48'000) {
+    AudioWriter writer(file, {.sampleRate = sampleRate, .channels = static_cast<int>(audio.channels.size())});
+    writer.write(audio);
     writer.finish();
 }
 
@@ -59,16 +59,16 @@ struct Format {
     std::size_t channels;
 };
 
-class EncodedSound : public testing::TestWithParam<Format> {};
+class EncodedAudio : public testing::TestWithParam<Format> {};
 
-TEST_P(EncodedSound, keepsEverySampleInItsPlaceAndItsLength) {
+TEST_P(EncodedAudio, keepsEverySampleInItsPlaceAndItsLength) {
     const auto [sampleRate, channels] = GetParam();
     const TemporaryFolder folder;
     const auto file = folder / "sound.m4a";
     // Not whole AAC frames of 1,024, and one of less than a frame.
     for (const std::size_t frames : {700UL, 1024UL, 50'000UL, 70'001UL}) {
         SCOPED_TRACE(frames);
-        AudioBuffer sound = silence(frames, channels);
+        AudioBuffer audio = silence(frames, channels);
         std::vector<std::size_t> clicks;
         for (std::size_t at = 300; at < frames; at += 9'973) clicks.push_back(at);
         for (std::size_t c = 0; c < channels; ++c) {
@@ -77,7 +77,7 @@ TEST_P(EncodedSound, keepsEverySampleInItsPlaceAndItsLength) {
             for (const auto at : clicks) {
                 const std::array pulse{0.3F, 0.6F, 0.9F, 0.6F, 0.3F};
                 std::copy(pulse.begin(), pulse.end(),
-                          sound.channels[c].begin() + static_cast<std::ptrdiff_t>(at + 40 * c - 2));
+                          audio.channels[c].begin() + static_cast<std::ptrdiff_t>(at + 40 * c - 2));
             }
         }
         {
@@ -85,7 +85,7 @@ TEST_P(EncodedSound, keepsEverySampleInItsPlaceAndItsLength) {
             AudioWriter writer(file, {.sampleRate = sampleRate, .channels = static_cast<int>(channels)});
             for (std::size_t at = 0; at < frames; at += 3'001) {
                 AudioBuffer piece;
-                for (const auto& plane : sound.channels) {
+                for (const auto& plane : audio.channels) {
                     piece.channels.emplace_back(
                         plane.begin() + static_cast<std::ptrdiff_t>(at),
                         plane.begin() + static_cast<std::ptrdiff_t>(std::min(at + 3'001, frames)));
@@ -105,7 +105,7 @@ TEST_P(EncodedSound, keepsEverySampleInItsPlaceAndItsLength) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, EncodedSound,
+INSTANTIATE_TEST_SUITE_P(Formats, EncodedAudio,
                          testing::Values(Format{48'000, 1}, Format{48'000, 2}, Format{44'100, 2},
                                          Format{16'000, 1}),
                          [](const auto& instance) {
@@ -115,15 +115,15 @@ INSTANTIATE_TEST_SUITE_P(Formats, EncodedSound,
 
 TEST(AudioReader, deliversFloatsUnchangedInPiecesOfAnySize) {
     const TemporaryFolder folder;
-    AudioBuffer sound = silence(10'000, 3);
+    AudioBuffer audio = silence(10'000, 3);
     for (std::size_t c = 0; c < 3; ++c) {
         for (std::size_t i = 0; i < 10'000; ++i) {
-            sound.channels[c][i] = static_cast<float>(i) / 10'000 * (c == 1 ? -1.F : 1.F) + static_cast<float>(c);
+            audio.channels[c][i] = static_cast<float>(i) / 10'000 * (c == 1 ? -1.F : 1.F) + static_cast<float>(c);
         }
     }
-    writeWave(folder / "sound.wav", sound, 32'000);
+    writeWave(folder / "sound.wav", audio, 32'000);
     for (const std::size_t step : {1UL, 777UL, 10'000UL, 65'536UL}) {
-        EXPECT_EQ(readAll(folder / "sound.wav", step).channels, sound.channels);
+        EXPECT_EQ(readAll(folder / "sound.wav", step).channels, audio.channels);
     }
     AudioReader reader(folder / "sound.wav");
     AudioBuffer buffer;
@@ -165,23 +165,23 @@ TEST(AudioReader, aLateStartAndAGapAreSilence) {
     }
     output.finish();
 
-    const AudioBuffer sound = readAll(file, 500);
-    ASSERT_EQ(sound.frames(), 15'345U);
-    EXPECT_EQ(std::count(sound.channels[0].begin(), sound.channels[0].begin() + 12'345, 0.F), 12'345);
-    for (std::size_t i = 12'345; i < sound.frames(); ++i) {
+    const AudioBuffer audio = readAll(file, 500);
+    ASSERT_EQ(audio.frames(), 15'345U);
+    EXPECT_EQ(std::count(audio.channels[0].begin(), audio.channels[0].begin() + 12'345, 0.F), 12'345);
+    for (std::size_t i = 12'345; i < audio.frames(); ++i) {
         // 16 bits are of 1/32768 each.
-        ASSERT_EQ(sound.channels[0][i], static_cast<float>((i - 12'345) % 1'000 + 1) / 32'768.F) << i;
+        ASSERT_EQ(audio.channels[0][i], static_cast<float>((i - 12'345) % 1'000 + 1) / 32'768.F) << i;
     }
 }
 
-TEST(AudioReader, whatIsNoSoundIsRefusedAndWhatIsCutIsDamaged) {
+TEST(AudioReader, whatIsNoAudioIsRefusedAndWhatIsCutIsDamaged) {
     const TemporaryFolder folder;
     movies::write(folder / "video.mp4", movies::steady(60, 10));
     EXPECT_EQ(thrownBy([&] { AudioReader{folder / "video.mp4"}; }), Kind::noAudioTrack);
     EXPECT_EQ(thrownBy([&] { AudioReader{folder / "missing.m4a"}; }), Kind::cannotOpen);
     EXPECT_EQ(thrownBy([&] { AudioReader{folder.path()}; }), Kind::cannotOpen);
 
-    writeSound(folder / "sound.m4a", silence(48'000));
+    writeAudio(folder / "sound.m4a", silence(48'000));
     Remuxer::mux(folder / "video.mp4", folder / "sound.m4a", folder / "both.mp4");
     std::filesystem::resize_file(folder / "both.mp4", std::filesystem::file_size(folder / "both.mp4") * 2 / 3);
     AudioReader reader(folder / "both.mp4");
@@ -199,7 +199,7 @@ TEST(AudioReader, whatIsNoSoundIsRefusedAndWhatIsCutIsDamaged) {
 TEST(AudioWriter, whatWasFlushedOfAFragmentedFilePlaysThoughItIsNeverFinished) {
     const TemporaryFolder folder;
     const auto file = folder / "mic.m4a";
-    const SoundSettings settings{.sampleRate = 48'000, .channels = 1, .bitRate = 128'000};
+    const AudioSettings settings{.sampleRate = 48'000, .channels = 1, .bitRate = 128'000};
     AudioBuffer second = silence(48'000, 1);
     for (const std::size_t at : {10'000UL, 40'000UL})
         for (std::size_t i = 0; i < 5; ++i) second.channels[0][at - 2 + i] = i == 2 ? 0.9F : 0.45F;
@@ -243,7 +243,7 @@ TEST(AudioWriter, leavesNoFileWhenItCannotFinish) {
     EXPECT_TRUE(folder.isEmpty());
     for (const rlim_t limit : {0, 2'000}) {
         EXPECT_TRUE(holdsOnFullDisk(
-            limit, [&] { return thrownBy([&] { writeSound(file, silence(1'000'000)); }) == Kind::cannotWrite; }));
+            limit, [&] { return thrownBy([&] { writeAudio(file, silence(1'000'000)); }) == Kind::cannotWrite; }));
         EXPECT_TRUE(folder.isEmpty());
     }
 }
@@ -263,7 +263,7 @@ class JoinedTracks : public testing::TestWithParam<VideoCodec> {};
 
 TEST_P(JoinedTracks, clickAndPictureStayTogetherToTheSample) {
     const TemporaryFolder folder;
-    const auto video = folder / "video.mp4", sound = folder / "sound.m4a";
+    const auto video = folder / "video.mp4", audio = folder / "sound.m4a";
     // Irregular times, a last frame of a sixtieth; 500 ticks are 40,000 samples.
     std::vector<std::int64_t> ticks = movies::steady(40, 11);
     ticks.push_back(490);
@@ -280,20 +280,20 @@ TEST_P(JoinedTracks, clickAndPictureStayTogetherToTheSample) {
         for (const auto i : at) {
             if (i < frames) clicks.channels[0][i] = 0.9F;
         }
-        writeSound(sound, clicks);
+        writeAudio(audio, clicks);
         // Once from the sound alone, once from a file that has a picture too; and with pictures that are still
         // being encoded, where the sound comes before the first, after some, or when all are.
         const double end = 500.0 / 600;
-        Remuxer::mux(video, sound, folder / "once.mp4", end, container);
+        Remuxer::mux(video, audio, folder / "once.mp4", end, container);
         Remuxer::mux(video, folder / "once.mp4", folder / "twice.mp4", end, container);
         for (const int asked : {0, 5, 1000}) {
             VideoWriter writer(folder / std::to_string(asked), movies::settings(GetParam()),
                                [&, times = 0](bool isLast) mutable {
-                                   return times++ >= asked || isLast ? std::optional(sound) : std::nullopt;
+                                   return times++ >= asked || isLast ? std::optional(audio) : std::nullopt;
                                });
             for (unsigned i = 0; i < ticks.size(); ++i) writer.write(movies::numberedFor(GetParam(), i), ticks[i]);
             writer.finish();
-            EXPECT_TRUE(writer.hasFoundSound());
+            EXPECT_TRUE(writer.hasFoundAudio());
         }
         for (const char* name : {"once.mp4", "twice.mp4", "0", "5", "1000"}) {
             SCOPED_TRACE(name);
@@ -324,20 +324,20 @@ INSTANTIATE_TEST_SUITE_P(Codecs, JoinedTracks,
                          testing::Values(VideoCodec::h264, VideoCodec::hevc, VideoCodec::prores),
                          [](const auto& instance) { return movies::nameOf(instance.param); });
 
-TEST(VideoWriter, soundWrittenWithThePictureStaysWithIt) {
+TEST(VideoWriter, audioWrittenWithThePictureStaysWithIt) {
     const TemporaryFolder folder;
     const auto file = folder / "both.mp4";
-    AudioBuffer sound = silence(48'000, 1);
-    sound.channels[0][8'000 + 24'000] = 0.9F;
-    for (const bool isSoundLast : {false, true}) {
-        VideoWriter writer(file, movies::settings(), SoundSettings{.sampleRate = 48'000, .channels = 1});
+    AudioBuffer audio = silence(48'000, 1);
+    audio.channels[0][8'000 + 24'000] = 0.9F;
+    for (const bool isAudioLast : {false, true}) {
+        VideoWriter writer(file, movies::settings(), AudioSettings{.sampleRate = 48'000, .channels = 1});
         for (unsigned i = 0; i < 60; ++i) {
             writer.write(movies::numbered(i), i * 10);
-            const float* const plane = sound.channels[0].data() + i * 800UL;
-            if (!isSoundLast) writer.writeSound(&plane, 800);
+            const float* const plane = audio.channels[0].data() + i * 800UL;
+            if (!isAudioLast) writer.writeAudio(&plane, 800);
         }
-        const float* const all = sound.channels[0].data();
-        if (isSoundLast) writer.writeSound(&all, 48'000);
+        const float* const all = audio.channels[0].data();
+        if (isAudioLast) writer.writeAudio(&all, 48'000);
         writer.finish();
         EXPECT_EQ(ticksOf(file).size(), 60U);
         const AudioBuffer back = readAll(file);
@@ -346,7 +346,7 @@ TEST(VideoWriter, soundWrittenWithThePictureStaysWithIt) {
     }
 }
 
-TEST(VideoWriter, waitsForSoundNoLongerThanMemoryAllows) {
+TEST(VideoWriter, waitsForAudioNoLongerThanMemoryAllows) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mov";
     VideoSettings settings = movies::settings(VideoCodec::prores);
@@ -374,7 +374,7 @@ TEST(VideoWriter, waitsForSoundNoLongerThanMemoryAllows) {
     for (int i = 0; i < 5; ++i) writer.write(noisy, 10 * frames++);
     writer.finish();
     EXPECT_EQ(asked, askedBefore);
-    EXPECT_FALSE(writer.hasFoundSound());
+    EXPECT_FALSE(writer.hasFoundAudio());
     const auto size = static_cast<std::int64_t>(std::filesystem::file_size(file));
     EXPECT_NEAR(static_cast<double>(size) / static_cast<double>(frames) * asked,
                 static_cast<double>(VideoWriter::mostWaiting),
@@ -384,53 +384,53 @@ TEST(VideoWriter, waitsForSoundNoLongerThanMemoryAllows) {
     EXPECT_NEAR(reader.info().duration, static_cast<double>(frames) / 60, 1e-9);
 }
 
-TEST(VideoWriter, leavesNoFileWhenTheSoundCannotBeHad) {
+TEST(VideoWriter, leavesNoFileWhenTheAudioCannotBeHad) {
     const TemporaryFolder folder;
-    const auto file = folder / "both.mp4", sound = folder / "sound.m4a";
-    const auto writing = [&](const SoundFinder& find) {
+    const auto file = folder / "both.mp4", audio = folder / "sound.m4a";
+    const auto writing = [&](const AudioFinder& find) {
         return thrownBy([&] {
             VideoWriter writer(file, movies::settings(), find);
             for (unsigned i = 0; i < 200; ++i) writer.write(movies::numbered(i), i * 10);
             writer.finish();
         });
     };
-    EXPECT_EQ(writing([&](bool) { return sound; }), Kind::cannotOpen);
-    writeSound(sound, silence(160'000));
-    EXPECT_TRUE(holdsOnFullDisk(std::filesystem::file_size(sound),
-                                [&] { return writing([&](bool) { return sound; }) == Kind::cannotWrite; }));
-    EXPECT_EQ(writing([&](bool) { return sound; }), std::nullopt);
-    std::filesystem::rename(file, sound);  // its index is in front, so it opens however short it is
-    std::filesystem::resize_file(sound, std::filesystem::file_size(sound) / 2);
-    EXPECT_EQ(writing([&](bool) { return sound; }), Kind::damaged);
+    EXPECT_EQ(writing([&](bool) { return audio; }), Kind::cannotOpen);
+    writeAudio(audio, silence(160'000));
+    EXPECT_TRUE(holdsOnFullDisk(std::filesystem::file_size(audio),
+                                [&] { return writing([&](bool) { return audio; }) == Kind::cannotWrite; }));
+    EXPECT_EQ(writing([&](bool) { return audio; }), std::nullopt);
+    std::filesystem::rename(file, audio);  // its index is in front, so it opens however short it is
+    std::filesystem::resize_file(audio, std::filesystem::file_size(audio) / 2);
+    EXPECT_EQ(writing([&](bool) { return audio; }), Kind::damaged);
     EXPECT_EQ(writing([&](bool isLast) -> std::optional<std::filesystem::path> {
                   if (!isLast) return std::nullopt;
-                  throw MediaError(Kind::encoderFailed, sound, "a test");
+                  throw MediaError(Kind::encoderFailed, audio, "a test");
               }),
               Kind::encoderFailed);
-    std::filesystem::remove(sound);
+    std::filesystem::remove(audio);
     EXPECT_TRUE(folder.isEmpty());
 }
 
 TEST(Remuxer, reportsWhatIsMissingAndLeavesNoPartialFile) {
     const TemporaryFolder folder;
     const TemporaryFolder target;
-    const auto video = folder / "video.mp4", sound = folder / "sound.m4a", destination = target / "both.mp4";
+    const auto video = folder / "video.mp4", audio = folder / "sound.m4a", destination = target / "both.mp4";
     movies::write(video, movies::steady(300, 10));
-    writeSound(sound, silence(240'000));
+    writeAudio(audio, silence(240'000));
     EXPECT_EQ(thrownBy([&] { Remuxer::mux(video, video, destination); }), Kind::noAudioTrack);
-    EXPECT_EQ(thrownBy([&] { Remuxer::mux(sound, sound, destination); }), Kind::noVideoTrack);
+    EXPECT_EQ(thrownBy([&] { Remuxer::mux(audio, audio, destination); }), Kind::noVideoTrack);
     EXPECT_EQ(thrownBy([&] { Remuxer::mux(video, folder / "missing", destination); }), Kind::cannotOpen);
     EXPECT_TRUE(target.isEmpty());
     for (const std::uintmax_t limit :
          {std::uintmax_t{0}, std::filesystem::file_size(video) / 2, std::filesystem::file_size(video)}) {
         EXPECT_TRUE(holdsOnFullDisk(limit, [&] {
-            return thrownBy([&] { Remuxer::mux(video, sound, destination); }) == Kind::cannotWrite;
+            return thrownBy([&] { Remuxer::mux(video, audio, destination); }) == Kind::cannotWrite;
         }));
         EXPECT_TRUE(target.isEmpty());
     }
     // A cut picture is no shorter picture.
     std::filesystem::resize_file(video, std::filesystem::file_size(video) / 2);
-    EXPECT_EQ(thrownBy([&] { Remuxer::mux(video, sound, destination); }), Kind::damaged);
+    EXPECT_EQ(thrownBy([&] { Remuxer::mux(video, audio, destination); }), Kind::damaged);
     EXPECT_TRUE(target.isEmpty());
 }
 

@@ -1,4 +1,4 @@
-#include "Recorder/Backends/Pulse/PulseSoundSystem.h"
+#include "Recorder/Backends/Pulse/PulseAudioSystem.h"
 
 #include "Recorder/Backends/Pulse/PulseConnection.h"
 #include "Recorder/Backends/Pulse/PulseStream.h"
@@ -46,7 +46,7 @@ std::string defaultSourceOf(const PulseConnection& connection) {
     return pending.answer;
 }
 
-class PulseSoundSystem final : public SoundSystem {
+class PulseAudioSystem final : public AudioSystem {
 public:
     [[nodiscard]] std::vector<MicDevice> inputs() override { return inputsOf(PulseConnection()); }
 
@@ -59,19 +59,19 @@ public:
         return found != devices.end() ? found->id : devices.front().id;
     }
 
-    [[nodiscard]] std::unique_ptr<SoundStream> microphone(const std::string& id) override {
-        return std::make_unique<PulseStream>(id, SoundFormat{.sampleRate = 48000, .channels = 1});
+    [[nodiscard]] std::unique_ptr<AudioStream> microphone(const std::string& id) override {
+        return std::make_unique<PulseStream>(id, AudioFormat{.sampleRate = 48000, .channels = 1});
     }
 
-    [[nodiscard]] std::unique_ptr<SoundStream> systemSound() override {
-        return std::make_unique<PulseStream>(std::nullopt, SoundFormat{.sampleRate = 48000, .channels = 2});
+    [[nodiscard]] std::unique_ptr<AudioStream> systemAudio() override {
+        return std::make_unique<PulseStream>(std::nullopt, AudioFormat{.sampleRate = 48000, .channels = 2});
     }
 };
 
 }  // namespace
 
-std::unique_ptr<SoundSystem> makePulseSoundSystem() {
-    return std::make_unique<PulseSoundSystem>();
+std::unique_ptr<AudioSystem> makePulseAudioSystem() {
+    return std::make_unique<PulseAudioSystem>();
 }
 
 }  // namespace lumenwhirl

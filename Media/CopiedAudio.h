@@ -11,11 +11,11 @@
 namespace lumenwhirl {
 
 /// The first sound track of a file, laid under pictures that are written to another: up to their end, as it is.
-class CopiedSound {
+class CopiedAudio {
 public:
     /// Adds a track to `output`, which is not started yet and must outlive this. Throws MediaError: cannotOpen,
     /// noAudioTrack, damaged.
-    CopiedSound(const std::filesystem::path& sound, OutputFile& output);
+    CopiedAudio(const std::filesystem::path& audio, OutputFile& output);
 
     /// Copies what begins before `end`, in ticks of `base`. To be called as the pictures go on, with the time up
     /// to which they are decoded: no picture's end comes before that. Throws MediaError (damaged, cannotWrite).

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Recorder/Platform/SoundSystem.h"
+#include "Recorder/Platform/AudioSystem.h"
 
 #include <memory>
 
@@ -11,6 +11,6 @@ namespace lumenwhirl {
 /// thread of their own and may outlive the system.
 ///
 /// A microphone is recorded until it is unplugged; the system's sound follows the default output.
-[[nodiscard]] std::unique_ptr<SoundSystem> makePulseSoundSystem();
+[[nodiscard]] std::unique_ptr<AudioSystem> makePulseAudioSystem();
 
 }  // namespace lumenwhirl

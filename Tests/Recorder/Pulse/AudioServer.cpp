@@ -1,4 +1,4 @@
-#include "Tests/Recorder/Pulse/SoundServer.h"
+#include "Tests/Recorder/Pulse/AudioServer.h"
 
 #include "Recorder/Backends/Pulse/PulseConnection.h"
 
@@ -54,7 +54,7 @@ void setIndex(pa_context*, std::uint32_t index, void* data) {
 
 }  // namespace
 
-SoundServer::SoundServer() {
+AudioServer::AudioServer() {
     set("PULSE_SERVER", "unix:" + (folder_ / socketName).string());
     set("PULSE_COOKIE", folder_ / "cookie");  // otherwise libpulse makes one in the home folder
     spawn();
@@ -74,7 +74,7 @@ SoundServer::SoundServer() {
     }
 }
 
-SoundServer::~SoundServer() {
+AudioServer::~AudioServer() {
     kill();
     for (const auto& [variable, value] : formerVariables_)
         if (value.empty())
@@ -83,13 +83,13 @@ SoundServer::~SoundServer() {
             setenv(variable.c_str(), value.c_str(), 1);
 }
 
-void SoundServer::set(const char* variable, const std::string& value) {
+void AudioServer::set(const char* variable, const std::string& value) {
     const char* former = std::getenv(variable);
     formerVariables_[variable] = former ? former : "";
     setenv(variable, value.c_str(), 1);
 }
 
-void SoundServer::spawn() {
+void AudioServer::spawn() {
     const std::string script = folder_ / "server.pa", log = folder_ / "log";
     std::ofstream(script)
         << "load-module module-native-protocol-unix auth-anonymous=1 auth-cookie-enabled=0 socket="
@@ -112,7 +112,7 @@ void SoundServer::spawn() {
     _exit(127);
 }
 
-void SoundServer::waitForSocket() {
+void AudioServer::waitForSocket() {
     // Nothing tells that it listens, so it is asked again and again.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (!accepts(folder_ / socketName)) {
@@ -127,7 +127,7 @@ void SoundServer::waitForSocket() {
     }
 }
 
-void SoundServer::load(const std::string& device, const std::string& module, const std::string& arguments) {
+void AudioServer::load(const std::string& device, const std::string& module, const std::string& arguments) {
     Result result{.connection = *connection_};
     const PulseConnection::Lock lock(*connection_);
     connection_->waitFor(
@@ -136,18 +136,18 @@ void SoundServer::load(const std::string& device, const std::string& module, con
     modules_[device] = result.index;
 }
 
-void SoundServer::addOutput(const std::string& name) {
+void AudioServer::addOutput(const std::string& name) {
     load(name, "module-null-sink", "norewinds=1 rate=48000 sink_name=" + name);
 }
 
-void SoundServer::addStereoMicrophone(const std::string& name) {
+void AudioServer::addStereoMicrophone(const std::string& name) {
     load(name + "feed", "module-null-sink", "norewinds=1 rate=44100 channels=2 sink_name=" + name + "feed");
     load(name, "module-remap-source",
          "master=" + name + "feed.monitor source_name=" + name +
              " source_properties=\"device.description='Stereo Microphone'\"");
 }
 
-void SoundServer::unplug(const std::string& device) {
+void AudioServer::unplug(const std::string& device) {
     Result result{.connection = *connection_};
     const PulseConnection::Lock lock(*connection_);
     connection_->waitFor(
@@ -156,14 +156,14 @@ void SoundServer::unplug(const std::string& device) {
     modules_.erase(device);
 }
 
-void SoundServer::setDefaultOutput(const std::string& name) {
+void AudioServer::setDefaultOutput(const std::string& name) {
     Result result{.connection = *connection_};
     const PulseConnection::Lock lock(*connection_);
     connection_->waitFor(pa_context_set_default_sink(connection_->context(), name.c_str(), &setWorked, &result));
     if (!result.hasWorked) throw std::runtime_error(name + ": " + connection_->reason());
 }
 
-void SoundServer::kill() {
+void AudioServer::kill() {
     if (process_ > 0) {
         ::kill(process_, SIGKILL);
         waitpid(process_, nullptr, 0);

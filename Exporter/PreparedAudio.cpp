@@ -1,4 +1,4 @@
-#include "Exporter/BackgroundSound.h"
+#include "Exporter/PreparedAudio.h"
 
 #include "Exporter/AudioEdit.h"
 #include "Exporter/AudioNormalizer.h"
@@ -9,8 +9,8 @@
 
 namespace lumenwhirl {
 
-BackgroundSound::BackgroundSound(const std::filesystem::path& recording, const EditTimeline& timeline,
-                                 const std::filesystem::path& destination)
+PreparedAudio::PreparedAudio(const std::filesystem::path& recording, const EditTimeline& timeline,
+                             const std::filesystem::path& destination)
     : recording_(recording),
       timeline_(timeline),
       edited_(destination, "sound.m4a"),
@@ -23,7 +23,7 @@ BackgroundSound::BackgroundSound(const std::filesystem::path& recording, const E
           isDone_ = true;
       }) {}
 
-void BackgroundSound::make(const std::stop_token& stop) {
+void PreparedAudio::make(const std::stop_token& stop) {
     if (!timeline_.isIdentity()) {  // raised on the way: a copy would be encoded twice, and in all its length
         const float gain = AudioNormalizer::copyGain(recording_, stop);
         AudioEdit::write(recording_, gain, timeline_, edited_.path(), stop);
@@ -31,20 +31,20 @@ void BackgroundSound::make(const std::stop_token& stop) {
         return;
     }
     louder_ = AudioNormalizer::normalizedCopy(recording_, std::nullopt, stop);
-    if (!louder_ && !Remuxer::canCopySound(recording_)) {
+    if (!louder_ && !Remuxer::canCopyAudio(recording_)) {
         AudioEdit::encode(recording_, edited_.path(), stop);
         isEdited_ = true;
     }
 }
 
-BackgroundSound::~BackgroundSound() {
+PreparedAudio::~PreparedAudio() {
     worker_.request_stop();
     if (worker_.joinable()) worker_.join();
     std::error_code ignored;  // a file left in the temporary folder harms nobody
     if (louder_) std::filesystem::remove(*louder_, ignored);
 }
 
-const std::filesystem::path& BackgroundSound::file(std::stop_token stop) {
+const std::filesystem::path& PreparedAudio::file(std::stop_token stop) {
     if (worker_.joinable()) {
         const std::stop_callback relay(std::move(stop), [this] { worker_.request_stop(); });
         worker_.join();

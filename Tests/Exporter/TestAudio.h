@@ -10,7 +10,7 @@
 #include <vector>
 
 /// Sounds that show where they were moved, and the measures that find them there.
-namespace lumenwhirl::sounds {
+namespace lumenwhirl::audios {
 
 /// A sine at 48 kHz, one channel.
 [[nodiscard]] inline std::vector<float> sine(std::size_t frames, double frequency, double amplitude) {
@@ -88,4 +88,4 @@ namespace lumenwhirl::sounds {
     return jump;
 }
 
-}  // namespace lumenwhirl::sounds
+}  // namespace lumenwhirl::audios

@@ -1,6 +1,6 @@
 #include "Media/AudioReader.h"
 #include "Tests/EndToEnd/RecordTest.h"
-#include "Tests/Recorder/Pulse/SoundServer.h"
+#include "Tests/Recorder/Pulse/AudioServer.h"
 #include "Tests/Recorder/Pulse/TonePlayer.h"
 
 #include <algorithm>
@@ -18,23 +18,23 @@ struct HeardTone {
 };
 std::optional<HeardTone> toneIn(const fs::path& file) {
     AudioReader reader(file);
-    std::vector<float> sound;
+    std::vector<float> audio;
     for (AudioBuffer buffer; reader.read(buffer, 4800);)
-        sound.insert(sound.end(), buffer.channels[0].begin(), buffer.channels[0].end());
+        audio.insert(audio.end(), buffer.channels[0].begin(), buffer.channels[0].end());
     const auto onset =
-        std::find_if(sound.begin(), sound.end(), [](float sample) { return std::abs(sample) > 0.1F; });
+        std::find_if(audio.begin(), audio.end(), [](float sample) { return std::abs(sample) > 0.1F; });
     const auto half = std::ptrdiff_t{reader.sampleRate() / 2};
-    if (sound.end() - onset <= half) return std::nullopt;
+    if (audio.end() - onset <= half) return std::nullopt;
     int crossings = 0;
     for (auto sample = onset + 1; sample < onset + half; ++sample)
         crossings += sample[-1] < 0 && sample[0] >= 0 ? 1 : 0;
-    return HeardTone{static_cast<double>(onset - sound.begin()) / reader.sampleRate(), 2.0 * crossings};
+    return HeardTone{static_cast<double>(onset - audio.begin()) / reader.sampleRate(), 2.0 * crossings};
 }
 
 /// A window flashes while a tone is played.
-class SoundRecordTest : public RecordTest {
+class AudioRecordTest : public RecordTest {
 protected:
-    SoundRecordTest() { hasSound = true; }
+    AudioRecordTest() { hasAudio = true; }
     [[nodiscard]] Program::Surroundings surroundings() const override {
         Program::Surroundings all = RecordTest::surroundings();
         all.environment.erase("PULSE_SERVER");  // this process's own is that of `server`
@@ -64,10 +64,10 @@ protected:
         EXPECT_LE(beginning, afterFlash - flash->before + tolerance);
     }
 
-    SoundServer server;
+    AudioServer server;
 };
 
-TEST_F(SoundRecordTest, whatIsHeardIsInStepWithWhatIsShown) {
+TEST_F(AudioRecordTest, whatIsHeardIsInStepWithWhatIsShown) {
     recordToneAndFlash("speakers", {});
     EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = false, .hasSystem = true}));
     recordToneAndFlash("micfeed", {"--mic"});
@@ -79,7 +79,7 @@ TEST_F(SoundRecordTest, whatIsHeardIsInStepWithWhatIsShown) {
     EXPECT_TRUE(listed.truth("/0/isDefault"));
 }
 
-TEST_F(SoundRecordTest, aMicrophoneLeavesTheComputersSoundOut) {
+TEST_F(AudioRecordTest, aMicrophoneLeavesTheComputersAudioOut) {
     record({"--mic", "mic"});
     TonePlayer player("speakers", {.frequency = 1000, .seconds = 0.7, .amplitude = 0.5});
     player.waitUntilPlayed();
@@ -88,7 +88,7 @@ TEST_F(SoundRecordTest, aMicrophoneLeavesTheComputersSoundOut) {
     EXPECT_FALSE(toneIn(package.recordingURL()));
 }
 
-TEST_F(SoundRecordTest, goesOnWhereTheSoundEnds) {
+TEST_F(AudioRecordTest, goesOnWhereTheAudioEnds) {
     record({"--mic", "--seconds", "2"});
     server.unplug("mic");
     EXPECT_NE(program->wait().errors.find("goes on without sound: "), std::string::npos);
@@ -100,8 +100,8 @@ TEST_F(SoundRecordTest, goesOnWhereTheSoundEnds) {
 }
 
 class SilentRecordTest : public RecordTest {};
-TEST_F(SilentRecordTest, goesOnWithoutASoundServer) {
-    hasSound = true;
+TEST_F(SilentRecordTest, goesOnWithoutAnAudioServer) {
+    hasAudio = true;
     record();
     EXPECT_NE(stop().errors.find("recording without sound: no sound server answers"), std::string::npos);
     EXPECT_FALSE(VideoReader(package.recordingURL()).info().hasAudio);

@@ -15,14 +15,14 @@ namespace lumenwhirl {
 /// The sound of an export, made on a thread of its own while the picture is encoded: raised to a good level, cut
 /// and re-timed as the edit says, and encoded anew where it cannot be copied. Destroyed early, it stops; it leaves
 /// no file either way.
-class BackgroundSound {
+class PreparedAudio {
 public:
     /// `timeline` must outlive this. Files in the making stand beside `destination`.
-    BackgroundSound(const std::filesystem::path& recording, const EditTimeline& timeline,
-                    const std::filesystem::path& destination);
-    ~BackgroundSound();
-    BackgroundSound(const BackgroundSound&) = delete;
-    BackgroundSound& operator=(const BackgroundSound&) = delete;
+    PreparedAudio(const std::filesystem::path& recording, const EditTimeline& timeline,
+                  const std::filesystem::path& destination);
+    ~PreparedAudio();
+    PreparedAudio(const PreparedAudio&) = delete;
+    PreparedAudio& operator=(const PreparedAudio&) = delete;
 
     /// Whether file() would not wait.
     [[nodiscard]] bool isDone() const noexcept { return isDone_; }

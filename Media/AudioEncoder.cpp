@@ -1,4 +1,4 @@
-#include "Media/SoundEncoder.h"
+#include "Media/AudioEncoder.h"
 
 #include "Media/MediaError.h"
 
@@ -21,12 +21,12 @@ constexpr std::array aacRates = {7350,  8000,  11025, 12000, 16000, 22050, 24000
 
 }  // namespace
 
-int SoundEncoder::rateFor(int sampleRate) noexcept {
+int AudioEncoder::rateFor(int sampleRate) noexcept {
     const auto found = std::lower_bound(aacRates.begin(), aacRates.end(), sampleRate);
     return found != aacRates.end() ? *found : aacRates.back();
 }
 
-SoundEncoder::SoundEncoder(OutputFile& output, const SoundSettings& settings)
+AudioEncoder::AudioEncoder(OutputFile& output, const AudioSettings& settings)
     : output_(output), stream_(output.addStream()) {
     const auto fail = [&](MediaError::Kind kind, const std::string& problem) {
         throw MediaError(kind, output.path(), problem);
@@ -72,7 +72,7 @@ SoundEncoder::SoundEncoder(OutputFile& output, const SoundSettings& settings)
         fail(MediaError::Kind::encoderFailed, "cannot encode AAC: " + reasonFor(result));
 }
 
-void SoundEncoder::writeLeadIn() {
+void AudioEncoder::writeLeadIn() {
     constexpr int frames = 2;  // the encoder gives its first packet when it has two
     const std::vector<float> silence(static_cast<std::size_t>(frames * codec_->frame_size));
     const std::vector<const float*> channels(static_cast<std::size_t>(codec_->ch_layout.nb_channels),
@@ -81,7 +81,7 @@ void SoundEncoder::writeLeadIn() {
     write(channels.data(), silence.size());
 }
 
-void SoundEncoder::write(const float* const* channels, std::size_t frames) {
+void AudioEncoder::write(const float* const* channels, std::size_t frames) {
     std::size_t done = 0;
     while (done < frames) {
         if (filled_ == 0 && av_frame_make_writable(frame_.get()) < 0) throw std::bad_alloc();
@@ -96,7 +96,7 @@ void SoundEncoder::write(const float* const* channels, std::size_t frames) {
     }
 }
 
-void SoundEncoder::finish() {
+void AudioEncoder::finish() {
     if (filled_ > 0) {
         frame_->nb_samples = filled_;
         encode(frame_.get());
@@ -104,7 +104,7 @@ void SoundEncoder::finish() {
     encode(nullptr);
 }
 
-void SoundEncoder::encode(const AVFrame* frame) {
+void AudioEncoder::encode(const AVFrame* frame) {
     if (frame) {
         frame_->pts = written_;
         written_ += filled_;

@@ -1,5 +1,5 @@
 #include "Exporter/AudioNormalizer.h"
-#include "Tests/Exporter/ForeignSound.h"
+#include "Tests/Exporter/ForeignAudio.h"
 #include "Tests/Exporter/Recordings.h"
 #include "Tests/Media/WaveFile.h"
 
@@ -9,7 +9,7 @@
 namespace lumenwhirl {
 namespace {
 
-using foreignSound::Kind;
+using foreignAudio::Kind;
 using recordings::framesOf;
 using recordings::plainProject;
 
@@ -17,7 +17,7 @@ constexpr double seconds = 2;
 constexpr std::array bursts{0.25, 0.6, 1.45, 1.8};  // when one begins
 
 /// 100 ms of 1 kHz at each of the times: enough speech for the sound to be loud as it is.
-std::vector<float> soundAt(int sampleRate, double amplitude, double length = seconds) {
+std::vector<float> audioAt(int sampleRate, double amplitude, double length = seconds) {
     std::vector<float> samples(static_cast<std::size_t>(length * sampleRate));
     for (std::size_t i = 0; i < samples.size(); ++i) {
         const double time = static_cast<double>(i) / sampleRate;
@@ -44,11 +44,11 @@ std::vector<double> onsetsOf(const std::vector<float>& samples, int sampleRate) 
 }
 
 /// A recording of two seconds whose sound is not of our making.
-class ForeignSound : public recordings::Exporting {
+class ForeignAudio : public recordings::Exporting {
 protected:
     void recordWith(const Kind& kind, double amplitude = 0.5, const char* container = "mov") const {
         recordings::write(picture, recordings::steady(60, 30));
-        foreignSound::write(source, picture, kind, soundAt(kind.sampleRate, amplitude), container);
+        foreignAudio::write(source, picture, kind, audioAt(kind.sampleRate, amplitude), container);
         std::filesystem::remove(picture);
     }
     static ProjectSettings edited() {
@@ -65,18 +65,18 @@ protected:
         const auto file = exported(settings);
         AudioReader out(file);
         EXPECT_EQ(out.sampleRate(), expectedRate);
-        const AudioBuffer sound = readAll(file);
-        ASSERT_EQ(sound.channels.size(), static_cast<std::size_t>(reader.channels()));
-        for (std::size_t c = 0; c < sound.channels.size(); ++c) {
-            if (sound.channels.size() == 6 && c == 3) continue;  // that for low frequencies alone
-            const std::vector<double> found = onsetsOf(sound.channels[c], expectedRate);
+        const AudioBuffer audio = readAll(file);
+        ASSERT_EQ(audio.channels.size(), static_cast<std::size_t>(reader.channels()));
+        for (std::size_t c = 0; c < audio.channels.size(); ++c) {
+            if (audio.channels.size() == 6 && c == 3) continue;  // that for low frequencies alone
+            const std::vector<double> found = onsetsOf(audio.channels[c], expectedRate);
             ASSERT_EQ(found.size(), recorded.size()) << c;
             for (std::size_t i = 0; i < found.size(); ++i)
                 EXPECT_NEAR(found[i], timeline.outputTimeForSource(recorded[i]), 0.001) << c;
         }
         const auto frames = framesOf(file);
         EXPECT_EQ(frames.size(), std::floor(30 * timeline.outputDuration()));
-        EXPECT_NEAR(static_cast<double>(sound.frames()) / expectedRate, timeline.outputDuration(), 0.025);
+        EXPECT_NEAR(static_cast<double>(audio.frames()) / expectedRate, timeline.outputDuration(), 0.025);
     }
 
     const std::filesystem::path picture = folder / "picture.mp4";
@@ -84,7 +84,7 @@ protected:
 
 constexpr std::array rates{8000, 11025, 16000, 22050, 44100, 48000, 96000, 192000};
 
-TEST_F(ForeignSound, ofAnyRateAndChannelsIsExported) {
+TEST_F(ForeignAudio, ofAnyRateAndChannelsIsExported) {
     for (const int rate : rates)
         for (const int channels : {1, 2, 6}) {
             SCOPED_TRACE(testing::Message() << rate << " Hz, " << channels << " channels");
@@ -99,7 +99,7 @@ TEST_F(ForeignSound, ofAnyRateAndChannelsIsExported) {
         }
 }
 
-TEST_F(ForeignSound, ofAnyCodecIsExported) {
+TEST_F(ForeignAudio, ofAnyCodecIsExported) {
     for (const Kind& kind :
          {Kind{"alac", AV_SAMPLE_FMT_S16P, 44100}, Kind{"libmp3lame", AV_SAMPLE_FMT_FLTP, 44100},
           Kind{"ac3", AV_SAMPLE_FMT_FLTP, 48000}, Kind{"pcm_f32le", AV_SAMPLE_FMT_FLT, 48000},
@@ -117,20 +117,20 @@ TEST_F(ForeignSound, ofAnyCodecIsExported) {
     }
 }
 
-TEST_F(ForeignSound, withARateThatAacLacksIsRaisedToTheNextOne) {
+TEST_F(ForeignAudio, withARateThatAacLacksIsRaisedToTheNextOne) {
     recordWith({"pcm_s16le", AV_SAMPLE_FMT_S16, 37800});
     expectInPlace(plainProject(seconds), 44100);
     expectInPlace(edited(), 44100);
 }
 
-TEST_F(ForeignSound, thatIsQuietIsMadeLouderAtAnyRate) {
+TEST_F(ForeignAudio, thatIsQuietIsMadeLouderAtAnyRate) {
     for (const int rate : {8000, 192000}) {
         SCOPED_TRACE(rate);
         recordings::write(picture, recordings::steady(60, 30));
         std::vector<float> hum(static_cast<std::size_t>(seconds * rate));
         for (std::size_t i = 0; i < hum.size(); ++i)
             hum[i] = static_cast<float>(0.03 * std::sin(600 * std::numbers::pi * static_cast<double>(i) / rate));
-        foreignSound::write(source, picture, {"pcm_s16le", AV_SAMPLE_FMT_S16, rate, 1}, hum);
+        foreignAudio::write(source, picture, {"pcm_s16le", AV_SAMPLE_FMT_S16, rate, 1}, hum);
         for (const ProjectSettings& settings : {plainProject(seconds), edited()}) {
             const AudioNormalizer::Levels levels = AudioNormalizer::measure(exported(settings));
             EXPECT_NEAR(levels.speechLevel, AudioNormalizer::targetSpeechLevel, 0.01);
@@ -139,19 +139,19 @@ TEST_F(ForeignSound, thatIsQuietIsMadeLouderAtAnyRate) {
     }
 }
 
-TEST_F(ForeignSound, withMoreChannelsThanAacHasIsMixed) {
+TEST_F(ForeignAudio, withMoreChannelsThanAacHasIsMixed) {
     recordWith({"pcm_s16le", AV_SAMPLE_FMT_S16, 48000, 12});
     for (const ProjectSettings& settings : {plainProject(seconds), edited()}) {
-        const AudioBuffer sound = readAll(exported(settings));
-        ASSERT_EQ(sound.channels.size(), 1U);
-        EXPECT_EQ(onsetsOf(sound.channels.front(), 48000).size(), bursts.size());
+        const AudioBuffer audio = readAll(exported(settings));
+        ASSERT_EQ(audio.channels.size(), 1U);
+        EXPECT_EQ(onsetsOf(audio.channels.front(), 48000).size(), bursts.size());
         const auto [lowest, highest] =
-            std::minmax_element(sound.channels.front().begin(), sound.channels.front().end());
+            std::minmax_element(audio.channels.front().begin(), audio.channels.front().end());
         EXPECT_NEAR((*highest - *lowest) / 2, 0.5, 0.05);  // twelve times the same, not twelve times as loud
     }
 }
 
-TEST_F(ForeignSound, ofThreeChannelsHasACentre) {
+TEST_F(ForeignAudio, ofThreeChannelsHasACentre) {
     recordWith({"pcm_s16le", AV_SAMPLE_FMT_S16, 48000, 3});
     for (const ProjectSettings& settings : {plainProject(seconds), edited()}) {
         const InputFile file(exported(settings), AVMEDIA_TYPE_AUDIO);
@@ -161,14 +161,14 @@ TEST_F(ForeignSound, ofThreeChannelsHasACentre) {
     }
 }
 
-TEST_F(ForeignSound, mayBeEmptyLateShorterOrLonger) {
+TEST_F(ForeignAudio, mayBeEmptyLateShorterOrLonger) {
     const Kind aac{}, pcm{"pcm_s16le", AV_SAMPLE_FMT_S16};
     for (Kind kind : {aac, pcm}) {
         SCOPED_TRACE(kind.encoder);
         for (const double length : {0.0, 0.02, 1.0, 2.0, 5.0}) {
             SCOPED_TRACE(length);
             recordings::write(picture, recordings::steady(60, 30));
-            foreignSound::write(source, picture, kind, soundAt(kind.sampleRate, 0.5, length));
+            foreignAudio::write(source, picture, kind, audioAt(kind.sampleRate, 0.5, length));
             for (const ProjectSettings& settings : {plainProject(seconds), edited()}) {
                 const auto file = exported(settings);
                 EXPECT_EQ(framesOf(file).size(), 30 * EditTimeline(settings.timeline).outputDuration());

@@ -1,4 +1,4 @@
-#include "Media/SoundTimeline.h"
+#include "Media/AudioTimeline.h"
 
 #include <gtest/gtest.h>
 
@@ -23,11 +23,11 @@ struct Laid {
               last.assign(planes[0], planes[0] + frames);
           }) {}
     std::vector<float> samples, last;
-    SoundTimeline line;
+    AudioTimeline line;
 };
 
 /// What is heard at a time: pulses 0.2 s apart over a quiet tone.
-float soundAt(double time) {
+float audioAt(double time) {
     const double sincePulse = time - 0.2 * std::floor(time / 0.2);
     const double pulse = std::exp(-std::pow((sincePulse - 0.1) / 0.0005, 2));
     return static_cast<float>(0.1 * std::sin(2 * std::numbers::pi * 220 * time) + 0.8 * pulse);
@@ -35,7 +35,7 @@ float soundAt(double time) {
 
 std::vector<float> blockAt(double time, double deviceRate = rate, std::size_t frames = block) {
     std::vector<float> samples(frames);
-    for (std::size_t i = 0; i < frames; ++i) samples[i] = soundAt(time + static_cast<double>(i) / deviceRate);
+    for (std::size_t i = 0; i < frames; ++i) samples[i] = audioAt(time + static_cast<double>(i) / deviceRate);
     return samples;
 }
 
@@ -50,7 +50,7 @@ double pulseError(const std::vector<float>& samples, int number) {
     return *peak > 0.6F ? static_cast<double>(peak - samples.begin()) / rate - place : 1;
 }
 
-TEST(SoundTimeline, laysBlocksToTheirTimesCutsWhatIsEarlyAndFillsHoles) {
+TEST(AudioTimeline, laysBlocksToTheirTimesCutsWhatIsEarlyAndFillsHoles) {
     Laid laid;
     // From 0.3 s before the start on; nothing from 1 s to 3.25 s; then 0.1 s twice; nothing from 4 s to 4.06 s.
     const auto add = [&](double from, double to) {
@@ -74,7 +74,7 @@ TEST(SoundTimeline, laysBlocksToTheirTimesCutsWhatIsEarlyAndFillsHoles) {
     EXPECT_FALSE(isSilent(3.99, 3.999));
 }
 
-TEST(SoundTimeline, beginsWithSilenceWhereSoundComesLate) {
+TEST(AudioTimeline, beginsWithSilenceWhereAudioComesLate) {
     Laid laid;
     for (int i = 0; i < 100; ++i) laid.line.add(0.5 + 0.01 * i, blockAt(0.5 + 0.01 * i).data(), block);
     laid.line.finish();

@@ -1,7 +1,7 @@
 #include "Engine/Timeline/EditTimeline.h"
 #include "Exporter/AudioNormalizer.h"
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/Sounds.h"
+#include "Tests/Exporter/TestAudio.h"
 #include "Tests/Media/WaveFile.h"
 
 namespace lumenwhirl {
@@ -15,7 +15,7 @@ using recordings::Shown;
 constexpr int fps = 30;
 
 /// White for a tenth of a second every time a burst of sound begins, as a clapperboard would have it.
-class ExportedSound : public recordings::Exporting {
+class ExportedAudio : public recordings::Exporting {
 protected:
     const std::vector<double> claps{0.5, 1.5, 2.5, 3.5, 4.5, 5.5};
     static constexpr int seconds = 6;
@@ -29,8 +29,8 @@ protected:
             }
             return recordings::flat(16);
         };
-        const std::vector<float> sound = sounds::bursts(seconds * recordings::sampleRate, claps);
-        clapping.sound = AudioBuffer{{sound, sound}};
+        const std::vector<float> audio = audios::bursts(seconds * recordings::sampleRate, claps);
+        clapping.audio = AudioBuffer{{audio, audio}};
         record(clapping);
     }
 
@@ -46,28 +46,28 @@ protected:
         return flashes;
     }
 
-    static void expectSameLength(const std::vector<Shown>& frames, const std::vector<float>& sound) {
+    static void expectSameLength(const std::vector<Shown>& frames, const std::vector<float>& audio) {
         const double picture = frames.back().frame.time() + 1.0 / fps;
-        EXPECT_NEAR(static_cast<double>(sound.size()) / recordings::sampleRate, picture, 1.0 / fps);
+        EXPECT_NEAR(static_cast<double>(audio.size()) / recordings::sampleRate, picture, 1.0 / fps);
     }
 
-    static std::vector<float> soundOf(const std::filesystem::path& file) { return readAll(file).channels.front(); }
+    static std::vector<float> audioOf(const std::filesystem::path& file) { return readAll(file).channels.front(); }
 };
 
-TEST_F(ExportedSound, isHeardWhenItsPictureIsSeen) {
+TEST_F(ExportedAudio, isHeardWhenItsPictureIsSeen) {
     recordClaps();
     const auto file = exported(plainProject(seconds));
     const auto frames = framesOf(file);
-    const auto sound = soundOf(file);
+    const auto audio = audioOf(file);
     EXPECT_EQ(flashesOf(frames), claps);  // every clap is on a frame's time
-    const std::vector<long> found = sounds::onsets(sound);
+    const std::vector<long> found = audios::onsets(audio);
     ASSERT_EQ(found.size(), claps.size());
     for (std::size_t i = 0; i < claps.size(); ++i)
         EXPECT_NEAR(static_cast<double>(found[i]) / recordings::sampleRate, claps[i], 0.001);
-    expectSameLength(frames, sound);
+    expectSameLength(frames, audio);
 }
 
-TEST_F(ExportedSound, followsThePictureThroughEveryEdit) {
+TEST_F(ExportedAudio, followsThePictureThroughEveryEdit) {
     recordClaps();
     ProjectSettings settings = plainProject(seconds);
     const auto edit = [&](std::vector<TimeRange> cuts, std::vector<SpeedRange> ranges) {
@@ -88,14 +88,14 @@ TEST_F(ExportedSound, followsThePictureThroughEveryEdit) {
         const EditTimeline timeline(settings.timeline);
         const auto file = exported(settings);
         const auto frames = framesOf(file);
-        const auto sound = soundOf(file);
+        const auto audio = audioOf(file);
         const std::vector<double> flashes = flashesOf(frames);
         std::size_t kept = 0;
         for (const double clap : claps) {
             if (timeline.skipTarget(clap)) continue;
             const double time = timeline.outputTimeForSource(clap), rate = timeline.rateForOutput(time + 1e-6);
             const double middle = timeline.outputTimeForSource(clap + 0.03);
-            const double heard = sounds::middleOf(sound, middle, 0.05 / rate + 0.03);
+            const double heard = audios::middleOf(audio, middle, 0.05 / rate + 0.03);
             EXPECT_NEAR(heard, middle, rate == 1 ? 0.001 : 1.0 / fps) << clap << " at rate " << rate;
             ASSERT_LT(kept, flashes.size());
             // The grid's first frame at or after it.
@@ -104,38 +104,38 @@ TEST_F(ExportedSound, followsThePictureThroughEveryEdit) {
             ++kept;
         }
         EXPECT_EQ(flashes.size(), kept);
-        expectSameLength(frames, sound);
+        expectSameLength(frames, audio);
     }
 }
 
-TEST_F(ExportedSound, ofAQuietRecordingIsRaisedWithoutMovingIt) {
+TEST_F(ExportedAudio, ofAQuietRecordingIsRaisedWithoutMovingIt) {
     for (const bool isEdited : {false, true}) {
         Recording recording = recordings::steady(90, fps);
-        std::vector<float> sound = sounds::sine(3 * recordings::sampleRate, 300, 0.03);
-        std::fill(sound.begin() + 48000, sound.begin() + 50400, 0.0F);  // a gap of 50 ms to find again
-        recording.sound = AudioBuffer{{sound}};
+        std::vector<float> audio = audios::sine(3 * recordings::sampleRate, 300, 0.03);
+        std::fill(audio.begin() + 48000, audio.begin() + 50400, 0.0F);  // a gap of 50 ms to find again
+        recording.audio = AudioBuffer{{audio}};
         record(recording);
         ProjectSettings settings = plainProject(3);
         if (isEdited) settings.timeline.cuts = {{2, 2.5}};
         const auto file = exported(settings);
         EXPECT_NEAR(AudioNormalizer::measure(file).speechLevel, AudioNormalizer::targetSpeechLevel, 0.005);
-        const auto raised = soundOf(file);
+        const auto raised = audioOf(file);
         EXPECT_EQ(raised.size(), isEdited ? 120000U : 144000U);
         const auto gap = std::span(raised).subspan(48000, 2400);
-        EXPECT_LT(sounds::rmsOf(gap.subspan(480, 1440)), 0.02);
-        EXPECT_GT(sounds::rmsOf(std::span(raised).subspan(48000 - 480, 480)), 0.12);
-        EXPECT_GT(sounds::rmsOf(std::span(raised).subspan(50400, 480)), 0.12);
+        EXPECT_LT(audios::rmsOf(gap.subspan(480, 1440)), 0.02);
+        EXPECT_GT(audios::rmsOf(std::span(raised).subspan(48000 - 480, 480)), 0.12);
+        EXPECT_GT(audios::rmsOf(std::span(raised).subspan(50400, 480)), 0.12);
     }
 }
 
-TEST_F(ExportedSound, ofALoudRecordingStaysAsItIs) {
+TEST_F(ExportedAudio, ofALoudRecordingStaysAsItIs) {
     Recording recording = recordings::steady(60, fps);
-    recording.sound = AudioBuffer{{sounds::sine(2 * recordings::sampleRate, 300, 0.4)}};
+    recording.audio = AudioBuffer{{audios::sine(2 * recordings::sampleRate, 300, 0.4)}};
     record(recording);
     EXPECT_EQ(readAll(exported(plainProject(2))).channels, readAll(source).channels);
 }
 
-TEST_F(ExportedSound, isMissingWhereTheRecordingHasNone) {
+TEST_F(ExportedAudio, isMissingWhereTheRecordingHasNone) {
     record(recordings::steady(30, fps));
     ProjectSettings settings = plainProject(1);
     EXPECT_FALSE(VideoReader(exported(settings)).info().hasAudio);
@@ -143,15 +143,15 @@ TEST_F(ExportedSound, isMissingWhereTheRecordingHasNone) {
     EXPECT_FALSE(VideoReader(exported(settings)).info().hasAudio);
 }
 
-TEST_F(ExportedSound, mayBeShorterThanThePicture) {
+TEST_F(ExportedAudio, mayBeShorterThanThePicture) {
     Recording recording = recordings::steady(90, fps);
-    recording.sound = AudioBuffer{{sounds::sine(recordings::sampleRate, 300, 0.4)}};
+    recording.audio = AudioBuffer{{audios::sine(recordings::sampleRate, 300, 0.4)}};
     record(recording);
     ProjectSettings settings = plainProject(3);
     EXPECT_EQ(framesOf(exported(settings)).size(), 90U);
     settings.timeline.speedRanges = {{2, 3, 0.5}};
     EXPECT_EQ(framesOf(exported(settings)).size(), 120U);
-    EXPECT_EQ(soundOf(folder / "out.mp4").size(), 4U * recordings::sampleRate);
+    EXPECT_EQ(audioOf(folder / "out.mp4").size(), 4U * recordings::sampleRate);
 }
 
 }  // namespace

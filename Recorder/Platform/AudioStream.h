@@ -6,28 +6,28 @@
 
 namespace lumenwhirl {
 
-struct SoundFormat {
+struct AudioFormat {
     int sampleRate = 48000;
     int channels = 2;
-    bool operator==(const SoundFormat&) const = default;
+    bool operator==(const AudioFormat&) const = default;
 };
 
 /// Some sound as it arrives, valid while the handler runs.
-struct SoundBlock {
+struct AudioBlock {
     double time = 0;  // host clock, when the first sample was heard; smoothed, within some milliseconds
     const float* samples = nullptr;  // interleaved, nominal -1...1
     std::size_t frames = 0;          // samples a channel
 };
 
 /// The sound of one device.
-class SoundStream {
+class AudioStream {
 public:
-    using BlockHandler = std::function<void(const SoundBlock&)>;
+    using BlockHandler = std::function<void(const AudioBlock&)>;
     using EndHandler = std::function<void(const std::string& reason)>;
 
-    virtual ~SoundStream() = default;
+    virtual ~AudioStream() = default;
     /// Of every block.
-    [[nodiscard]] virtual SoundFormat format() const = 0;
+    [[nodiscard]] virtual AudioFormat format() const = 0;
     /// Begins; once. Both handlers are called on a thread of the stream's own, one at a time; they must be short,
     /// or sound is lost. `ended`: the device or the server is gone, as a line for people says; no block follows.
     /// Throws PlatformError.
