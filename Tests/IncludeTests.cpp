@@ -70,8 +70,8 @@ TEST(Includes, goDownTheFoldersOnly) {
         {"Recorder/Backends/X11/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/X11/"}},
         {"Recorder/", {"Engine/", "Media/", "Recorder/"}},
         {"Lumenwhirl/Captions/", {"Engine/", "Lumenwhirl/Captions/"}},
-        {"Lumenwhirl/Demo/", {"Engine/", "Media/", "Compositor/", "Recorder/Package/", "Lumenwhirl/Demo/"}},
-        {"Lumenwhirl/", {"Engine/", "Media/", "Compositor/", "Exporter/", "Recorder/", "Lumenwhirl/"}},
+        {"Demo/", {"Engine/", "Media/", "Compositor/", "Recorder/Package/", "Demo/"}},
+        {"Lumenwhirl/", {"Engine/", "Media/", "Compositor/", "Exporter/", "Recorder/", "Demo/", "Lumenwhirl/"}},
     };
     for (const Rule& rule : rules) {
         int count = 0;
@@ -86,7 +86,7 @@ TEST(Includes, goDownTheFoldersOnly) {
 
 TEST(Includes, namesOfOurFilesStartAtTheRoot) {
     for (const std::string folder :
-         {"Engine", "Media", "Compositor", "Exporter", "Recorder", "Lumenwhirl", "Tests", "Benchmarks"})
+         {"Engine", "Media", "Compositor", "Exporter", "Recorder", "Demo", "Lumenwhirl", "Tests", "Benchmarks"})
         for (const Include& include : includesBelow(folder))
             EXPECT_TRUE(!include.isOurs || fs::exists(root / include.target))
                 << include.file.string() << " includes \"" << include.target << "\"";
@@ -98,7 +98,7 @@ TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
     };
     const std::vector<Rule> rules{
         {{"libav", "libsw"}, {"Media/"}},
-        {{"cairo", "pango"}, {"Compositor/", "Lumenwhirl/Demo/"}},
+        {{"cairo", "pango"}, {"Compositor/", "Demo/"}},
         {{"hwy/"}, {"Compositor/Kernels/", "Recorder/Kernels/"}},
         {{"simdjson"}, {"Engine/", "Lumenwhirl/"}},
         {{"CLI/"}, {"Lumenwhirl/Commands/"}},
@@ -106,7 +106,8 @@ TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
         {{"xcb/", "xkbcommon/", "X11/"}, {"Recorder/Backends/X11/"}},
         {{"pulse/"}, {"Recorder/Backends/Pulse/"}},
     };
-    for (const std::string folder : {"Engine", "Media", "Compositor", "Exporter", "Recorder", "Lumenwhirl"})
+    for (const std::string folder :
+         {"Engine", "Media", "Compositor", "Exporter", "Recorder", "Demo", "Lumenwhirl"})
         for (const Include& include : includesBelow(folder))
             for (const Rule& rule : rules)
                 EXPECT_TRUE(include.isOurs || !beginsWithOneOf(include.target, rule.headers) ||

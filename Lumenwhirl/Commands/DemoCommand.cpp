@@ -1,10 +1,10 @@
 #include "Lumenwhirl/Commands/DemoCommand.h"
 
+#include "Demo/Demo.h"
 #include "Lumenwhirl/Commands/ExportJob.h"
 #include "Lumenwhirl/Commands/Files.h"
 #include "Lumenwhirl/Commands/Numbers.h"
 #include "Lumenwhirl/Commands/PresetNames.h"
-#include "Lumenwhirl/Demo/Demo.h"
 
 #include <CLI/CLI.hpp>
 
