@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Compositor/Image.h"
 #include "Engine/Documents/ProjectSettings.h"
 #include "Engine/Geometry/Size.h"
+#include "Pixels/Image.h"
 
 #include <map>
 #include <memory>

@@ -3,11 +3,11 @@
 #include "Compositor/BandPool.h"
 #include "Compositor/CameraView.h"
 #include "Compositor/ChangedRows.h"
-#include "Compositor/Kernels/Kernels.h"
 #include "Compositor/OverlayPainter.h"
 #include "Compositor/PlaneResampler.h"
 #include "Compositor/RowPairs.h"
 #include "Compositor/StyledCanvas.h"
+#include "Pixels/Kernels/Kernels.h"
 
 #include <algorithm>
 #include <utility>

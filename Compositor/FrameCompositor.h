@@ -1,12 +1,12 @@
 #pragma once
 
-#include "Compositor/Picture.h"
 #include "Compositor/RenderStyle.h"
 #include "Engine/Documents/ProjectSettings.h"
 #include "Engine/Geometry/Size.h"
 #include "Engine/Motion/CameraModel.h"
 #include "Engine/Motion/CursorState.h"
 #include "Engine/Overlays/KeystrokeModel.h"
+#include "Pixels/Picture.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,10 +1,7 @@
 #pragma once
 
 #include "Compositor/Artwork.h"
-#include "Compositor/AxisMap.h"
 #include "Compositor/CameraView.h"
-#include "Compositor/ImageResampler.h"
-#include "Compositor/Kernels/Kernels.h"
 #include "Compositor/OverlayTile.h"
 #include "Compositor/RowPairs.h"
 #include "Compositor/StyledCanvas.h"
@@ -12,6 +9,9 @@
 #include "Engine/Geometry/Point.h"
 #include "Engine/Motion/CursorState.h"
 #include "Engine/Overlays/KeystrokeModel.h"
+#include "Pixels/AxisMap.h"
+#include "Pixels/ImageResampler.h"
+#include "Pixels/Kernels/Kernels.h"
 
 #include <array>
 #include <cstdint>

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Compositor/Image.h"
-#include "Compositor/ImageResampler.h"
-#include "Compositor/Kernels/Kernels.h"
-#include "Compositor/Picture.h"
 #include "Compositor/RowPairs.h"
 #include "Compositor/StyledCanvas.h"
+#include "Pixels/Image.h"
+#include "Pixels/ImageResampler.h"
+#include "Pixels/Kernels/Kernels.h"
+#include "Pixels/Picture.h"
 
 namespace lumenwhirl {
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Compositor/AxisMap.h"
-#include "Compositor/Kernels/Kernels.h"
-#include "Compositor/Picture.h"
 #include "Compositor/RowPairs.h"
 #include "Compositor/StyledCanvas.h"
+#include "Pixels/AxisMap.h"
+#include "Pixels/Kernels/Kernels.h"
+#include "Pixels/Picture.h"
 
 #include <cstdint>
 #include <vector>

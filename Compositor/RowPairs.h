@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Compositor/Picture.h"
+#include "Pixels/Picture.h"
 
 #include <cstddef>
 #include <cstdint>

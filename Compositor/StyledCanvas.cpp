@@ -1,9 +1,9 @@
 #include "Compositor/StyledCanvas.h"
 
-#include "Compositor/AxisMap.h"
-#include "Compositor/ColorConversion.h"
-#include "Compositor/ImageResampler.h"
 #include "Compositor/ShadowMap.h"
+#include "Pixels/AxisMap.h"
+#include "Pixels/ColorConversion.h"
+#include "Pixels/ImageResampler.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Compositor/Picture.h"
 #include "Compositor/RenderStyle.h"
 #include "Engine/Geometry/Rect.h"
 #include "Engine/Geometry/Size.h"
+#include "Pixels/Picture.h"
 
 #include <array>
 #include <cstdint>

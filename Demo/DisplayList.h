@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Compositor/Image.h"
 #include "Engine/Geometry/Point.h"
 #include "Engine/Geometry/Rect.h"
+#include "Pixels/Image.h"
 
 #include <cstdint>
 #include <string>

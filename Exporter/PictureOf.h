@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Compositor/Picture.h"
 #include "Media/VideoFrame.h"
+#include "Pixels/Picture.h"
 
 #include <cassert>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "Recorder/CapturedFrameConverter.h"
 
+#include "Pixels/Kernels/ConversionKernels.h"
 #include "Recorder/FramePlacement.h"
-#include "Recorder/Kernels/ConversionKernels.h"
 
 #include <algorithm>
 #include <cmath>

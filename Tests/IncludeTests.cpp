@@ -61,17 +61,19 @@ TEST(Includes, goDownTheFoldersOnly) {
     };
     const std::vector<Rule> rules{
         {"Engine/", {"Engine/"}},
-        {"Media/", {"Engine/Geometry/", "Media/"}},
-        {"Compositor/", {"Engine/", "Compositor/"}},
-        {"Exporter/", {"Engine/", "Media/", "Compositor/", "Exporter/"}},
+        {"Pixels/", {"Pixels/"}},
+        {"Media/", {"Engine/Geometry/", "Pixels/", "Media/"}},
+        {"Compositor/", {"Engine/", "Pixels/", "Compositor/"}},
+        {"Exporter/", {"Engine/", "Pixels/", "Media/", "Compositor/", "Exporter/"}},
         {"Recorder/Package/", {"Engine/", "Recorder/Package/"}},
         {"Recorder/Platform/", {"Engine/", "Recorder/Platform/"}},
         {"Recorder/Backends/Pulse/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/Pulse/"}},
         {"Recorder/Backends/X11/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/X11/"}},
-        {"Recorder/", {"Engine/", "Media/", "Recorder/"}},
+        {"Recorder/", {"Engine/", "Pixels/", "Media/", "Recorder/"}},
         {"Lumenwhirl/Captions/", {"Engine/", "Lumenwhirl/Captions/"}},
-        {"Demo/", {"Engine/", "Media/", "Compositor/", "Recorder/Package/", "Demo/"}},
-        {"Lumenwhirl/", {"Engine/", "Media/", "Compositor/", "Exporter/", "Recorder/", "Demo/", "Lumenwhirl/"}},
+        {"Demo/", {"Engine/", "Pixels/", "Media/", "Compositor/", "Recorder/Package/", "Demo/"}},
+        {"Lumenwhirl/",
+         {"Engine/", "Pixels/", "Media/", "Compositor/", "Exporter/", "Recorder/", "Demo/", "Lumenwhirl/"}},
     };
     for (const Rule& rule : rules) {
         int count = 0;
@@ -85,8 +87,8 @@ TEST(Includes, goDownTheFoldersOnly) {
 }
 
 TEST(Includes, namesOfOurFilesStartAtTheRoot) {
-    for (const std::string folder :
-         {"Engine", "Media", "Compositor", "Exporter", "Recorder", "Demo", "Lumenwhirl", "Tests", "Benchmarks"})
+    for (const std::string folder : {"Engine", "Pixels", "Media", "Compositor", "Exporter", "Recorder", "Demo",
+                                     "Lumenwhirl", "Tests", "Benchmarks"})
         for (const Include& include : includesBelow(folder))
             EXPECT_TRUE(!include.isOurs || fs::exists(root / include.target))
                 << include.file.string() << " includes \"" << include.target << "\"";
@@ -99,7 +101,7 @@ TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
     const std::vector<Rule> rules{
         {{"libav", "libsw"}, {"Media/"}},
         {{"cairo", "pango"}, {"Compositor/", "Demo/"}},
-        {{"hwy/"}, {"Compositor/Kernels/", "Recorder/Kernels/"}},
+        {{"hwy/"}, {"Pixels/Kernels/", "Pixels/Kernels/"}},
         {{"simdjson"}, {"Engine/", "Lumenwhirl/"}},
         {{"CLI/"}, {"Lumenwhirl/Commands/"}},
         {{"libimagequant"}, {"Media/"}},
@@ -107,7 +109,7 @@ TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
         {{"pulse/"}, {"Recorder/Backends/Pulse/"}},
     };
     for (const std::string folder :
-         {"Engine", "Media", "Compositor", "Exporter", "Recorder", "Demo", "Lumenwhirl"})
+         {"Engine", "Pixels", "Media", "Compositor", "Exporter", "Recorder", "Demo", "Lumenwhirl"})
         for (const Include& include : includesBelow(folder))
             for (const Rule& rule : rules)
                 EXPECT_TRUE(include.isOurs || !beginsWithOneOf(include.target, rule.headers) ||

@@ -1,6 +1,6 @@
 #include "Lumenwhirl/Commands/FrameCommand.h"
 
-#include "Compositor/Image.h"
+#include "Compositor/PngFile.h"
 #include "Exporter/Exporter.h"
 #include "Lumenwhirl/Commands/DocumentErrors.h"
 #include "Lumenwhirl/Commands/Files.h"

@@ -1,5 +1,6 @@
 #include "Compositor/CairoHandles.h"
 #include "Compositor/FrameCompositor.h"
+#include "Compositor/PngFile.h"
 #include "Compositor/StyleResolver.h"
 #include "Tests/Compositor/TestPictures.h"
 

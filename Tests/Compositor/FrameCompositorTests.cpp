@@ -1,7 +1,7 @@
 #include "Compositor/FrameCompositor.h"
 
-#include "Compositor/Kernels/Kernels.h"
 #include "Compositor/StyleResolver.h"
+#include "Pixels/Kernels/Kernels.h"
 #include "Tests/Compositor/TestPictures.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+#include "Compositor/PngFile.h"
 #include "Exporter/BackgroundImage.h"
 
 #include "Tests/Media/TemporaryFolder.h"

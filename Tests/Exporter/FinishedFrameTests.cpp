@@ -1,5 +1,5 @@
-#include "Compositor/Picture.h"
 #include "Exporter/PictureOf.h"
+#include "Pixels/Picture.h"
 #include "Tests/Exporter/Recordings.h"
 
 #include <cmath>

@@ -1,6 +1,6 @@
-#include "Compositor/Picture.h"
+#include "Pixels/Picture.h"
 
-#include "Compositor/ColorConversion.h"
+#include "Pixels/ColorConversion.h"
 
 #include <algorithm>
 #include <cmath>

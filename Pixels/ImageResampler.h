@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Compositor/AxisMap.h"
-#include "Compositor/Image.h"
+#include "Pixels/AxisMap.h"
+#include "Pixels/Image.h"
 
 #include <array>
 #include <vector>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Compositor/Image.h"
-#include "Compositor/Picture.h"
+#include "Pixels/Image.h"
+#include "Pixels/Picture.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Compositor/AxisMap.h"
-#include "Compositor/Picture.h"
+#include "Pixels/AxisMap.h"
+#include "Pixels/Picture.h"
 
 #include <cstddef>
 #include <cstdint>

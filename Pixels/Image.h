@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <vector>
 
 namespace lumenwhirl {
@@ -33,9 +32,5 @@ struct Image {
     }
     bool operator==(const Image&) const = default;
 };
-
-/// Writes a PNG, atomically (temporary file in the same folder, renamed). Throws std::runtime_error naming the
-/// file.
-void writePng(const Image& image, const std::filesystem::path& file);
 
 }  // namespace lumenwhirl

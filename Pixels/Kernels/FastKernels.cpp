@@ -1,9 +1,9 @@
-#include "Compositor/Kernels/Kernels.h"
+#include "Pixels/Kernels/Kernels.h"
 
 #include <algorithm>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "Compositor/Kernels/FastKernels.cpp"
+#define HWY_TARGET_INCLUDE "Pixels/Kernels/FastKernels.cpp"
 #include <hwy/foreach_target.h>
 // clang-format off: Highway needs this order.
 #include <hwy/highway.h>

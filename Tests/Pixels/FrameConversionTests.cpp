@@ -1,6 +1,6 @@
+#include "Pixels/Kernels/ConversionKernels.h"
 #include "Recorder/CapturedFrameConverter.h"
 #include "Recorder/FramePlacement.h"
-#include "Recorder/Kernels/ConversionKernels.h"
 
 #include <gtest/gtest.h>
 #include <hwy/targets.h>

@@ -1,5 +1,5 @@
-#include "Compositor/AxisMap.h"
-#include "Compositor/Kernels/Kernels.h"
+#include "Pixels/AxisMap.h"
+#include "Pixels/Kernels/Kernels.h"
 
 #include <gtest/gtest.h>
 #include <hwy/targets.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Compositor/Image.h"
+#include "Pixels/Image.h"
 
 #include <array>
 #include <cstddef>

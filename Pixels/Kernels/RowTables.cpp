@@ -1,4 +1,4 @@
-#include "Compositor/Kernels/Kernels.h"
+#include "Pixels/Kernels/Kernels.h"
 
 #include <algorithm>
 

@@ -1,11 +1,11 @@
-#include "Recorder/Kernels/ConversionArithmetic.h"
-#include "Recorder/Kernels/ConversionKernels.h"
+#include "Pixels/Kernels/ConversionArithmetic.h"
+#include "Pixels/Kernels/ConversionKernels.h"
 
 #include <array>
 #include <cstddef>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "Recorder/Kernels/FastConversion.cpp"
+#define HWY_TARGET_INCLUDE "Pixels/Kernels/FastConversion.cpp"
 #include <hwy/foreach_target.h>
 // clang-format off: Highway needs this order.
 #include <hwy/highway.h>

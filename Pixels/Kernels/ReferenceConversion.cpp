@@ -1,5 +1,5 @@
-#include "Recorder/Kernels/ConversionArithmetic.h"
-#include "Recorder/Kernels/ConversionKernels.h"
+#include "Pixels/Kernels/ConversionArithmetic.h"
+#include "Pixels/Kernels/ConversionKernels.h"
 
 #include <cstddef>
 

@@ -1,4 +1,4 @@
-#include "Compositor/AxisMap.h"
+#include "Pixels/AxisMap.h"
 
 #include <algorithm>
 #include <array>

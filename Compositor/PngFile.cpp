@@ -1,4 +1,4 @@
-#include "Compositor/Image.h"
+#include "Compositor/PngFile.h"
 
 #include "Compositor/CairoHandles.h"
 

@@ -1,4 +1,4 @@
-#include "Compositor/ImageResampler.h"
+#include "Pixels/ImageResampler.h"
 
 #include <algorithm>
 #include <cstddef>
