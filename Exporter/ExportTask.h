@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Exporter/Exporter.h"
-#include "Exporter/FrameStates.h"
 #include "Media/VideoReader.h"
+#include "Scene/FrameStates.h"
 
 #include <filesystem>
 #include <stop_token>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Exporter/FrameStates.h"
 #include "Exporter/Preset.h"
 #include "Media/Encoders.h"
 #include "Pixels/Image.h"
+#include "Scene/FrameStates.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Compositor/FrameCompositor.h"
-#include "Exporter/FrameStates.h"
 #include "Exporter/SourceFrames.h"
 #include "Media/VideoFrame.h"
+#include "Scene/FrameStates.h"
 
 #include <cstdint>
 #include <deque>

@@ -64,7 +64,8 @@ TEST(Includes, goDownTheFoldersOnly) {
         {"Pixels/", {"Pixels/"}},
         {"Media/", {"Engine/Geometry/", "Pixels/", "Media/"}},
         {"Compositor/", {"Engine/", "Pixels/", "Compositor/"}},
-        {"Exporter/", {"Engine/", "Pixels/", "Media/", "Compositor/", "Exporter/"}},
+        {"Scene/", {"Engine/", "Pixels/", "Media/", "Compositor/", "Scene/"}},
+        {"Exporter/", {"Engine/", "Pixels/", "Media/", "Compositor/", "Scene/", "Exporter/"}},
         {"Recorder/Package/", {"Engine/", "Recorder/Package/"}},
         {"Recorder/Platform/", {"Engine/", "Recorder/Platform/"}},
         {"Recorder/Backends/Pulse/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/Pulse/"}},
@@ -73,7 +74,8 @@ TEST(Includes, goDownTheFoldersOnly) {
         {"Lumenwhirl/Captions/", {"Engine/", "Lumenwhirl/Captions/"}},
         {"Demo/", {"Engine/", "Pixels/", "Media/", "Compositor/", "Recorder/Package/", "Demo/"}},
         {"Lumenwhirl/",
-         {"Engine/", "Pixels/", "Media/", "Compositor/", "Exporter/", "Recorder/", "Demo/", "Lumenwhirl/"}},
+         {"Engine/", "Pixels/", "Media/", "Compositor/", "Scene/", "Exporter/", "Recorder/", "Demo/",
+          "Lumenwhirl/"}},
     };
     for (const Rule& rule : rules) {
         int count = 0;
@@ -87,8 +89,8 @@ TEST(Includes, goDownTheFoldersOnly) {
 }
 
 TEST(Includes, namesOfOurFilesStartAtTheRoot) {
-    for (const std::string folder : {"Engine", "Pixels", "Media", "Compositor", "Exporter", "Recorder", "Demo",
-                                     "Lumenwhirl", "Tests", "Benchmarks"})
+    for (const std::string folder : {"Engine", "Pixels", "Media", "Compositor", "Scene", "Exporter", "Recorder",
+                                     "Demo", "Lumenwhirl", "Tests", "Benchmarks"})
         for (const Include& include : includesBelow(folder))
             EXPECT_TRUE(!include.isOurs || fs::exists(root / include.target))
                 << include.file.string() << " includes \"" << include.target << "\"";
@@ -109,7 +111,7 @@ TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
         {{"pulse/"}, {"Recorder/Backends/Pulse/"}},
     };
     for (const std::string folder :
-         {"Engine", "Pixels", "Media", "Compositor", "Exporter", "Recorder", "Demo", "Lumenwhirl"})
+         {"Engine", "Pixels", "Media", "Compositor", "Scene", "Exporter", "Recorder", "Demo", "Lumenwhirl"})
         for (const Include& include : includesBelow(folder))
             for (const Rule& rule : rules)
                 EXPECT_TRUE(include.isOurs || !beginsWithOneOf(include.target, rule.headers) ||

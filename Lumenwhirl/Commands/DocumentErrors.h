@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Exporter/FrameStates.h"
 #include "Lumenwhirl/Commands/Command.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
+#include "Scene/FrameStates.h"
 
 namespace lumenwhirl {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Exporter/FrameStates.h"
 #include "Exporter/Preset.h"
 #include "Lumenwhirl/Commands/Interruption.h"
 #include "Lumenwhirl/Commands/ProgressDisplay.h"
 #include "Media/Encoders.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
+#include "Scene/FrameStates.h"
 
 #include <filesystem>
 

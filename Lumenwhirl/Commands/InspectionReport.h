@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Exporter/FrameStates.h"
+#include "Scene/FrameStates.h"
 
 #include <span>
 #include <string>

@@ -4,7 +4,7 @@
 #include "Engine/Documents/EventLog.h"
 #include "Engine/Documents/LumenwhirlJSON.h"
 #include "Engine/Documents/ProjectSettings.h"
-#include "Exporter/FrameStates.h"
+#include "Scene/FrameStates.h"
 #include "Tests/Fuzz/Require.h"
 
 #include <algorithm>

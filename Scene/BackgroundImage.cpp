@@ -1,4 +1,4 @@
-#include "Exporter/BackgroundImage.h"
+#include "Scene/BackgroundImage.h"
 
 #include "Media/MediaError.h"
 #include "Media/StillReader.h"

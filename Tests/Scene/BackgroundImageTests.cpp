@@ -1,5 +1,5 @@
 #include "Compositor/PngFile.h"
-#include "Exporter/BackgroundImage.h"
+#include "Scene/BackgroundImage.h"
 
 #include "Tests/Media/TemporaryFolder.h"
 

@@ -1,6 +1,6 @@
-#include "Exporter/DocumentLimits.h"
+#include "Scene/DocumentLimits.h"
 
-#include "Exporter/FrameStates.h"
+#include "Scene/FrameStates.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,9 +1,9 @@
-#include "Exporter/FrameStates.h"
+#include "Scene/FrameStates.h"
 
 #include "Compositor/StyleResolver.h"
 #include "Engine/Geometry/AspectRatio.h"
-#include "Exporter/BackgroundImage.h"
-#include "Exporter/DocumentLimits.h"
+#include "Scene/BackgroundImage.h"
+#include "Scene/DocumentLimits.h"
 
 #include <algorithm>
 #include <cmath>

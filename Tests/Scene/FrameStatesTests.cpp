@@ -1,6 +1,6 @@
-#include "Exporter/DocumentLimits.h"
-#include "Exporter/FrameStates.h"
 #include "Exporter/Preset.h"
+#include "Scene/DocumentLimits.h"
+#include "Scene/FrameStates.h"
 #include "Tests/Exporter/Recordings.h"
 
 #include <cmath>
