@@ -1,7 +1,7 @@
 #include "Engine/Timeline/EditTimeline.h"
 #include "Exporter/AudioEdit.h"
 #include "Tests/Exporter/TestAudio.h"
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Media/WaveFile.h"
 
 #include <gtest/gtest.h>

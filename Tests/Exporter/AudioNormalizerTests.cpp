@@ -1,6 +1,6 @@
 #include "Exporter/AudioNormalizer.h"
 #include "Media/MediaError.h"
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Media/WaveFile.h"
 
 #include <gtest/gtest.h>

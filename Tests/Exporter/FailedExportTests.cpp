@@ -1,6 +1,6 @@
 #include "Tests/Exporter/Recordings.h"
 #include "Tests/Exporter/TestAudio.h"
-#include "Tests/Media/FullDisk.h"
+#include "Tests/Files/FullDisk.h"
 #include "Tests/Media/WaveFile.h"
 
 #include <sys/stat.h>

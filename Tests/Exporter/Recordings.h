@@ -7,8 +7,8 @@
 #include "Media/MediaLog.h"
 #include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Media/BarCode.h"
-#include "Tests/Media/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "Lumenwhirl/Commands/RecordingLine.h"
 #include "Lumenwhirl/Commands/RecordingNames.h"
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -4,9 +4,9 @@
 #include "Media/Remuxer.h"
 #include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
-#include "Tests/Media/FullDisk.h"
+#include "Tests/Files/FullDisk.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Media/Movies.h"
-#include "Tests/Media/TemporaryFolder.h"
 #include "Tests/Media/WaveFile.h"
 
 #include <gtest/gtest.h>

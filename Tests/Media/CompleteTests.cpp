@@ -5,9 +5,9 @@
 #include "Media/MediaError.h"
 #include "Media/Remuxer.h"
 #include "Media/VideoReader.h"
-#include "Tests/Media/FullDisk.h"
+#include "Tests/Files/FullDisk.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Media/Movies.h"
-#include "Tests/Media/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "Media/FFmpegHandles.h"
 #include "Media/GifWriter.h"
 #include "Media/MediaError.h"
-#include "Tests/Media/FullDisk.h"
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/FullDisk.h"
+#include "Tests/Files/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

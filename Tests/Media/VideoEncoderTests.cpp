@@ -3,8 +3,8 @@
 #include "Media/PixelBuffers.h"
 #include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Media/Movies.h"
-#include "Tests/Media/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "Recorder/Package/EventJournal.h"
 
 #include "Recorder/Package/LumenwhirlPackage.h"
-#include "Tests/Media/FullDisk.h"
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/FullDisk.h"
+#include "Tests/Files/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -2,7 +2,7 @@
 
 #include "Recorder/Package/EventJournal.h"
 #include "Recorder/Platform/PlatformError.h"
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 
 #include "Media/AudioReader.h"
 #include "Recorder/AudioDevices.h"
-#include "Tests/Media/FullDisk.h"
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/FullDisk.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Recorder/ScriptedDesktop.h"
 
 #include <gtest/gtest.h>

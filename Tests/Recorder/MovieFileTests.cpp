@@ -3,9 +3,9 @@
 #include "Media/MediaError.h"
 #include "Media/VideoReader.h"
 #include "Recorder/MovieFile.h"
+#include "Tests/Files/FullDisk.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Media/BarCode.h"
-#include "Tests/Media/FullDisk.h"
-#include "Tests/Media/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 #include "Recorder/PackageCompletion.h"
 #include "Recorder/Platform/PlatformError.h"
 #include "Recorder/RecordingController.h"
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Recorder/ScriptedDesktop.h"
 
 #include <gtest/gtest.h>

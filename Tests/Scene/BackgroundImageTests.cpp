@@ -1,7 +1,7 @@
 #include "Compositor/PngFile.h"
 #include "Scene/BackgroundImage.h"
 
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

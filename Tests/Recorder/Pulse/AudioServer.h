@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/TemporaryFolder.h"
 
 #include <sys/types.h>
 

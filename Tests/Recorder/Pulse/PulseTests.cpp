@@ -4,7 +4,7 @@
 #include "Recorder/MicRecorder.h"
 #include "Recorder/Platform/HostClock.h"
 #include "Recorder/Platform/PlatformError.h"
-#include "Tests/Media/TemporaryFolder.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Recorder/Pulse/AudioServer.h"
 #include "Tests/Recorder/Pulse/Listener.h"
 #include "Tests/Recorder/Pulse/TonePlayer.h"
