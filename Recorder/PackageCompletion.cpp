@@ -1,11 +1,11 @@
 #include "Recorder/PackageCompletion.h"
 
+#include "Files/Descriptor.h"
 #include "Media/MediaError.h"
 #include "Media/Remuxer.h"
 #include "Media/ReplacementFile.h"
 #include "Media/VideoReader.h"
 #include "Recorder/Muxer.h"
-#include "Recorder/Package/Descriptor.h"
 #include "Recorder/Package/EventJournal.h"
 
 #include <fcntl.h>

@@ -61,20 +61,21 @@ TEST(Includes, goDownTheFoldersOnly) {
     };
     const std::vector<Rule> rules{
         {"Engine/", {"Engine/"}},
+        {"Files/", {"Files/"}},
         {"Pixels/", {"Pixels/"}},
-        {"Media/", {"Engine/Geometry/", "Pixels/", "Media/"}},
-        {"Compositor/", {"Engine/", "Pixels/", "Compositor/"}},
-        {"Scene/", {"Engine/", "Pixels/", "Media/", "Compositor/", "Scene/"}},
-        {"Exporter/", {"Engine/", "Pixels/", "Media/", "Compositor/", "Scene/", "Exporter/"}},
-        {"Recorder/Package/", {"Engine/", "Recorder/Package/"}},
+        {"Media/", {"Engine/Geometry/", "Files/", "Pixels/", "Media/"}},
+        {"Compositor/", {"Engine/", "Files/", "Pixels/", "Compositor/"}},
+        {"Scene/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/"}},
+        {"Exporter/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Exporter/"}},
+        {"Recorder/Package/", {"Engine/", "Files/", "Recorder/Package/"}},
         {"Recorder/Platform/", {"Engine/", "Recorder/Platform/"}},
         {"Recorder/Backends/Pulse/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/Pulse/"}},
         {"Recorder/Backends/X11/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/X11/"}},
-        {"Recorder/", {"Engine/", "Pixels/", "Media/", "Recorder/"}},
-        {"Lumenwhirl/Captions/", {"Engine/", "Lumenwhirl/Captions/"}},
-        {"Demo/", {"Engine/", "Pixels/", "Media/", "Compositor/", "Recorder/Package/", "Demo/"}},
+        {"Recorder/", {"Engine/", "Files/", "Pixels/", "Media/", "Recorder/"}},
+        {"Lumenwhirl/Captions/", {"Engine/", "Files/", "Lumenwhirl/Captions/"}},
+        {"Demo/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Recorder/Package/", "Demo/"}},
         {"Lumenwhirl/",
-         {"Engine/", "Pixels/", "Media/", "Compositor/", "Scene/", "Exporter/", "Recorder/", "Demo/",
+         {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Exporter/", "Recorder/", "Demo/",
           "Lumenwhirl/"}},
     };
     for (const Rule& rule : rules) {
@@ -89,8 +90,8 @@ TEST(Includes, goDownTheFoldersOnly) {
 }
 
 TEST(Includes, namesOfOurFilesStartAtTheRoot) {
-    for (const std::string folder : {"Engine", "Pixels", "Media", "Compositor", "Scene", "Exporter", "Recorder",
-                                     "Demo", "Lumenwhirl", "Tests", "Benchmarks"})
+    for (const std::string folder : {"Engine", "Files", "Pixels", "Media", "Compositor", "Scene", "Exporter",
+                                     "Recorder", "Demo", "Lumenwhirl", "Tests", "Benchmarks"})
         for (const Include& include : includesBelow(folder))
             EXPECT_TRUE(!include.isOurs || fs::exists(root / include.target))
                 << include.file.string() << " includes \"" << include.target << "\"";
@@ -110,8 +111,8 @@ TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
         {{"xcb/", "xkbcommon/", "X11/"}, {"Recorder/Backends/X11/"}},
         {{"pulse/"}, {"Recorder/Backends/Pulse/"}},
     };
-    for (const std::string folder :
-         {"Engine", "Pixels", "Media", "Compositor", "Scene", "Exporter", "Recorder", "Demo", "Lumenwhirl"})
+    for (const std::string folder : {"Engine", "Files", "Pixels", "Media", "Compositor", "Scene", "Exporter",
+                                     "Recorder", "Demo", "Lumenwhirl"})
         for (const Include& include : includesBelow(folder))
             for (const Rule& rule : rules)
                 EXPECT_TRUE(include.isOurs || !beginsWithOneOf(include.target, rule.headers) ||

@@ -1,6 +1,6 @@
 #include "Recorder/Package/DocumentFile.h"
 
-#include "Recorder/Package/Descriptor.h"
+#include "Files/Descriptor.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
 
 #include <fcntl.h>

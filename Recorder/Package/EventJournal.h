@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Engine/Documents/EventLog.h"
-#include "Recorder/Package/Descriptor.h"
+#include "Files/Descriptor.h"
 
 #include <cstdint>
 #include <filesystem>

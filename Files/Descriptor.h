@@ -6,7 +6,7 @@
 
 namespace lumenwhirl {
 
-/// Owns an open file; a negative value is none.
+/// Owns a file descriptor; a negative value is none.
 class Descriptor {
 public:
     explicit Descriptor(int value) noexcept : value_(value) {}
@@ -17,7 +17,7 @@ public:
     }
     [[nodiscard]] int get() const noexcept { return value_; }
     [[nodiscard]] bool isOpen() const noexcept { return value_ >= 0; }
-    /// Some file systems report only here that a write failed.
+    /// False, with `errno`, on an error: some file systems report only here that a write failed.
     [[nodiscard]] bool close() noexcept { return ::close(std::exchange(value_, -1)) == 0; }
 
 private:

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Files/Descriptor.h"
+#include "Files/TemporaryFile.h"
+
+#include <filesystem>
+#include <string_view>
+
+namespace lumenwhirl {
+
+/// A new file that appears at its destination as a whole or not at all: it is written under a hidden name in the
+/// same folder until commit() renames it, replacing what is there. Destroyed before that, it leaves nothing.
+///
+/// Everything throws FileError naming the destination: the hidden name says nothing to users.
+class AtomicFile {
+public:
+    enum class Access {
+        owner,  // mode 0600
+        umask   // 0666 less what the process's umask takes away
+    };
+    enum class Durability {
+        none,
+        content,         // after a power cut either the old or the new file is there
+        contentAndName,  // the new file is there after a power cut
+    };
+
+    /// Creates the hidden file, empty.
+    AtomicFile(std::filesystem::path destination, Access access);
+
+    [[nodiscard]] const std::filesystem::path& destination() const noexcept { return destination_; }
+    /// The hidden file, for libraries that write to a name. They may truncate it, but not put another in its
+    /// place.
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return temporary_.path(); }
+    void write(std::string_view bytes);
+    /// Appends the content of `source`; FileError names that where it cannot be read.
+    void copyFrom(const std::filesystem::path& source);
+    /// Once; nothing can be written afterwards.
+    void commit(Durability durability);
+
+    /// Whether a file of this name, without its folder, is a hidden one. Where nobody is writing, a crash left it.
+    [[nodiscard]] static bool isTemporaryName(std::string_view name) noexcept;
+
+private:
+    [[noreturn]] void fail() const;
+
+    std::filesystem::path destination_;
+    TemporaryFile temporary_;
+    Descriptor descriptor_;
+};
+
+}  // namespace lumenwhirl
