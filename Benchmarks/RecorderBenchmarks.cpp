@@ -1,15 +1,19 @@
+#include "Recorder/CapturedFrameConverter.h"
 #include "Recorder/EventTap.h"
 #include "Recorder/Package/EventJournal.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace lumenwhirl {
 namespace {
@@ -34,7 +38,7 @@ private:
     fs::path path_;
 };
 
-/// Delivers what the benchmark tells it.
+/// Delivers what the benchmark hands it.
 class ScriptedInput final : public InputStream {
 public:
     explicit ScriptedInput(Handler& handler) : handler_(handler) {}
@@ -77,6 +81,26 @@ void readJournalOfAnHour(benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(EventJournal::read(package.path()));
 }
 BENCHMARK(readJournalOfAnHour)->Unit(benchmark::kMillisecond);
+
+/// Converting a captured frame to the encoder's planes.
+void convertFrame(benchmark::State& run, int width, int height) {
+    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
+    std::uint32_t noise = 1;
+    for (auto& byte : pixels) byte = static_cast<std::uint8_t>((noise = noise * 1664525 + 1013904223) >> 24);
+    CapturedFrame frame;
+    frame.pixels = pixels.data();
+    frame.stride = std::ptrdiff_t{4} * width;
+    frame.width = width;
+    frame.height = height;
+    CapturedFrameConverter converter;
+    VideoFrame out = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
+    for (auto _ : run) {
+        converter.convert(frame, out);
+        benchmark::DoNotOptimize(out.plane(0));
+    }
+}
+BENCHMARK_CAPTURE(convertFrame, 1080p, 1920, 1080)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(convertFrame, 4K, 3840, 2160)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace lumenwhirl

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Recorder/Platform/HotKeyGrab.h"
+#include "Recorder/Platform/InputStream.h"
 #include "Recorder/Platform/ScreenSystem.h"
 
 #include <cstdint>

@@ -2,7 +2,6 @@
 
 #include "Media/AudioTimeline.h"
 #include "Media/AudioWriter.h"
-#include "Recorder/AudioDevices.h"
 #include "Recorder/Platform/PlatformError.h"
 
 #include <algorithm>
@@ -17,20 +16,38 @@ namespace {
 constexpr AudioFormat format{.sampleRate = 48000, .channels = 1};
 constexpr std::int64_t bitRate = 128'000;
 constexpr double levelSpan = 0.1;  // seconds
-// The encoder keeps 0.07 s back, so that half a second is lost at worst.
+// The encoder holds 0.07 s back, so at worst half a second is lost.
 constexpr std::chrono::milliseconds flushInterval{400};
 constexpr std::size_t flushFrames = 400 * 48000 / 1000;
-// While the disk is busy. Beyond 10 s (2 MB) sound is dropped, and silence in the file.
-constexpr std::size_t mostWaitingFrames = 10 * 48000;
+// While the disk is busy. Beyond 10 s (2 MB) audio is dropped and becomes silence in the file.
+constexpr std::size_t queuedFrames = 10 * 48000;
 
 }  // namespace
+
+namespace AudioDevices {
+
+std::vector<MicDevice> inputs(AudioSystem& audio) {
+    return audio.inputs();
+}
+
+std::optional<std::string> defaultInputID(AudioSystem& audio) {
+    return audio.defaultInputID();
+}
+
+std::optional<std::string> inputIDFor(const std::optional<std::string>& wanted, AudioSystem& audio) {
+    const bool isConnected = wanted && std::ranges::count(inputs(audio), *wanted, &MicDevice::id) > 0;
+    return isConnected ? wanted : defaultInputID(audio);
+}
+
+}  // namespace AudioDevices
 
 MicRecorder::MicRecorder(std::optional<std::string> deviceID, std::filesystem::path outputURL, AudioSystem& audio,
                          double startHostTime)
     : deviceID_(std::move(deviceID)),
       outputURL_(std::move(outputURL)),
       audio_(audio),
-      startHostTime_(startHostTime) {}
+      startHostTime_(startHostTime),
+      queue_(0, queuedFrames) {}
 
 MicRecorder::~MicRecorder() {
     finish();
@@ -41,7 +58,7 @@ bool MicRecorder::start() {
         open();
         return true;
     } catch (const std::exception& error) {
-        // A recording without a microphone is better than none: the caller goes on, and tells what failure() says.
+        // A recording without a microphone is better than none: the caller goes on and reports failure().
         if (stream_) stream_->stop();
         close(error.what());
         return false;
@@ -59,7 +76,7 @@ void MicRecorder::open() {
                        level_ = 0;
                        close(reason);
                    });
-    // The file comes last, so that there is none without a microphone. Sound waits meanwhile.
+    // The file comes last, so that there is none without a microphone. Meanwhile audio waits in the queue.
     auto writer = std::make_unique<AudioWriter>(
         outputURL_,
         AudioSettings{.sampleRate = format.sampleRate, .channels = format.channels, .bitRate = bitRate},
@@ -81,13 +98,7 @@ std::optional<std::string> MicRecorder::failure() const {
 
 void MicRecorder::take(const AudioBlock& block) {
     measureLevel(block);
-    {
-        const std::lock_guard lock(mutex_);
-        if (isClosed_ || waitingFrames_ + block.frames > mostWaitingFrames) return;
-        blocks_.push_back({.time = block.time, .samples = {block.samples, block.samples + block.frames}});
-        waitingFrames_ += block.frames;
-    }
-    changed_.notify_one();
+    queue_.push(RecordingQueue::Audio{block.time - startHostTime_, {block.samples, block.samples + block.frames}});
 }
 
 void MicRecorder::measureLevel(const AudioBlock& block) {
@@ -99,21 +110,18 @@ void MicRecorder::measureLevel(const AudioBlock& block) {
     level_ = std::ranges::max_element(peaks_, {}, &Peak::magnitude)->magnitude;
 }
 
-/// No more sound; the first problem told is kept.
+/// Takes no more audio; the first problem is kept.
 void MicRecorder::close(const std::optional<std::string>& problem) noexcept {
-    {
-        const std::lock_guard lock(mutex_);
-        isClosed_ = true;
-        if (!failure_) failure_ = problem;
-    }
-    changed_.notify_one();
+    queue_.close();
+    const std::lock_guard lock(mutex_);
+    if (!failure_) failure_ = problem;
 }
 
 void MicRecorder::encode(AudioWriter& writer) {
     try {
         std::size_t unflushed = 0;
         const auto flush = [&] {
-            writer.flush();
+            if (unflushed > 0) writer.flush();
             unflushed = 0;
         };
         AudioBuffer buffer{.channels = {{}}};
@@ -124,11 +132,11 @@ void MicRecorder::encode(AudioWriter& writer) {
                                    unflushed += frames;
                                    if (unflushed >= flushFrames) flush();
                                });
-        std::deque<Block> blocks;
-        while (waitForBlocks(blocks)) {
-            for (const Block& block : blocks)
-                timeline.add(block.time - startHostTime_, block.samples.data(), block.samples.size());
-            if (blocks.empty() && unflushed > 0) flush();
+        for (bool isOver = false; !isOver; flush()) {
+            const RecordingQueue::Work work = queue_.take(std::chrono::steady_clock::now() + flushInterval);
+            for (const RecordingQueue::Audio& audio : work.audio)
+                timeline.add(audio.time, audio.samples.data(), audio.samples.size());
+            isOver = work.isOver;
         }
         timeline.finish();
         writer.finish();
@@ -136,16 +144,6 @@ void MicRecorder::encode(AudioWriter& writer) {
         // What was flushed stays and plays; the screen's recording goes on.
         close(error.what());
     }
-}
-
-/// What has come since; nothing, once a while, when no sound does. False when there will be none.
-bool MicRecorder::waitForBlocks(std::deque<Block>& blocks) {
-    blocks.clear();
-    std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, flushInterval, [this] { return isClosed_ || !blocks_.empty(); });
-    blocks.swap(blocks_);
-    waitingFrames_ = 0;
-    return !isClosed_ || !blocks.empty();
 }
 
 }  // namespace lumenwhirl

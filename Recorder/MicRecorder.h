@@ -1,10 +1,9 @@
 #pragma once
 
 #include "Recorder/Platform/AudioSystem.h"
+#include "Recorder/RecordingQueue.h"
 
 #include <atomic>
-#include <condition_variable>
-#include <cstddef>
 #include <deque>
 #include <filesystem>
 #include <memory>
@@ -18,16 +17,28 @@ namespace lumenwhirl {
 
 class AudioWriter;
 
+/// The microphones that can be recorded. Throws PlatformError, so that a missing audio server can be told from one
+/// without microphones.
+namespace AudioDevices {
+
+/// In the system's order.
+[[nodiscard]] std::vector<MicDevice> inputs(AudioSystem& audio);
+[[nodiscard]] std::optional<std::string> defaultInputID(AudioSystem& audio);
+/// The device to record when `wanted` was chosen: that one while it is connected, else the default input. Empty
+/// where there is none.
+[[nodiscard]] std::optional<std::string> inputIDFor(const std::optional<std::string>& wanted, AudioSystem& audio);
+
+}  // namespace AudioDevices
+
 /// Records a microphone into an M4A of its own: AAC, one channel, 48 kHz, 128 kbit/s. Its time 0 is
-/// `startHostTime`, whenever the microphone begins to deliver. While it grows, all but the last half second plays,
-/// whatever happens to this process.
+/// `startHostTime`, whenever the microphone begins to deliver. Whatever happens to this process, the growing file
+/// plays up to its last half second.
 ///
-/// start() and finish() are for one thread. The sound arrives on a thread of the microphone's and is encoded on
-/// another.
+/// start() and finish() belong to one thread. Audio arrives on the microphone's thread and is encoded on another.
 class MicRecorder {
 public:
-    /// `deviceID`: of the sound system's inputs; without one, or when it is not connected, the default input.
-    /// `sound` must outlive this.
+    /// `deviceID`: one of the audio system's inputs; without one, or when it is not connected, the default input.
+    /// `audio` must outlive this.
     MicRecorder(std::optional<std::string> deviceID, std::filesystem::path outputURL, AudioSystem& audio,
                 double startHostTime);
     /// As finish().
@@ -35,23 +46,19 @@ public:
     MicRecorder(const MicRecorder&) = delete;
     MicRecorder& operator=(const MicRecorder&) = delete;
 
-    /// True when recording has begun. Else nothing was written, and failure() says why. Replaces an old file.
-    /// Once.
+    /// Once. Replaces an old file. False when recording could not begin: nothing was written, and failure() says
+    /// why.
     [[nodiscard]] bool start();
-    /// Stops recording and returns once the file is closed. May be called again, and whatever start() said.
+    /// Stops recording and returns once the file is closed. May be called again, and also when start() failed.
     void finish() noexcept;
 
-    /// The greatest magnitude in the last 0.1 s of sound, 1 being full scale. Any thread.
+    /// The peak of the last 0.1 s of audio, where 1 is full scale. Any thread.
     [[nodiscard]] float level() const noexcept { return level_; }
-    /// Why recording could not begin or ended early, in one line: the microphone was unplugged, the disk is full.
-    /// What was written until then plays. Any thread.
+    /// Why recording could not begin or has ended early, in one line: the microphone was unplugged, the disk is
+    /// full. What was written before plays. Any thread.
     [[nodiscard]] std::optional<std::string> failure() const;
 
 private:
-    struct Block {
-        double time = 0;  // host clock
-        std::vector<float> samples;
-    };
     struct Peak {
         double end = 0;  // host clock
         float magnitude = 0;
@@ -62,22 +69,18 @@ private:
     void measureLevel(const AudioBlock& block);
     void close(const std::optional<std::string>& problem) noexcept;
     void encode(AudioWriter& writer);
-    [[nodiscard]] bool waitForBlocks(std::deque<Block>& blocks);
 
     const std::optional<std::string> deviceID_;
     const std::filesystem::path outputURL_;
     AudioSystem& audio_;
     const double startHostTime_;
     std::unique_ptr<AudioStream> stream_;
-    std::deque<Peak> peaks_;  // of the last 0.1 s; of the stream's thread
+    std::deque<Peak> peaks_;  // of the last 0.1 s; used by the stream's thread
     std::atomic<float> level_ = 0;
 
-    mutable std::mutex mutex_;  // guards the fields up to changed_
-    std::deque<Block> blocks_;
-    std::size_t waitingFrames_ = 0;  // in blocks_
-    bool isClosed_ = false;          // no more blocks are taken
+    RecordingQueue queue_;
+    mutable std::mutex mutex_;  // guards failure_
     std::optional<std::string> failure_;
-    std::condition_variable changed_;
     std::thread encoder_;
 };
 

@@ -5,7 +5,6 @@
 #include "Media/Remuxer.h"
 #include "Media/ReplacementFile.h"
 #include "Media/VideoReader.h"
-#include "Recorder/Muxer.h"
 #include "Recorder/Package/EventJournal.h"
 
 #include <fcntl.h>
@@ -16,7 +15,26 @@
 #include <string_view>
 #include <system_error>
 
-namespace lumenwhirl::PackageCompletion {
+namespace lumenwhirl {
+
+namespace Muxer {
+
+void muxAudio(const std::filesystem::path& audio, const std::filesystem::path& video,
+              std::optional<double> videoEnd) {
+    try {
+        ReplacementFile joined(video);
+        Remuxer::mux(video, audio, joined.path(), videoEnd);
+        joined.commit();
+    } catch (const MediaError& error) {
+        if (error.kind() == MediaError::Kind::noAudioTrack) return;
+        const bool isVideoMissing = error.kind() == MediaError::Kind::noVideoTrack;
+        throw MuxError(isVideoMissing ? MuxError::Kind::noVideoTrack : MuxError::Kind::exportFailed, error.what());
+    }
+}
+
+}  // namespace Muxer
+
+namespace PackageCompletion {
 namespace {
 
 namespace fs = std::filesystem;
@@ -130,4 +148,6 @@ std::optional<Recovery> recover(const LumenwhirlPackage& package) {
     return Recovery{recorded.duration, microphoneFailure};
 }
 
-}  // namespace lumenwhirl::PackageCompletion
+}  // namespace PackageCompletion
+
+}  // namespace lumenwhirl

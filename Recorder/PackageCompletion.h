@@ -3,8 +3,35 @@
 #include "Engine/Documents/EventLog.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
 
+#include <cstdint>
+#include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
+
+namespace lumenwhirl {
+
+/// Lays a separately recorded sound under a recorded picture, in place.
+namespace Muxer {
+
+class MuxError : public std::runtime_error {
+public:
+    enum class Kind { exportFailed, noVideoTrack, cannotCreateExportSession };
+    MuxError(Kind kind, const std::string& problem) : std::runtime_error(problem), kind_(kind) {}
+    [[nodiscard]] Kind kind() const noexcept { return kind_; }
+
+private:
+    Kind kind_;
+};
+
+/// Afterwards `video` holds its own picture and the first sound track of `audio`, cut where the picture ends, by
+/// stream copy; sound it had is gone. Without a sound track in `audio` nothing is changed. The file is replaced in
+/// one step: a failure leaves it untouched. `videoEnd`: when the last picture ends, in seconds,
+/// where the caller knows better than the file. Throws MuxError.
+void muxAudio(const std::filesystem::path& audio, const std::filesystem::path& video,
+              std::optional<double> videoEnd = std::nullopt);
+
+}  // namespace Muxer
 
 /// The last step of a recording: what was written while it ran becomes a whole package. A recording that was cut
 /// short is completed by the same step when it is next opened.
@@ -12,7 +39,7 @@
 /// While a recording runs, its folder holds pictures, and sound, in pieces that play without an index
 /// (recording.mp4, mic.m4a), and the journal of the events, which is removed last: where there is a journal, there
 /// is work left.
-namespace lumenwhirl::PackageCompletion {
+namespace PackageCompletion {
 
 /// A microphone's file below this many bytes holds no sound.
 inline constexpr std::uintmax_t leastMicrophoneBytes = 1024;
@@ -42,4 +69,6 @@ struct Recovery {
 /// is still running, and when nothing can be saved.
 [[nodiscard]] std::optional<Recovery> recover(const LumenwhirlPackage& package);
 
-}  // namespace lumenwhirl::PackageCompletion
+}  // namespace PackageCompletion
+
+}  // namespace lumenwhirl

@@ -1,19 +1,25 @@
 #include "Recorder/RecordingController.h"
 
-#include "Recorder/DiskFlusher.h"
 #include "Recorder/EventTap.h"
 #include "Recorder/FramePlacement.h"
 #include "Recorder/GlobalHotKey.h"
 #include "Recorder/MicRecorder.h"
-#include "Recorder/MovieFile.h"
 #include "Recorder/Package/EventJournal.h"
 #include "Recorder/PackageCompletion.h"
 #include "Recorder/Platform/PlatformError.h"
+#include "Recorder/RecordingFile.h"
 #include "Recorder/ScreenRecorder.h"
 
 #include <cassert>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
 #include <system_error>
+#include <thread>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace lumenwhirl {
 namespace {
@@ -21,6 +27,32 @@ namespace {
 constexpr double moveHz = 120;         // cursor samples a second, at most
 constexpr double pollInterval = 0.01;  // seconds
 constexpr std::int64_t framesPerSecond = 60;
+
+/// Sends growing files to the disk once a second, on a thread of its own, so that a power cut takes no more of
+/// them than that. Files that do not exist yet are skipped.
+class DiskFlusher {
+public:
+    explicit DiskFlusher(std::vector<std::filesystem::path> files)
+        : files_(std::move(files)), thread_([this](const std::stop_token& stop) { run(stop); }) {}
+
+private:
+    void run(const std::stop_token& stop) const {
+        std::mutex mutex;
+        std::condition_variable_any never;
+        std::unique_lock lock(mutex);
+        while (!never.wait_for(lock, stop, std::chrono::seconds(1), [&] { return stop.stop_requested(); })) {
+            for (const std::filesystem::path& file : files_) {
+                const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+                if (descriptor < 0) continue;
+                (void)::fdatasync(descriptor);  // a failure also reaches whoever writes the file
+                ::close(descriptor);
+            }
+        }
+    }
+
+    std::vector<std::filesystem::path> files_;
+    std::jthread thread_;  // last, so it is joined before what it uses goes away
+};
 
 }  // namespace
 
@@ -91,12 +123,12 @@ void RecordingController::open(const RecordingOptions& options, Session& session
         }
     }
     const DisplayInfo& display = session.info.display;
-    MovieFile::Settings settings;
+    RecordingFile::Settings settings;
     settings.width = static_cast<int>(display.pixelWidth);
     settings.height = static_cast<int>(display.pixelHeight);
     settings.codec = options.codec;
     settings.encoder = options.encoder;
-    auto file = std::make_unique<MovieFile>(session.package.recordingURL(), settings);
+    auto file = std::make_unique<RecordingFile>(session.package.recordingURL(), settings);
     session.screen = std::make_unique<ScreenRecorder>(options.target.makeStream(screen_), source, std::move(audio),
                                                       std::move(file), clock_);
 }

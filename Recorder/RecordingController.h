@@ -2,11 +2,11 @@
 
 #include "Media/Encoders.h"
 #include "Media/VideoWriter.h"
-#include "Recorder/CaptureTarget.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
 #include "Recorder/Platform/AudioSystem.h"
 #include "Recorder/Platform/HostClock.h"
 #include "Recorder/RecordingFile.h"
+#include "Recorder/ShareableContent.h"
 
 #include <atomic>
 #include <filesystem>

@@ -6,14 +6,14 @@ namespace lumenwhirl {
 
 bool RecordingQueue::hasRoom() const {
     const std::lock_guard lock(mutex_);
-    return !isClosed_ && pictures_.size() < mostPictures_;
+    return !isClosed_ && frames_.size() < mostFrames_;
 }
 
-bool RecordingQueue::push(Picture picture) {
+bool RecordingQueue::push(Frame frame) {
     {
         const std::lock_guard lock(mutex_);
-        if (isClosed_ || pictures_.size() >= mostPictures_) return false;
-        pictures_.push_back(std::move(picture));
+        if (isClosed_ || frames_.size() >= mostFrames_) return false;
+        frames_.push_back(std::move(frame));
     }
     changed_.notify_one();
     return true;
@@ -30,14 +30,14 @@ bool RecordingQueue::push(Audio audio) {
 RecordingQueue::Work RecordingQueue::take(std::chrono::steady_clock::time_point deadline) {
     Work work;
     std::unique_lock lock(mutex_);
-    changed_.wait_until(lock, deadline, [this] { return isClosed_ || !pictures_.empty(); });
-    if (!pictures_.empty()) {
-        work.picture = std::move(pictures_.front());
-        pictures_.pop_front();
+    changed_.wait_until(lock, deadline, [this] { return isClosed_ || !frames_.empty(); });
+    if (!frames_.empty()) {
+        work.frame = std::move(frames_.front());
+        frames_.pop_front();
     }
     work.audio = std::exchange(audio_, {});
     samples_ = 0;
-    work.isOver = isClosed_ && pictures_.empty();
+    work.isOver = isClosed_ && frames_.empty();
     return work;
 }
 

@@ -13,43 +13,44 @@
 
 namespace lumenwhirl {
 
-/// Pictures and sound on their way to the encoder's thread. What arrives live cannot wait: what finds no room is
-/// not taken. Any thread.
+/// Frames and audio on their way to an encoder's thread. Live capture cannot wait: what finds no room is dropped.
+/// Any thread.
 class RecordingQueue {
 public:
-    struct Picture {
-        VideoFrame frame;
+    struct Frame {
+        VideoFrame picture;
         std::int64_t pts = 0;  // ticks of the file
     };
     struct Audio {
-        double time = 0;             // seconds of the file, of the first sample
+        double time = 0;             // of the first sample, in seconds of the file
         std::vector<float> samples;  // interleaved
     };
     struct Work {
-        std::optional<Picture> picture;
-        std::vector<Audio> audio;  // all there was
+        std::optional<Frame> frame;
+        std::vector<Audio> audio;  // all that was waiting
         bool isOver = false;       // closed, and this is the last of it
     };
 
-    RecordingQueue(std::size_t mostPictures, std::size_t mostSamples)
-        : mostPictures_(mostPictures), mostSamples_(mostSamples) {}
+    RecordingQueue(std::size_t mostFrames, std::size_t mostSamples)
+        : mostFrames_(mostFrames), mostSamples_(mostSamples) {}
 
-    /// Whether the next picture would be taken, as long as nobody else gives one.
+    /// Whether the next frame would be taken, as long as nobody else pushes one.
     [[nodiscard]] bool hasRoom() const;
     /// False when there is no room, or the queue is closed.
-    bool push(Picture picture);
+    bool push(Frame frame);
     bool push(Audio audio);
 
-    /// Waits for a picture, or for the end, until the deadline; sound is fetched without waiting for it.
+    /// Waits until a frame arrives, the queue is closed or the deadline has passed. Audio wakes nobody: it is
+    /// taken along.
     [[nodiscard]] Work take(std::chrono::steady_clock::time_point deadline);
-    /// Nothing more is taken. What waits can still be fetched.
+    /// Nothing more is taken in; what waits can still be taken out.
     void close();
 
 private:
-    const std::size_t mostPictures_, mostSamples_;
+    const std::size_t mostFrames_, mostSamples_;
     mutable std::mutex mutex_;  // guards the fields below
     std::condition_variable changed_;
-    std::deque<Picture> pictures_;
+    std::deque<Frame> frames_;
     std::vector<Audio> audio_;
     std::size_t samples_ = 0;  // in audio_
     bool isClosed_ = false;

@@ -27,7 +27,7 @@ void ScreenRecorder::start() {
         try {
             audio_->start([this](const AudioBlock& block) { handleAudio(block); },
                           [this](const std::string& reason) { noteAudioEnd(reason); });
-        } catch (const PlatformError& error) {  // better a recording without sound than none
+        } catch (const PlatformError& error) {  // better a recording without audio than none
             noteAudioEnd(error.what());
         }
     }
@@ -53,7 +53,7 @@ void ScreenRecorder::onAreaChange(AreaHandler handler) {
     if (areaChanged_ && area_) areaChanged_(*area_);
 }
 
-/// False when this picture is too early: sound is still awaited, or the file could not be begun.
+/// False when the recording has not begun with this frame: audio is still awaited, or the file could not be begun.
 bool ScreenRecorder::begin(const CapturedFrame& frame, double now) {
     if (audioSource_ != AudioSource::none && !audioFormat_ && !audioFailure_) {
         if (firstVideoHostTime_ == 0) firstVideoHostTime_ = now;

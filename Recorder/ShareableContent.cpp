@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace lumenwhirl::ShareableContent {
+namespace lumenwhirl {
 namespace {
 
 std::int64_t rounded(double value) {
@@ -41,6 +41,15 @@ Place placeOf(const Rect& frame, const std::vector<Place>& places) {
 }
 
 }  // namespace
+
+std::unique_ptr<CaptureStream> CaptureTarget::makeStream(ScreenSystem& screen) const {
+    if (const auto* display = std::get_if<CaptureDisplay>(&choice_))
+        return screen.captureDisplay(display->id, display->displayInfo);
+    const auto& window = std::get<CaptureWindow>(choice_);
+    return screen.captureWindow(window.id, window.displayInfo);
+}
+
+namespace ShareableContent {
 
 std::vector<CaptureDisplay> displays(ScreenSystem& screen) {
     std::vector<CaptureDisplay> found;
@@ -92,4 +101,6 @@ std::vector<CaptureWindow> windows(ScreenSystem& screen, std::optional<std::stri
     return found;
 }
 
-}  // namespace lumenwhirl::ShareableContent
+}  // namespace ShareableContent
+
+}  // namespace lumenwhirl

@@ -1,13 +1,56 @@
 #pragma once
 
-#include "Recorder/CaptureTarget.h"
+#include "Engine/Geometry/DisplayInfo.h"
+#include "Recorder/Platform/ScreenSystem.h"
 
+#include <cstdint>
+#include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 #include <vector>
 
+namespace lumenwhirl {
+
+/// A whole display that can be recorded.
+struct CaptureDisplay {
+    std::uint32_t id = 0;
+    std::int64_t width = 0, height = 0;  // pixels
+    DisplayInfo displayInfo;
+    std::string name{};  // for people, such as "HDMI-1"; may be empty
+    bool isPrimary = false;
+    bool operator==(const CaptureDisplay&) const = default;
+};
+
+/// A window that can be recorded.
+struct CaptureWindow {
+    std::uint32_t id = 0;
+    std::string appName{}, title{};  // empty when unknown, when it has none
+    DisplayInfo displayInfo;         // of the window, as if it were a display
+    std::uint32_t containingDisplayID = 0;
+    bool operator==(const CaptureWindow&) const = default;
+};
+
+/// What is to be recorded.
+class CaptureTarget {
+public:
+    CaptureTarget(CaptureDisplay display) : choice_(std::move(display)) {}
+    CaptureTarget(CaptureWindow window) : choice_(std::move(window)) {}
+
+    [[nodiscard]] const DisplayInfo& displayInfo() const noexcept {
+        return std::visit([](const auto& target) -> const DisplayInfo& { return target.displayInfo; }, choice_);
+    }
+    /// Its pictures; not started yet. Throws PlatformError.
+    [[nodiscard]] std::unique_ptr<CaptureStream> makeStream(ScreenSystem& screen) const;
+
+private:
+    std::variant<CaptureDisplay, CaptureWindow> choice_;
+};
+
 /// What can be recorded of a desktop. Throws what the desktop's listing throws (PlatformError).
-namespace lumenwhirl::ShareableContent {
+namespace ShareableContent {
 
 /// Points; the least width and height of a window that is worth listing.
 inline constexpr double minimumWindowSize = 120;
@@ -22,4 +65,6 @@ inline constexpr double minimumWindowSize = 120;
                                                  std::optional<std::string_view> excludedApplicationID,
                                                  double minSize = minimumWindowSize);
 
-}  // namespace lumenwhirl::ShareableContent
+}  // namespace ShareableContent
+
+}  // namespace lumenwhirl

@@ -17,7 +17,7 @@ finish() {
 trap finish EXIT
 export LC_ALL=C HOME=$folder
 
-# The settings of live pictures; they follow Recorder/MovieFile.cpp and Media/VideoEncoder.cpp.
+# The settings of live pictures; they follow Recorder/RecordingFile.cpp and Media/VideoEncoder.cpp.
 h264=(-c:v libx264 -preset ultrafast -tune zerolatency -crf 18)
 hevc=(-c:v libx265 -preset ultrafast -tune zerolatency -crf 16 -x265-params log-level=none:psy-rd=0)
 common=(-g 240 -bf 0 -pix_fmt yuv420p)

@@ -3,8 +3,8 @@
 #include "Lumenwhirl/Commands/Command.h"
 #include "Media/Encoders.h"
 #include "Media/VideoWriter.h"
-#include "Recorder/CaptureTarget.h"
 #include "Recorder/RecordingFile.h"
+#include "Recorder/ShareableContent.h"
 
 #include <cstdint>
 #include <optional>

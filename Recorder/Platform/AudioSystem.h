@@ -1,13 +1,44 @@
 #pragma once
 
-#include "Recorder/Platform/AudioStream.h"
-
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace lumenwhirl {
+
+struct AudioFormat {
+    int sampleRate = 48000;
+    int channels = 2;
+    bool operator==(const AudioFormat&) const = default;
+};
+
+/// Some sound as it arrives, valid while the handler runs.
+struct AudioBlock {
+    double time = 0;  // host clock, when the first sample was heard; smoothed, within some milliseconds
+    const float* samples = nullptr;  // interleaved, nominal -1...1
+    std::size_t frames = 0;          // samples a channel
+};
+
+/// The sound of one device.
+class AudioStream {
+public:
+    using BlockHandler = std::function<void(const AudioBlock&)>;
+    using EndHandler = std::function<void(const std::string& reason)>;
+
+    virtual ~AudioStream() = default;
+    /// Of every block.
+    [[nodiscard]] virtual AudioFormat format() const = 0;
+    /// Begins; once. Both handlers are called on a thread of the stream's own, one at a time; they must be short,
+    /// or sound is lost. `ended`: the device or the server is gone, as a line for people says; no block follows.
+    /// Throws PlatformError.
+    virtual void start(BlockHandler block, EndHandler ended) = 0;
+    /// Ends. No handler runs any more when it returns. Not from a handler. May be called again, and before
+    /// start().
+    virtual void stop() noexcept = 0;
+};
 
 struct MicDevice {
     std::string id;    // the sound server's name of it, which stays the same

@@ -4,7 +4,6 @@
 #include "Engine/Geometry/Rect.h"
 #include "Engine/Geometry/Size.h"
 #include "Recorder/Platform/CaptureStream.h"
-#include "Recorder/Platform/HotKeyGrab.h"
 #include "Recorder/Platform/InputStream.h"
 
 #include <cstdint>

@@ -1,7 +1,6 @@
 #include "Recorder/MicRecorder.h"
 
 #include "Media/AudioReader.h"
-#include "Recorder/AudioDevices.h"
 #include "Tests/Files/FullDisk.h"
 #include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Recorder/ScriptedDesktop.h"

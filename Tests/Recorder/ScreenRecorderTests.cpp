@@ -1,11 +1,16 @@
+#include "Media/VideoReader.h"
 #include "Recorder/Platform/PlatformError.h"
 #include "Recorder/ScreenRecorder.h"
+#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Recorder/ScriptedDesktop.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <latch>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace lumenwhirl::test {
@@ -13,48 +18,15 @@ namespace {
 
 using AudioSource = ScreenRecorder::AudioSource;
 
-/// Notes what it is given.
-struct FileNotes {
-    bool canBegin = true, isBusy = false;
-    int begins = 0;
-    double startTime = 0;
-    std::optional<AudioFormat> audio;
-    std::vector<double> frames, blocks;
-    std::optional<double> finishedWithin;
-    std::optional<std::string> failure;
-};
-
-class NotingFile final : public RecordingFile {
-public:
-    explicit NotingFile(FileNotes& notes) : notes_(notes) {}
-    bool begin(double startTime, const std::optional<AudioFormat>& audio) override {
-        ++notes_.begins;
-        notes_.startTime = startTime;
-        notes_.audio = audio;
-        return notes_.canBegin;
-    }
-    bool appendVideo(const CapturedFrame& frame) override {
-        if (!notes_.isBusy) notes_.frames.push_back(frame.time);
-        return !notes_.isBusy;
-    }
-    bool appendAudio(const AudioBlock& block) override {
-        if (!notes_.isBusy) notes_.blocks.push_back(block.time);
-        return !notes_.isBusy;
-    }
-    void finish(double seconds) override { notes_.finishedWithin = seconds; }
-    [[nodiscard]] Progress progress() const override { return {}; }
-    [[nodiscard]] std::optional<std::string> failure() const override { return notes_.failure; }
-
-private:
-    FileNotes& notes_;
-};
-
 class ScreenRecorderTest : public testing::Test {
 protected:
-    ScreenRecorder& makeRecorder(AudioSource source) {
+    ScreenRecorder& makeRecorder(AudioSource source, std::function<void()> beforeFrame = {}) {
+        auto file = std::make_unique<RecordingFile>(
+            path,
+            RecordingFile::Settings{64, 64, VideoCodec::h264, EncoderChoice::software, std::move(beforeFrame)});
         recorder.emplace(std::make_unique<ScriptedCapture>(capture), source,
                          source == AudioSource::none ? nullptr : std::make_unique<ScriptedAudio>(audio),
-                         std::make_unique<NotingFile>(file), clock);
+                         std::move(file), clock);
         recorder->start();
         return *recorder;
     }
@@ -63,139 +35,123 @@ protected:
         clock.advanceTo(time);
         capture.deliver(picture.frame(time - 0.002));
     }
-    void playAt(double time) {
+    void playAt(double time, double seconds = 0.01) {
         clock.advanceTo(time);
-        audio.play(time - 0.01, 0.01, 0.5F);
+        audio.play(time - 0.01, seconds, 0.5F);
     }
+    [[nodiscard]] bool hasAudioTrack() const { return VideoReader(path).info().hasAudio; }
 
+    TemporaryFolder folder;
+    std::filesystem::path path = folder / "recording.mp4";
     VirtualClock clock{100};
     ScriptedCapture::Controls capture;
     ScriptedAudio::Controls audio;
-    FileNotes file;
     Picture picture{64, 64, 0x336699};
     std::optional<ScreenRecorder> recorder;
 };
 
-TEST_F(ScreenRecorderTest, beginsWithTheFirstCompleteFrameWhereNoAudioIsAsked) {
+TEST_F(ScreenRecorderTest, beginsWithTheFirstCompleteFrame) {
     ScreenRecorder& screen = makeRecorder(AudioSource::none);
     for (const FrameStatus status : {FrameStatus::started, FrameStatus::idle, FrameStatus::blank,
                                      FrameStatus::suspended, FrameStatus::stopped})
         capture.deliver({.status = status, .time = 100});
-    EXPECT_EQ(file.begins, 0);
     EXPECT_EQ(screen.recordingStartHostTime(), 0);
+    EXPECT_TRUE(folder.isEmpty());
     showAt(101);
     EXPECT_EQ(screen.recordingStartHostTime(), 101);  // when it was handled
-    EXPECT_EQ(file.startTime, 100.998);               // when it was taken
-    EXPECT_FALSE(file.audio);
     showAt(103);
     capture.deliver({.status = FrameStatus::idle, .time = 104});
+    capture.onStop = [&] { showAt(109); };
     const auto result = screen.stop();
     EXPECT_EQ(result.startHostTime, 101);
-    EXPECT_DOUBLE_EQ(result.duration, 2);  // from the first to the last written frame
+    EXPECT_DOUBLE_EQ(result.duration, 8);  // up to the frame that is delivered while stopping
     EXPECT_FALSE(result.wroteAudio);
-    EXPECT_EQ(file.finishedWithin, 5.0);
     EXPECT_EQ(screen.stop(), result);
+    EXPECT_FALSE(hasAudioTrack());
+    VideoReader video(path);
+    for (const double time : {0.0, 2.0, 8.0}) EXPECT_NEAR(video.next().value().time(), time, 1e-6);
+    EXPECT_FALSE(video.next());
 }
 
 TEST_F(ScreenRecorderTest, waitsForTheFirstAudioButNotForLong) {
     ScreenRecorder& screen = makeRecorder(AudioSource::system);
     showAt(101);
     showAt(101.1);
-    EXPECT_EQ(file.begins, 0);
-    playAt(101.2);  // only tells that there is sound
-    EXPECT_TRUE(file.blocks.empty());
+    playAt(101.2);
+    EXPECT_EQ(screen.audioLevel(), 0.5F);
+    EXPECT_EQ(screen.recordingStartHostTime(), 0);
     showAt(101.3);
     EXPECT_EQ(screen.recordingStartHostTime(), 101.3);
-    EXPECT_EQ(file.audio, (AudioFormat{48000, 2}));
     playAt(101.4);
-    EXPECT_EQ(file.blocks.size(), 1U);
     const auto result = screen.stop();
     EXPECT_TRUE(result.wroteAudio);
     EXPECT_EQ(result.audioSource, AudioSource::system);
+    EXPECT_TRUE(hasAudioTrack());
 
-    file = {};
-    capture = {};
     audio.format = {44100, 1};
     ScreenRecorder& silent = makeRecorder(AudioSource::mic);
     showAt(201);
     showAt(201.5);
-    EXPECT_EQ(file.begins, 0);
+    EXPECT_EQ(silent.recordingStartHostTime(), 0);
     showAt(201.625);  // more than 0.6 s after the first
     EXPECT_EQ(silent.recordingStartHostTime(), 201.625);
-    EXPECT_FALSE(file.audio);
     playAt(202);  // too late: the file has no track for it
-    EXPECT_TRUE(file.blocks.empty());
     EXPECT_FALSE(silent.stop().wroteAudio);
+    EXPECT_FALSE(hasAudioTrack());
+
+    audio.startFailure = "no such sink";
+    ScreenRecorder& failed = makeRecorder(AudioSource::system);
+    EXPECT_EQ(failed.audioFailure(), "no such sink");
+    showAt(301);
+    EXPECT_EQ(failed.recordingStartHostTime(), 301);
 }
 
 TEST_F(ScreenRecorderTest, countsOnlyWhatTheFileTook) {
-    ScreenRecorder& screen = makeRecorder(AudioSource::system);
+    path = folder / "package/recording.mp4";
+    std::latch isEncoding(1), mayGoOn(1);
+    bool isFirst = true;
+    ScreenRecorder& screen = makeRecorder(AudioSource::system, [&] {
+        if (std::exchange(isFirst, false)) isEncoding.count_down();
+        mayGoOn.wait();
+    });
     playAt(100.5);
-    file.canBegin = false;
     showAt(101);
     EXPECT_EQ(screen.recordingStartHostTime(), 0);
-    file.canBegin = true;  // the next frame tries again
-    showAt(101.5);
-    EXPECT_EQ(file.begins, 2);
-    showAt(102);
-    file.isBusy = true;
-    showAt(103);
-    playAt(103);
+    EXPECT_TRUE(screen.failure());
+    std::filesystem::create_directory(folder / "package");
+    showAt(101.5);  // the next frame tries again
+    EXPECT_EQ(screen.recordingStartHostTime(), 101.5);
+    EXPECT_FALSE(screen.failure());
+    isEncoding.wait();
+    for (int i = 1; i <= 20; ++i) showAt(101.5 + i);
+    playAt(122, 11);  // more than may wait
+    mayGoOn.count_down();
     const auto result = screen.stop();
-    EXPECT_DOUBLE_EQ(result.duration, 0.5);
+    EXPECT_DOUBLE_EQ(result.duration, RecordingFile::queuedFrames);
     EXPECT_FALSE(result.wroteAudio);
 }
 
-TEST_F(ScreenRecorderTest, takesTheFrameThatIsDeliveredWhileStopping) {
-    ScreenRecorder& screen = makeRecorder(AudioSource::none);
-    showAt(101);
-    capture.onStop = [&] { showAt(109); };
-    EXPECT_DOUBLE_EQ(screen.stop().duration, 8);
+TEST_F(ScreenRecorderTest, endsWithoutAFrame) {
+    EXPECT_EQ(makeRecorder(AudioSource::none).stop(), ScreenRecorder::Result{});
+    EXPECT_TRUE(folder.isEmpty());
+    capture.startFailure = "no such window";
+    EXPECT_THROW(makeRecorder(AudioSource::none), PlatformError);
 }
 
-TEST_F(ScreenRecorderTest, stopsWithoutAFrame) {
-    const auto result = makeRecorder(AudioSource::none).stop();
-    EXPECT_EQ(result, ScreenRecorder::Result{});
-}
-
-TEST_F(ScreenRecorderTest, tellsWhereAWindowGoesAndWhyTheCaptureEnded) {
+TEST_F(ScreenRecorderTest, reportsWhereAWindowGoesAndWhyTheCaptureEnded) {
     ScreenRecorder& screen = makeRecorder(AudioSource::none);
     showAt(101);
     std::vector<ScreenRecorder::Area> areas;
     screen.onAreaChange([&](const ScreenRecorder::Area& area) { areas.push_back(area); });
-    capture.deliver(picture.frame(102, {}));  // the same
+    capture.deliver(picture.frame(102, {}));  // unchanged
     capture.deliver(picture.frame(103, {5, 7}));
     capture.deliver(Picture(80, 40, 0).frame(104, {5, 7}));
     screen.onAreaChange(nullptr);
     capture.deliver(picture.frame(105));
     EXPECT_EQ(areas, (std::vector<ScreenRecorder::Area>{{{0, 0}, 64, 64}, {{5, 7}, 64, 64}, {{5, 7}, 80, 40}}));
-
-    EXPECT_FALSE(screen.endReason());
-    file.failure = "the disk is full";
-    EXPECT_EQ(screen.failure(), "the disk is full");
     EXPECT_FALSE(screen.endReason());
     capture.end("the window was closed");
     EXPECT_EQ(screen.endReason(), "the window was closed");
-}
-
-TEST_F(ScreenRecorderTest, passesOnWhyItCannotStart) {
-    capture.startFailure = "no such window";
-    EXPECT_THROW(makeRecorder(AudioSource::none), PlatformError);
-}
-
-TEST_F(ScreenRecorderTest, doesNotWaitForAudioThatCannotCome) {
-    audio.startFailure = "no such sink";
-    ScreenRecorder& screen = makeRecorder(AudioSource::system);
-    EXPECT_EQ(screen.audioFailure(), "no such sink");
-    showAt(101);
-    EXPECT_EQ(screen.recordingStartHostTime(), 101);
-    EXPECT_FALSE(file.audio);
-}
-
-TEST_F(ScreenRecorderTest, tellsTheLoudnessOfTheLatestAudio) {
-    ScreenRecorder& screen = makeRecorder(AudioSource::system);
-    audio.play(100, 0.01, -0.25F);
-    EXPECT_EQ(screen.audioLevel(), 0.25F);
 }
 
 }  // namespace

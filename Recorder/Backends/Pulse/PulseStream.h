@@ -2,7 +2,7 @@
 
 #include "Recorder/Backends/Pulse/PulseConnection.h"
 #include "Recorder/Backends/Pulse/SampleClock.h"
-#include "Recorder/Platform/AudioStream.h"
+#include "Recorder/Platform/AudioSystem.h"
 #include "Recorder/Platform/PlatformError.h"
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 
 #include "Recorder/Backends/X11/StopEvent.h"
 #include "Recorder/Backends/X11/X11Connection.h"
-#include "Recorder/Platform/HotKeyGrab.h"
+#include "Recorder/Platform/InputStream.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Recorder/Platform/AudioStream.h"
+#include "Recorder/Platform/AudioSystem.h"
 
 #include <algorithm>
 #include <chrono>

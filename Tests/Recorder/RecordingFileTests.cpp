@@ -2,7 +2,7 @@
 #include "Media/InputFile.h"
 #include "Media/MediaError.h"
 #include "Media/VideoReader.h"
-#include "Recorder/MovieFile.h"
+#include "Recorder/RecordingFile.h"
 #include "Tests/Files/FullDisk.h"
 #include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Media/BarCode.h"
@@ -31,9 +31,9 @@ namespace fs = std::filesystem;
 constexpr int width = 320, height = 128;
 constexpr double startTime = 1000;
 
-MovieFile::Settings settings(VideoCodec codec = VideoCodec::hevc) {
+RecordingFile::Settings settings(VideoCodec codec = VideoCodec::hevc) {
     return {
-        .width = width, .height = height, .codec = codec, .encoder = EncoderChoice::software, .beforePicture = {}};
+        .width = width, .height = height, .codec = codec, .encoder = EncoderChoice::software, .beforeFrame = {}};
 }
 
 /// A picture with a number, in grey.
@@ -63,7 +63,7 @@ private:
 };
 
 /// Gives the picture again until there is room for it; false when the file takes no more.
-bool append(MovieFile& movie, const CapturedFrame& frame) {
+bool append(RecordingFile& movie, const CapturedFrame& frame) {
     while (!movie.appendVideo(frame)) {
         if (movie.failure()) return false;
         std::this_thread::yield();
@@ -114,7 +114,7 @@ std::vector<float> ticking(double from, std::size_t frames) {
     return samples;
 }
 
-bool appendAudio(MovieFile& movie, double time, std::size_t frames = 800) {
+bool appendAudio(RecordingFile& movie, double time, std::size_t frames = 800) {
     const std::vector<float> samples = ticking(time, frames);
     return movie.appendAudio({startTime + time, samples.data(), frames});
 }
@@ -124,7 +124,7 @@ class Codecs : public testing::TestWithParam<VideoCodec> {};
 TEST_P(Codecs, keepPicturesTheirTimesAndTheAudioBesideThem) {
     const TemporaryFolder folder;
     const fs::path file = folder / "recording.mp4";
-    MovieFile movie(file, settings(GetParam()));
+    RecordingFile movie(file, settings(GetParam()));
     EXPECT_TRUE(folder.isEmpty());
     EXPECT_FALSE(movie.appendVideo(Numbered(0, startTime).frame()));
     ASSERT_TRUE(movie.begin(startTime, AudioFormat{}));
@@ -160,7 +160,7 @@ TEST_P(Codecs, keepPicturesTheirTimesAndTheAudioBesideThem) {
 TEST_P(Codecs, giveNoPictureAPlaceToStartFromThatIsFarAway) {
     const TemporaryFolder folder;
     const fs::path file = folder / "recording.mp4";
-    MovieFile movie(file, settings(GetParam()));
+    RecordingFile movie(file, settings(GetParam()));
     ASSERT_TRUE(movie.begin(startTime, std::nullopt));
     std::vector<double> times;
     for (double time = 0; time < 30; time += time < 6 ? 1 / 60.0 : 0.7) times.push_back(time);
@@ -186,7 +186,7 @@ INSTANTIATE_TEST_SUITE_P(All, Codecs, testing::Values(VideoCodec::hevc, VideoCod
                              return instance.param == VideoCodec::hevc ? "hevc" : "h264";
                          });
 
-TEST(MovieFile, playsUpToItsLastSecondWhenItsProcessIsKilled) {
+TEST(RecordingFile, playsUpToItsLastSecondWhenItsProcessIsKilled) {
     for (const unsigned killedAfter : {1U, 70U, 300U}) {
         SCOPED_TRACE(killedAfter);
         const TemporaryFolder folder;
@@ -197,7 +197,7 @@ TEST(MovieFile, playsUpToItsLastSecondWhenItsProcessIsKilled) {
         ASSERT_GE(child, 0);
         if (child == 0) {
             ::close(pipe[0]);
-            MovieFile movie(file, settings());
+            RecordingFile movie(file, settings());
             if (!movie.begin(startTime, AudioFormat{})) ::_exit(1);
             for (unsigned i = 0;; ++i) {
                 const bool isTaken =
@@ -226,10 +226,10 @@ TEST(MovieFile, playsUpToItsLastSecondWhenItsProcessIsKilled) {
     }
 }
 
-TEST(MovieFile, doesNotKeepTheLastPictureFromTheDiskWhileTheScreenStandsStill) {
+TEST(RecordingFile, doesNotKeepTheLastPictureFromTheDiskWhileTheScreenStandsStill) {
     const TemporaryFolder folder;
     const fs::path file = folder / "recording.mp4";
-    MovieFile movie(file, settings());
+    RecordingFile movie(file, settings());
     ASSERT_TRUE(movie.begin(startTime, std::nullopt));
     ASSERT_TRUE(movie.appendVideo(Numbered(1, startTime).frame()));
     ASSERT_TRUE(movie.appendVideo(Numbered(2, startTime + 0.1).frame()));
@@ -239,41 +239,41 @@ TEST(MovieFile, doesNotKeepTheLastPictureFromTheDiskWhileTheScreenStandsStill) {
     EXPECT_EQ(movie.progress().bytes, fs::file_size(file));
 }
 
-TEST(MovieFile, dropsPicturesWhileTheEncoderIsBehind) {
+TEST(RecordingFile, dropsPicturesWhileTheEncoderIsBehind) {
     const TemporaryFolder folder;
     std::latch isEncoding(1), mayGoOn(1);
     bool isFirst = true;
-    MovieFile::Settings slow = settings();
-    slow.beforePicture = [&] {
+    RecordingFile::Settings slow = settings();
+    slow.beforeFrame = [&] {
         if (std::exchange(isFirst, false)) isEncoding.count_down();
         mayGoOn.wait();
     };
     const fs::path file = folder / "recording.mp4";
-    MovieFile movie(file, slow);
+    RecordingFile movie(file, slow);
     ASSERT_TRUE(movie.begin(startTime, std::nullopt));
     ASSERT_TRUE(movie.appendVideo(Numbered(0, startTime).frame()));
     isEncoding.wait();
     for (unsigned i = 1; i < 30; ++i)
-        EXPECT_EQ(movie.appendVideo(Numbered(i, startTime + i / 60.0).frame()), i <= MovieFile::queuedPictures);
-    EXPECT_EQ(movie.progress().framesDropped, 29 - static_cast<int>(MovieFile::queuedPictures));
+        EXPECT_EQ(movie.appendVideo(Numbered(i, startTime + i / 60.0).frame()), i <= RecordingFile::queuedFrames);
+    EXPECT_EQ(movie.progress().framesDropped, 29 - static_cast<int>(RecordingFile::queuedFrames));
     mayGoOn.count_down();
     ASSERT_TRUE(append(movie, Numbered(40, startTime + 40 / 60.0).frame()));
     movie.finish(60);
     const std::vector<Shown> pictures = picturesOf(file);
-    ASSERT_EQ(pictures.size(), MovieFile::queuedPictures + 2);
+    ASSERT_EQ(pictures.size(), RecordingFile::queuedFrames + 2);
     EXPECT_EQ(movie.progress().framesWritten, static_cast<std::int64_t>(pictures.size()));
     for (unsigned i = 0; i + 1 < pictures.size(); ++i) EXPECT_EQ(pictures[i].number, i);
     EXPECT_EQ(pictures.back().number, 40U);
     EXPECT_NEAR(pictures.back().time, 40 / 60.0, 1e-6);
 }
 
-TEST(MovieFile, finishesWithoutWhatWouldTakeTooLong) {
+TEST(RecordingFile, finishesWithoutWhatWouldTakeTooLong) {
     const TemporaryFolder folder;
     std::latch mayGoOn(1);
-    MovieFile::Settings slow = settings();
-    slow.beforePicture = [&] { mayGoOn.wait(); };
+    RecordingFile::Settings slow = settings();
+    slow.beforeFrame = [&] { mayGoOn.wait(); };
     const fs::path file = folder / "recording.mp4";
-    MovieFile movie(file, slow);
+    RecordingFile movie(file, slow);
     ASSERT_TRUE(movie.begin(startTime, AudioFormat{}));
     for (unsigned i = 0; i < 10; ++i) ASSERT_TRUE(movie.appendVideo(Numbered(i, startTime + i / 60.0).frame()));
     std::jthread stopper([&] { movie.finish(0); });
@@ -285,13 +285,13 @@ TEST(MovieFile, finishesWithoutWhatWouldTakeTooLong) {
     EXPECT_LE(picturesOf(file).size(), 1U);  // the one that was being encoded
 }
 
-TEST(MovieFile, tellsThatTheDiskIsFullAndKeepsWhatThereIs) {
+TEST(RecordingFile, tellsThatTheDiskIsFullAndKeepsWhatThereIs) {
     for (const rlim_t limit : {rlim_t{3'000}, rlim_t{60'000}}) {
         SCOPED_TRACE(limit);
         const TemporaryFolder folder;
         const fs::path file = folder / "recording.mp4";
         EXPECT_TRUE(holdsOnFullDisk(limit, [&] {
-            MovieFile movie(file, settings(VideoCodec::h264));
+            RecordingFile movie(file, settings(VideoCodec::h264));
             if (!movie.begin(startTime, AudioFormat{})) return false;
             unsigned i = 0;
             while (append(movie, Numbered(i * 7919U, startTime + i / 60.0).frame())) {
@@ -314,9 +314,9 @@ TEST(MovieFile, tellsThatTheDiskIsFullAndKeepsWhatThereIs) {
     }
 }
 
-TEST(MovieFile, canBeBegunAgainWhereItCouldNot) {
+TEST(RecordingFile, canBeBegunAgainWhereItCouldNot) {
     const TemporaryFolder folder;
-    MovieFile movie(folder / "package/recording.mp4", settings());
+    RecordingFile movie(folder / "package/recording.mp4", settings());
     EXPECT_FALSE(movie.begin(startTime, AudioFormat{}));
     EXPECT_NE(movie.failure().value_or("").find("recording.mp4: cannot create: "), std::string::npos);
     fs::create_directory(folder / "package");
@@ -329,10 +329,10 @@ TEST(MovieFile, canBeBegunAgainWhereItCouldNot) {
     EXPECT_EQ(picturesOf(folder / "package/recording.mp4").size(), 1U);
 }
 
-TEST(MovieFile, keepsTheTimesOfAScreenThatStandsStillForHours) {
+TEST(RecordingFile, keepsTheTimesOfAScreenThatStandsStillForHours) {
     const TemporaryFolder folder;
     const fs::path file = folder / "recording.mp4";
-    MovieFile movie(file, settings());
+    RecordingFile movie(file, settings());
     ASSERT_TRUE(movie.begin(startTime, std::nullopt));
     ASSERT_TRUE(append(movie, Numbered(1, startTime).frame()));
     ASSERT_TRUE(append(movie, Numbered(2, startTime + 2).frame()));
@@ -347,12 +347,12 @@ TEST(MovieFile, keepsTheTimesOfAScreenThatStandsStillForHours) {
     EXPECT_EQ(pictures.back().time, 20'000);
 }
 
-TEST(MovieFile, followsAWindowThatIsResized) {
+TEST(RecordingFile, followsAWindowThatIsResized) {
     const TemporaryFolder folder;
-    MovieFile::Settings odd = settings();
+    RecordingFile::Settings odd = settings();
     odd.width = width - 1;
     const fs::path file = folder / "recording.mp4";
-    MovieFile movie(file, odd);
+    RecordingFile movie(file, odd);
     ASSERT_TRUE(movie.begin(startTime, std::nullopt));
     ASSERT_TRUE(append(movie, Numbered(1, startTime, 160, 64).frame()));
     ASSERT_TRUE(append(movie, Numbered(2, startTime + 1, 640, 256).frame()));
@@ -361,48 +361,6 @@ TEST(MovieFile, followsAWindowThatIsResized) {
     EXPECT_EQ(picturesOf(file, barCode::Area{0, 0, 160, 64}).at(0).number, 1U);
     EXPECT_EQ(picturesOf(file).at(1).number, 2U);
     EXPECT_EQ(picturesOf(file).at(2).number, 3U);
-}
-
-TEST(MovieFile, keepsColors) {
-    const TemporaryFolder folder;
-    struct Patch {
-        int b, g, r;
-    };
-    // Eight patches across: the primaries, what is between, and greys.
-    constexpr std::array<Patch, 8> patches{Patch{255, 0, 0}, {0, 255, 0},    {0, 0, 255},   {255, 255, 255},
-                                           {0, 0, 0},        {200, 120, 40}, {30, 90, 220}, {128, 128, 128}};
-    constexpr int patch = width / 8;
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(width) * height * 4);
-    for (int i = 0; i < width * height; ++i) {
-        const Patch& color = patches[static_cast<std::size_t>(i % width / patch)];
-        const std::array values{color.b, color.g, color.r, 0};
-        for (std::size_t c = 0; c < 4; ++c)
-            bytes[static_cast<std::size_t>(i) * 4 + c] = static_cast<std::uint8_t>(values[c]);
-    }
-    const fs::path file = folder / "recording.mp4";
-    {
-        MovieFile movie(file, settings());
-        ASSERT_TRUE(movie.begin(startTime, std::nullopt));
-        ASSERT_TRUE(append(movie, {.time = startTime,
-                                   .pixels = bytes.data(),
-                                   .stride = 4 * width,
-                                   .width = width,
-                                   .height = height,
-                                   .origin = {}}));
-        movie.finish(60);
-    }
-    VideoReader reader(file);
-    const auto frame = reader.next();
-    ASSERT_TRUE(frame);
-    for (std::size_t i = 0; i < patches.size(); ++i) {
-        SCOPED_TRACE(i);
-        const double b = patches[i].b / 255.0, g = patches[i].g / 255.0, r = patches[i].r / 255.0;
-        const double y = 0.2126 * r + 0.7152 * g + 0.0722 * b;
-        const auto x = static_cast<std::ptrdiff_t>(i) * patch + patch / 2;
-        EXPECT_NEAR(frame->plane(0)[height / 2 * frame->stride(0) + x], 16 + 219 * y, 2);
-        EXPECT_NEAR(frame->plane(1)[height / 4 * frame->stride(1) + x / 2], 128 + 224 * (b - y) / 1.8556, 2);
-        EXPECT_NEAR(frame->plane(2)[height / 4 * frame->stride(2) + x / 2], 128 + 224 * (r - y) / 1.5748, 2);
-    }
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "Recorder/MovieFile.h"
+#include "Recorder/RecordingFile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,11 +9,11 @@
 namespace lumenwhirl {
 namespace {
 
-/// How long what was encoded may wait for its way to the disk. Fragments cost some 200 bytes each.
+/// How long encoded packets may wait before they are flushed. A fragment costs some 200 bytes.
 constexpr std::chrono::milliseconds longestUnflushed{400};
 constexpr std::size_t queuedAudioSeconds = 10;
 
-[[nodiscard]] VideoSettings encoderSettings(const MovieFile::Settings& settings) {
+[[nodiscard]] VideoSettings encoderSettings(const RecordingFile::Settings& settings) {
     constexpr int fps = 60, keyFrameSeconds = 4;
     VideoSettings video;
     video.codec = settings.codec;
@@ -21,19 +21,19 @@ constexpr std::size_t queuedAudioSeconds = 10;
     video.width = (settings.width + 1) / 2 * 2;
     video.height = (settings.height + 1) / 2 * 2;
     video.frameRate = {fps, 1};
-    video.timeBase = {1, MovieFile::timescale};
+    video.timeBase = {1, RecordingFile::timescale};
     video.keyFrameInterval = keyFrameSeconds * fps;
     video.realTime = true;
-    // Of a recording a finished video is made, so its quality must be beyond that of the latter. Of a core of a
-    // busy machine, per picture of 1080p; luma against the source, mean over text that is typed, text that scrolls
-    // and a window that moves over text, 120 pictures each:
+    // The finished video is made from the recording, which must therefore be of higher quality. Time per frame of
+    // 1080p on one core of a busy machine; luma against the source, the mean over text that is typed, text that
+    // scrolls and a window that moves over text, 120 frames each:
     //     x265 ultrafast 20   20 to 26 ms, key 220 ms   1.7 to  7.0 Mbit/s   SSIM 0.9969   49.8 dB
     //     x265 ultrafast 16   19 to 25 ms, key 220 ms   2.1 to 10.5 Mbit/s   SSIM 0.9985   53.3 dB
     //     x265 superfast 18   19 to 30 ms, key 580 ms   1.1 to  6.9 Mbit/s   SSIM 0.9995   54.7 dB
     //     x264 ultrafast 18    5 to  6 ms, key  20 ms   2.6 to  9.8 Mbit/s   SSIM 0.9996   55.3 dB
     //     x264 superfast 20    5 to  7 ms, key  40 ms   0.9 to  3.6 Mbit/s   SSIM 0.9992   48.6 dB
-    // On two idle cores x265 ultrafast takes 12 to 14 ms: 60 a second, and the queue rides out its key pictures,
-    // as it would not those of superfast. Slopes of light come out with errors of 2 codes at most, 61 dB.
+    // On two idle cores x265 ultrafast takes 12 to 14 ms: 60 frames a second, and the queue rides out its key
+    // frames, which it would not with superfast. Gradients come out with errors of 2 codes at most, 61 dB.
     video.speed = "ultrafast";
     video.quality = settings.codec == VideoCodec::hevc ? 16 : 18;
     return video;
@@ -41,18 +41,18 @@ constexpr std::size_t queuedAudioSeconds = 10;
 
 }  // namespace
 
-MovieFile::MovieFile(std::filesystem::path file, Settings settings)
+RecordingFile::RecordingFile(std::filesystem::path file, Settings settings)
     : path_(std::move(file)),
       settings_(std::move(settings)),
       writer_(std::in_place, path_, encoderSettings(settings_)),
-      queue_(queuedPictures, queuedAudioSeconds * 48'000 * 2) {}
+      queue_(queuedFrames, queuedAudioSeconds * 48'000 * 2) {}
 
-MovieFile::~MovieFile() {
+RecordingFile::~RecordingFile() {
     finishBy_ = Clock::time_point::min();
     queue_.close();
 }
 
-bool MovieFile::begin(double startTime, const std::optional<AudioFormat>& audio) {
+bool RecordingFile::begin(double startTime, const std::optional<AudioFormat>& audio) {
     if (hasBegun_) return false;
     try {
         std::optional<AudioSettings> track;
@@ -85,7 +85,7 @@ bool MovieFile::begin(double startTime, const std::optional<AudioFormat>& audio)
     return true;
 }
 
-bool MovieFile::appendVideo(const CapturedFrame& frame) {
+bool RecordingFile::appendVideo(const CapturedFrame& frame) {
     if (!hasBegun_ || failure()) return false;
     if (!queue_.hasRoom()) {
         ++framesDropped_;
@@ -96,43 +96,43 @@ bool MovieFile::appendVideo(const CapturedFrame& frame) {
         converter_.convert(frame, picture);
         const std::int64_t pts = std::llround((frame.time - startTime_) * timescale);
         lastPts_ = std::max({pts, std::int64_t{0}, lastPts_ + 1});
-        return queue_.push(RecordingQueue::Picture{picture, lastPts_});
-    } catch (const std::bad_alloc&) {  // the next one may find some memory
+        return queue_.push(RecordingQueue::Frame{picture, lastPts_});
+    } catch (const std::bad_alloc&) {  // there may be memory for the next one
         ++framesDropped_;
         return false;
     }
 }
 
-VideoFrame& MovieFile::unusedFrame() {
+VideoFrame& RecordingFile::unusedFrame() {
     const auto free = std::ranges::find_if(pool_, [](const VideoFrame& frame) { return frame.isUnshared(); });
     if (free != pool_.end()) return *free;
     const VideoSettings video = encoderSettings(settings_);
     return pool_.emplace_back(VideoFrame::allocate(video.width, video.height, PixelFormat::yuv420p8));
 }
 
-bool MovieFile::appendAudio(const AudioBlock& block) {
+bool RecordingFile::appendAudio(const AudioBlock& block) {
     if (!hasBegun_ || !audio_) return false;
     const std::size_t samples = block.frames * static_cast<std::size_t>(audio_->channels);
     return queue_.push(RecordingQueue::Audio{block.time - startTime_, {block.samples, block.samples + samples}});
 }
 
-void MovieFile::finish(double seconds) {
+void RecordingFile::finish(double seconds) {
     if (!encoder_.joinable()) return;
     finishBy_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
     queue_.close();
     encoder_.join();
 }
 
-RecordingFile::Progress MovieFile::progress() const {
+RecordingFile::Progress RecordingFile::progress() const {
     return {framesWritten_, framesDropped_, bytes_};
 }
 
-std::optional<std::string> MovieFile::failure() const {
+std::optional<std::string> RecordingFile::failure() const {
     const std::lock_guard lock(mutex_);
     return failure_;
 }
 
-void MovieFile::run() {
+void RecordingFile::run() {
     try {
         encodeAll();
     } catch (const std::exception& error) {
@@ -140,7 +140,7 @@ void MovieFile::run() {
     }
 }
 
-void MovieFile::encodeAll() {
+void RecordingFile::encodeAll() {
     for (;;) {
         const RecordingQueue::Work work = queue_.take(flushed_ + longestUnflushed);
         if (Clock::now() >= finishBy_.load()) break;
@@ -153,20 +153,20 @@ void MovieFile::encodeAll() {
     bytes_ = static_cast<std::uintmax_t>(writer_->bytes());
 }
 
-void MovieFile::encode(const RecordingQueue::Work& work) {
+void RecordingFile::encode(const RecordingQueue::Work& work) {
     for (const RecordingQueue::Audio& audio : work.audio)
         timeline_->add(audio.time, audio.samples.data(),
                        audio.samples.size() / static_cast<std::size_t>(audio_->channels));
-    if (!work.picture) return;
-    if (settings_.beforePicture) settings_.beforePicture();
-    writtenPts_ = work.picture->pts;
-    writer_->write(work.picture->frame, writtenPts_);
+    if (!work.frame) return;
+    if (settings_.beforeFrame) settings_.beforeFrame();
+    writtenPts_ = work.frame->pts;
+    writer_->write(work.frame->picture, writtenPts_);
     ++framesWritten_;
     hasUnflushed_ = true;
 }
 
-/// By the clock, as no picture may come for a while; by the pictures' times too, as the encoder may be behind.
-void MovieFile::flush() {
+/// By the clock, as no frame may come for a while, and by the frames' times, as the encoder may be behind.
+void RecordingFile::flush() {
     using std::chrono::microseconds;
     static_assert(timescale == microseconds::period::den);
     const auto now = Clock::now();
@@ -179,9 +179,9 @@ void MovieFile::flush() {
     bytes_ = static_cast<std::uintmax_t>(writer_->bytes());
 }
 
-void MovieFile::fail(const std::string& problem) {
+void RecordingFile::fail(const std::string& problem) {
     queue_.close();
-    writer_.reset();  // closes the file, which keeps what was flushed
+    writer_.reset();  // closes the file; what was flushed stays
     const std::lock_guard lock(mutex_);
     failure_ = problem;
 }
