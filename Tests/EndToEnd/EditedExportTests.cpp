@@ -3,8 +3,7 @@
 #include "Tests/EndToEnd/Program.h"
 #include "Tests/EndToEnd/TestFolder.h"
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/TestAudio.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
 
 #include <gtest/gtest.h>
 
@@ -96,7 +95,7 @@ TEST(EditedExport, beepsAndPicturesAreWhereTheTimelinePutsThem) {
     for (const Beep& beep : beeps) {
         const double expected = timeline.outputTimeForSource(beep.middle);
         for (const auto& channel : audio.channels) {
-            const double heard = audios::middleOf(channel, expected, 0.09);
+            const double heard = signals::middleOf(channel, expected, 0.09);
             EXPECT_NEAR(heard, expected, beep.rate == 1 ? 0.001 : 1.0 / fps)
                 << "at " << beep.middle << " s of the recording, rate " << beep.rate;
         }

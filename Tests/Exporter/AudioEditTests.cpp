@@ -1,8 +1,7 @@
 #include "Engine/Timeline/EditTimeline.h"
 #include "Exporter/AudioEdit.h"
-#include "Tests/Exporter/TestAudio.h"
-#include "Tests/Files/TemporaryFolder.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +10,7 @@
 namespace lumenwhirl {
 namespace {
 
-using audios::sine;
+using signals::sine;
 
 Timeline speeds(double duration, std::vector<SpeedRange> ranges) {
     Timeline edit;
@@ -43,8 +42,8 @@ TEST_F(EditedAudio, lastsAsLongAsThePictureAndKeepsItsPitchAtEveryRate) {
         EXPECT_EQ(static_cast<long>(out.size()), std::lround(static_cast<double>(frames) / rate));
         // Without the ends, where there may be less of it.
         const auto middle = std::span(out).subspan(out.size() / 5, out.size() * 3 / 5);
-        EXPECT_NEAR(audios::frequencyOf(middle), 440, 4.4);
-        EXPECT_NEAR(audios::rmsOf(middle), 0.3 / std::numbers::sqrt2, 0.03);
+        EXPECT_NEAR(signals::frequencyOf(middle), 440, 4.4);
+        EXPECT_NEAR(signals::rmsOf(middle), 0.3 / std::numbers::sqrt2, 0.03);
     }
 }
 
@@ -60,10 +59,10 @@ TEST_F(EditedAudio, segmentsOfEveryRateBeginOnTheirSample) {
     Timeline edit;
     edit.cuts = {{0.6123456, 0.7}};
     edit.speedRanges = {{1, 2, 0.25}, {3, 4, 1.5}, {5, 6, 2}, {7, 8, 8}};
-    const std::vector<float> out = edited(audios::bursts(9 * 48000, times), edit);
+    const std::vector<float> out = edited(signals::bursts(9 * 48000, times), edit);
     edit.duration = 9;
     const EditTimeline timeline(edit);
-    const std::vector<long> found = audios::onsets(out);
+    const std::vector<long> found = signals::onsets(out);
     ASSERT_EQ(found.size(), times.size());
     for (std::size_t i = 0; i < times.size(); ++i)
         EXPECT_NEAR(static_cast<double>(found[i]), timeline.outputTimeForSource(times[i]) * 48000, 12) << i;
@@ -74,11 +73,11 @@ TEST_F(EditedAudio, whatIsHeardInAFasterOrSlowerPartIsWhereItsPictureIs) {
     const std::vector<double> times{0.5, 1, 1.5, 2.25, 3};
     for (const double rate : {0.25, 0.5, 0.8, 1.5, 2.0, 4.0, 8.0}) {
         SCOPED_TRACE(rate);
-        const std::vector<float> out = edited(audios::bursts(4 * 48000, times), atRate(rate));
+        const std::vector<float> out = edited(signals::bursts(4 * 48000, times), atRate(rate));
         for (const double time : times) {
             // A burst of 60 ms is smeared a little; its middle stays. Nothing else is within 50 ms and 30 more.
             const double middle = (time + 0.03) / rate;
-            EXPECT_NEAR(audios::middleOf(out, middle, 0.05 / rate + 0.03), middle, 0.005) << time;
+            EXPECT_NEAR(signals::middleOf(out, middle, 0.05 / rate + 0.03), middle, 0.005) << time;
         }
     }
 }
@@ -88,10 +87,10 @@ TEST_F(EditedAudio, joinsDoNotClick) {
     const std::vector<float> whole = sine(6 * 48000, 220, 0.2);
     Timeline edit;
     for (int i = 0; i < 20; ++i) edit.cuts.push_back({0.2 + i * 0.2713, 0.25 + i * 0.2713});
-    const float steepest = audios::largestJump(whole);  // 0.2 * 2 pi * 220 / 48000
-    EXPECT_LT(audios::largestJump(edited(whole, edit)), 1.5F * steepest);
+    const float steepest = signals::largestJump(whole);  // 0.2 * 2 pi * 220 / 48000
+    EXPECT_LT(signals::largestJump(edited(whole, edit)), 1.5F * steepest);
     edit.speedRanges = {{1, 2, 2}, {3, 4.1, 0.5}, {4.1, 4.2, 0.5}};
-    EXPECT_LT(audios::largestJump(edited(whole, edit)), 1.5F * steepest);
+    EXPECT_LT(signals::largestJump(edited(whole, edit)), 1.5F * steepest);
 }
 
 TEST_F(EditedAudio, whatTheEditLeavesAloneRunsOnWithoutAGap) {
@@ -99,7 +98,7 @@ TEST_F(EditedAudio, whatTheEditLeavesAloneRunsOnWithoutAGap) {
     const std::vector<float> out = edited(sine(3 * 48000, 440, 0.3), speeds(0, {{1, 2, 1}}));
     ASSERT_EQ(out.size(), 3U * 48000);
     for (const std::size_t joint : {48000U, 96000U})
-        EXPECT_NEAR(audios::rmsOf(std::span(out).subspan(joint - 218, 436)), 0.3 / std::numbers::sqrt2, 0.01);
+        EXPECT_NEAR(signals::rmsOf(std::span(out).subspan(joint - 218, 436)), 0.3 / std::numbers::sqrt2, 0.01);
 }
 
 TEST_F(EditedAudio, missingAudioIsSilence) {
@@ -111,7 +110,7 @@ TEST_F(EditedAudio, missingAudioIsSilence) {
     AudioEdit::write(folder / "sound.wav", 1, timeline, folder / "out.m4a");
     const std::vector<float> out = readAll(folder / "out.m4a").channels.front();
     EXPECT_EQ(out.size(), 13U * 48000 / 4);  // 4 s less the 0.25 s cut and the half of 1 s
-    EXPECT_LT(audios::rmsOf(std::span(out).subspan(36000 + 2048)), 1e-3);
+    EXPECT_LT(signals::rmsOf(std::span(out).subspan(36000 + 2048)), 1e-3);
 }
 
 TEST_F(EditedAudio, channelsAndRateStay) {
@@ -127,8 +126,8 @@ TEST_F(EditedAudio, channelsAndRateStay) {
     const AudioBuffer out = readAll(folder / "out.m4a");
     ASSERT_EQ(out.channels.size(), 2U);
     EXPECT_EQ(out.frames(), 66150U);  // 0.5 s, then 0.5 s at half the speed
-    EXPECT_GT(audios::rmsOf(out.channels[0]), 0.25);
-    EXPECT_LT(audios::rmsOf(out.channels[1]), 0.01);
+    EXPECT_GT(signals::rmsOf(out.channels[0]), 0.25);
+    EXPECT_LT(signals::rmsOf(out.channels[1]), 0.01);
 }
 
 TEST_F(EditedAudio, aStopLeavesNoFile) {

@@ -1,7 +1,7 @@
 #include "Exporter/AudioNormalizer.h"
 #include "Media/MediaError.h"
-#include "Tests/Files/TemporaryFolder.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 

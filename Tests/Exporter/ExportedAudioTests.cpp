@@ -1,8 +1,7 @@
 #include "Engine/Timeline/EditTimeline.h"
 #include "Exporter/AudioNormalizer.h"
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/TestAudio.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
 
 namespace lumenwhirl {
 namespace {
@@ -29,7 +28,7 @@ protected:
             }
             return recordings::flat(16);
         };
-        const std::vector<float> audio = audios::bursts(seconds * recordings::sampleRate, claps);
+        const std::vector<float> audio = signals::bursts(seconds * recordings::sampleRate, claps);
         clapping.audio = AudioBuffer{{audio, audio}};
         record(clapping);
     }
@@ -60,7 +59,7 @@ TEST_F(ExportedAudio, isHeardWhenItsPictureIsSeen) {
     const auto frames = framesOf(file);
     const auto audio = audioOf(file);
     EXPECT_EQ(flashesOf(frames), claps);  // every clap is on a frame's time
-    const std::vector<long> found = audios::onsets(audio);
+    const std::vector<long> found = signals::onsets(audio);
     ASSERT_EQ(found.size(), claps.size());
     for (std::size_t i = 0; i < claps.size(); ++i)
         EXPECT_NEAR(static_cast<double>(found[i]) / recordings::sampleRate, claps[i], 0.001);
@@ -95,7 +94,7 @@ TEST_F(ExportedAudio, followsThePictureThroughEveryEdit) {
             if (timeline.skipTarget(clap)) continue;
             const double time = timeline.outputTimeForSource(clap), rate = timeline.rateForOutput(time + 1e-6);
             const double middle = timeline.outputTimeForSource(clap + 0.03);
-            const double heard = audios::middleOf(audio, middle, 0.05 / rate + 0.03);
+            const double heard = signals::middleOf(audio, middle, 0.05 / rate + 0.03);
             EXPECT_NEAR(heard, middle, rate == 1 ? 0.001 : 1.0 / fps) << clap << " at rate " << rate;
             ASSERT_LT(kept, flashes.size());
             // The grid's first frame at or after it.
@@ -111,7 +110,7 @@ TEST_F(ExportedAudio, followsThePictureThroughEveryEdit) {
 TEST_F(ExportedAudio, ofAQuietRecordingIsRaisedWithoutMovingIt) {
     for (const bool isEdited : {false, true}) {
         Recording recording = recordings::steady(90, fps);
-        std::vector<float> audio = audios::sine(3 * recordings::sampleRate, 300, 0.03);
+        std::vector<float> audio = signals::sine(3 * recordings::sampleRate, 300, 0.03);
         std::fill(audio.begin() + 48000, audio.begin() + 50400, 0.0F);  // a gap of 50 ms to find again
         recording.audio = AudioBuffer{{audio}};
         record(recording);
@@ -122,15 +121,15 @@ TEST_F(ExportedAudio, ofAQuietRecordingIsRaisedWithoutMovingIt) {
         const auto raised = audioOf(file);
         EXPECT_EQ(raised.size(), isEdited ? 120000U : 144000U);
         const auto gap = std::span(raised).subspan(48000, 2400);
-        EXPECT_LT(audios::rmsOf(gap.subspan(480, 1440)), 0.02);
-        EXPECT_GT(audios::rmsOf(std::span(raised).subspan(48000 - 480, 480)), 0.12);
-        EXPECT_GT(audios::rmsOf(std::span(raised).subspan(50400, 480)), 0.12);
+        EXPECT_LT(signals::rmsOf(gap.subspan(480, 1440)), 0.02);
+        EXPECT_GT(signals::rmsOf(std::span(raised).subspan(48000 - 480, 480)), 0.12);
+        EXPECT_GT(signals::rmsOf(std::span(raised).subspan(50400, 480)), 0.12);
     }
 }
 
 TEST_F(ExportedAudio, ofALoudRecordingStaysAsItIs) {
     Recording recording = recordings::steady(60, fps);
-    recording.audio = AudioBuffer{{audios::sine(2 * recordings::sampleRate, 300, 0.4)}};
+    recording.audio = AudioBuffer{{signals::sine(2 * recordings::sampleRate, 300, 0.4)}};
     record(recording);
     EXPECT_EQ(readAll(exported(plainProject(2))).channels, readAll(source).channels);
 }
@@ -145,7 +144,7 @@ TEST_F(ExportedAudio, isMissingWhereTheRecordingHasNone) {
 
 TEST_F(ExportedAudio, mayBeShorterThanThePicture) {
     Recording recording = recordings::steady(90, fps);
-    recording.audio = AudioBuffer{{audios::sine(recordings::sampleRate, 300, 0.4)}};
+    recording.audio = AudioBuffer{{signals::sine(recordings::sampleRate, 300, 0.4)}};
     record(recording);
     ProjectSettings settings = plainProject(3);
     EXPECT_EQ(framesOf(exported(settings)).size(), 90U);

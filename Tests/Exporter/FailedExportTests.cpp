@@ -1,7 +1,6 @@
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/TestAudio.h"
-#include "Tests/Files/FullDisk.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
+#include "Tests/Support/Files.h"
 
 #include <sys/stat.h>
 
@@ -28,7 +27,7 @@ protected:
     /// Three seconds with sound that would be made louder.
     void recordAll(double amplitude = 0.05) const {
         Recording recording = recordings::steady(frames, 30);
-        recording.audio = AudioBuffer{{audios::sine(3 * recordings::sampleRate, 300, amplitude)}};
+        recording.audio = AudioBuffer{{signals::sine(3 * recordings::sampleRate, 300, amplitude)}};
         record(recording);
     }
     /// One that changes nothing, and one that does.
@@ -83,7 +82,7 @@ TEST_F(FailedExport, aStopAtAnyFrameLeavesTheOldFile) {
             ASSERT_TRUE(failure);
             EXPECT_EQ(failure->kind, Kind::cancelled) << failure->message;
             EXPECT_EQ(done, last);
-            EXPECT_EQ(recordings::bytesOf(destination), "yesterday's");
+            EXPECT_EQ(contentsOf(destination), "yesterday's");
             EXPECT_EQ(filesLeft(), (std::set<std::string>{"out.mp4", "recording.mp4"}));
         }
     }
@@ -136,7 +135,7 @@ TEST_F(FailedExport, unusualNamesAreNamesLikeAnyOther) {
 
 TEST_F(FailedExport, aRecordingThatIsCutShortOrNoneIsNamed) {
     recordAll();
-    const std::string whole = recordings::bytesOf(source);
+    const std::string whole = contentsOf(source);
     for (const ProjectSettings& settings : projects()) {
         write(source, whole.substr(0, whole.size() * 3 / 4));  // the index is at the front: it opens
         ASSERT_NO_THROW(VideoReader{source});
@@ -151,7 +150,7 @@ TEST_F(FailedExport, aRecordingThatIsCutShortOrNoneIsNamed) {
 
 TEST_F(FailedExport, aRecordingDamagedInItsLaterHalfSaysWhereAndHowToGoOn) {
     recordAll();
-    const std::string whole = recordings::bytesOf(source);
+    const std::string whole = contentsOf(source);
     std::string damaged = whole;
     for (std::size_t i = whole.size() / 2; i < whole.size(); ++i)
         damaged[i] = static_cast<char>(i * 2654435761U >> 24);
@@ -192,7 +191,7 @@ TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew)
         }
         return frame;
     };
-    recording.audio = AudioBuffer{{audios::sine(60 * recordings::sampleRate, 300, 0.05)}};
+    recording.audio = AudioBuffer{{signals::sine(60 * recordings::sampleRate, 300, 0.05)}};
     record(recording);
     const ProjectSettings settings = plainProject(noisyFrames / fps);
     const Exporter::Options options{.preset = Preset::prores, .progress = {}};
@@ -212,7 +211,7 @@ TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew)
         watcher.join();
         if (failure) {
             EXPECT_EQ(failure->kind, Kind::cancelled) << failure->message;
-            EXPECT_EQ(recordings::bytesOf(destination), "yesterday's");
+            EXPECT_EQ(contentsOf(destination), "yesterday's");
         } else {
             EXPECT_EQ(framesOf(destination).size(), static_cast<std::size_t>(noisyFrames));
             EXPECT_EQ(readAll(destination).frames(), std::size_t{noisyFrames / fps} * recordings::sampleRate);

@@ -1,8 +1,7 @@
 #include "Exporter/AudioNormalizer.h"
 #include "Media/FFmpegHandles.h"
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/TestAudio.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
 
 #include <atomic>
 
@@ -46,7 +45,7 @@ protected:
             return recordings::flat(static_cast<std::uint8_t>(number % 200));
         };
         recording.audio = AudioBuffer{
-            {audios::sine(static_cast<std::size_t>(frames) * recordings::sampleRate / 60, 300, amplitude)}};
+            {signals::sine(static_cast<std::size_t>(frames) * recordings::sampleRate / 60, 300, amplitude)}};
         record(recording);
         std::ofstream(destination) << "yesterday's";
     }
@@ -68,7 +67,7 @@ protected:
             EXPECT_TRUE(message.starts_with(destination.string() + ": " + problem)) << message;
             EXPECT_EQ(message.find('\n'), std::string::npos);
         }
-        EXPECT_EQ(recordings::bytesOf(destination), "yesterday's");
+        EXPECT_EQ(contentsOf(destination), "yesterday's");
         EXPECT_EQ(filesLeft(), (std::set<std::string>{"out.mp4", "recording.mp4"}));
         EXPECT_TRUE(temporary.isEmpty());
     }

@@ -1,7 +1,7 @@
 #include "Exporter/AudioNormalizer.h"
-#include "Tests/Exporter/ForeignAudio.h"
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
+#include "Tests/Support/ForeignMovies.h"
 
 #include <cmath>
 #include <numbers>

@@ -3,21 +3,17 @@
 #include "Engine/Documents/EventLog.h"
 #include "Engine/Documents/ProjectSettings.h"
 #include "Exporter/Exporter.h"
-#include "Media/AudioReader.h"
 #include "Media/MediaLog.h"
 #include "Media/VideoReader.h"
-#include "Media/VideoWriter.h"
-#include "Tests/Files/TemporaryFolder.h"
-#include "Tests/Media/BarCode.h"
+#include "Tests/Support/Files.h"
+#include "Tests/Support/Movies.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <optional>
 #include <set>
 #include <string>
@@ -57,23 +53,14 @@ struct Recording {
 }
 
 inline void write(const std::filesystem::path& file, const Recording& recording) {
-    VideoSettings settings;
-    settings.width = width;
-    settings.height = height;
-    settings.frameRate = recording.frameRate;
-    settings.timeBase = recording.timeBase;
-    settings.speed = "ultrafast";
-    settings.threads = 1;
-    std::optional<AudioSettings> audio;
-    if (recording.audio) audio = {sampleRate, static_cast<int>(recording.audio->channels.size()), 0};
-    VideoWriter writer(file, settings, audio);
-    for (unsigned i = 0; i < recording.ticks.size(); ++i) writer.write(recording.picture(i), recording.ticks[i]);
-    if (recording.audio) {
-        std::vector<const float*> channels;
-        for (const auto& plane : recording.audio->channels) channels.push_back(plane.data());
-        writer.writeAudio(channels.data(), recording.audio->frames());
-    }
-    writer.finish();
+    VideoSettings video;
+    video.width = width;
+    video.height = height;
+    video.frameRate = recording.frameRate;
+    video.timeBase = recording.timeBase;
+    video.speed = "ultrafast";
+    video.threads = 1;
+    movies::write(file, {recording.ticks, recording.picture, video, recording.audio});
 }
 
 /// Nothing happened, on a display whose canvas has the recording's size.
@@ -111,11 +98,6 @@ struct Shown {
     std::vector<Shown> frames;
     while (auto frame = reader.next()) frames.push_back({*frame, reader.info().timeBase});
     return frames;
-}
-
-[[nodiscard]] inline std::string bytesOf(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 /// A folder with a recording in it. Whatever a test does, no temporary file may be left anywhere.

@@ -1,8 +1,8 @@
 #include "Media/InputFile.h"
 #include "Tests/Exporter/Recordings.h"
-#include "Tests/Exporter/TestAudio.h"
-#include "Tests/Media/Movies.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
+#include "Tests/Support/ForeignMovies.h"
+#include "Tests/Support/Movies.h"
 
 #include <array>
 #include <cmath>
@@ -90,14 +90,14 @@ TEST_F(UnusualRecording, ofUnevenFramesKeepsItsAudioInStep) {
             if (time > clap - 1e-9 && time < clap + 0.1) return recordings::flat(235);
         return recordings::flat(16);
     };
-    uneven.audio = AudioBuffer{{audios::bursts(3 * recordings::sampleRate, claps)}};
+    uneven.audio = AudioBuffer{{signals::bursts(3 * recordings::sampleRate, claps)}};
     record(uneven);
     ProjectSettings cut = plainProject(3);
     cut.timeline.cuts = {{0.8, 1.0}};
     for (const ProjectSettings& settings : {plainProject(3), cut}) {
         const EditTimeline timeline(settings.timeline);
         const auto frames = framesOf(exported(settings));
-        const std::vector<long> heard = audios::onsets(readAll(folder / "out.mp4").channels.front());
+        const std::vector<long> heard = signals::onsets(readAll(folder / "out.mp4").channels.front());
         ASSERT_EQ(heard.size(), claps.size());
         std::size_t seen = 0;
         bool wasWhite = false;
@@ -144,7 +144,7 @@ TEST_F(UnusualRecording, withoutTimesPlaysAtItsFrameRate) {
 TEST_F(UnusualRecording, inPiecesIsExportedToItsLastFrame) {
     Recording whole = recordings::steady(90, 30);
     const std::vector<double> beeps{0.5, 1.5};
-    whole.audio = AudioBuffer{{audios::bursts(3 * recordings::sampleRate, beeps)}};
+    whole.audio = AudioBuffer{{signals::bursts(3 * recordings::sampleRate, beeps)}};
     recordings::write(folder / "whole.mp4", whole);
     const std::string toPieces = "ffmpeg -v error -y -i '" + (folder / "whole.mp4").string() +
                                  "' -c copy -frag_duration 500000 -movflags +empty_moov+default_base_moof '" +
@@ -154,7 +154,7 @@ TEST_F(UnusualRecording, inPiecesIsExportedToItsLastFrame) {
     const auto frames = framesOf(exported(plainProject(3)));
     ASSERT_EQ(frames.size(), 90U);
     EXPECT_EQ(frames.back().number(), 89U);
-    EXPECT_EQ(audios::onsets(readAll(folder / "out.mp4").channels.front()).size(), beeps.size());
+    EXPECT_EQ(signals::onsets(readAll(folder / "out.mp4").channels.front()).size(), beeps.size());
 }
 
 TEST_F(UnusualRecording, withTimesTwiceOrBackwardsKeepsEveryFrameInOrder) {

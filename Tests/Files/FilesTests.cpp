@@ -2,8 +2,7 @@
 #include "Files/FileError.h"
 #include "Files/TemporaryFile.h"
 #include "Files/WholeFile.h"
-#include "Tests/Files/FullDisk.h"
-#include "Tests/Files/TemporaryFolder.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

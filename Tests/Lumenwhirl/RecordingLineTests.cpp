@@ -1,6 +1,6 @@
 #include "Lumenwhirl/Commands/RecordingLine.h"
 #include "Lumenwhirl/Commands/RecordingNames.h"
-#include "Tests/Files/TemporaryFolder.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
 #include "Media/AudioReader.h"
 #include "Media/AudioWriter.h"
 #include "Media/MediaError.h"
+#include "Media/OutputFile.h"
 #include "Media/Remuxer.h"
 #include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
-#include "Tests/Files/FullDisk.h"
-#include "Tests/Files/TemporaryFolder.h"
-#include "Tests/Media/Movies.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
+#include "Tests/Support/Files.h"
+#include "Tests/Support/Movies.h"
 
 #include <gtest/gtest.h>
 
@@ -23,6 +23,7 @@ namespace lumenwhirl {
 namespace {
 
 using Kind = MediaError::Kind;
+using movies::thrownBy;
 
 AudioBuffer silence(std::size_t frames, std::size_t channels = 2) {
     AudioBuffer buffer;
@@ -42,16 +43,6 @@ std::size_t peakNear(const std::vector<float>& plane, std::size_t near) {
     const auto end = plane.begin() + static_cast<std::ptrdiff_t>(std::min(plane.size(), near + 500));
     const auto peak = std::max_element(begin, end, [](float a, float b) { return std::fabs(a) < std::fabs(b); });
     return static_cast<std::size_t>(peak - plane.begin());
-}
-
-template <class Action>
-std::optional<Kind> thrownBy(Action action) {
-    try {
-        action();
-    } catch (const MediaError& error) {
-        return error.kind();
-    }
-    return std::nullopt;
 }
 
 struct Format {

@@ -5,9 +5,8 @@
 #include "Media/MediaError.h"
 #include "Media/Remuxer.h"
 #include "Media/VideoReader.h"
-#include "Tests/Files/FullDisk.h"
-#include "Tests/Files/TemporaryFolder.h"
-#include "Tests/Media/Movies.h"
+#include "Tests/Support/Files.h"
+#include "Tests/Support/Movies.h"
 
 #include <gtest/gtest.h>
 
@@ -50,11 +49,6 @@ void record(const fs::path& file, VideoCodec codec = VideoCodec::h264, bool hasA
     writer.finish();
 }
 
-std::string contentOf(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 void expectNothingElseIn(const TemporaryFolder& folder) {
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
 }
@@ -83,7 +77,7 @@ std::size_t playedSamples(const fs::path& file) {
 }
 
 void expectPlain(const fs::path& file) {
-    const std::string content = contentOf(file);
+    const std::string content = contentsOf(file);
     EXPECT_LT(content.find("moov"), content.find("mdat"));
     EXPECT_EQ(content.find("moof"), std::string::npos);
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
@@ -103,11 +97,11 @@ TEST(Complete, makesAPlainFileOfAWholeOne) {
         expectNothingElseIn(folder);
         EXPECT_EQ(playedPictures(file), pictureCount);
         EXPECT_NEAR(static_cast<double>(playedSamples(file)), pictureCount * 800, 1024);
-        EXPECT_EQ(contentOf(file).find("hvc1") != std::string::npos, codec == VideoCodec::hevc);
+        EXPECT_EQ(contentsOf(file).find("hvc1") != std::string::npos, codec == VideoCodec::hevc);
         // Once more: it stays as it is.
-        const std::string content = contentOf(file);
+        const std::string content = contentsOf(file);
         Remuxer::complete(file);
-        EXPECT_EQ(contentOf(file), content);
+        EXPECT_EQ(contentsOf(file), content);
         EXPECT_FALSE(fragmentsOf(file).isFragmented);
     }
 }
@@ -115,7 +109,7 @@ TEST(Complete, makesAPlainFileOfAWholeOne) {
 TEST(Complete, savesWhatIsWholeOfAFileThatEndsAnywhere) {
     const TemporaryFolder whole;
     record(whole / "recording.mp4");
-    const std::string content = contentOf(whole / "recording.mp4");
+    const std::string content = contentsOf(whole / "recording.mp4");
     const std::size_t header = content.find("moof") - 4;
     unsigned previous = 0;
     for (std::size_t size = header / 2; size < content.size(); size += content.size() / 41) {
@@ -193,7 +187,7 @@ TEST(Complete, leavesThePlayingFileWhereTheDiskIsFull) {
     const TemporaryFolder folder;
     const fs::path file = folder / "recording.mp4";
     record(file);
-    const std::string content = contentOf(file);
+    const std::string content = contentsOf(file);
     std::ofstream(file, std::ios::binary | std::ios::app) << "half a fragment";
     EXPECT_TRUE(holdsOnFullDisk(content.size() / 2, [&] {
         try {
@@ -204,7 +198,7 @@ TEST(Complete, leavesThePlayingFileWhereTheDiskIsFull) {
         return false;
     }));
     expectNothingElseIn(folder);
-    EXPECT_EQ(contentOf(file), content);
+    EXPECT_EQ(contentsOf(file), content);
 }
 
 TEST(Mux, takesFragmentedFilesOfBothKinds) {
@@ -224,7 +218,7 @@ TEST(Mux, takesFragmentedFilesOfBothKinds) {
     Remuxer::mux(folder / "recording.mp4", folder / "mic.m4a", both);
     EXPECT_EQ(playedPictures(both), pictureCount);
     EXPECT_NEAR(static_cast<double>(playedSamples(both)), static_cast<double>(timeOf(pictureCount)) * 0.048, 1100);
-    const std::string content = contentOf(both);
+    const std::string content = contentsOf(both);
     EXPECT_LT(content.find("moov"), content.find("mdat"));
 }
 

@@ -1,8 +1,7 @@
 #include "Media/FFmpegHandles.h"
 #include "Media/GifWriter.h"
 #include "Media/MediaError.h"
-#include "Tests/Files/FullDisk.h"
-#include "Tests/Files/TemporaryFolder.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 
@@ -96,11 +95,6 @@ GifSettings settingsFor(const VideoFrame& frame) {
     return settings;
 }
 
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 class Gif : public testing::Test {
 protected:
     /// Writes the frames, having learned all of them, and reads them back.
@@ -148,7 +142,7 @@ TEST_F(Gif, everyFrameShowsAtItsHundredthForEver) {
     }
     // The application extension of Netscape's: a block of 3 bytes, kind 1, 0 repetitions, which is for ever.
     const std::string loop("NETSCAPE2.0\x03\x01\x00\x00\x00", 16);
-    EXPECT_NE(contentOf(file).find(loop), std::string::npos);
+    EXPECT_NE(contentsOf(file).find(loop), std::string::npos);
 }
 
 TEST_F(Gif, aPictureThatStaysCostsNothing) {

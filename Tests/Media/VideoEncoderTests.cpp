@@ -3,8 +3,9 @@
 #include "Media/PixelBuffers.h"
 #include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
-#include "Tests/Files/TemporaryFolder.h"
-#include "Tests/Media/Movies.h"
+#include "Tests/Support/Files.h"
+#include "Tests/Support/ForeignMovies.h"
+#include "Tests/Support/Movies.h"
 
 #include <gtest/gtest.h>
 
@@ -21,11 +22,6 @@ namespace lumenwhirl {
 namespace {
 
 using Kind = MediaError::Kind;
-
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 // ProRes
 
@@ -133,7 +129,7 @@ TEST(VideoWriter, putsTheIndexWhereItIsToBe) {
     for (const FileLayout layout : {FileLayout::indexFirst, FileLayout::indexLast}) {
         settings.layout = layout;
         movies::write(folder / "video.mp4", movies::steady(20, 10), settings);
-        const std::string content = contentOf(folder / "video.mp4");
+        const std::string content = contentsOf(folder / "video.mp4");
         EXPECT_EQ(content.find("moov") < content.find("mdat"), layout == FileLayout::indexFirst);
         VideoReader reader(folder / "video.mp4");
         unsigned count = 0;

@@ -1,11 +1,10 @@
 #include "Media/MediaError.h"
 #include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
-#include "Tests/Files/FullDisk.h"
-#include "Tests/Files/TemporaryFolder.h"
-#include "Tests/Media/BarCode.h"
-#include "Tests/Media/Movies.h"
-#include "Tests/Media/WaveFile.h"
+#include "Tests/Support/Audio.h"
+#include "Tests/Support/Files.h"
+#include "Tests/Support/ForeignMovies.h"
+#include "Tests/Support/Movies.h"
 
 #include <gtest/gtest.h>
 
@@ -27,32 +26,12 @@ namespace {
 
 using Kind = MediaError::Kind;
 using movies::numberOf;
-
-/// What is thrown, or empty; `message` gets its text.
-template <class Action>
-std::optional<Kind> thrownBy(Action action, std::string* message = nullptr) {
-    try {
-        action();
-    } catch (const MediaError& error) {
-        if (message) *message = error.what();
-        return error.kind();
-    }
-    return std::nullopt;
-}
+using movies::thrownBy;
 
 std::size_t readAllFrames(VideoReader& reader) {
     std::size_t count = 0;
     while (reader.next()) ++count;
     return count;
-}
-
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-void writeContent(const std::filesystem::path& file, const std::string& content) {
-    std::ofstream(file, std::ios::binary) << content;
 }
 
 class VideoFiles : public testing::TestWithParam<VideoCodec> {
@@ -112,7 +91,7 @@ TEST_P(VideoFiles, aSteadyFileIsAsLongAsItsFramesAndTaggedForTheWeb) {
     if (!isProres || stream.codecpar->color_range != AVCOL_RANGE_UNSPECIFIED) {
         EXPECT_EQ(stream.codecpar->color_range, AVCOL_RANGE_MPEG);
     }
-    const std::string content = contentOf(file);
+    const std::string content = contentsOf(file);
     EXPECT_LT(content.find("moov"), content.find("mdat"));
     if (isProres) {
         EXPECT_EQ(content.substr(4, 8), "ftypqt  ");
@@ -345,7 +324,7 @@ TEST(ForeignPictures, aTurnedPictureAndAChangeOfSizeAreRefused) {
     movies::write(folder / "first.h264", bare);
     bare.width = 320;
     movies::write(folder / "second.h264", bare);
-    writeContent(folder / "both.h264", contentOf(folder / "first.h264") + contentOf(folder / "second.h264"));
+    writeFile(folder / "both.h264", contentsOf(folder / "first.h264") + contentsOf(folder / "second.h264"));
     EXPECT_EQ(thrownBy([&] {
                   VideoReader reader(folder / "both.h264");
                   readAllFrames(reader);
@@ -358,12 +337,12 @@ TEST(ForeignPictures, aTurnedPictureAndAChangeOfSizeAreRefused) {
 TEST(BadVideoFiles, whatIsNoVideoCannotBeOpenedAndTheMessageSaysWhichFile) {
     const TemporaryFolder folder;
     std::filesystem::create_directory(folder / "folder.mp4");
-    writeContent(folder / "empty.mp4", "");
-    writeContent(folder / "text.mp4", "Not a movie.\n");
-    writeContent(folder / "lines.txt", std::string(5000, '\n'));
-    writeContent(folder / "garbage.mp4", std::string(100'000, '\xA7'));
+    writeFile(folder / "empty.mp4", "");
+    writeFile(folder / "text.mp4", "Not a movie.\n");
+    writeFile(folder / "lines.txt", std::string(5000, '\n'));
+    writeFile(folder / "garbage.mp4", std::string(100'000, '\xA7'));
     // A playlist would make the reader open whatever it names.
-    writeContent(folder / "list.mp4", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nfile:///etc/passwd\n");
+    writeFile(folder / "list.mp4", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nfile:///etc/passwd\n");
     for (const char* name :
          {"missing.mp4", "folder.mp4", "empty.mp4", "text.mp4", "lines.txt", "garbage.mp4", "list.mp4"}) {
         SCOPED_TRACE(name);
@@ -410,14 +389,14 @@ TEST(BadVideoFiles, aFileCutAnywhereIsDamagedNotShort) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mp4";
     movies::write(file, movies::steady(60, 10));
-    const std::string whole = contentOf(file);
+    const std::string whole = contentsOf(file);
     const std::size_t dataStart = whole.find("mdat") + 4;  // the index before it is complete
     std::size_t read = 0;
     for (std::size_t i = 0; i < 12; ++i) {
         // The last cuts are within the last bytes, where only the last frame misses some.
         const std::size_t size = i < 10 ? dataStart + (whole.size() - dataStart) * i / 10 : whole.size() - 20 + i;
         SCOPED_TRACE(size);
-        writeContent(file, whole.substr(0, size));
+        writeFile(file, whole.substr(0, size));
         std::string message;
         EXPECT_EQ(thrownBy(
                       [&] {
@@ -439,7 +418,7 @@ TEST(BadVideoFiles, aFileCutAnywhereIsDamagedNotShort) {
     EXPECT_LT(read, 60U);
 
     // Cut in its index it is no movie at all.
-    writeContent(file, whole.substr(0, dataStart / 2));
+    writeFile(file, whole.substr(0, dataStart / 2));
     EXPECT_EQ(thrownBy([&] { VideoReader{file}; }), Kind::cannotOpen);
 }
 
@@ -447,11 +426,11 @@ TEST(BadVideoFiles, damageInsideIsReportedAndNeverCrashes) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mp4";
     movies::write(file, movies::steady(30, 10));
-    const std::string whole = contentOf(file);
+    const std::string whole = contentsOf(file);
     // As after a power cut: room for the data, but zeros instead.
     std::string zeros = whole;
     std::fill(zeros.begin() + static_cast<std::ptrdiff_t>(zeros.size() / 2), zeros.end(), '\0');
-    writeContent(file, zeros);
+    writeFile(file, zeros);
     EXPECT_EQ(thrownBy([&] {
                   VideoReader reader(file);
                   readAllFrames(reader);
@@ -465,7 +444,7 @@ TEST(BadVideoFiles, damageInsideIsReportedAndNeverCrashes) {
             random = random * 1664525U + 1013904223U;
             broken[(random >> 8) % broken.size()] = static_cast<char>(random >> 3);
         }
-        writeContent(file, broken);
+        writeFile(file, broken);
         (void)thrownBy([&] {
             VideoReader reader(file);
             EXPECT_LE(readAllFrames(reader), 2000U);
@@ -480,13 +459,13 @@ TEST(BadVideoFiles, damageInsideIsReportedAndNeverCrashes) {
 TEST(VideoWriter, anUnfinishedFileIsRemovedAndAnOlderOneReplaced) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mp4";
-    writeContent(file, "older");
+    writeFile(file, "older");
     {
         VideoWriter writer(file, movies::settings());
         for (unsigned i = 0; i < 100; ++i) writer.write(movies::numbered(i), i * 10);
     }
     EXPECT_TRUE(folder.isEmpty());
-    writeContent(file, "older");
+    writeFile(file, "older");
     movies::write(file, movies::steady(3, 10));
     VideoReader reader(file);
     EXPECT_EQ(readAllFrames(reader), 3U);
@@ -495,7 +474,7 @@ TEST(VideoWriter, anUnfinishedFileIsRemovedAndAnOlderOneReplaced) {
 TEST(VideoWriter, whatCannotBeEncodedIsRefusedBeforeAnyFileIsTouched) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mp4";
-    writeContent(file, "older");
+    writeFile(file, "older");
     auto settings = movies::settings();
     settings.width = 161;
     EXPECT_EQ(thrownBy([&] { VideoWriter{file, settings}; }), Kind::unsupported);
@@ -506,7 +485,7 @@ TEST(VideoWriter, whatCannotBeEncodedIsRefusedBeforeAnyFileIsTouched) {
                   VideoWriter{file, movies::settings(), AudioSettings{.sampleRate = 12'345}};
               }),
               Kind::unsupported);
-    EXPECT_EQ(contentOf(file), "older");
+    EXPECT_EQ(contentsOf(file), "older");
     EXPECT_EQ(thrownBy([&] {
                   VideoWriter{folder / "missing" / "video.mp4", movies::settings()};
               }),

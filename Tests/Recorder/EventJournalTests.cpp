@@ -1,8 +1,7 @@
 #include "Recorder/Package/EventJournal.h"
 
 #include "Recorder/Package/LumenwhirlPackage.h"
-#include "Tests/Files/FullDisk.h"
-#include "Tests/Files/TemporaryFolder.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -2,7 +2,7 @@
 
 #include "Recorder/Package/EventJournal.h"
 #include "Recorder/Platform/PlatformError.h"
-#include "Tests/Files/TemporaryFolder.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 

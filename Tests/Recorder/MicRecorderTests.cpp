@@ -1,9 +1,8 @@
 #include "Recorder/MicRecorder.h"
 
 #include "Media/AudioReader.h"
-#include "Tests/Files/FullDisk.h"
-#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Recorder/ScriptedDesktop.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,8 @@
 #include "Recorder/PackageCompletion.h"
 #include "Recorder/Platform/PlatformError.h"
 #include "Recorder/RecordingController.h"
-#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Recorder/ScriptedDesktop.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,8 @@
 #include "Media/MediaError.h"
 #include "Media/VideoReader.h"
 #include "Recorder/RecordingFile.h"
-#include "Tests/Files/FullDisk.h"
-#include "Tests/Files/TemporaryFolder.h"
-#include "Tests/Media/BarCode.h"
+#include "Tests/Support/Files.h"
+#include "Tests/Support/Movies.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "Compositor/PngFile.h"
 #include "Scene/BackgroundImage.h"
 
-#include "Tests/Files/TemporaryFolder.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 

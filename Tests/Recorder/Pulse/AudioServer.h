@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tests/Files/TemporaryFolder.h"
+#include "Tests/Support/Files.h"
 
 #include <sys/types.h>
 

@@ -4,10 +4,10 @@
 #include "Recorder/MicRecorder.h"
 #include "Recorder/Platform/HostClock.h"
 #include "Recorder/Platform/PlatformError.h"
-#include "Tests/Files/TemporaryFolder.h"
 #include "Tests/Recorder/Pulse/AudioServer.h"
 #include "Tests/Recorder/Pulse/Listener.h"
 #include "Tests/Recorder/Pulse/TonePlayer.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 

@@ -5,12 +5,54 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <numbers>
 #include <span>
+#include <string>
 #include <vector>
 
-/// Sounds that show where they were moved, and the measures that find them there.
-namespace lumenwhirl::audios {
+namespace lumenwhirl {
+
+/// Writes a WAVE file of 32-bit floats, which is lossless.
+inline void writeWave(const std::filesystem::path& file, const AudioBuffer& audio, int sampleRate) {
+    const auto number = [](std::uint32_t value, std::size_t bytes) {
+        std::string text(bytes, '\0');
+        std::memcpy(text.data(), &value, bytes);  // little-endian, as is every machine this runs on
+        return text;
+    };
+    const auto channels = static_cast<std::uint32_t>(audio.channels.size());
+    const auto rate = static_cast<std::uint32_t>(sampleRate);
+    const auto size = static_cast<std::uint32_t>(audio.frames()) * channels * 4;
+    constexpr std::uint32_t floatFormat = 3;
+    std::ofstream out(file, std::ios::binary);
+    out << "RIFF" << number(36 + size, 4) << "WAVEfmt " << number(16, 4) << number(floatFormat, 2)
+        << number(channels, 2) << number(rate, 4) << number(rate * channels * 4, 4) << number(channels * 4, 2)
+        << number(32, 2) << "data" << number(size, 4);
+    for (std::size_t i = 0; i < audio.frames(); ++i) {
+        for (const auto& plane : audio.channels) out.write(reinterpret_cast<const char*>(&plane[i]), 4);
+    }
+}
+
+/// A file's whole audio, read `step` frames at a time.
+[[nodiscard]] inline AudioBuffer readAll(const std::filesystem::path& file, std::size_t step = 5000) {
+    AudioReader reader(file);
+    AudioBuffer all, piece;
+    all.channels.resize(static_cast<std::size_t>(reader.channels()));
+    while (reader.read(piece, step)) {
+        for (std::size_t c = 0; c < all.channels.size(); ++c) {
+            all.channels[c].insert(all.channels[c].end(), piece.channels[c].begin(), piece.channels[c].end());
+        }
+    }
+    return all;
+}
+
+}  // namespace lumenwhirl
+
+/// Audio whose parts are found again after they were moved, and the measures that find them.
+namespace lumenwhirl::signals {
 
 /// A sine at 48 kHz, one channel.
 [[nodiscard]] inline std::vector<float> sine(std::size_t frames, double frequency, double amplitude) {
@@ -22,7 +64,7 @@ namespace lumenwhirl::audios {
     return samples;
 }
 
-/// Silence but for 60 ms of 1 kHz from each of these seconds on.
+/// Silence, but for 60 ms of 1 kHz starting at each of these times.
 [[nodiscard]] inline std::vector<float> bursts(std::size_t frames, std::span<const double> seconds) {
     std::vector<float> samples(frames);
     const std::vector<float> burst = sine(2880, 1000, 0.5);
@@ -31,8 +73,8 @@ namespace lumenwhirl::audios {
     return samples;
 }
 
-/// Where bursts begin, in samples: where a third of the loudest is passed after 30 ms of less. An encoder's
-/// pre-echo stays below it, and 1 kHz passes it within 0.1 ms.
+/// Where bursts begin, in samples: where the level rises above a third of the loudest after 30 ms below it. An
+/// encoder's pre-echo stays below, and 1 kHz gets there within 0.1 ms.
 [[nodiscard]] inline std::vector<long> onsets(std::span<const float> samples) {
     float loudest = 0;
     for (const float sample : samples) loudest = std::max(loudest, std::fabs(sample));
@@ -46,7 +88,7 @@ namespace lumenwhirl::audios {
     return found;
 }
 
-/// Where the energy within `reach` seconds of a time has its centre, in seconds; NaN where there is none.
+/// The centre of the energy within `reach` seconds of a time, in seconds; NaN without any energy.
 [[nodiscard]] inline double middleOf(std::span<const float> samples, double time, double reach) {
     const auto at = [&](double seconds) {
         return static_cast<std::size_t>(
@@ -88,4 +130,4 @@ namespace lumenwhirl::audios {
     return jump;
 }
 
-}  // namespace lumenwhirl::audios
+}  // namespace lumenwhirl::signals

@@ -3,19 +3,85 @@
 #include "Media/FFmpegHandles.h"
 #include "Media/InputFile.h"
 #include "Media/OutputFile.h"
-#include "Tests/Media/Movies.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <span>
+#include <stdexcept>
+#include <vector>
 
 extern "C" {
 #include <libavutil/channel_layout.h>
 }
 
+/// Movies that our own writers do not make, written with FFmpeg itself.
+namespace lumenwhirl::movies {
+
+inline void check(int result) {
+    if (result < 0) throw std::runtime_error(reasonFor(result));
+}
+
+/// A movie of any kind: `describe` sets up the encoder, `paint` fills each frame.
+struct Foreign {
+    const char* container = "matroska";
+    const char* encoder = "ffv1";  // lossless, of nearly any pixel format
+    AVPixelFormat format = AV_PIX_FMT_YUV420P;
+    int width = 160, height = 64, frames = 1;
+    std::function<void(AVCodecContext&)> describe = [](AVCodecContext&) {};
+    std::function<void(AVStream&)> describeStream = [](AVStream&) {};
+    std::function<void(AVFrame&, int)> paint = [](AVFrame&, int) {};
+    Dictionary* muxerOptions = nullptr;
+};
+
+inline void write(const std::filesystem::path& file, const Foreign& movie) {
+    const AVCodec* encoder = avcodec_find_encoder_by_name(movie.encoder);
+    const CodecHandle codec(avcodec_alloc_context3(encoder));
+    codec->width = movie.width;
+    codec->height = movie.height;
+    codec->pix_fmt = movie.format;
+    codec->time_base = {1, 25};
+    codec->log_level_offset = AV_LOG_TRACE;
+    movie.describe(*codec);
+    OutputFile output(file, movie.container);
+    if ((output.context().oformat->flags & AVFMT_GLOBALHEADER) != 0) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    check(avcodec_open2(codec.get(), encoder, nullptr));
+    AVStream& stream = output.addStream();
+    stream.time_base = codec->time_base;
+    check(avcodec_parameters_from_context(stream.codecpar, codec.get()));
+    movie.describeStream(stream);
+    Dictionary none;
+    output.start(movie.muxerOptions ? *movie.muxerOptions : none);
+    const PacketHandle packet = makePacket();
+    for (int i = 0; i <= movie.frames; ++i) {
+        const FrameHandle frame = makeFrame();
+        if (i < movie.frames) {
+            frame->format = movie.format;
+            frame->width = movie.width;
+            frame->height = movie.height;
+            frame->colorspace = codec->colorspace;
+            frame->color_range = codec->color_range;
+            frame->chroma_location = codec->chroma_sample_location;
+            frame->pts = i;
+            check(av_frame_get_buffer(frame.get(), 0));
+            movie.paint(*frame, i);
+        }
+        check(avcodec_send_frame(codec.get(), i < movie.frames ? frame.get() : nullptr));
+        while (avcodec_receive_packet(codec.get(), packet.get()) >= 0) {
+            av_packet_rescale_ts(packet.get(), codec->time_base, stream.time_base);
+            output.write(*packet);
+        }
+    }
+    output.finish();
+}
+
+}  // namespace lumenwhirl::movies
+
 namespace lumenwhirl::foreignAudio {
 
-/// Sound of a kind that this program does not record.
+/// Audio of a kind that this program does not record.
 struct Kind {
     const char* encoder = "aac";
     AVSampleFormat format = AV_SAMPLE_FMT_FLTP;  // one that the encoder takes
@@ -89,7 +155,7 @@ private:
     ResamplerHandle converter_;
 };
 
-/// Writes `file` with the picture of another one and sound of that kind; a QuickTime file holds nearly all.
+/// Writes `file` with the video of `picture` and audio of that kind; a QuickTime file can hold nearly all kinds.
 inline void write(const std::filesystem::path& file, const std::filesystem::path& picture, const Kind& kind,
                   std::span<const float> samples, const char* container = "mov") {
     InputFile input(picture, AVMEDIA_TYPE_VIDEO);
