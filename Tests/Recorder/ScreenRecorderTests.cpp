@@ -1,7 +1,7 @@
 #include "Media/VideoReader.h"
 #include "Recorder/Platform/PlatformError.h"
 #include "Recorder/ScreenRecorder.h"
-#include "Tests/Files/TemporaryFolder.h"
+#include "Tests/Support/Files.h"
 #include "Tests/Recorder/ScriptedDesktop.h"
 
 #include <gtest/gtest.h>
