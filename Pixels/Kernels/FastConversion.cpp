@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "Pixels/Kernels/FastConversion.cpp"
+#define HWY_TARGET_INCLUDE "Kernels/FastConversion.cpp"
 #include <hwy/foreach_target.h>
 // clang-format off: Highway needs this order.
 #include <hwy/highway.h>

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "Pixels/Kernels/FastKernels.cpp"
+#define HWY_TARGET_INCLUDE "Kernels/FastKernels.cpp"
 #include <hwy/foreach_target.h>
 // clang-format off: Highway needs this order.
 #include <hwy/highway.h>
