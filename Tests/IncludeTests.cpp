@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-// Folders are the architecture: what may include what is the table in CONTRIBUTING.md.
+// What the build cannot say: each target shows what it links, but anyone can link anything, and foreign headers
+// are on everybody's include path.
 
 namespace lumenwhirl {
 namespace {
@@ -49,52 +51,61 @@ std::vector<Include> includesBelow(const std::string& folder) {
 }
 
 bool beginsWithOneOf(const std::string& text, const std::vector<std::string>& beginnings) {
-    for (const std::string& beginning : beginnings)
-        if (text.starts_with(beginning)) return true;
-    return false;
+    return std::any_of(beginnings.begin(), beginnings.end(),
+                       [&text](const std::string& beginning) { return text.starts_with(beginning); });
 }
 
-TEST(Includes, goDownTheFoldersOnly) {
-    struct Rule {
-        std::string folder;
-        std::vector<std::string> mayUse;
-    };
-    const std::vector<Rule> rules{
-        {"Engine/", {"Engine/"}},
-        {"Files/", {"Files/"}},
-        {"Pixels/", {"Pixels/"}},
-        {"Media/", {"Engine/Geometry/", "Files/", "Pixels/", "Media/"}},
-        {"Compositor/", {"Engine/", "Files/", "Pixels/", "Compositor/"}},
-        {"Scene/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/"}},
-        {"Exporter/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Exporter/"}},
-        {"Recorder/Package/", {"Engine/", "Files/", "Recorder/Package/"}},
-        {"Recorder/Platform/", {"Engine/", "Recorder/Platform/"}},
-        {"Recorder/Backends/Pulse/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/Pulse/"}},
-        {"Recorder/Backends/X11/", {"Engine/", "Recorder/Platform/", "Recorder/Backends/X11/"}},
-        {"Recorder/", {"Engine/", "Files/", "Pixels/", "Media/", "Recorder/"}},
-        {"Lumenwhirl/Captions/", {"Engine/", "Files/", "Lumenwhirl/Captions/"}},
-        {"Demo/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Recorder/Package/", "Demo/"}},
-        {"Lumenwhirl/",
-         {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Exporter/", "Recorder/", "Demo/",
-          "Lumenwhirl/"}},
-    };
-    for (const Rule& rule : rules) {
+/// From the lowest floor up.
+const std::vector<std::string> folders{"Engine", "Files",    "Pixels",   "Media", "Compositor",
+                                       "Scene",  "Recorder", "Exporter", "Demo",  "Lumenwhirl"};
+
+struct Room {
+    std::string folder;
+    std::vector<std::string> mayUse;  // rooms that stand before it, so that there is no circle
+};
+
+const std::vector<Room> rooms{
+    {"Engine/", {}},
+    {"Files/", {}},
+    {"Pixels/", {}},
+    {"Media/", {"Engine/Geometry/", "Files/", "Pixels/"}},
+    {"Compositor/", {"Engine/", "Files/", "Pixels/"}},
+    {"Scene/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/"}},
+    {"Recorder/Package/", {"Engine/", "Files/"}},
+    {"Recorder/Platform/", {"Engine/"}},
+    {"Recorder/Backends/Pulse/", {"Engine/", "Recorder/Platform/"}},
+    {"Recorder/Backends/X11/", {"Engine/", "Recorder/Platform/"}},
+    {"Recorder/Backends/", {"Recorder/Platform/", "Recorder/Backends/Pulse/", "Recorder/Backends/X11/"}},
+    {"Recorder/", {"Engine/", "Files/", "Pixels/", "Media/", "Recorder/Package/", "Recorder/Platform/"}},
+    {"Exporter/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Recorder/Package/"}},
+    {"Demo/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Recorder/Package/"}},
+    {"Lumenwhirl/Captions/", {"Engine/", "Files/"}},
+    {"Lumenwhirl/",
+     {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Recorder/", "Exporter/", "Demo/",
+      "Lumenwhirl/"}},
+};
+
+/// The one with the longest name that fits: Recorder/Package/ before Recorder/.
+const Room& roomOf(const std::string& file) {
+    const Room* found = nullptr;
+    for (const Room& room : rooms)
+        if (file.starts_with(room.folder) && (!found || room.folder.size() > found->folder.size())) found = &room;
+    if (!found) throw std::runtime_error(file + " is in no room");
+    return *found;
+}
+
+TEST(Includes, goDownTheFloorsOnly) {
+    for (const std::string& folder : folders) {
         int count = 0;
-        for (const Include& include : includesBelow(rule.folder)) {
-            count += include.isOurs ? 1 : 0;
-            EXPECT_TRUE(!include.isOurs || beginsWithOneOf(include.target, rule.mayUse))
+        for (const Include& include : includesBelow(folder)) {
+            if (!include.isOurs) continue;
+            ++count;
+            const Room &user = roomOf(include.file.string()), &used = roomOf(include.target);
+            EXPECT_TRUE(&user == &used || (&used < &user && beginsWithOneOf(include.target, user.mayUse)))
                 << include.file.string() << " includes \"" << include.target << "\"";
         }
-        EXPECT_GT(count, 0) << rule.folder << " was not looked at";
+        EXPECT_GT(count, 0) << folder << " was not looked at";
     }
-}
-
-TEST(Includes, namesOfOurFilesStartAtTheRoot) {
-    for (const std::string folder : {"Engine", "Files", "Pixels", "Media", "Compositor", "Scene", "Exporter",
-                                     "Recorder", "Demo", "Lumenwhirl", "Tests", "Benchmarks"})
-        for (const Include& include : includesBelow(folder))
-            EXPECT_TRUE(!include.isOurs || fs::exists(root / include.target))
-                << include.file.string() << " includes \"" << include.target << "\"";
 }
 
 TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
@@ -104,15 +115,14 @@ TEST(Includes, foreignLibrariesStayWhereTheyAreWrapped) {
     const std::vector<Rule> rules{
         {{"libav", "libsw"}, {"Media/"}},
         {{"cairo", "pango"}, {"Compositor/", "Demo/"}},
-        {{"hwy/"}, {"Pixels/Kernels/", "Pixels/Kernels/"}},
+        {{"hwy/"}, {"Pixels/Kernels/"}},
         {{"simdjson"}, {"Engine/", "Lumenwhirl/"}},
         {{"CLI/"}, {"Lumenwhirl/Commands/"}},
         {{"libimagequant"}, {"Media/"}},
         {{"xcb/", "xkbcommon/", "X11/"}, {"Recorder/Backends/X11/"}},
         {{"pulse/"}, {"Recorder/Backends/Pulse/"}},
     };
-    for (const std::string folder : {"Engine", "Files", "Pixels", "Media", "Compositor", "Scene", "Exporter",
-                                     "Recorder", "Demo", "Lumenwhirl"})
+    for (const std::string& folder : folders)
         for (const Include& include : includesBelow(folder))
             for (const Rule& rule : rules)
                 EXPECT_TRUE(include.isOurs || !beginsWithOneOf(include.target, rule.headers) ||
