@@ -17,10 +17,10 @@ namespace {
 
 constexpr std::int64_t blockFrames = 16384;
 constexpr double fadeSeconds = 0.003;  // long enough not to click, too short to be heard as a gap
-// Samples round a part that is stretched that the stretcher hears as well: more than its longest window. Without
-// them it takes the part's ends for strokes of a drum.
+// Samples before and after a stretched part that the stretcher gets as well, more than its longest window: without
+// them it takes the part's ends for transients.
 constexpr std::int64_t context = 8192;
-constexpr double fastestHeard = 128;  // times; beyond, the stretcher fails, and nobody could make out anything
+constexpr double fastestHeard = 128;  // above this the stretcher fails, and nothing could be understood
 
 using Segment = EditTimeline::Segment;
 
@@ -28,8 +28,8 @@ bool isUnchanged(double rate) {
     return std::abs(rate - 1) <= 1e-6;
 }
 
-/// The recording's sound as a stream of samples read once, front to back; silence after its end. What was read
-/// last can be read again.
+/// The recording's audio as a stream of samples, read once from front to back; silence after its end. The most
+/// recent samples can be read again.
 class SourceAudio {
 public:
     SourceAudio(AudioReader& reader, float gain) : reader_(reader), gain_(gain) {
@@ -39,11 +39,11 @@ public:
     [[nodiscard]] int sampleRate() const noexcept { return reader_.sampleRate(); }
     [[nodiscard]] std::size_t channels() const noexcept { return static_cast<std::size_t>(reader_.channels()); }
 
-    /// `position` is not further back than `reach` before the end of what was read.
+    /// `position` must be at most `reach` before the end of what has been read.
     void read(AudioBuffer& buffer, std::int64_t position, std::size_t frames) {
         const std::int64_t end = position + static_cast<std::int64_t>(frames);
         while (end_ < end) {
-            // Up to the position in blocks, of which nothing more is wanted.
+            // Skips to the position in blocks.
             const std::int64_t next = end_ < position ? std::min<std::int64_t>(position, end_ + blockFrames) : end;
             readOn(static_cast<std::size_t>(next - end_));
         }
@@ -60,7 +60,8 @@ private:
     static constexpr std::size_t reach = 2 * context;
 
     void readOn(std::size_t frames) {
-        // At the end of the file a read gives fewer; what is missing is silence, so that the lengths hold.
+        // A read at the end of the file gives fewer samples; silence makes up for them, so that the lengths are
+        // right.
         if (isAtEnd_ || !reader_.read(block_, frames)) block_.channels.assign(channels(), {});
         isAtEnd_ = isAtEnd_ || block_.frames() < frames;
         if (gain_ != 1)
@@ -78,11 +79,11 @@ private:
     AudioReader& reader_;
     float gain_;
     AudioBuffer kept_, block_;
-    std::int64_t end_ = 0;  // of what was read, and of kept_
+    std::int64_t end_ = 0;  // of what has been read, and of kept_
     bool isAtEnd_ = false;
 };
 
-/// Writes one segment, exactly as many samples as it was promised, faded at its joints.
+/// Writes one segment of exactly `frames` samples, faded at its joints.
 class SegmentWriter {
 public:
     SegmentWriter(AudioWriter& writer, std::int64_t frames, std::int64_t fadeIn, std::int64_t fadeOut)
@@ -154,7 +155,7 @@ void writeSilence(std::size_t channels, SegmentWriter& out, const std::stop_toke
     }
 }
 
-/// Those of the timeline, but for joints that change nothing.
+/// The timeline's segments; those that continue each other at the same rate are joined.
 std::vector<Segment> joinedSegments(const EditTimeline& timeline) {
     std::vector<Segment> joined;
     for (const Segment& segment : timeline.segments()) {
@@ -179,7 +180,7 @@ void write(const std::filesystem::path& audio, float gain, const EditTimeline& t
         return static_cast<std::int64_t>(std::llround(seconds * reader.sampleRate()));
     };
     const std::vector<Segment> segments = joinedSegments(timeline);
-    // A track without a single sample would be none.
+    // A track needs at least one sample.
     const std::int64_t end = std::max<std::int64_t>(1, sampleAt(timeline.outputDuration()));
     for (std::size_t i = 0; i < segments.size() && !stop.stop_requested(); ++i) {
         const Segment& segment = segments[i];
@@ -192,7 +193,7 @@ void write(const std::filesystem::path& audio, float gain, const EditTimeline& t
             copySegment(source, span, out, stop);
         else if (segment.rate <= fastestHeard)
             stretchSegment(source, span, segment.rate, out, stop);
-        // The stretcher may end some samples short; the next segment must begin on its own all the same.
+        // The stretcher may give a few samples too few; the next segment must still begin at its own time.
         writeSilence(source.channels(), out, stop);
     }
     if (!stop.stop_requested()) writer.finish();

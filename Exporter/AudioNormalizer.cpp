@@ -59,8 +59,8 @@ public:
 private:
     static constexpr std::size_t lanes = 16;
 
-    // Sixteen sums side by side are what a processor adds at once. Each takes a sixteenth of the terms, so they
-    // round less than one running sum of the block would.
+    // Sixteen sums side by side can be vectorised. Each adds up a sixteenth of the terms, so they round less than
+    // one running sum of the block would.
     void addToBlock(std::span<const float> mono) {
         std::array<float, lanes> squares{}, peaks{};
         std::size_t i = 0;
@@ -83,7 +83,7 @@ private:
 
     void endBlock() {
         const auto level = static_cast<float>(std::sqrt(blockSquares_ / static_cast<double>(inBlock_)));
-        // A block with samples that are no number has no level; as silence it also leaves the others in order.
+        // A block with NaN has no level; counted as silence, it keeps the levels sortable.
         blockLevels_.push_back(std::isnan(level) ? 0.0F : level);
         blockSquares_ = 0;
         inBlock_ = 0;
@@ -95,7 +95,7 @@ private:
     std::vector<float> blockLevels_;
 };
 
-/// (sum of the channels) / count, sample by sample; `first`: where in the buffer.
+/// (sum of the channels) / count, sample by sample; `first`: the position in the buffer.
 void mixDown(const AudioBuffer& buffer, std::size_t first, std::span<float> mono) {
     std::copy_n(buffer.channels.front().data() + first, mono.size(), mono.data());
     for (std::size_t c = 1; c < buffer.channels.size(); ++c) {
@@ -119,7 +119,7 @@ void meterMix(LevelMeter& meter, const AudioBuffer& buffer) {
     }
 }
 
-/// Like AudioReader::read, but a failure is the end: what can be read of a damaged file counts.
+/// Like AudioReader::read, but a failure counts as the end: a damaged file is used as far as it can be read.
 bool readOn(AudioReader& reader, AudioBuffer& buffer) {
     try {
         return reader.read(buffer, readFrames);
@@ -166,7 +166,7 @@ std::string makeUuid() {
     return text;
 }
 
-/// An empty file that only its owner may read: what was said into a microphone is nobody else's.
+/// Creates an empty file that only its owner may read: what was said into a microphone is private.
 bool createPrivate(const std::filesystem::path& file) {
     const int descriptor = ::open(file.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
     if (descriptor < 0) return false;
@@ -208,7 +208,7 @@ float copyGain(const std::filesystem::path& file, std::stop_token stop) {
 std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path& file, std::optional<float> gain,
                                                     std::stop_token stop) {
     std::filesystem::path copy;
-    // Without a copy the recording sounds as it was recorded: no reason to fail what it is wanted for.
+    // Without a copy the audio is used as it was recorded: no reason for the caller to fail.
     try {
         if (!gain) gain = copyGain(file, stop);
         if (!(*gain > minimumUsefulGain)) return std::nullopt;
@@ -247,8 +247,8 @@ float measurePeak(const std::filesystem::path& file) {
 }
 
 void applyGain(std::span<float> samples, float gain) {
-    // Few samples reach the knee, so a run is multiplied and tested at once, and only runs that reach it are gone
-    // through one by one.
+    // Few samples reach the knee, so a whole run is multiplied and tested at once, and only runs that reach it are
+    // limited sample by sample.
     constexpr std::size_t run = 16;
     const auto whole = samples.size() - samples.size() % run;
     for (std::size_t start = 0; start < whole; start += run) {

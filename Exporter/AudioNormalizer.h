@@ -22,22 +22,23 @@ struct Levels {
     bool operator==(const Levels&) const = default;
 };
 
-/// Throws MediaError where `file` cannot be opened or has no sound; the operations below never throw it.
+/// Throws MediaError if `file` cannot be opened or has no audio; the operations below never throw it.
 [[nodiscard]] Levels measure(const std::filesystem::path& file);
 
-/// The gain that a normalised copy of a file has: 1 where none is called for, the file cannot be measured, or the
-/// work was stopped.
+/// The gain of a file's normalised copy: 1 if none is needed, the file cannot be measured, or the work was
+/// stopped.
 [[nodiscard]] float copyGain(const std::filesystem::path& file, std::stop_token stop = {});
-/// A louder AAC copy in the temporary folder ("lwnorm-" + UUID + ".m4a") that the caller removes; empty when none
-/// is called for or anything fails: use the file as it is. A given gain has no upper bound. A stop gives an empty
-/// result soon, and leaves no file.
+/// A louder AAC copy in the temporary folder ("lwnorm-" + UUID + ".m4a") that the caller removes; empty if none
+/// is needed or anything fails: use the file as it is. A given gain has no upper bound. A stop soon gives an empty
+/// result and leaves no file.
 [[nodiscard]] std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path& file,
                                                                   std::optional<float> gain = std::nullopt,
                                                                   std::stop_token stop = {});
-/// What would raise speech of these levels to `targetSpeech`: 1...maxGain; 1 for silence.
+/// The gain that raises speech of these levels to `targetSpeech`: 1...maxGain; 1 for silence.
 [[nodiscard]] float gainFor(const Levels& levels, float targetSpeech = targetSpeechLevel,
                             float maxGain = maximumGain);
-/// What would raise the speech to `targetSpeech`: 1...maxGain; 1 for silence or a file that cannot be read.
+/// The gain that raises a file's speech to `targetSpeech`: 1...maxGain; 1 for silence or a file that cannot be
+/// read.
 [[nodiscard]] float gain(const std::filesystem::path& file, float targetSpeech, float maxGain);
 [[nodiscard]] float measurePeak(const std::filesystem::path& file);
 

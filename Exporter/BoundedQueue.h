@@ -12,7 +12,7 @@
 namespace lumenwhirl {
 
 /// Hands values from one thread to another, at most `capacity` waiting; a full queue makes the producer wait.
-/// Either side may close it, with the failure that ended its work; the other side meets that failure.
+/// Either side may close it with the failure that ended its work, which is rethrown on the other side.
 template <class T>
 class BoundedQueue {
 public:
@@ -30,7 +30,8 @@ public:
         return true;
     }
 
-    /// Empty when the queue is closed and drained, or `stop` asks. Rethrows the producer's failure at its end.
+    /// Empty when the queue is closed and drained, or `stop` asks. Rethrows the producer's failure once it is
+    /// drained.
     std::optional<T> pop(std::stop_token stop) {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, stop, [this] { return closed_ || !values_.empty(); });
@@ -46,7 +47,7 @@ public:
         return value;
     }
 
-    /// No more values; what waits can still be taken. The first failure given is kept.
+    /// Accepts no more values; those that wait can still be taken. The first failure given is kept.
     void close(std::exception_ptr failure = nullptr) {
         {
             const std::lock_guard lock(mutex_);

@@ -9,7 +9,7 @@
 
 namespace lumenwhirl::Exporter {
 
-/// What every kind of export starts from. Borrows all of it.
+/// The input of every kind of export. Borrows all of it.
 struct ExportTask {
     const std::filesystem::path& recording;
     VideoReader& reader;  // of the recording, at its start
@@ -19,7 +19,7 @@ struct ExportTask {
     const std::stop_token& stop;
 };
 
-/// Both write the destination as exportRecording does. Throw ExportError, MediaError,
+/// Both write the destination as exportRecording does, and throw ExportError, MediaError,
 /// std::filesystem::filesystem_error.
 void exportVideo(const ExportTask& task);
 void exportGif(const ExportTask& task);

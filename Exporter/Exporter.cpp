@@ -35,13 +35,13 @@ void checkDestination(const fs::path& recording, const fs::path& destination) {
     const fs::file_status there = fs::status(destination, problem);
     if (destination.empty() || fs::is_directory(there)) refuse("is a folder; name a file");
     if (there.type() == fs::file_type::none) refuse("cannot write: " + problem.message());
-    if (fs::exists(there) && !fs::is_regular_file(there)) refuse("is no file that can be replaced; name a file");
+    if (fs::exists(there) && !fs::is_regular_file(there)) refuse("is not a regular file; name another file");
     if (fs::equivalent(recording, destination, ignored)) refuse("is the recording itself; name another file");
     const fs::path folder = destination.has_parent_path() ? destination.parent_path() : fs::path(".");
     if (!fs::is_directory(folder, ignored)) refuse("its folder does not exist");
 }
 
-/// Graphics cards make neither ProRes nor GIFs.
+/// Graphics cards encode neither ProRes nor GIF.
 void checkEncoder(const Options& options, const fs::path& destination) {
     const bool isCard = options.encoder != EncoderChoice::automatic && options.encoder != EncoderChoice::software;
     const char* what = options.preset == Preset::prores ? "ProRes"

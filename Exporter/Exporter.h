@@ -12,8 +12,7 @@
 #include <stop_token>
 #include <string>
 
-/// Turns a recording into a finished file. Stateless; blocks on the caller's thread and works on threads of its
-/// own.
+/// Turns a recording into a finished file. Stateless; blocks the caller's thread and uses threads of its own.
 namespace lumenwhirl::Exporter {
 
 struct Progress {
@@ -37,12 +36,12 @@ struct Options {
     Preset preset = Preset::web;
     EncoderChoice encoder = EncoderChoice::software;
     FrameStates::Zoom zoom = FrameStates::Zoom::asProject;
-    /// Called after every frame, on one thread; a GIF's first, with none done, before its colours are chosen.
+    /// Called after every frame, on one thread; for a GIF also before its colours are chosen, with no frame done.
     std::function<void(Progress)> progress;
 };
 
-/// Writes `destination`, replacing a file there only when all is done: until then a temporary file beside it holds
-/// the work, and it is removed on failure. A stop ends at the next frame with ExportError (cancelled). Throws
+/// Writes `destination`. A file there is replaced only by a complete export: until then the work is in a temporary
+/// file beside it, which is removed on failure. A stop ends at the next frame with ExportError (cancelled). Throws
 /// ExportError, FrameStates::Error; the message names the file.
 void exportRecording(const std::filesystem::path& recording, const EventLog& events,
                      const ProjectSettings& settings, const std::filesystem::path& destination,

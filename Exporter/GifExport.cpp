@@ -16,10 +16,10 @@ namespace lumenwhirl::Exporter {
 namespace {
 
 constexpr int fps = 15;
-constexpr std::int64_t colorSamples = 32;  // enough for every scene of a recording, and soon drawn
+constexpr std::int64_t colorSamples = 32;  // enough for every scene of a recording, and quickly drawn
 
-/// Shows the writer frames from all over the video, so that its palette fits them all. Reads the recording by
-/// itself: where it cannot be searched, or is damaged, what was seen so far must do.
+/// Shows the writer frames from all over the video, so that its palette fits them all. Reads the recording with
+/// a reader of its own; if that cannot seek or the file is damaged, the frames seen so far have to do.
 void learnColors(GifWriter& writer, const ExportTask& task, FrameMaker<std::uint8_t>& maker, std::int64_t frames) {
     VideoReader reader(task.recording);
     const std::int64_t samples = std::min(frames, colorSamples);

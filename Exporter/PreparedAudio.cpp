@@ -24,7 +24,8 @@ PreparedAudio::PreparedAudio(const std::filesystem::path& recording, const EditT
       }) {}
 
 void PreparedAudio::make(const std::stop_token& stop) {
-    if (!timeline_.isIdentity()) {  // raised on the way: a copy would be encoded twice, and in all its length
+    if (!timeline_.isIdentity()) {  // amplified during the edit: a normalised copy would be encoded twice, and at
+                                    // full length
         const float gain = AudioNormalizer::copyGain(recording_, stop);
         AudioEdit::write(recording_, gain, timeline_, edited_.path(), stop);
         isEdited_ = true;
@@ -40,7 +41,7 @@ void PreparedAudio::make(const std::stop_token& stop) {
 PreparedAudio::~PreparedAudio() {
     worker_.request_stop();
     if (worker_.joinable()) worker_.join();
-    std::error_code ignored;  // a file left in the temporary folder harms nobody
+    std::error_code ignored;  // a file left in the temporary folder does no harm
     if (louder_) std::filesystem::remove(*louder_, ignored);
 }
 

@@ -12,25 +12,26 @@
 
 namespace lumenwhirl {
 
-/// The sound of an export, made on a thread of its own while the picture is encoded: raised to a good level, cut
-/// and re-timed as the edit says, and encoded anew where it cannot be copied. Destroyed early, it stops; it leaves
-/// no file either way.
+/// The audio of an export, prepared on a thread of its own while the video is encoded: normalised, cut and
+/// re-timed by the edit, and re-encoded if it cannot be copied. The destructor stops the work and removes its
+/// files.
 class PreparedAudio {
 public:
-    /// `timeline` must outlive this. Files in the making stand beside `destination`.
+    /// Starts the work. `timeline` must outlive this. Edited audio is written to a temporary file beside
+    /// `destination`.
     PreparedAudio(const std::filesystem::path& recording, const EditTimeline& timeline,
                   const std::filesystem::path& destination);
     ~PreparedAudio();
     PreparedAudio(const PreparedAudio&) = delete;
     PreparedAudio& operator=(const PreparedAudio&) = delete;
 
-    /// Whether file() would not wait.
+    /// Whether file() returns without waiting.
     [[nodiscard]] bool isDone() const noexcept { return isDone_; }
-    /// Waits for the work, which a stop ends soon. The file whose first sound track belongs under the picture: the
-    /// recording itself where nothing is to change. Valid as long as this; after a stop there may be no such file.
-    /// Throws MediaError when the edited sound could not be made.
+    /// Waits for the work, which a stop ends soon. Returns the file whose first audio track the export needs: the
+    /// recording itself if nothing has to change. Valid as long as this; after a stop the file may not exist.
+    /// Throws MediaError if the audio could not be edited.
     [[nodiscard]] const std::filesystem::path& file(std::stop_token stop);
-    /// Where the edited sound is made, so that an error's message can leave it out.
+    /// Where edited audio is written, so that this path can be left out of an error's message.
     [[nodiscard]] const std::filesystem::path& editedFile() const noexcept { return edited_.path(); }
 
 private:

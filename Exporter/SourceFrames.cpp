@@ -8,7 +8,7 @@ namespace lumenwhirl {
 namespace {
 
 constexpr int gridTicks = 600;  // a second; whole ticks for 24, 25, 30, 50 and 60 frames a second
-constexpr double hair = 1e-6;   // seconds: much less than a frame, much more than what rounding adds up to
+constexpr double hair = 1e-6;   // seconds: much less than a frame, much more than all rounding errors
 
 }  // namespace
 

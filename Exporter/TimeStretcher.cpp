@@ -15,12 +15,12 @@ using RubberBand::RubberBandStretcher;
 constexpr RubberBandStretcher::Options options =
     RubberBandStretcher::OptionProcessRealTime | RubberBandStretcher::OptionEngineFiner |
     RubberBandStretcher::OptionThreadingNever | RubberBandStretcher::OptionChannelsTogether;
-// The sample rates that the library is made for; beyond, it warns on standard error. The rate only says how long
-// its windows are in seconds.
+// The sample rates that the library is made for; outside, it warns on standard error. The rate only decides how
+// long its windows are in seconds.
 constexpr int lowestRate = 8000, highestRate = 192'000;
-constexpr std::size_t mostInput = 4096;  // at once
-// Of the output of one input block. The library (3.1) has room for eight input blocks, and silently leaves out
-// what does not fit.
+constexpr std::size_t mostInput = 4096;  // samples per block
+// Output samples per input block. The library (3.1) has room for eight input blocks and silently drops what does
+// not fit.
 constexpr double mostOutput = 4 * mostInput;
 
 template <class Pointer, class Buffer>

@@ -26,8 +26,8 @@ Container containerOf(Preset preset) {
     throw ExportError(ExportError::Kind::writerFailed, destination.string() + ": " + step + problem);
 }
 
-/// An export on its way into a file. Where the sound is ready early enough, it is laid under the picture as that
-/// is written; else both are joined in the end.
+/// One export to a video file. Audio that is ready early enough is muxed while the video is written; otherwise
+/// both are joined at the end.
 class VideoExport {
 public:
     explicit VideoExport(const ExportTask& task) : task_(task) { createOrRefuse(video_, task.destination); }
@@ -66,7 +66,7 @@ void VideoExport::openWriter(const VideoSettings& encoding) {
 const fs::path& VideoExport::audioFile() {
     try {
         const fs::path& file = audio_->file(task_.stop);
-        throwIfStopped(task_.stop);  // perhaps there is no such file then
+        throwIfStopped(task_.stop);  // after a stop the file may not exist
         return file;
     } catch (const MediaError& error) {
         fail(task_.destination, "edited audio: ", problemOf(error, audio_->editedFile()));
@@ -86,7 +86,7 @@ template <class Sample>
 Rendered VideoExport::encode(SourceFrames& source, const VideoSettings& encoding) {
     std::optional<FrameMaker<Sample>> maker;
     const auto encodeFrame = [&](const VideoFrame& frame, std::int64_t pts) {
-        // Only now: until there is a frame, all that runs is waited for.
+        // Not earlier, as it would delay the first frame.
         if (!audio_ && task_.reader.info().hasAudio)
             audio_.emplace(task_.recording, task_.states.timeline(), task_.destination);
         writer_->write(frame, pts);

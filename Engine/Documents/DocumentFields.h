@@ -11,8 +11,8 @@
 #include <type_traits>
 #include <utility>
 
-/// The one description of each document: its keys in the order in which they are written, the member behind each,
-/// and what its absence means. Reading and writing both follow from it.
+/// Describes each document once: its keys in the order in which they are written, the member behind each, and what
+/// a missing key means. Decoding and encoding both follow from this.
 namespace lumenwhirl::fields {
 
 enum class Absence {
@@ -202,7 +202,7 @@ template <class Document>
 inline constexpr auto keysOf = std::apply(
     [](const auto&... each) { return std::array<std::string_view, sizeof...(each)>{each.key...}; }, of<Document>);
 
-/// Keys are written in the order of the description, so that order has to be the sorted one.
+/// Keys are written in the order of the description, which must therefore be sorted.
 template <class Document>
 constexpr bool areKeysSorted() {
     for (std::size_t index = 1; index < keysOf<Document>.size(); ++index)

@@ -14,14 +14,14 @@
 #include <string_view>
 #include <vector>
 
-/// Values of parsed JSON into documents, by their descriptions.
+/// Decodes parsed JSON into documents, as DocumentFields.h describes them.
 namespace lumenwhirl::JsonDecoder {
 
 using Element = simdjson::dom::element;
 
-/// Of a value's type, with its article, for messages.
+/// The name of a value's type with its article, for messages.
 [[nodiscard]] std::string_view nameOfType(const Element& element);
-/// In quotes, on one line and of bearable length, for messages.
+/// `text` in quotes, shortened and without control characters, for messages.
 [[nodiscard]] std::string quoted(std::string_view text);
 
 [[noreturn]] inline void failType(std::string_view expected, const Element& element, const JsonPath& path) {
@@ -32,7 +32,7 @@ inline void decode(const Element& element, double& value, const JsonPath& path) 
     if (!element.is_number() || element.get(value) != simdjson::SUCCESS) failType("a number", element, path);
 }
 
-/// Any spelling of a whole number in range: 3, 3.0 and 3e0.
+/// Accepts any spelling of a whole number in range: 3, 3.0 and 3e0.
 template <class Integer>
 requires std::integral<Integer> &&
     (!std::same_as<Integer, bool>)void decode(const Element& element, Integer& value, const JsonPath& path) {
@@ -42,7 +42,7 @@ requires std::integral<Integer> &&
         double number = 0;
         decode(element, number, path);
         if (number != std::trunc(number)) path.fail("expected a whole number");
-        // 2^63 is the first double above every value of the type; it itself cannot be converted.
+        // 2^63 itself cannot be converted: it is the first double beyond the range of std::int64_t.
         if (!(number >= -0x1p63 && number < 0x1p63)) path.fail("the number is out of range");
         exact = static_cast<std::int64_t>(number);
     }
@@ -97,7 +97,7 @@ void decode(const Element& element, std::optional<Value>& value, const JsonPath&
     decode(element, value.emplace(), path);
 }
 
-/// The members of an object by position in the description. Of a repeated key the last one counts.
+/// An object's members by their position in the description. The last occurrence of a repeated key counts.
 template <class Document>
 class Members {
 public:
@@ -120,7 +120,7 @@ private:
     static constexpr const auto& keys = fields::keysOf<Document>;
     static constexpr std::size_t count = keys.size();
 
-    /// Documents that we wrote have their keys in the very order that is expected.
+    /// Documents written by this program have their keys in the expected order, so that one is tried first.
     static std::size_t find(std::string_view key, std::size_t expected) {
         if (expected < count && keys[expected] == key) return expected;
         std::size_t position = 0;

@@ -19,7 +19,7 @@ void JsonEncoder::write(double value, const JsonPath& path) {
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
     const std::string_view text(digits.data(), static_cast<std::size_t>(end - digits.data()));
     text_ += text;
-    // As integers, readers would refuse those beyond 64 bits and lose the sign of -0.
+    // Written as integers, values beyond 64 bits would be rejected by readers, and -0 would lose its sign.
     constexpr double largestInteger = 0x1p63;
     const bool looksIntegral = text.find_first_of(".e") == std::string_view::npos;
     if (looksIntegral && (std::abs(value) >= largestInteger || (value == 0 && std::signbit(value)))) text_ += ".0";

@@ -13,7 +13,8 @@
 
 namespace lumenwhirl {
 
-/// Documents into JSON text, by their descriptions: one member a line, indented by two spaces, or all on one line.
+/// Encodes documents as JSON text, as DocumentFields.h describes them: one member per line, indented by two
+/// spaces, or everything on one line.
 class JsonEncoder {
 public:
     template <class Document>
@@ -25,7 +26,7 @@ public:
         return std::move(encoder.text_);
     }
 
-    /// Without blanks and without the end of the line.
+    /// Without spaces and without a newline.
     template <class Document>
     [[nodiscard]] static std::string encodeLine(const Document& document, std::size_t expectedBytes) {
         JsonEncoder encoder;

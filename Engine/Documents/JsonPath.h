@@ -8,7 +8,7 @@
 
 namespace lumenwhirl {
 
-/// Where in a document its reader or writer is: a chain over the call stack, spelled out only for an error.
+/// The current place in a document: a chain along the call stack, turned into text only for an error.
 struct JsonPath {
     const JsonPath* parent = nullptr;
     std::string_view key = {};  // of an object's member; empty for an array's element and the whole document

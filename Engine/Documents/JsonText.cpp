@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::string_view digits = "0123456789";
 
-/// Reads a text token by token. Every `take…` moves past what it read, or leaves the place of the fault.
+/// Reads a text token by token. Every `take…` moves past what it accepts, or stops at the fault.
 class Scanner {
 public:
     explicit Scanner(std::string_view text) : text_(text) {}
@@ -50,7 +50,7 @@ public:
         return true;
     }
 
-    /// After the opening quote, up to and with the closing one. UTF-8 is somebody else's business.
+    /// From behind the opening quote to behind the closing one. Does not check UTF-8.
     bool takeRestOfString() {
         while (!isAtEnd() && static_cast<unsigned char>(text_[offset_]) >= 0x20) {
             if (take('"')) return true;
@@ -81,7 +81,7 @@ private:
     std::size_t offset_ = 0;
 };
 
-/// Follows the grammar with a stack of its own, as a text may nest deeper than calls can.
+/// Checks the grammar with an explicit stack, since a text may nest deeper than the call stack allows.
 class Checker {
 public:
     explicit Checker(std::string_view text) : scanner_(text) {}
@@ -99,7 +99,7 @@ public:
     [[nodiscard]] std::size_t offset() const { return scanner_.offset(); }
 
 private:
-    /// Up to the end of a plain value or of an empty container, or just inside a container at its first value.
+    /// Moves behind a plain value or an empty container, or inside a container to its first value.
     std::string_view openValue() {
         justOpened_ = false;
         scanner_.skipSpace();
@@ -117,7 +117,7 @@ private:
         return isObject ? takeKey() : "";
     }
 
-    /// After a value: past the ends of containers to the start of the next value, or to the end of the text.
+    /// After a value: moves past the ends of containers to the next value, or to the end of the text.
     std::string_view closeValues() {
         while (true) {
             scanner_.skipSpace();
@@ -140,7 +140,7 @@ private:
     }
 
     Scanner scanner_;
-    std::string closers_;  // of the containers around the place, innermost last
+    std::string closers_;  // of the open containers, innermost last
     bool justOpened_ = false;
 };
 

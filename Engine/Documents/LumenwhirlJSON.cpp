@@ -45,7 +45,7 @@ namespace {
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
-/// The parser does not say where it stopped, so a refused text is gone through again.
+/// The parser does not say where it stopped, so a rejected text is checked again.
 [[noreturn]] void failMalformed(std::string_view text, simdjson::error_code code) {
     std::string message = "malformed JSON";
     if (text.find_first_not_of(" \t\r\n") == std::string_view::npos)
@@ -65,7 +65,7 @@ simdjson::dom::element parse(simdjson::dom::parser& parser, std::string_view tex
     simdjson::dom::element root;
     auto code = parser.parse(text.data(), text.size(), mustCopy).get(root);
     if (code != simdjson::SUCCESS) {
-        // Its releases report a long integer by different codes.
+        // The parser's releases report an integer beyond 64 bits with different codes.
         const std::string widened = JsonText::withLongIntegersAsReals(text);
         if (widened.size() != text.size()) code = parser.parse(widened.data(), widened.size()).get(root);
     }
@@ -86,7 +86,7 @@ Document decodeDocument(std::string_view text, std::size_t readableBeyond) {
 namespace LumenwhirlJSON {
 
 std::string encode(const EventLog& log) {
-    // Some 90 bytes a cursor sample and 150 any other event, so that a long log is not copied while it grows.
+    // About 90 bytes per cursor sample and 150 per other event, so that a long text is not reallocated.
     return JsonEncoder::encode(
         log, 1024 + 96 * log.cursor.size() + 160 * (log.clicks.size() + log.scroll.size() + log.keys.size()));
 }

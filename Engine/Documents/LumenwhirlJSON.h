@@ -8,11 +8,11 @@
 #include <string>
 #include <string_view>
 
-/// The one way documents become text and text becomes documents: pretty-printed with sorted keys, one member
-/// a line; strict on reading. Stateless; callable from any thread.
+/// Encodes and decodes documents: pretty-printed with sorted keys, one member per line; strict when reading.
+/// Stateless; callable from any thread.
 namespace lumenwhirl::LumenwhirlJSON {
 
-/// What is wrong and where, as a path of keys: `clicks[3].button: unknown value "middle"`. Knows no file.
+/// What is wrong and where, as a path of keys: `clicks[3].button: unknown value "middle"`. Does not name the file.
 class Error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -27,8 +27,8 @@ public:
 [[nodiscard]] EventLog decodeEventLog(std::string_view text);
 [[nodiscard]] ProjectSettings decodeProjectSettings(std::string_view text);
 
-/// The same for an EventLog or ProjectSettings in a string of which nobody needs a copy: with this much capacity
-/// to spare behind the text, it is parsed where it is.
+/// The same for an EventLog or ProjectSettings. If the string's capacity exceeds its size by this many bytes, it
+/// is parsed in place instead of being copied.
 constexpr std::size_t spareCapacity = 64;
 template <class Document>
 [[nodiscard]] Document decode(const std::string& text);
@@ -37,8 +37,8 @@ template <>
 template <>
 [[nodiscard]] ProjectSettings decode(const std::string& text);
 
-/// One part of an event log on a line of its own, for logs that grow: RecordingInfo, CursorSample, ClickEvent,
-/// ScrollEvent or KeyEvent, without blanks and without the end of the line. Both throw Error, as above.
+/// One part of an event log on a single line, for logs that are still growing: RecordingInfo, CursorSample,
+/// ClickEvent, ScrollEvent or KeyEvent, without spaces and without a newline. Both throw Error, as above.
 template <class Part>
 [[nodiscard]] std::string encodeLine(const Part& part);
 template <class Part>

@@ -4,7 +4,8 @@ namespace lumenwhirl {
 
 ProjectSettings ProjectSettings::makeDefault(double duration, bool hasMic, bool hasSystemAudio) {
     ProjectSettings settings;
-    // Not the package's name for the video, which everybody goes by; documents have always said this.
+    // Not the name of the video in the package, which is used instead of this; documents have always held this
+    // text.
     settings.assets.recording = "recording.mov";
     settings.assets.events = "events.json";
     if (hasMic) settings.assets.mic = "mic.m4a";

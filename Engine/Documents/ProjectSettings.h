@@ -7,7 +7,8 @@
 
 namespace lumenwhirl {
 
-// Times are seconds of source time. Values are stored as the user gave them; whoever uses one checks its range.
+// Times are seconds of source time. Values are stored as the user gave them; the code that uses one checks its
+// range.
 
 struct Assets {  // file names relative to the package
     std::string recording;
@@ -112,7 +113,7 @@ struct CaptionSettings {
 };
 
 struct AudioInfo {
-    bool embedded = false;  // the sound is in the recording's video file
+    bool embedded = false;  // the audio is in the recording's video file
     bool hasMic = false, hasSystem = false;
     bool operator==(const AudioInfo&) const = default;
 };

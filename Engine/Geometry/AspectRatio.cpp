@@ -28,7 +28,7 @@ const Shape& shapeOf(AspectRatio::Case value) {
     return wide;
 }
 
-/// Stays in double: rounding halves away from zero, then down to even, is exact there for every real canvas.
+/// Rounds halves away from zero, then down to even; exact in double for every real canvas.
 double evenSide(double side) {
     assert(std::isfinite(side));
     return 2 * std::floor(std::round(side) / 2);

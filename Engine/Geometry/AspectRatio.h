@@ -8,7 +8,7 @@
 
 namespace lumenwhirl {
 
-/// The shape of the finished video: which canvas it gives, and how much closer its camera goes.
+/// The shape of the finished video; decides the canvas and how much closer the camera zooms.
 class AspectRatio {
 public:
     enum class Case { r16x9, r1x1, r9x16 };

@@ -4,7 +4,7 @@ namespace lumenwhirl::Coordinates {
 namespace {
 
 double clampedInto(double value, std::int64_t size) {
-    if (!(value > 0)) return 0;  // not a number as well
+    if (!(value > 0)) return 0;  // or NaN
     const auto limit = static_cast<double>(size);
     return value > limit ? limit : value;
 }

@@ -8,7 +8,7 @@ namespace lumenwhirl::Coordinates {
 
 /// Clamped into the captured area: 0 to the size, both included.
 [[nodiscard]] Point globalPointToCapturedPixels(Point globalPoint, const DisplayInfo& display);
-/// The plain inverse, not clamped.
+/// The inverse, not clamped.
 [[nodiscard]] Point capturedPixelsToGlobalPoint(Point pixel, const DisplayInfo& display);
 
 }  // namespace lumenwhirl::Coordinates

@@ -2,7 +2,7 @@
 
 namespace lumenwhirl {
 
-/// A position. Its owner says in which space; captured pixels (origin top-left, y down) unless stated.
+/// A position, in captured pixels (origin top-left, y down) unless its owner says otherwise.
 struct Point {
     double x = 0, y = 0;
     bool operator==(const Point&) const = default;

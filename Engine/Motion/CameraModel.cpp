@@ -20,7 +20,7 @@ struct Ramps {
     double easeIn, easeOut;  // seconds
 };
 
-/// How far a segment that holds `t` has zoomed in: 0 not at all, 1 fully.
+/// How far a segment that contains `t` has zoomed in: 0 not at all, 1 fully.
 double zoomFraction(const ZoomSegment& segment, double t, Ramps ramps) {
     const double length = segment.end - segment.start;
     if (length <= 0) return 1;
@@ -34,7 +34,7 @@ double zoomFraction(const ZoomSegment& segment, double t, Ramps ramps) {
     return easeInOutCubic(fraction);
 }
 
-/// Whether some segment is zoomed in at a time, before any bias. Times asked for must ascend.
+/// Whether any segment is zoomed in at a time, before the zoom bias. Must be asked for ascending times.
 class ZoomSweep {
 public:
     ZoomSweep(std::span<const ZoomSegment> sorted, Ramps ramps) : sorted_(sorted), ramps_(ramps) {}
@@ -42,7 +42,7 @@ public:
     [[nodiscard]] bool isZoomedIn(double t) {
         for (; next_ < sorted_.size() && sorted_[next_].start <= t; ++next_)
             if (1 + (sorted_[next_].level - 1) > leastZoom) active_.push_back(&sorted_[next_]);
-        // The one that was zoomed in a step ago nearly always still is; it is kept at the back.
+        // The segment that was zoomed in a step ago nearly always still is; it is kept at the back.
         for (std::size_t index = active_.size(); index-- > 0;) {
             const ZoomSegment& segment = *active_[index];
             if (!(t <= segment.end)) {
@@ -60,7 +60,7 @@ private:
     std::span<const ZoomSegment> sorted_;
     Ramps ramps_;
     std::size_t next_ = 0;
-    std::vector<const ZoomSegment*> active_;  // started and, as far as looked at, not yet ended
+    std::vector<const ZoomSegment*> active_;  // started, and not known to have ended
 };
 
 std::vector<ZoomSegment> sortedByStart(std::vector<ZoomSegment> segments) {
@@ -81,13 +81,13 @@ std::vector<CursorSample> buildCenterTrajectory(const std::vector<ZoomSegment>& 
                           [&](double t) { return zoom.isZoomedIn(t) ? drawnCursor.at(t) : frameCenter; });
 }
 
-/// Keeps a view of `length / scale` round `center` within 0...length.
+/// Keeps a view of `length / scale` around `center` within 0...length.
 double clampedCenter(double center, double length, double scale) {
     const double half = length / scale / 2;
     return std::min(std::max(center, half), length - half);
 }
 
-/// The span round each cluster of clicks near in time and place. `downs` are in order of time.
+/// The span around each cluster of clicks that are close in time and place. `downs` must be in order of time.
 std::vector<TimeRange> clusterSpans(const std::vector<ClickEvent>& downs, const CameraModel::AutoZoom& options) {
     std::vector<TimeRange> spans;
     for (std::size_t first = 0; first < downs.size();) {

@@ -38,7 +38,7 @@ public:
         double distGap = 400.0;                             // captured pixels between clicks of one cluster
         double easeIn = 0.6, easeOut = 0.6, holdPad = 1.0;  // seconds
     };
-    /// Segments round clusters of clicks, with ids "auto-0", "auto-1", …
+    /// Segments around clusters of clicks, with ids "auto-0", "auto-1", …
     [[nodiscard]] static std::vector<ZoomSegment> autoSegments(const std::vector<ClickEvent>& clicks,
                                                                const AutoZoom& options);
 

@@ -13,9 +13,9 @@
 namespace lumenwhirl {
 namespace {
 
-constexpr double shortestDuration = 0.0001;  // seconds; what durations are raised to, so that dividing is safe
+constexpr double shortestDuration = 0.0001;  // seconds; shorter ones are raised to this, so that division is safe
 
-/// Natural frequency of the spring in rad/s: the lower, the further it lags and the more jitter it rounds off.
+/// Natural frequency of the spring in rad/s. A lower one lags further behind and smooths more jitter.
 double frequencyOf(CursorSmoothing smoothing) {
     switch (smoothing) {
         case CursorSmoothing::subtle:
@@ -40,7 +40,7 @@ std::vector<CursorSample> buildTrajectory(const std::vector<CursorSample>& sampl
                           [&](double t) { return recorded.at(t); });
 }
 
-/// The last move at or before `t`. `times` is not empty, and `t` not before the first of them.
+/// The last move at or before `t`. `times` must not be empty, and `t` not before the first of them.
 double lastMoveTime(const std::vector<double>& times, double t) {
     if (t >= times.back()) return times.back();
     if (times.size() <= 2) return times.front();

@@ -29,7 +29,7 @@ private:
     std::vector<CursorSample> trajectory_;
     std::vector<double> moveTimes_;
     std::vector<ClickEvent> downClicks_;
-    bool clicksInOrder_ = true;  // ascending, as in every log this program writes: they can be searched
+    bool clicksInOrder_ = true;  // as in every log this program writes; allows a binary search
     double idleHide_ = 0;
     double fade_ = 0;
     double rippleDuration_ = 0;

@@ -24,7 +24,7 @@ Point interpolate(std::span<const CursorSample> samples, double t) {
     if (t <= samples.front().t) return {samples.front().x, samples.front().y};
     if (t >= samples.back().t) return {samples.back().x, samples.back().y};
     std::size_t low = 0, high = samples.size() - 1;
-    if (high == 0) return {samples.front().x, samples.front().y};  // its time is not a number
+    if (high == 0) return {samples.front().x, samples.front().y};  // its time is NaN
     while (high - low > 1) {
         const std::size_t middle = (low + high) / 2;
         if (samples[middle].t <= t)

@@ -15,7 +15,7 @@ namespace lumenwhirl::CursorTrack {
 /// Linear between the two samples around `t`, the end points outside; (0, 0) for no samples.
 [[nodiscard]] Point interpolate(std::span<const CursorSample> samples, double t);
 
-/// The line from one sample to the next at `t`; the first point when they are at one time.
+/// The point at `t` on the line from one sample to the next; the first one if both have the same time.
 [[nodiscard]] Point interpolateBetween(const CursorSample& low, const CursorSample& high, double t);
 
 }  // namespace lumenwhirl::CursorTrack

@@ -10,8 +10,8 @@
 
 namespace lumenwhirl {
 
-/// `CursorTrack::interpolate` for times that only ascend: remembers where it is instead of searching. Gives the
-/// very same points, also for a path that is not in order of time, which it has to search.
+/// `CursorTrack::interpolate` for ascending times: remembers its place instead of searching. Gives exactly the
+/// same points, even for a path that is not in order of time (which it has to search).
 class PathWalker {
 public:
     explicit PathWalker(std::span<const CursorSample> samples)

@@ -10,7 +10,7 @@ namespace lumenwhirl::Spring {
 
 constexpr double stepsPerSecond = 120;
 
-/// Longest simulated span, a week: 72 million steps, 1.7 GB. Times beyond come from damaged documents only.
+/// Longest simulated span, a week: 72 million steps, 1.7 GB. Only damaged documents have longer ones.
 constexpr double maximumSpan = 7.0 * 24 * 3600;
 
 [[nodiscard]] inline bool isSimulatable(double first, double last) {
@@ -18,9 +18,9 @@ constexpr double maximumSpan = 7.0 * 24 * 3600;
 }
 
 /// The path of a critically damped spring (stiffness ω², damping 2ω for ω = `frequency` in rad/s) that starts at
-/// rest at `start` and is pulled to `target(t)` from time `first` to `last`, one sample a step. Semi-implicit
-/// Euler, the clock kept by addition: the order of the arithmetic is part of the result. Empty when `first` is
-/// after `last` or the span cannot be simulated.
+/// rest at `start` and is pulled to `target(t)` from time `first` to `last`, one sample per step. Semi-implicit
+/// Euler, the time summed up step by step: the order of the arithmetic is part of the result. Empty when `first`
+/// is after `last` or the span cannot be simulated.
 template <class Target>
 [[nodiscard]] std::vector<CursorSample> follow(double first, double last, Point start, double frequency,
                                                Target&& target) {

@@ -47,7 +47,7 @@ std::optional<std::string_view> CaptionsModel::text(double t) const {
 std::vector<CaptionCue> CaptionsModel::groupIntoCues(std::vector<Word> words) {
     sortByStart(words);
     std::vector<CaptionCue> cues;
-    std::size_t first = 0;  // of the pending line
+    std::size_t first = 0;  // word of the current cue
     const auto close = [&](std::size_t end) {
         if (first < end) cues.push_back(cueOf(std::span(words).subspan(first, end - first)));
         first = end;

@@ -14,16 +14,16 @@ namespace lumenwhirl {
 class CaptionsModel {
 public:
     explicit CaptionsModel(std::vector<CaptionCue> cues);
-    /// The first cue by start that holds `t`, both ends included. Valid as long as this model.
+    /// The text of the first cue, by start, that contains `t`, both ends included. Valid as long as this model.
     [[nodiscard]] std::optional<std::string_view> text(double t) const;
 
-    /// A recognised word, as a recogniser or a file gives it.
+    /// A spoken word, as a speech recogniser or a file gives it.
     struct Word {
         std::string text;
         double start = 0, end = 0;  // seconds
         bool operator==(const Word&) const = default;
     };
-    /// Groups words into cues of at most 8 words and some 3 s, split at pauses above 0.8 s.
+    /// Groups words into cues of at most 8 words and about 3 s, split at pauses longer than 0.8 s.
     [[nodiscard]] static std::vector<CaptionCue> groupIntoCues(std::vector<Word> words);
 
 private:

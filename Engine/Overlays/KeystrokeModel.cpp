@@ -90,7 +90,7 @@ std::vector<KeyPill> KeystrokeModel::pills(double t) const {
     const double lifetime = hold_ + fade_;
     const IndexRange candidates = inOrder_ ? aliveRange(all, t, lifetime) : IndexRange{0, all.size()};
 
-    // From the newest, so that nothing is made that is not shown.
+    // Newest first, so that no pill is made that is not shown.
     std::vector<KeyPill> visible;
     for (std::size_t index = candidates.last; index > candidates.first && visible.size() < maxVisible_; --index) {
         const Shortcut& shortcut = all[index - 1];

@@ -37,7 +37,7 @@ constexpr Run runs[] = {
     {0x1EA1, 0x1EFF, -1, 2},
 };
 
-/// Letters with several in upper case (SpecialCasing.txt), in UTF-8.
+/// Letters whose upper case is several letters (SpecialCasing.txt), in UTF-8.
 constexpr struct {
     char32_t letter;
     std::string_view upper;
@@ -71,7 +71,7 @@ void appendUtf8(std::string& text, char32_t letter) {
     }
 }
 
-/// The letter of one to three bytes at the front of `text`, and how many; no letter that has cases takes four.
+/// The letter of one to three bytes at the front of a text, and its length; no letter in the tables takes four.
 struct Letter {
     char32_t value;
     std::size_t bytes;  // 0: none of these

@@ -7,7 +7,7 @@ namespace lumenwhirl {
 
 /// `utf8` in upper case by Unicode's default mappings, whatever the locale: Latin (with Vietnamese and the
 /// phonetic romanisations), Greek, Cyrillic and Armenian; "ß" gives "SS". Other scripts, and bytes that are not
-/// UTF-8, stay.
+/// UTF-8, are left as they are.
 [[nodiscard]] std::string upperCased(std::string_view utf8);
 
 }  // namespace lumenwhirl

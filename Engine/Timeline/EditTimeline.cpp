@@ -9,18 +9,18 @@
 namespace lumenwhirl {
 namespace {
 
-constexpr double tolerance = 0.000001;  // seconds: closer than this to kept material counts as in it
+constexpr double tolerance = 0.000001;  // seconds; times this close to kept material count as part of it
 
 /// What trims leave of the recording; empty (start >= end) when they leave nothing.
 TimeRange trimmed(const Timeline& timeline, double duration) {
-    // The order of the arguments matters: a value that is not a number counts as 0.
+    // The order of the arguments matters: NaN counts as 0.
     const double start = std::max(0.0, std::min(timeline.trimStart, duration));
     const bool endsEarly = timeline.trimEnd > 0 && timeline.trimEnd <= duration;
     return {start, endsEarly ? timeline.trimEnd : duration};
 }
 
-/// What the cuts leave of `kept`, in order. With cuts in order of their starts only the last piece can still be
-/// hit, as every earlier one ends at or before the start of a cut already applied: one pass does.
+/// What the cuts leave of `kept`, in order. One pass is enough: with cuts sorted by start, a cut can only affect
+/// the last piece, as every earlier one ends at or before the start of a cut already applied.
 std::vector<TimeRange> withoutCuts(TimeRange kept, const std::vector<TimeRange>& stored) {
     std::vector<TimeRange> cuts;
     cuts.reserve(stored.size());
@@ -41,7 +41,7 @@ std::vector<TimeRange> withoutCuts(TimeRange kept, const std::vector<TimeRange>&
     return pieces;
 }
 
-/// The rate at a time, by the first stored speed range that holds it. Times asked for must ascend.
+/// The rate at a time: that of the first stored speed range that contains it. Must be asked for ascending times.
 class RateSweep {
 public:
     explicit RateSweep(const std::vector<SpeedRange>& ranges) : ranges_(ranges) {
@@ -61,11 +61,11 @@ private:
     const std::vector<SpeedRange>& ranges_;
     std::vector<std::size_t> byStart_;
     std::size_t next_ = 0;
-    // The started ranges by stored position, lowest on top. An ended one is dropped only once it is on top.
+    // The started ranges by stored position, lowest on top. An ended one is removed only when it is on top.
     std::priority_queue<std::size_t, std::vector<std::size_t>, std::greater<>> active_;
 };
 
-/// Every time where some speed range starts or ends, ascending, each once.
+/// All times at which a speed range starts or ends, ascending, without duplicates.
 std::vector<double> boundaries(const std::vector<SpeedRange>& ranges) {
     std::vector<double> times;
     times.reserve(2 * ranges.size());
@@ -111,7 +111,7 @@ EditTimeline::EditTimeline(const Timeline& timeline) : sourceDuration_(std::max(
 }
 
 const EditTimeline::Segment& EditTimeline::segmentForOutput(double clampedTime) const {
-    // Contiguous from 0, so the first segment that ends later also starts at or before.
+    // Segments are contiguous from 0, so the first that ends later also starts at or before the time.
     const auto found = std::partition_point(segments_.begin(), segments_.end(),
                                             [&](const Segment& each) { return each.outEnd <= clampedTime; });
     return found == segments_.end() ? segments_.back() : *found;
@@ -140,7 +140,7 @@ double EditTimeline::outputTimeForSource(double sourceTime) const {
 }
 
 std::optional<double> EditTimeline::skipTarget(double sourceTime) const {
-    // Everywhere the first segment that does not end before the time is the only one that can hold it.
+    // Only the first segment that does not end before the time can contain it.
     const auto near = std::partition_point(segments_.begin(), segments_.end(), [&](const Segment& each) {
         return each.srcEnd + tolerance < sourceTime;
     });

@@ -42,7 +42,7 @@ public:
 
 private:
     [[nodiscard]] double clampedOutput(double outputTime) const;
-    /// The segment that holds a time within the output; the last one at its very end.
+    /// The segment that contains a time within the output; the last one at the very end.
     [[nodiscard]] const Segment& segmentForOutput(double clampedTime) const;
 
     std::vector<Segment> segments_;

@@ -9,12 +9,12 @@
 
 namespace lumenwhirl {
 
-/// Orders times ascending with anything that is not a number last, so that sorting is defined for every input.
+/// Ascending order of times with NaN last, so that sorting is defined for every input.
 [[nodiscard]] inline bool isEarlier(double left, double right) {
     return left < right || (std::isnan(right) && !std::isnan(left));
 }
 
-/// Whether `items` are in ascending order of their field `t`; never when one is not a number.
+/// Whether `items` are in ascending order of their field `t`; false if one is NaN.
 template <class Item>
 [[nodiscard]] bool isInTimeOrder(std::span<const Item> items) {
     for (std::size_t index = 1; index < items.size(); ++index)
@@ -22,13 +22,13 @@ template <class Item>
     return items.empty() || items.front().t <= items.back().t;
 }
 
-/// Half-open run of indices.
+/// A half-open range of indices.
 struct IndexRange {
     std::size_t first = 0, last = 0;
 };
 
-/// Which `items`, in ascending order of their field `t`, have an age at `time` between 0 and `lifetime`, both
-/// included. The age is the rounded difference, which a search may rely on: it never grows with `t`.
+/// The `items`, ascending by their field `t`, whose age at `time` is between 0 and `lifetime`, both included. The
+/// age is the rounded difference; it never grows with `t`, so that a binary search is possible.
 template <class Item>
 [[nodiscard]] IndexRange aliveRange(std::span<const Item> items, double time, double lifetime) {
     const auto firstNot = [&](auto&& predicate) {
@@ -47,9 +47,9 @@ template <class Item>
     return {first, first < last ? last : first};
 }
 
-/// Finds, among spans in ascending order of start, the first that holds a time, both ends included, however they
-/// overlap. The latest end so far never falls along the order, and where it first reaches the time, that span's
-/// own end does.
+/// Finds, among spans in ascending order of start that may overlap, the first that contains a time, both ends
+/// included. Searches the running maximum of the ends, which never falls: where this first reaches the time, that
+/// span's own end does.
 class ClosedSpanIndex {
 public:
     ClosedSpanIndex() = default;
