@@ -1,7 +1,10 @@
 #pragma once
 
+#include "Engine/Geometry/Size.h"
 #include "Exporter/Exporter.h"
+#include "Exporter/Preset.h"
 #include "Media/VideoReader.h"
+#include "Media/VideoWriter.h"
 #include "Scene/FrameStates.h"
 
 #include <filesystem>
@@ -23,5 +26,8 @@ struct ExportTask {
 /// std::filesystem::filesystem_error.
 void exportVideo(const ExportTask& task);
 void exportGif(const ExportTask& task);
+
+/// How a preset's video is encoded. `canvas` in pixels, `timeBase` that of the frame times.
+[[nodiscard]] VideoSettings encoderSettings(Preset preset, Size canvas, int fps, Rational timeBase);
 
 }  // namespace lumenwhirl::Exporter

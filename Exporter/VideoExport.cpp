@@ -1,4 +1,3 @@
-#include "Exporter/EncoderSettings.h"
 #include "Exporter/ExportErrors.h"
 #include "Exporter/ExportTask.h"
 #include "Exporter/FrameMaker.h"
