@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Engine/Documents/DocumentFields.h"
-#include "Engine/Documents/JsonPath.h"
 
 #include <concepts>
 #include <cstddef>

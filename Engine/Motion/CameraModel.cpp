@@ -1,7 +1,6 @@
 #include "Engine/Motion/CameraModel.h"
 
-#include "Engine/Motion/Easing.h"
-#include "Engine/Motion/PathWalker.h"
+#include "Engine/Motion/CursorTrack.h"
 #include "Engine/Motion/Spring.h"
 
 #include <algorithm>

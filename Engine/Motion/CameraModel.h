@@ -6,6 +6,7 @@
 #include "Engine/Motion/CursorRenderModel.h"
 #include "Engine/Timeline/TimeOrder.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,14 @@ struct CameraState {
     [[nodiscard]] static CameraState identity(Size frame);
     bool operator==(const CameraState&) const = default;
 };
+
+/// Ease-in-out cubic: 0 to 1 over 0...1, flat at both ends, steepest in the middle. Clamped outside.
+[[nodiscard]] inline double easeInOutCubic(double fraction) {
+    const double p = std::min(std::max(0.0, fraction), 1.0);
+    if (p < 0.5) return 4 * p * p * p;
+    const double left = 2 - 2 * p;
+    return 1 - left * left * left / 2;
+}
 
 /// The zoom-and-pan camera: eased ramps in and out of each zoom segment, its centre following the drawn
 /// cursor on a spring, always inside the frame. Times are source seconds. Built once, then only read.

@@ -1,7 +1,6 @@
 #include "Engine/Motion/CursorRenderModel.h"
 
 #include "Engine/Motion/CursorTrack.h"
-#include "Engine/Motion/PathWalker.h"
 #include "Engine/Motion/Spring.h"
 #include "Engine/Timeline/TimeOrder.h"
 

@@ -1,6 +1,5 @@
 #include "Engine/Motion/CameraModel.h"
 #include "Engine/Motion/CursorTrack.h"
-#include "Engine/Motion/Easing.h"
 
 #include <gtest/gtest.h>
 
