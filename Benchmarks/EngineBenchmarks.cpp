@@ -23,7 +23,7 @@ namespace {
 constexpr double hour = 3600;
 constexpr Size frame{2880, 1800};
 
-/// An hour at 120 moves a second with 20,000 clicks, scrolls and keys each: some 40 MB of text.
+/// An hour with 120 moves per second and 20,000 clicks, scrolls and keys each: about 40 MB of text.
 EventLog hourLog() {
     std::mt19937 random(1);
     std::uniform_real_distribution<double> jitter(-2, 2);
@@ -78,7 +78,7 @@ const Models& hourModels() {
     return models;
 }
 
-/// Calls `query` with times all over `duration`, none near the one before.
+/// Calls `query` with times from all over `duration`, each far from the previous one.
 template <class Query>
 void queryAllOver(benchmark::State& state, double duration, Query query) {
     std::vector<double> times(4096);

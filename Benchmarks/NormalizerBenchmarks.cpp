@@ -62,7 +62,7 @@ const std::filesystem::path& recording() {
     return file;
 }
 
-/// What measuring is compared with: it may take 1.3 times as long.
+/// The reference for measuring, which may take 1.3 times as long.
 void decodeAlone(benchmark::State& state) {
     const auto& file = recording();
     for (auto _ : state) {
@@ -92,7 +92,7 @@ void normalizedCopy(benchmark::State& state) {
 }
 BENCHMARK(normalizedCopy)->Unit(benchmark::kMillisecond);
 
-/// `range`: how many of each thousand samples are loud: of those 59 % come out above the knee.
+/// `range`: how many of each thousand samples are loud; 59 % of those end up above the knee.
 void applyGain(benchmark::State& state) {
     std::mt19937 random(1);
     std::uniform_real_distribution<float> noise(-1, 1);

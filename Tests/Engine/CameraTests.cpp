@@ -34,7 +34,7 @@ ClickEvent clickAt(double t, double x = 0) {
     return {t, x, 0, MouseButton::left, ClickPhase::down};
 }
 
-/// Magnification of one segment, by the definition.
+/// The magnification of one segment, by definition.
 double zoomOf(const ZoomSegment& segment, double t, double bias) {
     const double length = segment.end - segment.start;
     if (length <= 0) return 1 + (segment.level - 1) * bias;
@@ -51,7 +51,7 @@ bool holds(const ZoomSegment& segment, double t) {
     return segment.start <= t && t <= segment.end;
 }
 
-/// Crowded and overlapping, some of no length, some that do not zoom.
+/// Dense and overlapping, some without length, some that do not zoom.
 std::vector<ZoomSegment> randomSegments(unsigned seed) {
     std::mt19937 random(seed);
     std::uniform_int_distribution<int> tenths(0, 200), length(-2, 40), level(5, 40);
@@ -159,7 +159,7 @@ TEST(CameraModel, equalsItsDefinitionForOverlappingSegments) {
 }
 
 TEST(CameraModel, thousandsOfOverlappingSegmentsAreFollowed) {
-    // Every segment spans the whole hour: looking at each in every step would take 2 billion looks.
+    // Every segment spans the whole hour: checking each one in every step would take 2 billion checks.
     std::vector<ZoomSegment> segments;
     for (int index = 0; index < 5000; ++index) segments.push_back({"", index * 0.001, 3600, 2, false});
     const CameraModel camera = cameraOf(segments);
@@ -167,7 +167,7 @@ TEST(CameraModel, thousandsOfOverlappingSegmentsAreFollowed) {
     EXPECT_EQ(camera.state(1800).center, (Point{480, 270}));
 }
 
-TEST(CameraModel, damagedTimesNeitherHangNorFillTheMemory) {
+TEST(CameraModel, damagedTimesNeitherHangNorExhaustMemory) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     for (const auto& [start, end] : {std::pair{0.0, 1e15},
@@ -185,7 +185,7 @@ TEST(CameraModel, damagedTimesNeitherHangNorFillTheMemory) {
     }
 }
 
-TEST(CameraModel, clicksNearInTimeAndPlaceShareOneZoom) {
+TEST(CameraModel, clicksCloseInTimeAndPlaceShareOneZoom) {
     const auto zooms = [](const std::vector<ClickEvent>& clicks) { return CameraModel::autoSegments(clicks, {}); };
     EXPECT_TRUE(zooms({}).empty());
     EXPECT_TRUE(zooms({{1, 0, 0, MouseButton::left, ClickPhase::up}}).empty());
@@ -207,7 +207,7 @@ TEST(CameraModel, clicksNearInTimeAndPlaceShareOneZoom) {
     ASSERT_EQ(two.size(), 2U);
     EXPECT_EQ(two[0].start, 0) << "no zoom starts before the recording";
     EXPECT_EQ(two[1].id, "auto-1");
-    // Each click joins by its distance from the one before, not from the first.
+    // A click's distance to the previous one decides, not that to the first.
     EXPECT_EQ(zooms({clickAt(1, 0), clickAt(2, 400), clickAt(3, 800), clickAt(5, 1200)}).size(), 1U);
 }
 

@@ -39,7 +39,7 @@ Samples randomWalk(unsigned seed, std::size_t count) {
     return samples;
 }
 
-/// The smoothed path by its definition: the bracket searched anew at every step.
+/// The smoothed path by definition: every step searches the samples again.
 Samples simulate(const Samples& samples, double omega) {
     const double k = omega * omega, c = 2 * omega, dt = 1.0 / 120;
     Point p{samples.front().x, samples.front().y}, v;
@@ -59,7 +59,7 @@ TEST(CursorTrack, interpolatesBetweenSamplesAndHoldsTheEnds) {
     const auto at = [&](double t) { return CursorTrack::interpolate(samples, t); };
     EXPECT_EQ(at(0), (Point{0, 10}));
     EXPECT_EQ(at(1.25), (Point{25, 10}));
-    EXPECT_EQ(at(2), (Point{300, 50}));  // the later of two at one time starts the next stretch
+    EXPECT_EQ(at(2), (Point{300, 50}));  // of two samples at one time, the later one starts the next stretch
     EXPECT_EQ(at(3), (Point{200, 50}));
     EXPECT_EQ(at(9), (Point{100, 50}));
     EXPECT_EQ(CursorTrack::interpolate({}, 1), (Point{0, 0}));
@@ -89,7 +89,7 @@ TEST(CursorRenderModel, smoothingFollowsTheSpringToTheLastBit) {
                               Level{CursorSmoothing::ultra, 9}}) {
         Samples samples = randomWalk(2, 300);
         EXPECT_EQ(modelOf(logOf(samples), level.smoothing).trajectory(), simulate(samples, level.omega));
-        std::swap(samples[20].t, samples[200].t);  // a damaged log, not in order: the same search decides
+        std::swap(samples[20].t, samples[200].t);  // a damaged log, out of order: the same search decides
         EXPECT_EQ(modelOf(logOf(samples), level.smoothing).trajectory(), simulate(samples, level.omega));
     }
 }
@@ -159,7 +159,7 @@ TEST(CursorRenderModel, ripplesAreThoseOfAFullScanInAnyOrder) {
     }
 }
 
-TEST(CursorRenderModel, damagedTimesNeitherHangNorFillTheMemory) {
+TEST(CursorRenderModel, damagedTimesNeitherHangNorExhaustMemory) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     const std::pair<double, double> spans[] = {

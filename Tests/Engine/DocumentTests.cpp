@@ -62,7 +62,7 @@ std::string errorOf(Decode decode, const std::string& text) {
     }
 }
 
-/// Places of `"key":` in a text of ours, one each time it is found.
+/// The positions of `"key":` in a text written by this program.
 std::vector<std::size_t> keyPlaces(const std::string& text) {
     std::vector<std::size_t> places;
     for (std::size_t colon = text.find("\": "); colon != std::string::npos; colon = text.find("\": ", colon + 1))
@@ -70,7 +70,7 @@ std::vector<std::size_t> keyPlaces(const std::string& text) {
     return places;
 }
 
-/// Any double that JSON can hold, by its bits: subnormal, huge, -0 and all.
+/// Any double that JSON can hold, from random bits: subnormal, huge and -0 included.
 double anyDouble(std::mt19937_64& random) {
     while (true) {
         const std::uint64_t bits = random();
@@ -137,7 +137,7 @@ TEST(Documents, everyDocumentSurvivesTheRoundTrip) {
     }
 }
 
-TEST(Documents, textHasSortedKeysOneMemberALine) {
+TEST(Documents, textHasSortedKeysAndOneMemberPerLine) {
     EventLog log;
     log.cursor = {{0.5, 1, -2}};
     log.keys = {{1, 36, "\"\n\x01", {"cmd"}, false}};
@@ -181,7 +181,7 @@ TEST(Documents, textHasSortedKeysOneMemberALine) {
 )");
 }
 
-TEST(Documents, storedNamesAreTheAgreedOnes) {
+TEST(Documents, storedNamesDoNotChange) {
     const std::string text = encode(fullProject());
     std::set<std::string> keys;
     for (const std::size_t place : keyPlaces(text))
@@ -213,8 +213,8 @@ TEST(Documents, newRecordingsGetTheFactoryProject) {
         EXPECT_EQ(text.find('"' + std::string(absent) + '"'), std::string::npos) << absent;
 }
 
-/// Renames one key after the other, which makes it absent and adds an unknown one. `mayBeAbsent` holds keys, and
-/// the places of single ones.
+/// Renames one key after the other, so that it is missing and an unknown one is there. `mayBeAbsent` holds keys
+/// and, for single occurrences, positions.
 template <class Decode>
 void expectStrict(const std::string& text, Decode decode, const std::set<std::string>& mayBeAbsent) {
     for (const std::size_t place : keyPlaces(text)) {
@@ -286,7 +286,7 @@ TEST(Documents, errorsSayWhereAndWhat) {
               "clicks[0].button: unknown value \"?" + std::string(38, 'x') + "…\"");
 }
 
-TEST(Documents, captionsFillInWhatIsAbsent) {
+TEST(Documents, captionsHaveDefaultsForAbsentKeys) {
     const std::string text = encode(fullProject());
     const std::size_t start = text.find("\"captions\": ") + 12;
     const std::size_t end = text.find("\"cursor\"");
@@ -303,7 +303,7 @@ TEST(Documents, captionsFillInWhatIsAbsent) {
     EXPECT_THROW((void)captions(R"({"enabled": 1})"), LumenwhirlJSON::Error) << "lenient about absence only";
 }
 
-TEST(Documents, numbersMayBeSpeltInAnyWay) {
+TEST(Documents, numbersMayBeWrittenInAnyWay) {
     const std::string text = encode(fullLog());
     const auto withFps = [&](std::string_view number) {
         return decodeEventLog(replaced(text, "\"fps\": 60", "\"fps\": " + std::string(number))).recording.fps;
@@ -344,7 +344,7 @@ TEST(Documents, foreignTextIsUnderstood) {
     }
 }
 
-TEST(Documents, malformedTextIsRefusedWithItsPlace) {
+TEST(Documents, malformedTextIsRefusedWithThePosition) {
     const auto error = [](const std::string& text) { return errorOf(decodeEventLog, text); };
     EXPECT_EQ(error(""), "the text is empty");
     EXPECT_EQ(error(" \n"), "the text is empty");
@@ -359,7 +359,7 @@ TEST(Documents, malformedTextIsRefusedWithItsPlace) {
         EXPECT_TRUE(error(broken).starts_with("malformed JSON at line 1, column "))
             << broken << ": " << error(broken);
     EXPECT_NE(error("{\"a\": \"\xFF\"}"), "");
-    // The start of a document is not one, wherever it breaks off.
+    // A truncated document is malformed, wherever it ends.
     const std::string text = encode(fullLog());
     for (std::size_t length = 0; length + 2 < text.size(); ++length) EXPECT_NE(error(text.substr(0, length)), "");
     for (const char* nested : {"[", "{\"a\":", "{\"a\":[{\"b\":"}) {

@@ -20,7 +20,7 @@ Timeline recordingOf(double duration) {
     return timeline;
 }
 
-/// The definition of the mapping, step by step and without regard to speed.
+/// The mapping by definition, step by step, however slow.
 class Reference {
 public:
     explicit Reference(const Timeline& timeline) : sourceDuration(std::max(timeline.duration, 0.0)) {
@@ -116,7 +116,7 @@ private:
     }
 };
 
-/// Small whole and half seconds, so that edges meet, nest and repeat; some fields are nonsense.
+/// Small multiples of half a second, so that edges coincide, nest and repeat; some fields are invalid.
 Timeline randomEdit(unsigned seed) {
     std::mt19937 random(seed);
     const auto halves = [&](int low, int high) { return std::uniform_int_distribution(low, high)(random) * 0.5; };
@@ -249,7 +249,7 @@ TEST(EditTimeline, longEditsAreQuickToBuild) {
     EXPECT_EQ(timeline.skipTarget(77'000.4), 77'000.5);
 }
 
-TEST(EditTimeline, survivesTimesThatAreNoTimes) {
+TEST(EditTimeline, survivesInvalidTimes) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     for (const double odd : {infinity, -infinity, nan, 1e308}) {

@@ -100,7 +100,7 @@ TEST(UpperCase, mapsAlphabetsWithoutALocale) {
     EXPECT_EQ(upperCased("日本 😀 ÀÉ ŸŽŁ ПΣ"), "日本 😀 ÀÉ ŸŽŁ ПΣ") << "what is upper case or has none stays";
 }
 
-TEST(UpperCase, keepsBytesThatAreNoText) {
+TEST(UpperCase, keepsBytesThatAreNotText) {
     for (const std::string broken : {"\xC3", "\xE1\xBA", "\xFF\xFE", "\xC3(", "\xF0\x9F\x98"})
         EXPECT_EQ(upperCased("a" + broken), "A" + broken);
 }

@@ -33,14 +33,14 @@ protected:
     const TemporaryFolder folder;
 };
 
-TEST_F(EditedAudio, lastsAsLongAsThePictureAndKeepsItsPitchAtEveryRate) {
+TEST_F(EditedAudio, lastsAsLongAsTheVideoAndKeepsItsPitchAtEveryRate) {
     for (const auto& [rate, seconds] : std::vector<std::pair<double, double>>{
              {0.05, 0.5}, {0.25, 0.5}, {0.5, 1}, {0.999, 1}, {1.5, 2}, {2, 2}, {4, 4}, {8, 8}, {100, 50}}) {
         SCOPED_TRACE(rate);
         const auto frames = static_cast<std::size_t>(seconds * 48000);
         const std::vector<float> out = edited(sine(frames, 440, 0.3), atRate(rate));
         EXPECT_EQ(static_cast<long>(out.size()), std::lround(static_cast<double>(frames) / rate));
-        // Without the ends, where there may be less of it.
+        // Without the ends, where it may be weaker.
         const auto middle = std::span(out).subspan(out.size() / 5, out.size() * 3 / 5);
         EXPECT_NEAR(signals::frequencyOf(middle), 440, 4.4);
         EXPECT_NEAR(signals::rmsOf(middle), 0.3 / std::numbers::sqrt2, 0.03);
@@ -48,9 +48,9 @@ TEST_F(EditedAudio, lastsAsLongAsThePictureAndKeepsItsPitchAtEveryRate) {
 }
 
 TEST_F(EditedAudio, extremeRatesEndAndHoldTheirLength) {
-    EXPECT_EQ(edited(sine(48000, 440, 0.3), atRate(1e6)).size(), 1U);  // a track needs one sample at least
+    EXPECT_EQ(edited(sine(48000, 440, 0.3), atRate(1e6)).size(), 1U);  // a track needs at least one sample
     EXPECT_EQ(edited(sine(480000, 440, 0.3), atRate(1000)).size(), 480U);
-    EXPECT_EQ(edited(sine(480, 440, 0.3), atRate(1e-9)).size(), 9600U);  // at 0.05, the slowest there is
+    EXPECT_EQ(edited(sine(480, 440, 0.3), atRate(1e-9)).size(), 9600U);  // at 0.05, the slowest rate
 }
 
 TEST_F(EditedAudio, segmentsOfEveryRateBeginOnTheirSample) {
@@ -69,7 +69,7 @@ TEST_F(EditedAudio, segmentsOfEveryRateBeginOnTheirSample) {
     EXPECT_EQ(static_cast<long>(out.size()), std::lround(timeline.outputDuration() * 48000));
 }
 
-TEST_F(EditedAudio, whatIsHeardInAFasterOrSlowerPartIsWhereItsPictureIs) {
+TEST_F(EditedAudio, audioOfAFasterOrSlowerPartStaysInSyncWithTheVideo) {
     const std::vector<double> times{0.5, 1, 1.5, 2.25, 3};
     for (const double rate : {0.25, 0.5, 0.8, 1.5, 2.0, 4.0, 8.0}) {
         SCOPED_TRACE(rate);
@@ -83,7 +83,7 @@ TEST_F(EditedAudio, whatIsHeardInAFasterOrSlowerPartIsWhereItsPictureIs) {
 }
 
 TEST_F(EditedAudio, joinsDoNotClick) {
-    // Cut where its phase is anything; joined bare, it would jump by up to twice its amplitude.
+    // Cut at an arbitrary phase: joined without a fade, it would jump by up to twice its amplitude.
     const std::vector<float> whole = sine(6 * 48000, 220, 0.2);
     Timeline edit;
     for (int i = 0; i < 20; ++i) edit.cuts.push_back({0.2 + i * 0.2713, 0.25 + i * 0.2713});
@@ -102,7 +102,7 @@ TEST_F(EditedAudio, whatTheEditLeavesAloneRunsOnWithoutAGap) {
 }
 
 TEST_F(EditedAudio, missingAudioIsSilence) {
-    // A track that ends, or begins, before the picture: the sound still lasts as long as the picture.
+    // A track that ends before the video or starts after it: the edited audio still lasts as long as the video.
     writeWave(folder / "sound.wav", {{sine(48000, 440, 0.3)}}, 48000);
     Timeline edit = speeds(4, {{2, 3, 2}});
     edit.cuts = {{0.5, 0.75}};

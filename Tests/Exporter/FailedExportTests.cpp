@@ -24,7 +24,7 @@ class FailedExport : public recordings::Exporting {
 protected:
     const fs::path destination = folder / "out.mp4";
 
-    /// Three seconds with sound that would be made louder.
+    /// Three seconds with audio quiet enough to be amplified.
     void recordAll(double amplitude = 0.05) const {
         Recording recording = recordings::steady(frames, 30);
         recording.audio = AudioBuffer{{signals::sine(3 * recordings::sampleRate, 300, amplitude)}};

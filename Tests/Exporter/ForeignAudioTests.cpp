@@ -16,7 +16,7 @@ using recordings::plainProject;
 constexpr double seconds = 2;
 constexpr std::array bursts{0.25, 0.6, 1.45, 1.8};  // when one begins
 
-/// 100 ms of 1 kHz at each of the times: enough speech for the sound to be loud as it is.
+/// 100 ms of 1 kHz at each of these times: loud enough not to be amplified.
 std::vector<float> audioAt(int sampleRate, double amplitude, double length = seconds) {
     std::vector<float> samples(static_cast<std::size_t>(length * sampleRate));
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -28,7 +28,7 @@ std::vector<float> audioAt(int sampleRate, double amplitude, double length = sec
     return samples;
 }
 
-/// Where the sound first passes a third of its loudest after 30 ms of less, in seconds.
+/// Where the audio first exceeds a third of its peak after 30 ms below it, in seconds.
 std::vector<double> onsetsOf(const std::vector<float>& samples, int sampleRate) {
     float loudest = 0;
     for (const float sample : samples) loudest = std::max(loudest, std::fabs(sample));
@@ -43,7 +43,7 @@ std::vector<double> onsetsOf(const std::vector<float>& samples, int sampleRate) 
     return found;
 }
 
-/// A recording of two seconds whose sound is not of our making.
+/// A recording of two seconds whose audio was not encoded by this program.
 class ForeignAudio : public recordings::Exporting {
 protected:
     void recordWith(const Kind& kind, double amplitude = 0.5, const char* container = "mov") const {
@@ -68,7 +68,7 @@ protected:
         const AudioBuffer audio = readAll(file);
         ASSERT_EQ(audio.channels.size(), static_cast<std::size_t>(reader.channels()));
         for (std::size_t c = 0; c < audio.channels.size(); ++c) {
-            if (audio.channels.size() == 6 && c == 3) continue;  // that for low frequencies alone
+            if (audio.channels.size() == 6 && c == 3) continue;  // the low-frequency channel
             const std::vector<double> found = onsetsOf(audio.channels[c], expectedRate);
             ASSERT_EQ(found.size(), recorded.size()) << c;
             for (std::size_t i = 0; i < found.size(); ++i)
@@ -89,7 +89,7 @@ TEST_F(ForeignAudio, ofAnyRateAndChannelsIsExported) {
         for (const int channels : {1, 2, 6}) {
             SCOPED_TRACE(testing::Message() << rate << " Hz, " << channels << " channels");
             recordWith({"pcm_s16le", AV_SAMPLE_FMT_S16, rate, channels});
-            const int encodedRate = std::min(rate, 96000);  // AAC has no higher one
+            const int encodedRate = std::min(rate, 96000);  // AAC has no higher rate
             expectInPlace(plainProject(seconds), encodedRate);
             expectInPlace(edited(), encodedRate);
             if (rate > 96000) continue;
@@ -147,7 +147,7 @@ TEST_F(ForeignAudio, withMoreChannelsThanAacHasIsMixed) {
         EXPECT_EQ(onsetsOf(audio.channels.front(), 48000).size(), bursts.size());
         const auto [lowest, highest] =
             std::minmax_element(audio.channels.front().begin(), audio.channels.front().end());
-        EXPECT_NEAR((*highest - *lowest) / 2, 0.5, 0.05);  // twelve times the same, not twelve times as loud
+        EXPECT_NEAR((*highest - *lowest) / 2, 0.5, 0.05);  // twelve equal channels, not twelve times as loud
     }
 }
 
@@ -172,7 +172,7 @@ TEST_F(ForeignAudio, mayBeEmptyLateShorterOrLonger) {
             for (const ProjectSettings& settings : {plainProject(seconds), edited()}) {
                 const auto file = exported(settings);
                 EXPECT_EQ(framesOf(file).size(), 30 * EditTimeline(settings.timeline).outputDuration());
-                if (!VideoReader(file).info().hasAudio) continue;  // which an empty track may not come to
+                if (!VideoReader(file).info().hasAudio) continue;  // an empty track may have been left out
                 const double end = static_cast<double>(readAll(file).frames()) / kind.sampleRate;
                 EXPECT_LE(end, EditTimeline(settings.timeline).outputDuration() + 0.03);
                 EXPECT_GE(end, std::min(length, EditTimeline(settings.timeline).outputDuration()) - 0.03);

@@ -39,7 +39,7 @@ std::vector<unsigned> chosen(const std::vector<double>& times, const Timeline& e
     const int count = std::max(1, static_cast<int>(fps * timeline.outputDuration()));
     std::vector<unsigned> numbers;
     for (int i = 0; i < count; ++i) {
-        // The microsecond makes times meet that are equal but for rounding; else frames are far further apart.
+        // The microsecond absorbs rounding; frames are much further apart.
         const double sourceTime = timeline.sourceTimeForOutput(static_cast<double>(i) / fps + 1e-6);
         const auto later = std::upper_bound(times.begin(), times.end(), sourceTime);
         numbers.push_back(static_cast<unsigned>(std::max<std::ptrdiff_t>(1, later - times.begin()) - 1));
@@ -73,7 +73,7 @@ Timeline randomEdit(unsigned seed, double duration) {
         const double start = between(0, duration);
         edit.cuts.push_back({start, start + between(0, 0.5)});
     }
-    for (unsigned i = 0; i < 1 + seed % 5; ++i) {  // they overlap more often than not
+    for (unsigned i = 0; i < 1 + seed % 5; ++i) {  // most of them overlap
         const double start = between(0, duration);
         edit.speedRanges.push_back({start, start + between(0, 1), rates[random() % std::size(rates)]});
     }

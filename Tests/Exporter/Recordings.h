@@ -24,7 +24,7 @@ namespace lumenwhirl::recordings {
 inline constexpr int width = 160, height = 90;  // of the canvas as well, so that no pixel is resampled
 inline constexpr int sampleRate = 48000;
 
-/// How to make a recording: its frames' times and pictures, and its sound if any.
+/// How to make a recording: the times and pictures of its frames, and its audio if any.
 struct Recording {
     std::vector<std::int64_t> ticks;  // of timeBase
     std::function<VideoFrame(unsigned)> picture;
@@ -63,7 +63,7 @@ inline void write(const std::filesystem::path& file, const Recording& recording)
     movies::write(file, {recording.ticks, recording.picture, video, recording.audio});
 }
 
-/// Nothing happened, on a display whose canvas has the recording's size.
+/// A log without events, on a display whose canvas has the recording's size.
 [[nodiscard]] inline EventLog quietLog() {
     EventLog events;
     events.recording.display.pixelWidth = events.recording.display.pointWidth = width;
@@ -84,9 +84,9 @@ inline void write(const std::filesystem::path& file, const Recording& recording)
 struct Shown {
     VideoFrame frame;
     Rational timeBase;
-    /// Its number, where it shows one clearly.
+    /// The number it shows, if that can be read clearly.
     [[nodiscard]] std::optional<unsigned> number() const { return barCode::read(frame, barCode::areaOf(frame)); }
-    /// In 600ths of a second where that is a whole number, -1 else.
+    /// In 600ths of a second if that is a whole number, otherwise -1.
     [[nodiscard]] std::int64_t ticks() const {
         const std::int64_t scaled = frame.pts() * timeBase.numerator * 600;
         return scaled % timeBase.denominator == 0 ? scaled / timeBase.denominator : -1;

@@ -23,7 +23,7 @@ using recordings::plainProject;
 using recordings::Recording;
 using recordings::Shown;
 
-/// Recordings that this program does not make itself, but that others do.
+/// Recordings as other programs make them.
 class UnusualRecording : public recordings::Exporting {
 protected:
     /// One that changes nothing, and one that cuts 0.4 s.
@@ -69,7 +69,7 @@ protected:
     }
 };
 
-/// Their numbers, in order; of frames that came out.
+/// The numbers that exported frames show, in order.
 std::vector<unsigned> numbersOf(const std::vector<Shown>& frames) {
     std::vector<unsigned> numbers;
     for (const Shown& each : frames) numbers.push_back(each.number().value_or(~0U));
@@ -108,7 +108,7 @@ TEST_F(UnusualRecording, ofUnevenFramesKeepsItsAudioInStep) {
                 const double expected = timeline.outputTimeForSource(claps[seen]);
                 const double audio = static_cast<double>(heard[seen]) / recordings::sampleRate;
                 EXPECT_NEAR(audio, expected, 0.001);
-                // As recorded to the tick; on the grid, the first frame at or after it.
+                // At exactly the recorded time; on the grid, the first frame at or after it.
                 EXPECT_NEAR(each.frame.time(), expected, timeline.isIdentity() ? 1e-9 : 1.0 / 24);
                 ++seen;
             }
@@ -136,12 +136,12 @@ TEST_F(UnusualRecording, withoutTimesPlaysAtItsFrameRate) {
             EXPECT_EQ(frames[i].number(), static_cast<unsigned>(shown * rate + 1e-3)) << i;
         }
     }
-    // A GIF looks for its colours all over the file, which this one does not support.
+    // A GIF's colours are chosen from all over the file, but this one cannot seek.
     EXPECT_NO_THROW(static_cast<void>(exported(plainProject(1), {.preset = Preset::gif, .progress = {}})));
 }
 
-// As recorders write that fear to be ended at any moment. The index in front lists nothing.
-TEST_F(UnusualRecording, inPiecesIsExportedToItsLastFrame) {
+// As written by recorders that may be killed at any moment. The index at the start lists nothing.
+TEST_F(UnusualRecording, thatIsAFragmentedMp4IsExportedToItsLastFrame) {
     Recording whole = recordings::steady(90, 30);
     const std::vector<double> beeps{0.5, 1.5};
     whole.audio = AudioBuffer{{signals::bursts(3 * recordings::sampleRate, beeps)}};
@@ -157,7 +157,7 @@ TEST_F(UnusualRecording, inPiecesIsExportedToItsLastFrame) {
     EXPECT_EQ(signals::onsets(readAll(folder / "out.mp4").channels.front()).size(), beeps.size());
 }
 
-TEST_F(UnusualRecording, withTimesTwiceOrBackwardsKeepsEveryFrameInOrder) {
+TEST_F(UnusualRecording, withRepeatedOrDescendingTimesKeepsEveryFrameInOrder) {
     recordings::write(folder / "picture.mp4", recordings::steady(30, 30));
     for (const int shift : {33, 66, 300}) {  // ms: the time of the frame before, and of earlier ones
         SCOPED_TRACE(shift);
@@ -178,7 +178,7 @@ TEST_F(UnusualRecording, withTimesTwiceOrBackwardsKeepsEveryFrameInOrder) {
     std::filesystem::remove(folder / "picture.mp4");
 }
 
-TEST_F(UnusualRecording, thatIsTurnedOrOfOblongPixelsIsRefused) {
+TEST_F(UnusualRecording, thatIsRotatedOrHasNonSquarePixelsIsRefused) {
     Foreign movie;
     movie.frames = 3;
     for (const AVRational shape : {AVRational{2, 1}, AVRational{64, 45}, AVRational{8, 9}}) {
@@ -195,7 +195,7 @@ TEST_F(UnusualRecording, thatIsTurnedOrOfOblongPixelsIsRefused) {
     }
 }
 
-/// What a colour is as full-range R'G'B' and how it must come out: BT.709, limited range, 8 bits.
+/// A colour as full-range R'G'B', and as it must be exported: BT.709, limited range, 8 bits.
 struct Color {
     double red, green, blue;
     [[nodiscard]] std::array<double, 3> stored() const {  // Rec. ITU-R BT.709-6, items 3.2 to 3.4
@@ -246,7 +246,7 @@ TEST_P(Pictures, comeOutInTheirColors) {
     const bool isRgb = (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB) != 0;
     Foreign movie;
     movie.format = format;
-    if (format == AV_PIX_FMT_GBRP) movie.encoder = "utvideo";  // FFV1 lacks this one alone
+    if (format == AV_PIX_FMT_GBRP) movie.encoder = "utvideo";  // the only one that FFV1 does not support
     movie.width = 320 + odd;
     movie.height = 180 + odd;
     movie.frames = 25;

@@ -4,7 +4,7 @@ namespace {
 
 using namespace lumenwhirl;
 
-/// A project that shows all that a log can make appear.
+/// A project that shows everything a log can contain.
 ProjectSettings everything() {
     ProjectSettings project = ProjectSettings::makeDefault(10, false, false);
     project.keystrokes = {true, true};

@@ -43,7 +43,7 @@ template <class Ranges>
            (!project.captions || areRangesShort(project.captions->cues));
 }
 
-/// Seconds: what rounding makes of times within the bounds above at the fastest rate that is allowed.
+/// Seconds: the largest rounding error of times within the bounds above at the highest rate allowed.
 inline constexpr double rounding = 1e-6;
 
 inline void checkTimeline(const EditTimeline& timeline) {
@@ -94,7 +94,7 @@ inline void checkModels(const EventLog& events, const ProjectSettings& project) 
     static_cast<void>(StyleResolver::resolve(project.style, states->canvas()));  // reads no files
 }
 
-/// Decodes a document; where that works, what is written from it says the same again.
+/// Decodes a document; if that succeeds, encoding and decoding it again must give the same.
 template <class Document>
 [[nodiscard]] std::optional<Document> decodeAndRepeat(const std::uint8_t* data, std::size_t size) {
     std::string text(reinterpret_cast<const char*>(data), size);

@@ -4,7 +4,7 @@ namespace {
 
 using namespace lumenwhirl;
 
-/// A little of everything that a project can change the look of.
+/// A log with one of everything whose look a project can change.
 EventLog someEvents() {
     EventLog events;
     events.recording.display = {.pixelWidth = 640, .pixelHeight = 360, .pointWidth = 640, .pointHeight = 360};

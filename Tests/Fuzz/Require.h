@@ -5,7 +5,7 @@
 
 namespace lumenwhirl::fuzz {
 
-/// Ends the process, which is how a fuzzer learns of a fault; also without assertions.
+/// Ends the process on a failure, which is how the fuzzer notices it, even in builds without assertions.
 inline void require(bool holds, const char* what) {
     if (holds) return;
     std::fprintf(stderr, "does not hold: %s\n", what);

@@ -18,7 +18,7 @@ namespace {
 using namespace lumenwhirl;
 using fuzz::require;
 
-/// Bytes as a file that has a name, but is on no disk.
+/// Bytes as a named file in memory.
 class FileInMemory {
 public:
     FileInMemory(const std::uint8_t* data, std::size_t size) : descriptor_(::memfd_create("video", MFD_CLOEXEC)) {
@@ -47,7 +47,7 @@ unsigned cornersOf(const VideoFrame& frame) {
     return sum;
 }
 
-/// Reads on; the frames' times ascend.
+/// Reads at most `count` frames and checks that their times ascend.
 void readPictures(VideoReader& reader, int count) {
     [[maybe_unused]] volatile unsigned corners = 0;
     std::optional<std::int64_t> latest;
@@ -73,7 +73,7 @@ void readAudio(const std::string& file) {
     }
 }
 
-/// Copies the tracks into another file, as an export does with sound that nobody edited.
+/// Copies the tracks into another file, as an export does with unedited audio.
 void copyTracks(const std::string& file) {
     const FileInMemory copy(nullptr, 0);
     Remuxer::mux(file, file, copy.name());
