@@ -1,17 +1,15 @@
 #pragma once
 
-#include <filesystem>
-#include <stdexcept>
-#include <string>
+#include "Files/FileError.h"
 
 namespace lumenwhirl {
 
-/// A media file could not be read or written. what() is one line: the file, what failed, the library's reason.
-class MediaError : public std::runtime_error {
+/// A media file could not be read or written: the problem ends with the library's reason.
+class MediaError : public FileError {
 public:
     enum class Kind { cannotOpen, noVideoTrack, noAudioTrack, damaged, unsupported, cannotWrite, encoderFailed };
     MediaError(Kind kind, const std::filesystem::path& file, const std::string& problem)
-        : std::runtime_error(file.string() + ": " + problem), kind_(kind) {}
+        : FileError(file, problem), kind_(kind) {}
     [[nodiscard]] Kind kind() const noexcept { return kind_; }
 
 private:

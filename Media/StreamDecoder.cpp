@@ -87,7 +87,7 @@ void StreamDecoder::feed() {
     try {
         if (!failure_ && input_.read(*packet_)) next = packet_.get();
     } catch (const MediaError& error) {
-        failure_ = std::string(error.what()).substr(input_.path().string().size() + 2);  // without the file's name
+        failure_ = error.problem();
     }
     if (next) {
         if (next->dts != AV_NOPTS_VALUE) lastDecodeTime_ = next->dts;
