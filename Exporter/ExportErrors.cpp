@@ -8,12 +8,11 @@ void throwIfStopped(const std::stop_token& stop) {
     if (stop.stop_requested()) throw ExportError(ExportError::Kind::cancelled, "cancelled");
 }
 
-void createOrRefuse(const TemporaryFile& file, const fs::path& destination) {
+AtomicFile createOrRefuse(const fs::path& destination) {
     try {
-        file.create();
-    } catch (const fs::filesystem_error& error) {
-        throw ExportError(ExportError::Kind::cannotCreateWriter,
-                          destination.string() + ": cannot write: " + error.code().message());
+        return AtomicFile(destination, AtomicFile::Access::umask);
+    } catch (const FileError& error) {
+        throw failure(ExportError::Kind::cannotCreateWriter, error, destination);
     }
 }
 
@@ -22,17 +21,12 @@ ExportError noFrames(const fs::path& recording) {
             recording.string() + ": the video has no frames; record again or restore the file"};
 }
 
-std::string problemOf(const MediaError& error, const fs::path& temporary) {
-    std::string message = error.what();
-    const std::string name = temporary.string() + ": ";
-    return message.starts_with(name) ? message.substr(name.size()) : message;
-}
-
-void throwNamingDestination(const MediaError& error, const fs::path& temporary, const fs::path& destination) {
-    const std::string problem = problemOf(error, temporary);
-    const bool namesAnother = problem == error.what();  // the recording
-    throw ExportError(ExportError::Kind::writerFailed,
-                      namesAnother ? problem : destination.string() + ": " + problem);
+ExportError failure(ExportError::Kind kind, const FileError& error, const fs::path& destination,
+                    const std::string& step) {
+    const fs::path file = error.file();
+    const bool isOfDestination = file == destination || AtomicFile::isTemporaryName(file.filename().string());
+    if (!isOfDestination && step.empty()) return {kind, error.what()};
+    return {kind, destination.string() + ": " + step + (isOfDestination ? error.problem() : error.what())};
 }
 
 }  // namespace lumenwhirl::Exporter

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Exporter/Exporter.h"
-#include "Exporter/TemporaryFile.h"
-#include "Media/MediaError.h"
+#include "Files/AtomicFile.h"
+#include "Files/FileError.h"
 
 #include <filesystem>
 #include <stop_token>
@@ -12,14 +12,12 @@ namespace lumenwhirl::Exporter {
 
 /// Throws ExportError (cancelled) after a stop.
 void throwIfStopped(const std::stop_token& stop);
-/// Creates the file in the making. Throws ExportError (cannotCreateWriter).
-void createOrRefuse(const TemporaryFile& file, const std::filesystem::path& destination);
+/// The file that is to become the destination. Throws ExportError (cannotCreateWriter).
+[[nodiscard]] AtomicFile createOrRefuse(const std::filesystem::path& destination);
 [[nodiscard]] ExportError noFrames(const std::filesystem::path& recording);
-/// What is wrong, for a message that names the destination: the name of a file in the making says nothing to
-/// users.
-[[nodiscard]] std::string problemOf(const MediaError& error, const std::filesystem::path& temporary);
-/// Throws `error` as an ExportError (writerFailed): of the destination, where it is about the temporary file.
-[[noreturn]] void throwNamingDestination(const MediaError& error, const std::filesystem::path& temporary,
-                                         const std::filesystem::path& destination);
+/// `error` for users: what is wrong with a file that is still being made is told of the destination, as its hidden
+/// name says nothing to them. With a `step` ("audio mux: ") the message begins with the destination either way.
+[[nodiscard]] ExportError failure(ExportError::Kind kind, const FileError& error,
+                                  const std::filesystem::path& destination, const std::string& step = "");
 
 }  // namespace lumenwhirl::Exporter

@@ -22,8 +22,7 @@ struct ExportTask {
     const std::stop_token& stop;
 };
 
-/// Both write the destination as exportRecording does, and throw ExportError, MediaError,
-/// std::filesystem::filesystem_error.
+/// Both write the destination as exportRecording does, and throw ExportError or FileError.
 void exportVideo(const ExportTask& task);
 void exportGif(const ExportTask& task);
 

@@ -69,9 +69,8 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
         } else {
             exportVideo(task);
         }
-    } catch (const fs::filesystem_error& error) {
-        throw ExportError(ExportError::Kind::writerFailed,
-                          destination.string() + ": cannot write: " + error.code().message());
+    } catch (const FileError& error) {
+        throw failure(ExportError::Kind::writerFailed, error, destination);
     }
 }
 

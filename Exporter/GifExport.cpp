@@ -3,8 +3,9 @@
 #include "Exporter/FrameMaker.h"
 #include "Exporter/FramePipeline.h"
 #include "Exporter/SourceFrames.h"
-#include "Exporter/TemporaryFile.h"
+#include "Files/AtomicFile.h"
 #include "Media/GifWriter.h"
+#include "Media/MediaError.h"
 #include "Media/VideoReader.h"
 
 #include <algorithm>
@@ -43,27 +44,21 @@ void learnColors(GifWriter& writer, const ExportTask& task, FrameMaker<std::uint
 void exportGif(const ExportTask& task) {
     SourceFrames source(task.reader, task.states.timeline(), fps, SourceFrames::Times::grid);
     FrameMaker<std::uint8_t> maker(task.states);
-    TemporaryFile picture(task.destination, "picture");
-    createOrRefuse(picture, task.destination);
-    try {
-        const Size canvas = task.states.canvas();
-        GifWriter writer(picture.path(), {.width = static_cast<int>(canvas.width),
-                                          .height = static_cast<int>(canvas.height),
-                                          .frameRate = fps});
-        if (task.options.progress) task.options.progress({0, source.totalFrames()});
-        learnColors(writer, task, maker, source.totalFrames());
-        const Rendered rendered =
-            runPipeline(source,
-                        {[&](const SourceFrames::Item& item) { return maker.make(item); },
-                         [&](const VideoFrame& frame, std::int64_t) { writer.write(frame); }},
-                        task.options.progress, task.stop);
-        if (rendered.frames == 0) throw noFrames(task.recording);
-        writer.finish();
-    } catch (const MediaError& error) {
-        throwNamingDestination(error, picture.path(), task.destination);
-    }
+    AtomicFile file = createOrRefuse(task.destination);
+    const Size canvas = task.states.canvas();
+    GifWriter writer(
+        file.path(),
+        {.width = static_cast<int>(canvas.width), .height = static_cast<int>(canvas.height), .frameRate = fps});
+    if (task.options.progress) task.options.progress({0, source.totalFrames()});
+    learnColors(writer, task, maker, source.totalFrames());
+    const Rendered rendered = runPipeline(source,
+                                          {[&](const SourceFrames::Item& item) { return maker.make(item); },
+                                           [&](const VideoFrame& frame, std::int64_t) { writer.write(frame); }},
+                                          task.options.progress, task.stop);
+    if (rendered.frames == 0) throw noFrames(task.recording);
+    writer.finish();
     throwIfStopped(task.stop);
-    picture.moveTo(task.destination);
+    file.commit(AtomicFile::Durability::none);
 }
 
 }  // namespace lumenwhirl::Exporter

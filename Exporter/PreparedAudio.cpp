@@ -4,17 +4,13 @@
 #include "Exporter/AudioNormalizer.h"
 #include "Media/Remuxer.h"
 
-#include <system_error>
 #include <utility>
 
 namespace lumenwhirl {
 
 PreparedAudio::PreparedAudio(const std::filesystem::path& recording, const EditTimeline& timeline,
                              const std::filesystem::path& destination)
-    : recording_(recording),
-      timeline_(timeline),
-      edited_(destination, "sound.m4a"),
-      worker_([this](std::stop_token stop) {
+    : recording_(recording), destination_(destination), timeline_(timeline), worker_([this](std::stop_token stop) {
           try {
               make(stop);
           } catch (...) {
@@ -27,22 +23,21 @@ void PreparedAudio::make(const std::stop_token& stop) {
     if (!timeline_.isIdentity()) {  // amplified during the edit: a normalised copy would be encoded twice, and at
                                     // full length
         const float gain = AudioNormalizer::copyGain(recording_, stop);
-        AudioEdit::write(recording_, gain, timeline_, edited_.path(), stop);
-        isEdited_ = true;
+        edited_.emplace(destination_, AtomicFile::Access::owner);
+        AudioEdit::write(recording_, gain, timeline_, edited_->path(), stop);
         return;
     }
-    louder_ = AudioNormalizer::normalizedCopy(recording_, std::nullopt, stop);
-    if (!louder_ && !Remuxer::canCopyAudio(recording_)) {
-        AudioEdit::encode(recording_, edited_.path(), stop);
-        isEdited_ = true;
+    if (auto louder = AudioNormalizer::normalizedCopy(recording_, std::nullopt, stop)) {
+        louder_.emplace(std::move(*louder));
+    } else if (!Remuxer::canCopyAudio(recording_)) {
+        edited_.emplace(destination_, AtomicFile::Access::owner);
+        AudioEdit::encode(recording_, edited_->path(), stop);
     }
 }
 
 PreparedAudio::~PreparedAudio() {
     worker_.request_stop();
     if (worker_.joinable()) worker_.join();
-    std::error_code ignored;  // a file left in the temporary folder does no harm
-    if (louder_) std::filesystem::remove(*louder_, ignored);
 }
 
 const std::filesystem::path& PreparedAudio::file(std::stop_token stop) {
@@ -51,8 +46,8 @@ const std::filesystem::path& PreparedAudio::file(std::stop_token stop) {
         worker_.join();
     }
     if (failure_) std::rethrow_exception(failure_);
-    if (isEdited_) return edited_.path();
-    return louder_ ? *louder_ : recording_;
+    if (edited_) return edited_->path();
+    return louder_ ? louder_->path() : recording_;
 }
 
 }  // namespace lumenwhirl

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "Engine/Timeline/EditTimeline.h"
-#include "Exporter/TemporaryFile.h"
+#include "Files/AtomicFile.h"
+#include "Files/TemporaryFile.h"
 
 #include <atomic>
 #include <exception>
@@ -29,19 +30,16 @@ public:
     [[nodiscard]] bool isDone() const noexcept { return isDone_; }
     /// Waits for the work, which a stop ends soon. Returns the file whose first audio track the export needs: the
     /// recording itself if nothing has to change. Valid as long as this; after a stop the file may not exist.
-    /// Throws MediaError if the audio could not be edited.
+    /// Throws FileError if the audio could not be edited.
     [[nodiscard]] const std::filesystem::path& file(std::stop_token stop);
-    /// Where edited audio is written, so that this path can be left out of an error's message.
-    [[nodiscard]] const std::filesystem::path& editedFile() const noexcept { return edited_.path(); }
 
 private:
     void make(const std::stop_token& stop);
 
-    std::filesystem::path recording_;
+    std::filesystem::path recording_, destination_;
     const EditTimeline& timeline_;
-    std::optional<std::filesystem::path> louder_;
-    TemporaryFile edited_;
-    bool isEdited_ = false;
+    std::optional<TemporaryFile> louder_;
+    std::optional<AtomicFile> edited_;  // never committed
     std::exception_ptr failure_;
     std::atomic<bool> isDone_ = false;
     std::jthread worker_;  // last: joined before what it uses goes away

@@ -4,7 +4,8 @@
 #include "Exporter/FramePipeline.h"
 #include "Exporter/PreparedAudio.h"
 #include "Exporter/SourceFrames.h"
-#include "Exporter/TemporaryFile.h"
+#include "Files/AtomicFile.h"
+#include "Files/FileError.h"
 #include "Media/Remuxer.h"
 #include "Media/VideoWriter.h"
 
@@ -21,15 +22,11 @@ Container containerOf(Preset preset) {
     return preset == Preset::prores ? Container::mov : Container::mp4;
 }
 
-[[noreturn]] void fail(const fs::path& destination, const char* step, const std::string& problem) {
-    throw ExportError(ExportError::Kind::writerFailed, destination.string() + ": " + step + problem);
-}
-
 /// One export to a video file. Audio that is ready early enough is muxed while the video is written; otherwise
 /// both are joined at the end.
 class VideoExport {
 public:
-    explicit VideoExport(const ExportTask& task) : task_(task) { createOrRefuse(video_, task.destination); }
+    explicit VideoExport(const ExportTask& task) : task_(task), video_(createOrRefuse(task.destination)) {}
 
     template <class Sample>
     void run(SourceFrames& source, const VideoSettings& encoding);
@@ -42,7 +39,8 @@ private:
     void join(double videoEnd);
 
     const ExportTask& task_;
-    TemporaryFile video_{task_.destination, "video"}, whole_{task_.destination, "whole"};
+    AtomicFile video_;                 // the picture, and the audio where it is ready early enough
+    std::optional<AtomicFile> whole_;  // both, where it is not
     std::optional<PreparedAudio> audio_;
     std::optional<VideoWriter> writer_;
 };
@@ -56,9 +54,8 @@ void VideoExport::openWriter(const VideoSettings& encoding) {
         writer_.emplace(video_.path(), encoding, [this](bool isLast) {
             return isLast || audio_->isDone() ? std::optional(audioFile()) : std::nullopt;
         });
-    } catch (const MediaError& error) {
-        throw ExportError(ExportError::Kind::cannotCreateWriter,
-                          task_.destination.string() + ": " + problemOf(error, video_.path()));
+    } catch (const FileError& error) {
+        throw failure(ExportError::Kind::cannotCreateWriter, error, task_.destination);
     }
 }
 
@@ -67,17 +64,18 @@ const fs::path& VideoExport::audioFile() {
         const fs::path& file = audio_->file(task_.stop);
         throwIfStopped(task_.stop);  // after a stop the file may not exist
         return file;
-    } catch (const MediaError& error) {
-        fail(task_.destination, "edited audio: ", problemOf(error, audio_->editedFile()));
+    } catch (const FileError& error) {
+        throw failure(ExportError::Kind::writerFailed, error, task_.destination, "edited audio: ");
     }
 }
 
 void VideoExport::join(double videoEnd) {
     const fs::path& audio = audioFile();
     try {
-        Remuxer::mux(video_.path(), audio, whole_.path(), videoEnd, containerOf(task_.options.preset));
-    } catch (const MediaError& error) {
-        fail(task_.destination, "audio mux: ", problemOf(error, whole_.path()));
+        whole_.emplace(task_.destination, AtomicFile::Access::umask);
+        Remuxer::mux(video_.path(), audio, whole_->path(), videoEnd, containerOf(task_.options.preset));
+    } catch (const FileError& error) {
+        throw failure(ExportError::Kind::writerFailed, error, task_.destination, "audio mux: ");
     }
 }
 
@@ -104,17 +102,11 @@ Rendered VideoExport::encode(SourceFrames& source, const VideoSettings& encoding
 
 template <class Sample>
 void VideoExport::run(SourceFrames& source, const VideoSettings& encoding) {
-    Rendered rendered;
-    try {
-        rendered = encode<Sample>(source, encoding);
-    } catch (const MediaError& error) {
-        throwNamingDestination(error, video_.path(), task_.destination);
-    }
+    const Rendered rendered = encode<Sample>(source, encoding);
     throwIfStopped(task_.stop);
-    const bool isWhole = !audio_ || writer_->hasFoundAudio();
-    if (!isWhole) join(rendered.end);
+    if (audio_ && !writer_->hasFoundAudio()) join(rendered.end);
     throwIfStopped(task_.stop);
-    (isWhole ? video_ : whole_).moveTo(task_.destination);
+    (whole_ ? *whole_ : video_).commit(AtomicFile::Durability::none);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "Files/AtomicFile.h"
 
 #include "Files/FileError.h"
-#include "Files/WholeFile.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -37,7 +36,7 @@ AtomicFile::AtomicFile(std::filesystem::path destination, Access access)
                          access == Access::owner ? 0600 : 0666)) {
     if (descriptor_.isOpen()) return;
     const int errorNumber = errno;
-    (void)temporary_.release();  // if there is such a file, it is another's
+    temporary_.release();  // if there is such a file, it is another's
     throw FileError(destination_, "cannot write", errorNumber);
 }
 
@@ -66,7 +65,7 @@ void AtomicFile::commit(Durability durability) {
     // EINVAL: the file system cannot flush single files.
     if (durability != Durability::none && ::fsync(descriptor_.get()) != 0 && errno != EINVAL) fail();
     if (!descriptor_.close() || ::rename(path().c_str(), destination_.c_str()) != 0) fail();
-    (void)temporary_.release();
+    temporary_.release();
     if (durability == Durability::contentAndName) flushFolderOf(destination_);
 }
 
@@ -77,6 +76,15 @@ bool AtomicFile::isTemporaryName(std::string_view name) noexcept {
 
 void AtomicFile::fail() const {
     throw FileError(destination_, "cannot write", errno);
+}
+
+void flushFolderOf(const std::filesystem::path& file) {
+    const auto parent = file.parent_path();
+    const Descriptor folder(::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // EINVAL: some network file systems do not flush folders. EACCES: a folder may be writable but not readable,
+    // and cannot be opened then; the new file is in place.
+    if (folder.isOpen() ? ::fsync(folder.get()) == 0 || errno == EINVAL : errno == EACCES) return;
+    throw FileError(file, "cannot flush its folder to disk", errno);
 }
 
 }  // namespace lumenwhirl

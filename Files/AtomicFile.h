@@ -27,7 +27,6 @@ public:
     /// Creates the hidden file, empty.
     AtomicFile(std::filesystem::path destination, Access access);
 
-    [[nodiscard]] const std::filesystem::path& destination() const noexcept { return destination_; }
     /// The hidden file, for libraries that write to a name. They may truncate it, but not put another in its
     /// place.
     [[nodiscard]] const std::filesystem::path& path() const noexcept { return temporary_.path(); }
@@ -47,5 +46,8 @@ private:
     TemporaryFile temporary_;
     Descriptor descriptor_;
 };
+
+/// For a file that was created otherwise: makes its name survive a power cut. Throws FileError.
+void flushFolderOf(const std::filesystem::path& file);
 
 }  // namespace lumenwhirl

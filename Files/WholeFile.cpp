@@ -51,13 +51,4 @@ std::string readWholeFile(const std::filesystem::path& file, std::size_t mostByt
     return text;
 }
 
-void flushFolderOf(const std::filesystem::path& file) {
-    const auto parent = file.parent_path();
-    const Descriptor folder(::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // EINVAL: some network file systems do not flush folders. EACCES: a folder may be writable but not readable,
-    // and cannot be opened then; the new file is in place.
-    if (folder.isOpen() ? ::fsync(folder.get()) == 0 || errno == EINVAL : errno == EACCES) return;
-    throw FileError(file, "cannot flush its folder to disk", errno);
-}
-
 }  // namespace lumenwhirl

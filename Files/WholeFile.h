@@ -11,7 +11,4 @@ namespace lumenwhirl {
 [[nodiscard]] std::string readWholeFile(const std::filesystem::path& file, std::size_t mostBytes,
                                         std::size_t spareCapacity = 0);
 
-/// Makes a file's new name survive a power cut. Throws FileError.
-void flushFolderOf(const std::filesystem::path& file);
-
 }  // namespace lumenwhirl

@@ -1,3 +1,4 @@
+#include "Files/AtomicFile.h"
 #include "Tests/Exporter/Recordings.h"
 #include "Tests/Support/Audio.h"
 #include "Tests/Support/Files.h"
@@ -202,7 +203,9 @@ TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew)
         bool isJoining = false;
         std::jthread watcher([&](const std::stop_token& isOver) {
             while (!isOver.stop_requested() && !isJoining) {
-                for (const std::string& name : filesLeft()) isJoining = isJoining || name.ends_with("-whole");
+                int hidden = 0;  // the picture alone, then with it the whole
+                for (const std::string& name : filesLeft()) hidden += AtomicFile::isTemporaryName(name) ? 1 : 0;
+                isJoining = hidden == 2;
             }
             if (isJoining && !wasSeen) stop.request_stop();
         });

@@ -8,8 +8,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <optional>
 #include <set>
 #include <string>
 
@@ -22,12 +20,7 @@ using Durability = AtomicFile::Durability;
 
 class Files : public testing::Test {
 protected:
-    static void put(const fs::path& file, const std::string& text) { std::ofstream(file) << text; }
-    [[nodiscard]] std::set<std::string> names() const {
-        std::set<std::string> names;
-        for (const auto& entry : fs::directory_iterator(folder.path())) names.insert(entry.path().filename());
-        return names;
-    }
+    [[nodiscard]] std::set<std::string> names() const { return namesIn(folder.path()); }
     template <class Action>
     static std::string problemOf(Action action, const fs::path& expectedFile) {
         try {
@@ -52,7 +45,7 @@ void replace(const fs::path& destination, std::string_view text, Durability dura
 
 TEST_F(Files, anAtomicFileAppearsAsAWholeOrNotAtAll) {
     const fs::path destination = folder / "file";
-    put(destination, "old");
+    writeFile(destination, "old");
     for (const Durability durability : {Durability::none, Durability::content, Durability::contentAndName}) {
         const std::string old = readWholeFile(destination, 100);
         {
@@ -71,14 +64,14 @@ TEST_F(Files, anAtomicFileAppearsAsAWholeOrNotAtAll) {
 
 TEST_F(Files, whatWasWrittenByNameOrCopiedIsCommitted) {
     const std::string text(200'000, 'x');
-    put(folder / "source", text);
+    writeFile(folder / "source", text);
     AtomicFile copy(folder / "copy", Access::umask);
     copy.write("head ");
     copy.copyFrom(folder / "source");
     copy.commit(Durability::none);
     EXPECT_EQ(readWholeFile(folder / "copy", 1'000'000), "head " + text);
     AtomicFile named(folder / "named", Access::owner);
-    put(named.path(), text);  // truncates
+    writeFile(named.path(), text);  // truncates
     named.commit(Durability::content);
     EXPECT_EQ(readWholeFile(folder / "named", 1'000'000), text);
     EXPECT_EQ(fs::status(folder / "named").permissions(), fs::perms::owner_read | fs::perms::owner_write);
@@ -137,7 +130,7 @@ TEST_F(Files, aFailureNamesTheDestinationAndLeavesNothing) {
     EXPECT_EQ(names(), std::set<std::string>{"taken"});
 
     const fs::path destination = folder / "file";
-    put(destination, "old");
+    writeFile(destination, "old");
     EXPECT_TRUE(holdsOnFullDisk(4096, [&] {
         const std::string problem = problemOf([&] { replace(destination, std::string(5000, 'x')); }, destination);
         return problem == "cannot write: File too large" && readWholeFile(destination, 3) == "old" &&
@@ -148,7 +141,7 @@ TEST_F(Files, aFailureNamesTheDestinationAndLeavesNothing) {
 TEST_F(Files, onlyRegularFilesUpToALimitAreRead) {
     const fs::path file = folder / "file";
     EXPECT_EQ(problemOf([&] { (void)readWholeFile(file, 10); }, file), "cannot open: No such file or directory");
-    put(file, "0123456789");
+    writeFile(file, "0123456789");
     EXPECT_EQ(readWholeFile(file, 10), "0123456789");
     EXPECT_GE(readWholeFile(file, 10, 64).capacity(), 74U);
     EXPECT_EQ(problemOf([&] { (void)readWholeFile(file, 9); }, file), "is larger than 9 bytes");
@@ -161,8 +154,8 @@ TEST_F(Files, onlyRegularFilesUpToALimitAreRead) {
 }
 
 TEST_F(Files, aTemporaryFileGoesUnlessItIsReleased) {
-    put(folder / "gone", "");
-    put(folder / "kept", "");
+    writeFile(folder / "gone", "");
+    writeFile(folder / "kept", "");
     {
         TemporaryFile gone(folder / "gone"), kept(folder / "kept");
         const TemporaryFile moved(std::move(gone));

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -38,6 +39,14 @@ public:
 private:
     std::filesystem::path path_;
 };
+
+/// Of everything in a folder, hidden files too.
+[[nodiscard]] inline std::set<std::string> namesIn(const std::filesystem::path& folder) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.insert(entry.path().filename().string());
+    return names;
+}
 
 [[nodiscard]] inline std::string contentsOf(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);
