@@ -1,7 +1,8 @@
 #include "Recorder/Package/EventJournal.h"
 
 #include "Engine/Documents/LumenwhirlJSON.h"
-#include "Recorder/Package/DocumentFile.h"
+#include "Files/AtomicFile.h"
+#include "Files/WholeFile.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
 
 #include <fcntl.h>
@@ -24,8 +25,9 @@ constexpr std::string_view cursorKind = "cursor";
 constexpr std::string_view clicksKind = "clicks";
 constexpr std::string_view scrollKind = "scroll";
 constexpr std::string_view keysKind = "keys";
+constexpr std::size_t largestJournal = std::size_t{1} << 30;  // bytes
 
-/// Of the whole file, against every other opening of it, in this process too.
+/// A lock of the whole file that excludes every other opening of it, also in this process.
 struct flock lockOf(short type) {
     struct flock lock {};
     lock.l_type = type;
@@ -42,7 +44,7 @@ struct Line {
     std::string_view kind, json;
 };
 
-/// Takes the next line off the front of `text`; empty when it has no end.
+/// Takes the next line off the front of `text`; empty when it does not end.
 std::optional<Line> takeLine(std::string_view& text) {
     const std::size_t end = text.find('\n');
     if (end == std::string_view::npos) return std::nullopt;
@@ -62,10 +64,18 @@ void add(const Line& line, EventLog& log) {
     else if (line.kind == keysKind)
         log.keys.push_back(LumenwhirlJSON::decodeLine<KeyEvent>(line.json));
     else if (line.kind == recordingKind) {
-        // Not in one step: GCC 12 lets the function build its result in the field, which an exception leaves
+        // In two steps: GCC 12 lets the function build its result in the field, and an exception would leave it
         // empty.
         const auto info = LumenwhirlJSON::decodeLine<RecordingInfo>(line.json);
         log.recording = info;
+    }
+}
+
+std::string textOf(const std::filesystem::path& file) {
+    try {
+        return readWholeFile(file, largestJournal);
+    } catch (const FileError& error) {
+        throw LumenwhirlPackage::Error(Kind::cannotRead, error);
     }
 }
 
@@ -84,7 +94,7 @@ EventLog parse(std::string_view text, const std::filesystem::path& file) {
         try {
             add(*line, log);
         } catch (const LumenwhirlJSON::Error&) {
-            // After a power cut there may be blocks of zeros in the place of some lines. The rest is still good.
+            // After a power cut, blocks of zeros may stand in place of some lines. The rest is still good.
         }
     }
     return log;
@@ -97,18 +107,19 @@ EventJournal::EventJournal(const std::filesystem::path& package, const Recording
       descriptor_(
           ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR)) {
     if (!descriptor_.isOpen())
-        throw LumenwhirlPackage::Error(Kind::cannotWrite, file_, "cannot create: " + DocumentFile::reason(errno));
-    // A file system without locks shall not keep anybody from recording, so other failures do not matter.
+        throw LumenwhirlPackage::Error(Kind::cannotWrite, FileError(file_, "cannot create", errno));
+    // Recording must work on file systems without locks too, so other failures do not matter.
     struct flock lock = lockOf(F_WRLCK);
     if (::fcntl(descriptor_.get(), F_OFD_SETLK, &lock) != 0 && (errno == EAGAIN || errno == EACCES))
         throw LumenwhirlPackage::Error(Kind::cannotWrite, package,
                                        "another recording is being written there; choose another name");
     try {
-        if (::ftruncate(descriptor_.get(), 0) != 0)
-            throw LumenwhirlPackage::Error(Kind::cannotWrite, file_,
-                                           "cannot empty: " + DocumentFile::reason(errno));
+        if (::ftruncate(descriptor_.get(), 0) != 0) throw FileError(file_, "cannot empty", errno);
         write(lineOf(recordingKind, info));
-        DocumentFile::flushFolder(file_);
+        flushFolderOf(file_);
+    } catch (const FileError& error) {
+        ::unlink(file_.c_str());
+        throw LumenwhirlPackage::Error(Kind::cannotWrite, error);
     } catch (...) {
         ::unlink(file_.c_str());
         throw;
@@ -140,6 +151,8 @@ void EventJournal::appendPart(std::string_view kind, const Part& part) noexcept 
     if (hasFailed()) return;
     try {
         write(lineOf(kind, part));
+    } catch (const FileError& error) {
+        fail(LumenwhirlPackage::Error(Kind::cannotWrite, error).what());
     } catch (const std::exception& error) {
         fail(error.what());
     }
@@ -152,10 +165,9 @@ void EventJournal::write(const std::string& line) {
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) {
             const int errorNumber = errno;
-            // Should this fail too, the reader leaves the torn line out.
+            // If this fails too, the reader leaves the torn line out.
             [[maybe_unused]] const int ignored = ::ftruncate(descriptor_.get(), wholeBytes_);
-            throw LumenwhirlPackage::Error(Kind::cannotWrite, file_,
-                                           "cannot write: " + DocumentFile::reason(errorNumber));
+            throw FileError(file_, "cannot write", errorNumber);
         }
         rest.remove_prefix(static_cast<std::size_t>(count));
     }
@@ -181,12 +193,12 @@ std::optional<EventLog> EventJournal::read(const std::filesystem::path& package)
     const std::filesystem::path file = package / fileName;
     std::error_code error;
     if (!std::filesystem::exists(file, error) && !error) return std::nullopt;
-    return parse(DocumentFile::read(file, 0), file);
+    return parse(textOf(file), file);
 }
 
 bool EventJournal::isBeingWritten(const std::filesystem::path& package) {
     const Descriptor descriptor(::open((package / fileName).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    // Only asks: taking the lock for a moment could fail a recording that begins just then.
+    // Only asks: taking the lock, even for a moment, could fail a recording that begins just then.
     struct flock lock = lockOf(F_RDLCK);
     return descriptor.isOpen() && ::fcntl(descriptor.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
@@ -194,7 +206,7 @@ bool EventJournal::isBeingWritten(const std::filesystem::path& package) {
 void EventJournal::remove(const std::filesystem::path& package) {
     const std::filesystem::path file = package / fileName;
     if (::unlink(file.c_str()) != 0 && errno != ENOENT)
-        throw LumenwhirlPackage::Error(Kind::cannotWrite, file, "cannot remove: " + DocumentFile::reason(errno));
+        throw LumenwhirlPackage::Error(Kind::cannotWrite, FileError(file, "cannot remove", errno));
 }
 
 }  // namespace lumenwhirl

@@ -12,42 +12,41 @@
 
 namespace lumenwhirl {
 
-/// The event log of a recording that runs: a file in the package to which every event is added at once, so that
-/// a crash loses none of them. A clean stop writes events.json and removes it; one that is found without a writer
-/// is what a crash has left.
+/// The event log of a running recording: a file in the package to which every event is appended as it happens, so
+/// that a crash loses none. A normal stop writes events.json and removes the journal; one without a writer was
+/// left by a crash.
 ///
-/// The first line is "recording" and a RecordingInfo, which a later one replaces; all others name an array of
-/// EventLog and have one of its elements: `cursor {"t":1.25,"x":640,"y":360}`.
+/// The first line is "recording" and a RecordingInfo, which later such lines replace; every other line is the name
+/// of an array of EventLog and one element of it: `cursor {"t":1.25,"x":640,"y":360}`.
 ///
-/// A line is handed to the system by one call, which keeps it when this program is killed; what a power cut may
-/// take is what nobody has sent to the disk yet.
+/// Each line is handed to the system as it is appended, so it survives if this program is killed. A power cut
+/// takes what the system has not yet written to the disk.
 class EventJournal {
 public:
     static constexpr std::string_view fileName = ".events.journal";
 
-    /// Begins the journal (0600) of the package, in place of one that was left there, before anything is recorded:
-    /// the time of the first picture is appended when it is known. Throws
-    /// LumenwhirlPackage::Error, also when another recording is being written there.
+    /// Begins the package's journal (0600), replacing one that was left there. This is done before anything is
+    /// recorded: the time of the first frame is appended when it is known. Throws LumenwhirlPackage::Error, also
+    /// when another recording is being written there. The file stays when this is destroyed.
     EventJournal(const std::filesystem::path& package, const RecordingInfo& info);
-    // Its end leaves the file where it is.
 
-    /// One thread at a time. After the first failure, such as a full disk, nothing is written any more, and the
-    /// file ends with the last event that was written whole.
+    /// One thread at a time. After a failure, such as a full disk, nothing more is written, and the file ends with
+    /// the last event that was written as a whole.
     void append(const CursorSample& sample) noexcept;
     void append(const ClickEvent& click) noexcept;
     void append(const ScrollEvent& scroll) noexcept;
     void append(const KeyEvent& key) noexcept;
     void append(const RecordingInfo& info) noexcept;
 
-    /// Why nothing is written any more, in one line; empty while all is well. Any thread.
+    /// Why nothing more is written, in one line; empty while all is well. Any thread.
     [[nodiscard]] std::optional<std::string> failure() const;
 
-    /// What the package's journal holds, without lines that are not whole; empty when there is no journal. Throws
-    /// LumenwhirlPackage::Error when it cannot be read or does not begin as one.
+    /// What the package's journal holds, without incomplete or damaged lines; empty when there is no journal.
+    /// Throws LumenwhirlPackage::Error when it cannot be read or does not begin as a journal.
     [[nodiscard]] static std::optional<EventLog> read(const std::filesystem::path& package);
     /// Whether a journal of the package is open for writing, in any process.
     [[nodiscard]] static bool isBeingWritten(const std::filesystem::path& package);
-    /// Nothing happens when there is none. Throws LumenwhirlPackage::Error.
+    /// Does nothing when there is none. Throws LumenwhirlPackage::Error.
     static void remove(const std::filesystem::path& package);
 
 private:
@@ -58,8 +57,8 @@ private:
     [[nodiscard]] bool hasFailed() const;
 
     const std::filesystem::path file_;
-    const Descriptor descriptor_;  // with a lock as long as it is open
-    std::int64_t wholeBytes_ = 0;  // of the file's lines; only for the thread that appends
+    const Descriptor descriptor_;  // holds a lock while it is open
+    std::int64_t wholeBytes_ = 0;  // size of the complete lines; used by the appending thread only
     mutable std::mutex mutex_;
     std::optional<std::string> failure_;  // under mutex_
 };

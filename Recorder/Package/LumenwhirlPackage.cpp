@@ -1,9 +1,9 @@
 #include "Recorder/Package/LumenwhirlPackage.h"
 
 #include "Engine/Documents/LumenwhirlJSON.h"
-#include "Recorder/Package/DocumentFile.h"
+#include "Files/AtomicFile.h"
+#include "Files/WholeFile.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -14,8 +14,37 @@ namespace lumenwhirl {
 namespace {
 
 constexpr std::string_view suffix = ".lumenwhirl";
+constexpr std::size_t largestDocument = std::size_t{1} << 30;  // bytes
 
 using Kind = LumenwhirlPackage::Error::Kind;
+
+/// What to do about a failed system call; without one, it is the file that is not what it should be.
+const char* adviceFor(int errorNumber) {
+    switch (errorNumber) {
+        case 0:
+            return "restore the file";
+        case ENOENT:
+            return "check that the recording was not moved or deleted";
+        case EACCES:
+        case EPERM:
+            return "check the permissions of the recording's folder";
+        case ENOSPC:
+        case EDQUOT:
+            return "free some space and try again";
+        case EROFS:
+            return "copy the recording to a disk that can be written";
+        case EISDIR:
+        case EEXIST:
+        case ENOTDIR:
+            return "move away what is in its place";
+        case EFBIG:
+            return "raise the limit on file sizes";
+        case ENAMETOOLONG:
+            return "choose a shorter name";
+        default:
+            return "check the disk";
+    }
+}
 
 template <class Document>
 void write(const Document& document, const std::filesystem::path& file) {
@@ -25,20 +54,31 @@ void write(const Document& document, const std::filesystem::path& file) {
     } catch (const LumenwhirlJSON::Error& error) {
         throw LumenwhirlPackage::Error(Kind::cannotWrite, file, error.what());
     }
-    DocumentFile::replace(file, text);
+    try {
+        AtomicFile replacement(file, AtomicFile::Access::owner);
+        replacement.write(text);
+        replacement.commit(AtomicFile::Durability::contentAndName);
+    } catch (const FileError& error) {
+        throw LumenwhirlPackage::Error(Kind::cannotWrite, error);
+    }
 }
 
 template <class Document>
 Document read(const std::filesystem::path& file) {
-    const std::string text = DocumentFile::read(file, LumenwhirlJSON::spareCapacity);
     try {
-        return LumenwhirlJSON::decode<Document>(text);
+        return LumenwhirlJSON::decode<Document>(
+            readWholeFile(file, largestDocument, LumenwhirlJSON::spareCapacity));
+    } catch (const FileError& error) {
+        throw LumenwhirlPackage::Error(Kind::cannotRead, error);
     } catch (const LumenwhirlJSON::Error& error) {
         throw LumenwhirlPackage::Error(Kind::malformed, file, error.what());
     }
 }
 
 }  // namespace
+
+LumenwhirlPackage::Error::Error(Kind kind, const FileError& cause)
+    : FileError(cause.file(), std::string(cause.problem()) + "; " + adviceFor(cause.errorNumber())), kind_(kind) {}
 
 LumenwhirlPackage::LumenwhirlPackage(std::filesystem::path url) : url_(std::move(url)) {}
 
@@ -53,12 +93,11 @@ LumenwhirlPackage LumenwhirlPackage::create(const std::string& name, const std::
 
     std::error_code error;
     if (!folder.empty()) std::filesystem::create_directories(folder, error);
-    if (error)
-        throw Error(Kind::cannotWrite, folder, "cannot create the folder: " + DocumentFile::reason(error.value()));
+    if (error) throw Error(Kind::cannotWrite, FileError(folder, "cannot create the folder", error.value()));
     if (::mkdir(url.c_str(), S_IRWXU) == 0) return LumenwhirlPackage(url);
     const int failure = errno;
     if (failure == EEXIST && std::filesystem::is_directory(url, error)) return LumenwhirlPackage(url);
-    throw Error(Kind::cannotWrite, url, "cannot create the package: " + DocumentFile::reason(failure));
+    throw Error(Kind::cannotWrite, FileError(url, "cannot create the package", failure));
 }
 
 std::filesystem::path LumenwhirlPackage::recordingURL() const {

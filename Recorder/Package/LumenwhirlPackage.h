@@ -2,9 +2,9 @@
 
 #include "Engine/Documents/EventLog.h"
 #include "Engine/Documents/ProjectSettings.h"
+#include "Files/FileError.h"
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -20,24 +20,26 @@ public:
     static constexpr std::string_view micName = "mic.m4a";
     static constexpr std::string_view systemName = "system.m4a";
 
-    /// One line naming the file, what is wrong and, in a document, where.
-    class Error : public std::runtime_error {
+    /// The problem says what is wrong and, in a document, where.
+    class Error : public FileError {
     public:
         enum class Kind { cannotRead, malformed, cannotWrite };
         Error(Kind kind, const std::filesystem::path& file, const std::string& problem)
-            : std::runtime_error(file.string() + ": " + problem), kind_(kind) {}
+            : FileError(file, problem), kind_(kind) {}
+        /// Adds what to do about it.
+        Error(Kind kind, const FileError& cause);
         [[nodiscard]] Kind kind() const noexcept { return kind_; }
 
     private:
         Kind kind_;
     };
 
-    /// Wraps an existing folder; checks nothing.
+    /// Names an existing folder; checks nothing.
     explicit LumenwhirlPackage(std::filesystem::path url);
-    /// Where create() makes it: `name` with ".lumenwhirl" added unless it ends so.
+    /// Where create() makes it: `name`, with ".lumenwhirl" added unless it ends with that.
     [[nodiscard]] static std::filesystem::path pathFor(const std::string& name,
                                                        const std::filesystem::path& folder);
-    /// Creates the folder (0700) with missing parents; an existing one is reused. Throws Error.
+    /// Creates the folder (0700) and missing parents; an existing one is reused. Throws Error.
     [[nodiscard]] static LumenwhirlPackage create(const std::string& name, const std::filesystem::path& folder);
 
     [[nodiscard]] const std::filesystem::path& url() const noexcept { return url_; }
@@ -47,8 +49,8 @@ public:
     [[nodiscard]] std::filesystem::path micURL() const;
     [[nodiscard]] std::filesystem::path systemURL() const;
 
-    /// Atomic: a temporary file (0600) in the same folder, flushed to disk, renamed over the target. A failure
-    /// leaves the old document. Throws Error.
+    /// Replaces the document (0600) atomically and durably: a failure, or a power cut, leaves the old one. Throws
+    /// Error.
     void writeEvents(const EventLog& log) const;
     void writeProject(const ProjectSettings& settings) const;
     [[nodiscard]] EventLog readEvents() const;

@@ -54,10 +54,10 @@ protected:
     TemporaryFolder folder_;
 };
 
-TEST_F(Journal, givesBackEveryEventWhileItIsWrittenAndAfterTheProgramIsKilled) {
+TEST_F(Journal, isReadBackWhileBeingWrittenAndAfterTheProgramIsKilled) {
     EXPECT_EQ(read(), std::nullopt);
     const EventLog log = unusualLog();
-    RecordingInfo early = info;  // before the first picture
+    RecordingInfo early = info;  // before the first frame
     early.startHostTime = 0;
     const pid_t child = ::fork();
     if (child == 0) {
@@ -71,7 +71,7 @@ TEST_F(Journal, givesBackEveryEventWhileItIsWrittenAndAfterTheProgramIsKilled) {
     ASSERT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(read(), log);
 
-    EventJournal next(folder_.path(), info);  // in the place of what was left
+    EventJournal next(folder_.path(), info);  // replaces what was left
     append(log, next);
     EXPECT_EQ(next.failure(), std::nullopt);
     EXPECT_EQ(read(), log);
@@ -81,7 +81,7 @@ TEST_F(Journal, givesBackEveryEventWhileItIsWrittenAndAfterTheProgramIsKilled) {
     EXPECT_TRUE(folder_.isEmpty());
 }
 
-TEST_F(Journal, isReadUpToWhereverACrashHasCutIt) {
+TEST_F(Journal, isReadUpToWhereACrashCutIt) {
     const EventLog log = unusualLog();
     {
         EventJournal journal(folder_.path(), info);
@@ -91,7 +91,7 @@ TEST_F(Journal, isReadUpToWhereverACrashHasCutIt) {
     const auto count = [](const EventLog& events) {
         return events.cursor.size() + events.clicks.size() + events.scroll.size() + events.keys.size();
     };
-    std::size_t lines = 0;  // whole ones
+    std::size_t lines = 0;  // complete ones
     for (std::size_t length = 0; length <= whole.size(); ++length) {
         SCOPED_TRACE(length);
         lines += length > 0 && whole[length - 1] == '\n' ? 1 : 0;
@@ -102,7 +102,7 @@ TEST_F(Journal, isReadUpToWhereverACrashHasCutIt) {
             EXPECT_THROW((void)read(), LumenwhirlPackage::Error);
     }
 
-    // A block of zeros, as after a power cut, takes the lines it touches and no other.
+    // A block of zeros, as after a power cut, destroys the lines it touches and no others.
     std::string holed = whole;
     const std::size_t start = whole.find("clicks") + 5;
     const std::size_t end = whole.find("scroll") + 3;
@@ -113,12 +113,12 @@ TEST_F(Journal, isReadUpToWhereverACrashHasCutIt) {
     expected.scroll.clear();
     EXPECT_EQ(read(), expected);
 
-    // The first line's recording is the better one then.
+    // Where the later line is damaged, the first line's recording counts.
     put(whole + "recording {\"fps\":30,\"display\":{\"id\":1" + std::string(100, '\0') + "}\n");
     EXPECT_EQ(read(), log);
 }
 
-TEST_F(Journal, whatIsNoJournalIsRefusedInOneLine) {
+TEST_F(Journal, anyOtherFileIsRefusedInOneLine) {
     for (const std::string& content :
          {std::string("cursor {\"t\":1,\"x\":2,\"y\":3}\n"), std::string("recording\n"),
           std::string("recording {\"fps\":60}\n"), std::string(5000, '\0')}) {
@@ -127,13 +127,13 @@ TEST_F(Journal, whatIsNoJournalIsRefusedInOneLine) {
             (void)read();
             ADD_FAILURE() << "read: " << content;
         } catch (const LumenwhirlPackage::Error& error) {
-            EXPECT_TRUE(std::string_view(error.what()).starts_with(file().string() + ": ")) << error.what();
+            EXPECT_EQ(error.file(), file());
             EXPECT_EQ(std::string_view(error.what()).find('\n'), std::string_view::npos);
         }
     }
 }
 
-TEST_F(Journal, tellsOtherProgramsThatItIsBeingWritten) {
+TEST_F(Journal, isSeenByOtherProgramsWhileItIsBeingWritten) {
     const auto seenByAnotherProcess = [&] {
         const pid_t child = ::fork();
         if (child == 0) ::_exit(isBeingWritten() ? 1 : 0);
@@ -147,7 +147,7 @@ TEST_F(Journal, tellsOtherProgramsThatItIsBeingWritten) {
         journal.append(CursorSample{1, 2, 3});
         EXPECT_TRUE(isBeingWritten());
         EXPECT_TRUE(seenByAnotherProcess());
-        // A second recording is refused, and does the first no harm.
+        // A second recording is refused without harm to the first.
         EXPECT_THROW(EventJournal(folder_.path(), info), LumenwhirlPackage::Error);
         EXPECT_EQ(read()->cursor.size(), 1U);
         EXPECT_TRUE(isBeingWritten());
@@ -156,7 +156,7 @@ TEST_F(Journal, tellsOtherProgramsThatItIsBeingWritten) {
     EXPECT_FALSE(seenByAnotherProcess());
 }
 
-TEST_F(Journal, endsWithAWholeLineOnAFullDisk) {
+TEST_F(Journal, endsWithACompleteLineOnAFullDisk) {
     EXPECT_TRUE(holdsOnFullDisk(2000, [&] {
         EventJournal journal(folder_.path(), info);
         int kept = 0;
