@@ -1,5 +1,6 @@
 #include "Media/Remuxer.h"
 
+#include "Files/AtomicFile.h"
 #include "Media/CopiedAudio.h"
 #include "Media/CopiedTrack.h"
 #include "Media/FFmpegHandles.h"
@@ -7,7 +8,6 @@
 #include "Media/InputFile.h"
 #include "Media/MediaError.h"
 #include "Media/OutputFile.h"
-#include "Media/ReplacementFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -149,6 +149,48 @@ private:
     bool isAtEnd_ = false;
 };
 
+MediaError nothingRecorded(const std::filesystem::path& file) {
+    return {MediaError::Kind::damaged, file, "nothing was recorded"};
+}
+
+/// Writes the whole fragments of `file` as a plain file with its index in front.
+void writePlain(const std::filesystem::path& file, const Fragments& fragments, double lastPicture,
+                const std::filesystem::path& destination) {
+    InputFile input(file);
+    AVStream* const stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
+    OutputFile output(destination, formatName(Container::mp4));
+    std::optional<CopiedTrack> picture;
+    std::optional<CopiedAudio> audio;
+    std::int64_t extradata = 0;
+    AVRational base{1, 1};
+    Dictionary options;
+    if (stream) {
+        picture.emplace(input, *stream, output);
+        base = picture->timeBase();
+        extradata += stream->codecpar->extradata_size;
+    }
+    if (input.firstStream(AVMEDIA_TYPE_AUDIO)) {
+        audio.emplace(file, output);
+        extradata += audio->track().source().codecpar->extradata_size;
+    }
+    if (!picture && !audio) throw nothingRecorded(file);
+    putIndexFirst(options, indexRoom(fragments.packets, extradata));
+    setMovieTimescale(options, base, audio ? audio->track().timeBase() : base);
+    output.start(options);
+
+    if (picture) {
+        Pictures pictures(*picture, Pictures::unknown, Pictures::ticksOf(*picture, lastPicture));
+        bool hasPictures = false;
+        while (pictures.copyOne()) {
+            hasPictures = true;
+            if (audio) audio->copyUntil(pictures.decodeTime(), base);
+        }
+        if (!hasPictures) throw nothingRecorded(file);
+    }
+    if (audio) audio->copyUntil(std::numeric_limits<std::int64_t>::max(), base);
+    output.finish();
+}
+
 }  // namespace
 
 void mux(const std::filesystem::path& video, const std::filesystem::path& audio,
@@ -174,8 +216,7 @@ void complete(const std::filesystem::path& file, double lastPicture) {
     std::error_code unknownSize;
     const auto size = static_cast<std::int64_t>(std::filesystem::file_size(file, unknownSize));
     const Fragments fragments = fragmentsOf(file);
-    const auto nothing = [&] { return MediaError(MediaError::Kind::damaged, file, "nothing was recorded"); };
-    if (!unknownSize && !fragments.hasIndex) throw nothing();
+    if (!unknownSize && !fragments.hasIndex) throw nothingRecorded(file);
     if (!fragments.isFragmented) {
         const InputFile isPlain(file);
         return;
@@ -185,45 +226,17 @@ void complete(const std::filesystem::path& file, double lastPicture) {
         std::filesystem::resize_file(file, static_cast<std::uintmax_t>(fragments.wholeBytes), failure);
         if (failure) throw MediaError(MediaError::Kind::cannotWrite, file, "cannot write: " + failure.message());
     }
-    if (fragments.packets == 0) throw nothing();
+    if (fragments.packets == 0) throw nothingRecorded(file);
 
-    ReplacementFile replacement(file);
-    {
-        InputFile input(file);
-        AVStream* const stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
-        OutputFile output(replacement.path(), formatName(Container::mp4));
-        std::optional<CopiedTrack> picture;
-        std::optional<CopiedAudio> audio;
-        std::int64_t extradata = 0;
-        AVRational base{1, 1};
-        Dictionary options;
-        if (stream) {
-            picture.emplace(input, *stream, output);
-            base = picture->timeBase();
-            extradata += stream->codecpar->extradata_size;
-        }
-        if (input.firstStream(AVMEDIA_TYPE_AUDIO)) {
-            audio.emplace(file, output);
-            extradata += audio->track().source().codecpar->extradata_size;
-        }
-        if (!picture && !audio) throw nothing();
-        putIndexFirst(options, indexRoom(fragments.packets, extradata));
-        setMovieTimescale(options, base, audio ? audio->track().timeBase() : base);
-        output.start(options);
-
-        if (picture) {
-            Pictures pictures(*picture, Pictures::unknown, Pictures::ticksOf(*picture, lastPicture));
-            bool hasPictures = false;
-            while (pictures.copyOne()) {
-                hasPictures = true;
-                if (audio) audio->copyUntil(pictures.decodeTime(), base);
-            }
-            if (!hasPictures) throw nothing();
-        }
-        if (audio) audio->copyUntil(std::numeric_limits<std::int64_t>::max(), base);
-        output.finish();
+    try {
+        AtomicFile plain(file, AtomicFile::Access::owner);
+        writePlain(file, fragments, lastPicture, plain.path());
+        plain.commit(AtomicFile::Durability::content);
+    } catch (const MediaError&) {
+        throw;
+    } catch (const FileError& error) {
+        throw MediaError(MediaError::Kind::cannotWrite, error.file(), error.problem());
     }
-    replacement.commit();
 }
 
 bool canCopyAudio(const std::filesystem::path& audio) {

@@ -1,9 +1,9 @@
 #include "Recorder/PackageCompletion.h"
 
+#include "Files/AtomicFile.h"
 #include "Files/Descriptor.h"
 #include "Media/MediaError.h"
 #include "Media/Remuxer.h"
-#include "Media/ReplacementFile.h"
 #include "Media/VideoReader.h"
 #include "Recorder/Package/EventJournal.h"
 
@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <string_view>
 #include <system_error>
 
 namespace lumenwhirl {
@@ -22,13 +21,15 @@ namespace Muxer {
 void muxAudio(const std::filesystem::path& audio, const std::filesystem::path& video,
               std::optional<double> videoEnd) {
     try {
-        ReplacementFile joined(video);
+        AtomicFile joined(video, AtomicFile::Access::owner);
         Remuxer::mux(video, audio, joined.path(), videoEnd);
-        joined.commit();
+        joined.commit(AtomicFile::Durability::content);
     } catch (const MediaError& error) {
         if (error.kind() == MediaError::Kind::noAudioTrack) return;
         const bool isVideoMissing = error.kind() == MediaError::Kind::noVideoTrack;
         throw MuxError(isVideoMissing ? MuxError::Kind::noVideoTrack : MuxError::Kind::exportFailed, error.what());
+    } catch (const FileError& error) {
+        throw MuxError(MuxError::Kind::exportFailed, error.what());
     }
 }
 
@@ -81,20 +82,12 @@ private:
     const Descriptor folder_;
 };
 
-/// Files that would have taken the place of others, had their writer not been killed.
-bool isLeftover(std::string_view name) {
-    const auto isBeside = [&](std::string_view document) {
-        return name.starts_with('.') && name.substr(1).starts_with(document) && name.size() > document.size() + 1;
-    };
-    return name.starts_with(ReplacementFile::namePrefix) || isBeside(LumenwhirlPackage::eventsName) ||
-           isBeside(LumenwhirlPackage::projectName);
-}
-
+/// Removes the files that would have replaced others if their writer had not been killed.
 void removeLeftovers(const LumenwhirlPackage& package) {
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(package.url(), error)) {
-        if (!isLeftover(entry.path().filename().string())) continue;
-        std::error_code ignored;  // it only takes up room
+        if (!AtomicFile::isTemporaryName(entry.path().filename().string())) continue;
+        std::error_code ignored;  // it only takes up space
         fs::remove(entry.path(), ignored);
     }
 }

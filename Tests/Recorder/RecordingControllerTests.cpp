@@ -349,8 +349,7 @@ void RecordingControllerTest::killRecording(const LumenwhirlPackage& copy) {
 TEST_F(RecordingControllerTest, aKilledRecordingIsCompletedWhenItIsOpened) {
     const LumenwhirlPackage copy(folder / "Copy.lumenwhirl");
     killRecording(copy);
-    for (const char* name : {".mux-12345678.mp4", ".events.json.a1B2c3", ".project.json.a1B2c3"})
-        std::ofstream(copy.url() / name) << "what was killed before it had its name";
+    std::ofstream(copy.url() / ".lumenwhirl-abcdefghijkl") << "what was killed before it had its name";
 
     const auto recovery = PackageCompletion::recover(copy);
     ASSERT_TRUE(recovery);
