@@ -6,8 +6,7 @@
 
 namespace lumenwhirl {
 
-/// Writes a PNG, atomically (temporary file in the same folder, renamed). Throws std::runtime_error naming the
-/// file.
+/// Writes a PNG file, atomically. Throws FileError.
 void writePng(const Image& image, const std::filesystem::path& file);
 
 }  // namespace lumenwhirl
