@@ -1,5 +1,6 @@
 #include "Recorder/RecordingController.h"
 
+#include "Files/Descriptor.h"
 #include "Recorder/EventTap.h"
 #include "Recorder/FramePlacement.h"
 #include "Recorder/GlobalHotKey.h"
@@ -42,10 +43,8 @@ private:
         std::unique_lock lock(mutex);
         while (!never.wait_for(lock, stop, std::chrono::seconds(1), [&] { return stop.stop_requested(); })) {
             for (const std::filesystem::path& file : files_) {
-                const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-                if (descriptor < 0) continue;
-                (void)::fdatasync(descriptor);  // a failure also reaches whoever writes the file
-                ::close(descriptor);
+                const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+                if (descriptor.isOpen()) (void)::fdatasync(descriptor.get());  // its writer meets a failure too
             }
         }
     }
