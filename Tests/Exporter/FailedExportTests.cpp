@@ -126,12 +126,13 @@ TEST_F(FailedExport, unusualNamesAreNamesLikeAnyOther) {
     record(recordings::steady(5, 30));
     const fs::path before = fs::current_path();
     fs::current_path(folder.path());
-    for (const fs::path name : {"out.mp4", "50% of: it?.mp4", "%03d", "-", "ü.mp4"}) {
+    for (const fs::path name : {std::string("out.mp4"), std::string("50% of: it?.mp4"), std::string("%03d"),
+                                std::string("-"), std::string("ü.mp4"), std::string(249, 'n')}) {
         exportTo(name, plainProject(0.2));
         EXPECT_EQ(framesOf(folder / name.string()).size(), 5U) << name;
     }
     fs::current_path(before);
-    EXPECT_EQ(filesLeft().size(), 6U);
+    EXPECT_EQ(filesLeft().size(), 7U);
 }
 
 TEST_F(FailedExport, aRecordingThatIsCutShortOrNoneIsNamed) {

@@ -86,7 +86,7 @@ void expectPlain(const fs::path& file) {
 TEST(Complete, makesAPlainFileOfAWholeOne) {
     for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc}) {
         const TemporaryFolder folder;
-        const fs::path file = folder / "recording.mp4";
+        const fs::path file = folder / std::string(249, 'n');
         record(file, codec);
         const Fragments fragments = fragmentsOf(file);
         EXPECT_TRUE(fragments.isFragmented);
