@@ -6,7 +6,6 @@
 #include "Tests/EndToEnd/Program.h"
 #include "Tests/EndToEnd/TestFolder.h"
 #include "Tests/Recorder/X11/TestClient.h"
-#include "Tests/Recorder/X11/TestWindow.h"
 #include "Tests/Recorder/X11/VirtualDisplay.h"
 
 #include <gtest/gtest.h>

@@ -9,7 +9,7 @@
 namespace lumenwhirl::KeyTable {
 namespace {
 
-constexpr std::uint8_t firstXKeyCode = 8;  // of the kernel's key 0, which does not exist
+constexpr std::uint8_t firstXKeyCode = 8;  // the kernel's key 0, which does not exist
 
 struct Key {
     std::uint8_t kernelCode;
@@ -37,11 +37,11 @@ constexpr auto keys = std::to_array<Key>({
 
     {KEY_VOLUMEUP, 72}, {KEY_VOLUMEDOWN, 73}, {KEY_MUTE, 74},
 
-    // Of Japanese and Korean keyboards.
+    // On Japanese and Korean keyboards.
     {KEY_YEN, 93}, {KEY_RO, 94}, {KEY_KPJPCOMMA, 95}, {KEY_KPCOMMA, 95}, {KEY_MUHENKAN, 102}, {KEY_HANJA, 102},
     {KEY_KATAKANAHIRAGANA, 104}, {KEY_HANGEUL, 104},
 
-    // The keys right of F12 are F13 to F15 where there are no such keys.
+    // Where there is no F13 to F15, the keys right of F12 take their place.
     {KEY_F1, 122}, {KEY_F2, 120}, {KEY_F3, 99}, {KEY_F4, 118}, {KEY_F5, 96}, {KEY_F6, 97}, {KEY_F7, 98},
     {KEY_F8, 100}, {KEY_F9, 101}, {KEY_F10, 109}, {KEY_F11, 103}, {KEY_F12, 111}, {KEY_SYSRQ, 105}, {KEY_F13, 105},
     {KEY_SCROLLLOCK, 107}, {KEY_F14, 107}, {KEY_PAUSE, 113}, {KEY_F15, 113}, {KEY_F16, 106}, {KEY_F17, 64},

@@ -11,7 +11,7 @@
 namespace lumenwhirl {
 namespace {
 
-/// The part of a monitor that is on a screen of that size: what is outside cannot be read.
+/// The part of a monitor that is on a screen of that size; the rest cannot be read.
 PixelRect clipped(const xcb_randr_monitor_info_t& monitor, int screenWidth, int screenHeight) {
     const int left = std::max<int>(monitor.x, 0), top = std::max<int>(monitor.y, 0);
     return {left, top, std::min(monitor.x + monitor.width, screenWidth) - left,
@@ -21,7 +21,7 @@ PixelRect clipped(const xcb_randr_monitor_info_t& monitor, int screenWidth, int 
 }  // namespace
 
 std::vector<X11Monitor> monitorsOf(const X11Connection& connection, const X11Extensions& extensions) {
-    // What the connection's setup says of the screen's size is as old as the connection.
+    // The screen's size in the connection's setup may be outdated.
     const auto geometry = xcb_get_geometry(connection, connection.root());
     xcb_randr_get_monitors_cookie_t list{};
     const bool hasMonitors = extensions.randrEvent != 0;
@@ -51,7 +51,7 @@ std::vector<X11Monitor> monitorsOf(const X11Connection& connection, const X11Ext
 }
 
 bool isInWaylandSession(const X11Extensions& extensions, const std::vector<X11Monitor>& monitors) {
-    // Older ones do not have the extension, but name all monitors so.
+    // Older ones lack the extension, but give all monitors such names.
     return extensions.isXwayland || std::any_of(monitors.begin(), monitors.end(), [](const X11Monitor& monitor) {
                return monitor.name.starts_with("XWAYLAND");
            });
@@ -69,7 +69,7 @@ double scaleOf(const X11Connection& connection) {
         rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size()));
         double dpi = 0;
         std::from_chars(rest.data(), rest.data() + rest.size(), dpi);
-        if (dpi >= 24 && dpi <= 960) return dpi / 96;  // 96 is the usual one; else it is not meant as a scale
+        if (dpi >= 24 && dpi <= 960) return dpi / 96;  // 96 is no scale; outside this range it is not meant as one
     }
     return 1;
 }

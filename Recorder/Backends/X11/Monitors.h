@@ -15,19 +15,19 @@ struct PixelRect {
 };
 
 struct X11Monitor {
-    std::uint32_t id = 0;  // the same as long as the server runs, also when it comes back after being unplugged
+    std::uint32_t id = 0;  // stays the same while the server runs, also across unplugging
     std::string name;
-    PixelRect area;  // inside the screen
+    PixelRect area;  // the part on the screen
     bool isPrimary = false;
 };
 
-/// The lit monitors in the server's order; the whole screen where the server knows of none. Three round trips.
+/// The monitors in use, in the server's order; the whole screen if the server knows of none. Three round trips.
 [[nodiscard]] std::vector<X11Monitor> monitorsOf(const X11Connection& connection, const X11Extensions& extensions);
 
-/// Whether the server shows X programs inside of a Wayland session: it has no pictures but of their windows.
+/// Whether the server shows X programs in a Wayland session: then it has pictures of their windows only.
 [[nodiscard]] bool isInWaylandSession(const X11Extensions& extensions, const std::vector<X11Monitor>& monitors);
 
-/// Pixels a point: how much larger than usual the desktop wants everything, as toolkits read it. One round trip.
+/// Pixels a point: the scale of the desktop, as toolkits read it. One round trip.
 [[nodiscard]] double scaleOf(const X11Connection& connection);
 
 }  // namespace lumenwhirl

@@ -44,11 +44,11 @@ std::uint8_t PictureGrabber::grab(xcb_drawable_t drawable, const PixelRect& area
     return error;
 }
 
-/// Sees to it that memory of at least that size is shared. A descriptor is passed instead of a System V segment's
-/// number: the number means nothing, or something else, to a server with another IPC namespace, as in containers.
+/// Makes sure that memory of at least that size is shared. Passes a descriptor, not a System V segment's number,
+/// which means nothing, or something else, to a server in another IPC namespace, as with containers.
 bool PictureGrabber::shareMemory(std::size_t sizeBytes) {
     if (!canShare_ || capacity_ >= sizeBytes) return canShare_;
-    if (capacity_ != 0) sizeBytes += sizeBytes / 2;  // a window that is being drawn larger, step by step
+    if (capacity_ != 0) sizeBytes += sizeBytes / 2;  // a window may be growing step by step
     unshareMemory();
     const int file = memfd_create("picture", MFD_CLOEXEC);
     void* memory = MAP_FAILED;
@@ -61,7 +61,7 @@ bool PictureGrabber::shareMemory(std::size_t sizeBytes) {
     memory_ = memory;
     capacity_ = sizeBytes;
     segment_ = connection_.newID();
-    // The library closes the file once it is sent.
+    // The library closes the file once it has been sent.
     if (connection_.errorOf(xcb_shm_attach_fd_checked(connection_, segment_, file, 0)) != 0) {
         segment_ = 0;
         unshareMemory();

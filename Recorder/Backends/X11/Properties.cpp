@@ -7,7 +7,7 @@
 namespace lumenwhirl {
 namespace {
 
-/// A character, and how many bytes it has; none for bytes that begin no character of UTF-8.
+/// A character and its length in bytes, which is 0 where no UTF-8 character begins.
 struct Character {
     std::uint32_t code = 0;
     std::size_t length = 0;

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-/// Properties of windows. First all are asked for, then the replies are read, so that many cost one round trip. A
-/// property, or a window, that is not there any more has no value.
+/// Properties of windows. All are requested before the first reply is read, so that many cost one round trip. A
+/// property that does not exist, or whose window is gone, has no value.
 namespace lumenwhirl {
 
 /// `type`: XCB_ATOM_ANY for any.
@@ -23,10 +23,10 @@ namespace lumenwhirl {
 [[nodiscard]] std::vector<std::uint32_t> numbersIn(const X11Connection& connection,
                                                    xcb_get_property_cookie_t cookie);
 
-/// Text in the encoding of the type STRING.
+/// Converts from the encoding of the type STRING.
 [[nodiscard]] std::string utf8FromLatin1(const std::string& text);
-/// Text for people, as programs and web pages put it into titles: valid UTF-8 on one line. Control characters
-/// become spaces, and what is no UTF-8 becomes U+FFFD.
+/// Makes valid UTF-8 on one line of a title, which programs and web pages fill with anything: control characters
+/// become spaces, and what is not UTF-8 becomes U+FFFD.
 [[nodiscard]] std::string cleanUtf8(const std::string& text);
 
 }  // namespace lumenwhirl

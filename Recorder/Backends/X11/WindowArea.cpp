@@ -1,9 +1,11 @@
-#include "Recorder/Backends/X11/WindowArea.h"
-
+#include "Recorder/Backends/X11/CapturedArea.h"
 #include "Recorder/Backends/X11/PictureGrabber.h"
 #include "Recorder/Backends/X11/Properties.h"
+#include "Recorder/Backends/X11/WindowList.h"
 
 #include <xcb/composite.h>
+
+#include <vector>
 
 namespace lumenwhirl {
 namespace {
@@ -12,24 +14,52 @@ namespace {
     throw PlatformError(PlatformError::Kind::notFound, "the window was closed");
 }
 
-}  // namespace
+class WindowArea final : public CapturedArea {
+public:
+    WindowArea(const X11Connection& connection, const X11Extensions& extensions, xcb_window_t window,
+               double scale);
+
+    [[nodiscard]] xcb_drawable_t damaged() const override { return window_; }
+    void ask() override;
+    void takeAnswer() override;
+    void handle(const xcb_generic_event_t& event) override;
+    [[nodiscard]] bool settle() override;
+    void examine(std::uint8_t error) override;
+    [[nodiscard]] std::optional<Source> source() const override;
+    [[nodiscard]] Point origin() const override;
+
+private:
+    [[nodiscard]] bool takePixmap();
+
+    const X11Connection& connection_;
+    xcb_window_t window_;
+    double scale_;
+    xcb_atom_t frameExtents_ = 0;
+    xcb_pixmap_t pixmap_ = 0;                       // 0 until the window is shown
+    int borderWidth_ = 0, width_ = 0, height_ = 0;  // of the pixmap; the border surrounds the window's own size
+    WindowInsets insets_;
+    int x_ = 0, y_ = 0;  // of the window's own area, on the screen
+    xcb_translate_coordinates_cookie_t positionCookie_{};
+    bool isGone_ = false, isOutdated_ = true;  // outdated: the pixmap or the insets
+};
 
 WindowArea::WindowArea(const X11Connection& connection, const X11Extensions& extensions, xcb_window_t window,
                        double scale)
     : connection_(connection), window_(window), scale_(scale) {
     if (!extensions.hasComposite)
-        throw PlatformError(PlatformError::Kind::unsupported,
-                            "this X server lacks the extension Composite, without which windows cannot be "
-                            "recorded; record a display");
+        throw PlatformError(
+            PlatformError::Kind::unsupported,
+            "this X server lacks the extension Composite, without which windows cannot be recorded; record a display");
     frameExtents_ = connection.atoms({"_GTK_FRAME_EXTENTS"}).front();
     const auto attributes =
         connection.reply(&xcb_get_window_attributes_reply, xcb_get_window_attributes(connection, window));
     if (!attributes) failAsGone();
     if (!PictureGrabber::isReadable(connection, attributes->visual))
-        throw PlatformError(PlatformError::Kind::unsupported,
-                            "this window's pixels are not of 24 bits and cannot be recorded; record a display");
-    // First, so that no change is missed. A window inside of a hidden one is shown without being mapped itself:
-    // only its visibility tells.
+        throw PlatformError(
+            PlatformError::Kind::unsupported,
+            "this window does not have a depth of 24 bits and cannot be recorded; record a display");
+    // First, so that no change is missed. A window inside a hidden one is shown without being mapped itself: only
+    // its visibility reports that.
     const std::uint32_t events =
         XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_VISIBILITY_CHANGE | XCB_EVENT_MASK_PROPERTY_CHANGE;
     const auto selection = xcb_change_window_attributes_checked(connection, window, XCB_CW_EVENT_MASK, &events);
@@ -40,7 +70,7 @@ WindowArea::WindowArea(const X11Connection& connection, const X11Extensions& ext
     if (!isThere) failAsGone();
     if (error != 0)
         throw PlatformError(PlatformError::Kind::failed,
-                            "the X server does not keep this window apart: " + nameOfX11Error(error));
+                            "the X server does not redirect this window: " + nameOfX11Error(error));
 }
 
 void WindowArea::ask() {
@@ -63,7 +93,7 @@ void WindowArea::handle(const xcb_generic_event_t& event) {
             break;
         case XCB_CONFIGURE_NOTIFY: {
             const auto& configured = reinterpret_cast<const xcb_configure_notify_event_t&>(event);
-            // Also sent for every move.
+            // Sent for every move, too.
             isOutdated_ |= configured.width + 2 * configured.border_width != width_ + 2 * borderWidth_ ||
                            configured.height + 2 * configured.border_width != height_ + 2 * borderWidth_;
             break;
@@ -87,8 +117,8 @@ bool WindowArea::settle() {
     return takePixmap();
 }
 
-/// Names the pixmap that the window has now. False, with the former one kept, while the window is hidden: its last
-/// picture stays, and an event tells when it is shown again.
+/// Names the pixmap that the window has now. False while the window is hidden: the former pixmap keeps its last
+/// picture, and an event follows when it is shown again.
 bool WindowArea::takePixmap() {
     const xcb_pixmap_t pixmap = connection_.newID();
     const auto naming = xcb_composite_name_window_pixmap_checked(connection_, window_, pixmap);
@@ -99,7 +129,7 @@ bool WindowArea::takePixmap() {
     const auto size = connection_.reply(&xcb_get_geometry_reply, pixmapCookie);
     const auto window = connection_.reply(&xcb_get_geometry_reply, windowCookie);
     const std::vector<std::uint32_t> extents = numbersIn(connection_, extentsCookie);
-    // A border that has just grown can be wider than all of the pixmap; an event of that follows.
+    // A border that has just grown can be wider than the whole pixmap; an event about it follows.
     const bool hasContent =
         size && window && size->width > 2 * window->border_width && size->height > 2 * window->border_width;
     if (!isNamed || !hasContent) {
@@ -129,6 +159,13 @@ std::optional<CapturedArea::Source> WindowArea::source() const {
 
 Point WindowArea::origin() const {
     return {(x_ + insets_.left) / scale_, (y_ + insets_.top) / scale_};
+}
+
+}  // namespace
+
+std::unique_ptr<CapturedArea> makeWindowArea(const X11Connection& connection, const X11Extensions& extensions,
+                                             xcb_window_t window, double scale) {
+    return std::make_unique<WindowArea>(connection, extensions, window, scale);
 }
 
 }  // namespace lumenwhirl

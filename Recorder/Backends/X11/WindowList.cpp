@@ -28,13 +28,13 @@ enum Atom : std::size_t {
 };
 
 constexpr std::uint32_t allDesktops = 0xffffffff;
-constexpr int deepest = 4;  // levels of windows without a name that are looked into
+constexpr int deepest = 4;  // levels of windows without a name to search
 
 bool contains(const std::vector<std::uint32_t>& values, std::uint32_t value) {
     return std::find(values.begin(), values.end(), value) != values.end();
 }
 
-/// The class, in WM_CLASS behind the instance: both end with a zero.
+/// The class, which follows the instance in WM_CLASS; both end with a zero.
 std::string applicationIn(const std::string& property) {
     const std::size_t end = property.find('\0');
     if (end == std::string::npos) return utf8FromLatin1(property);
@@ -61,7 +61,7 @@ WindowInsets WindowInsets::from(const std::vector<std::uint32_t>& values, int wi
     return leavesSome ? insets : WindowInsets{};
 }
 
-/// What is asked about one window.
+/// The requests about one window.
 struct WindowList::Questions {
     xcb_window_t window = 0;
     xcb_get_geometry_cookie_t geometry{};
@@ -109,15 +109,15 @@ std::vector<SystemWindow> WindowList::list(double scale) const {
     return list;
 }
 
-/// Whether the window manager that says so is still there: its window must have the same property. A list that a
-/// crashed one has left behind would be of windows long gone.
+/// Whether the window manager that set the property still runs: then its window has the same property. The list
+/// that a crashed one has left behind would be of windows long gone.
 bool WindowList::isManaged(const std::vector<std::uint32_t>& check) const {
     if (check.empty()) return false;
     const auto own = askForProperty(connection_, check.front(), atoms_[supportingCheck], XCB_ATOM_WINDOW);
     return numbersIn(connection_, own) == check;
 }
 
-/// Finds the windows with a WM_CLASS that are seen, in their order, also inside of frames, which have none.
+/// Finds the visible windows with a WM_CLASS, in their order, also those inside frames, which have none.
 void WindowList::findApplications(xcb_window_t parent, int depth, std::vector<xcb_window_t>& found) const {
     const auto tree = connection_.reply(&xcb_query_tree_reply, xcb_query_tree(connection_, parent));
     if (!tree || depth >= deepest) return;
@@ -132,12 +132,12 @@ void WindowList::findApplications(xcb_window_t parent, int depth, std::vector<xc
         children.push_back({first[i], xcb_get_window_attributes(connection_, first[i]),
                             askForProperty(connection_, first[i], XCB_ATOM_WM_CLASS, XCB_ATOM_ANY)});
     std::vector<xcb_window_t> nameless;
-    std::vector<std::pair<xcb_window_t, bool>> shown;  // with whether it has a name
+    std::vector<std::pair<xcb_window_t, bool>> shown;  // and whether it has a name
     for (const Child& child : children) {
         const auto attributes = connection_.reply(&xcb_get_window_attributes_reply, child.attributes);
         const bool hasName = !textIn(connection_, child.application).empty();
         if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE) continue;
-        // Menus and hints have names, too, but are left alone by window managers.
+        // Menus and tooltips have names, too, but bypass the window manager (override-redirect).
         if (!hasName || attributes->override_redirect == 0) shown.emplace_back(child.window, hasName);
     }
     for (const auto& [window, hasName] : shown) {
@@ -174,7 +174,7 @@ WindowList::Questions WindowList::ask(xcb_window_t window) const {
 
 std::optional<SystemWindow> WindowList::take(const Questions& questions, double scale,
                                              std::optional<std::uint32_t> shownDesktop) const {
-    // All answers are read, or those left would be kept for ever.
+    // All replies are read, as XCB would keep the others for ever.
     const auto geometry = connection_.reply(&xcb_get_geometry_reply, questions.geometry);
     const auto attributes = connection_.reply(&xcb_get_window_attributes_reply, questions.attributes);
     const auto position = connection_.reply(&xcb_translate_coordinates_reply, questions.position);

@@ -8,21 +8,21 @@
 
 namespace lumenwhirl {
 
-/// Part of a window, in pixels, that is no content: the shadow that programs with frames of their own draw inside
-/// of their windows.
+/// The margin of a window, in pixels, that is not content: the shadow that programs with frames of their own draw
+/// inside their windows.
 struct WindowInsets {
     int left = 0, right = 0, top = 0, bottom = 0;
-    /// From the values of _GTK_FRAME_EXTENTS, for a window of that size: always leaves something of it.
+    /// From the values of _GTK_FRAME_EXTENTS, for a window of that size; always leaves some content.
     [[nodiscard]] static WindowInsets from(const std::vector<std::uint32_t>& values, int width, int height);
 };
 
-/// Lists the windows of applications: as a window manager knows them, else by looking for what says which
-/// application it belongs to.
+/// Lists the windows of applications: those the window manager lists or, without one, those that name their
+/// application.
 class WindowList {
 public:
     WindowList(const X11Connection& connection, const X11Extensions& extensions);
-    /// The lowest first; without the desktop's background and its panels. `scale`: pixels a point. Windows that go
-    /// away meanwhile are left out. Three round trips with a window manager.
+    /// From the lowest up, without the desktop's background and panels. `scale`: pixels a point. Windows that
+    /// vanish meanwhile are left out. Three round trips with a window manager.
     [[nodiscard]] std::vector<SystemWindow> list(double scale) const;
 
 private:
@@ -31,7 +31,7 @@ private:
     struct Questions;
     [[nodiscard]] Questions ask(xcb_window_t window) const;
     [[nodiscard]] std::optional<SystemWindow> take(const Questions& questions, double scale,
-                                                   std::optional<std::uint32_t> currentDesktop) const;
+                                                   std::optional<std::uint32_t> shownDesktop) const;
 
     const X11Connection& connection_;
     bool knowsProcesses_;

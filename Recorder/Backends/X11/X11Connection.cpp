@@ -22,11 +22,12 @@ namespace {
     std::string problem;
     if (!displayName.empty() || (display != nullptr && *display != '\0'))
         problem = "no X11 display: \"" + (displayName.empty() ? std::string(display) : displayName) +
-                  "\" does not answer; see whether its X server runs and lets this user in";
+                  "\" does not answer; check that its X server runs and lets this user in";
     else if (wayland != nullptr && *wayland != '\0')
-        problem = "no X11 display: DISPLAY is not set; this is a Wayland session, log in to one of Xorg instead";
+        problem =
+            "no X11 display: DISPLAY is not set; this is a Wayland session, log in to an Xorg session instead";
     else
-        problem = "no X11 display: DISPLAY is not set; run this inside a graphical session of X11";
+        problem = "no X11 display: DISPLAY is not set; run this inside a graphical X11 session";
     throw PlatformError(PlatformError::Kind::notReachable, problem);
 }
 
@@ -50,7 +51,7 @@ X11Connection::X11Connection(const std::string& displayName) {
         if (screens.rem > 0) screen_ = screens.data;
     }
     if (screen_ == nullptr) {
-        xcb_disconnect(connection_);  // also of a connection that failed
+        xcb_disconnect(connection_);  // needed even for a connection that failed
         failToReach(displayName);
     }
 }
@@ -111,7 +112,8 @@ X11Extensions X11Connection::negotiateExtensions() const {
     };
     checkAlive();
 
-    // A request of a missing extension would end the connection. Damage asks for XFIXES' version first.
+    // A request to a missing extension would end the connection. DAMAGE requires XFIXES' version to be asked for
+    // first.
     xcb_xfixes_query_version_cookie_t fixes{};
     xcb_damage_query_version_cookie_t damage{};
     xcb_randr_query_version_cookie_t randr{};
@@ -155,6 +157,14 @@ std::string nameOfX11Error(std::uint8_t code) {
                                       "BadAccess", "BadAlloc",   "BadColor",         "BadGC",     "BadIDChoice",
                                       "BadName",   "BadLength",  "BadImplementation"};
     return code < names.size() ? names[code] : "X error " + std::to_string(code);
+}
+
+double hostTimeOf(std::uint32_t stamp, double now) {
+    constexpr std::int32_t oldest = -60'000;  // ms: a program that grabs the server delays its events
+    const auto nowMs = static_cast<std::int64_t>(now * 1000);
+    const auto sinceNowMs = static_cast<std::int32_t>(stamp - static_cast<std::uint32_t>(nowMs));
+    if (sinceNowMs > 0 || sinceNowMs < oldest) return now;
+    return static_cast<double>(nowMs + sinceNowMs) / 1000;
 }
 
 BrokenPipeGuard::BrokenPipeGuard() {

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-/// Owners of XCB's handles. Only for the sources of this folder: no public header shows X11.
+/// Owners of XCB's handles. Only for this folder: no public header shows X11.
 namespace lumenwhirl {
 
 /// Deleter for what the C library allocates.
@@ -26,25 +26,25 @@ template <class T>
 using XcbHandle = std::unique_ptr<T, Freed>;
 using XcbEvent = XcbHandle<xcb_generic_event_t>;
 
-/// What of the server's extensions there is, in the versions needed here. A field with an event is the number of
-/// its first one, 0 where the extension is missing.
+/// The server's extensions, in the versions needed here. A field with an event is the number of the extension's
+/// first event, 0 where the extension is missing.
 struct X11Extensions {
     std::uint8_t damageEvent = 0;
     std::uint8_t randrEvent = 0;  // 1.5: monitors
     bool hasFixes = false;
     bool hasComposite = false;        // 0.2: pixmaps of windows
     bool hasSharedMemory = false;     // 1.2: segments passed as descriptors
-    bool hasScreenSaver = false;      // tells since when the user has been idle
-    bool hasRawInput = false;         // XInput 2.1: raw events also while a program holds the device
+    bool hasScreenSaver = false;      // reports how long the user has been idle
+    bool hasRawInput = false;         // XInput 2.1: raw events also while a program has grabbed the device
     bool hasClientProcesses = false;  // X-Resource 1.2: process ids
-    bool isXwayland = false;          // as far as it says so, which it does since version 23.1
+    bool isXwayland = false;          // as far as it says so, as it does since version 23.1
 };
 
-/// One connection to an X server. XCB itself may be used from any thread; who shares a connection must leave its
-/// events to one of them. Everything that asks throws PlatformError of kind notReachable when the server is gone.
+/// One connection to an X server. XCB may be used from any thread, but only one thread may take a connection's
+/// events. Everything that waits for the server throws PlatformError of kind notReachable when the server is gone.
 class X11Connection {
 public:
-    /// `displayName`: as in DISPLAY; empty for what DISPLAY says. Throws PlatformError.
+    /// `displayName`: as in DISPLAY; empty for the value of DISPLAY. Throws PlatformError.
     explicit X11Connection(const std::string& displayName);
     ~X11Connection();
     X11Connection(const X11Connection&) = delete;
@@ -55,13 +55,13 @@ public:
     [[nodiscard]] const xcb_screen_t& screen() const noexcept { return *screen_; }
     [[nodiscard]] xcb_window_t root() const noexcept { return screen_->root; }
     [[nodiscard]] std::uint32_t newID() const { return xcb_generate_id(connection_); }
-    /// To wait with poll() for something to read. The connection keeps it.
+    /// For poll(). Stays the connection's own.
     [[nodiscard]] int descriptor() const { return xcb_get_file_descriptor(connection_); }
     /// Whether the server is on this machine, so that memory can be shared with it.
     [[nodiscard]] bool isLocal() const;
 
-    /// The reply to a request, as in `reply(&xcb_get_geometry_reply, cookie)`; blocks. Empty for an error of the
-    /// server: its number, such as XCB_WINDOW, is then left in `error`.
+    /// The reply to a request, as in `reply(&xcb_get_geometry_reply, cookie)`; blocks. Empty if the server reports
+    /// an error, whose number, such as XCB_WINDOW, is then in `error`.
     template <class Reply, class Cookie>
     [[nodiscard]] XcbHandle<Reply> reply(Reply* (*take)(xcb_connection_t*, Cookie, xcb_generic_error_t**),
                                          Cookie cookie, std::uint8_t* error = nullptr) const {
@@ -72,9 +72,9 @@ public:
         if (error != nullptr) *error = problem != nullptr ? problem->error_code : std::uint8_t{0};
         return reply;
     }
-    /// Blocks until a request sent by a function called ..._checked has been handled: 0, or the error's number.
+    /// Blocks until a request sent by a function named ..._checked has been handled: 0, or the error's number.
     [[nodiscard]] std::uint8_t errorOf(xcb_void_cookie_t cookie) const;
-    /// An event that has arrived; never blocks. Empty if there is none.
+    /// The next event that has arrived, empty if there is none; never blocks.
     [[nodiscard]] XcbEvent nextEvent() const { return XcbEvent(xcb_poll_for_event(connection_)); }
     void flush() const;
     /// Throws when the server is gone.
@@ -82,8 +82,8 @@ public:
 
     /// In the order of the names, which need not exist yet. One round trip.
     [[nodiscard]] std::vector<xcb_atom_t> atoms(std::initializer_list<std::string_view> names) const;
-    /// Announces the versions that this program speaks, which each connection must before it uses an extension.
-    /// Two round trips.
+    /// Announces the versions that this program speaks, as each connection must before it uses an extension. Two
+    /// round trips.
     [[nodiscard]] X11Extensions negotiateExtensions() const;
 
 private:
@@ -91,10 +91,16 @@ private:
     const xcb_screen_t* screen_ = nullptr;
 };
 
-/// What a code in an X error means, as "BadWindow"; the errors of extensions by number.
+/// The name of an X error, such as "BadWindow"; errors of extensions by number.
 [[nodiscard]] std::string nameOfX11Error(std::uint8_t code);
 
-/// While it lives, writing to a server that is gone is an error on this thread instead of the end of the program:
+/// The host clock's time of an X server's time stamp, in seconds. `now`: the host clock after the stamp arrived.
+///
+/// Stamps are milliseconds of the host clock in 32 bits, which wrap every 50 days. A server on another machine, or
+/// in a container with its own time, has a different clock: its stamps would be days off, so they count as `now`.
+[[nodiscard]] double hostTimeOf(std::uint32_t stamp, double now);
+
+/// While it lives, writing to a server that is gone gives an error on this thread instead of ending the program:
 /// libxcb writes without MSG_NOSIGNAL.
 class BrokenPipeGuard {
 public:

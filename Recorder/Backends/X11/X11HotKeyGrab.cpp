@@ -1,16 +1,18 @@
-#include "Recorder/Backends/X11/X11HotKeyGrab.h"
-
 #include "Recorder/Backends/X11/KeyTable.h"
+#include "Recorder/Backends/X11/X11Connection.h"
+#include "Recorder/Backends/X11/X11Streams.h"
+#include "Recorder/Backends/X11/X11Thread.h"
 
-#include <sys/socket.h>
 #include <xcb/xcb_keysyms.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace lumenwhirl {
 namespace {
@@ -23,7 +25,7 @@ struct SymbolsFreed {
 };
 using SymbolsHandle = std::unique_ptr<xcb_key_symbols_t, SymbolsFreed>;
 
-/// The digit or letter that the key with that code has on a keyboard of the United States: its key symbol, too.
+/// The digit or letter on that key of a US keyboard, which is its key symbol, too.
 std::optional<xcb_keysym_t> symbolInPlace(xcb_keycode_t code) {
     struct Row {
         xcb_keycode_t first;
@@ -37,7 +39,7 @@ std::optional<xcb_keysym_t> symbolInPlace(xcb_keycode_t code) {
     return std::nullopt;
 }
 
-/// The modifiers that a key with one of the symbols sets, or the usual ones.
+/// The modifiers that keys with one of the symbols set; `usual` if there are no such keys.
 std::uint16_t modifierWith(std::initializer_list<xcb_keysym_t> symbols, std::uint16_t usual,
                            const xcb_get_modifier_mapping_reply_t& mapping, xcb_key_symbols_t* table) {
     const xcb_keycode_t* const codes = xcb_get_modifier_mapping_keycodes(&mapping);
@@ -49,37 +51,58 @@ std::uint16_t modifierWith(std::initializer_list<xcb_keysym_t> symbols, std::uin
     return mask != 0 ? mask : usual;
 }
 
-}  // namespace
+class X11HotKeyGrab final : public HotKeyGrab {
+public:
+    explicit X11HotKeyGrab(std::string displayName) : displayName_(std::move(displayName)) {}
+    ~X11HotKeyGrab() override { release(); }
 
-X11HotKeyGrab::X11HotKeyGrab(std::string displayName) : displayName_(std::move(displayName)) {}
+    [[nodiscard]] bool take(std::int64_t keyCode, const Modifiers& modifiers,
+                            std::function<void()> pressed) override;
+    void release() noexcept override;
 
-X11HotKeyGrab::~X11HotKeyGrab() {
-    release();
-}
+private:
+    /// X key codes and modifier masks.
+    struct Keys {
+        std::vector<xcb_keycode_t> codes;
+        std::vector<std::uint16_t> masks;
+        bool operator==(const Keys&) const = default;
+    };
+    [[nodiscard]] Keys wantedKeys() const;
+    void grab(const Keys& keys);
+    [[nodiscard]] bool tryToGrab(const Keys& keys, xcb_keycode_t code) const;
+    void ungrab(const Keys& keys, xcb_keycode_t code) const;
+    [[nodiscard]] bool isOurs(xcb_keycode_t code) const;
+    void run();
+
+    std::string displayName_;
+    std::int64_t keyCode_ = 0;
+    Modifiers modifiers_;
+    std::function<void()> pressed_;
+    std::unique_ptr<X11Connection> connection_;
+    Keys wanted_;                         // under the keyboard map as it was last read
+    std::vector<xcb_keycode_t> grabbed_;  // those of the wanted ones that no other program has
+    X11Thread thread_;
+};
 
 bool X11HotKeyGrab::take(std::int64_t keyCode, const Modifiers& modifiers, std::function<void()> pressed) {
     const BrokenPipeGuard guard;
     keyCode_ = keyCode;
     modifiers_ = modifiers;
     pressed_ = std::move(pressed);
-    if (modifiers.function) return false;  // X knows nothing of it
+    if (modifiers.function) return false;  // X has no such modifier
     connection_ = std::make_unique<X11Connection>(displayName_);
     grab(wantedKeys());
     if (grabbed_.empty()) {
         connection_.reset();
         return false;
     }
-    thread_ = std::jthread([this] { run(); });
+    thread_.start([this] { run(); });
     return true;
 }
 
 void X11HotKeyGrab::release() noexcept {
-    if (!thread_.joinable()) return;
-    stop_.set();
-    // It may be waiting for an answer of a server that another program has grabbed, or that hangs.
-    shutdown(connection_->descriptor(), SHUT_RDWR);
-    thread_.join();
-    connection_.reset();  // the server gives the keys back
+    thread_.stop(connection_.get(), 0);  // nothing it still waits for matters
+    connection_.reset();                 // the server gives the keys back
 }
 
 X11HotKeyGrab::Keys X11HotKeyGrab::wantedKeys() const {
@@ -108,7 +131,7 @@ X11HotKeyGrab::Keys X11HotKeyGrab::wantedKeys() const {
     return keys;
 }
 
-/// Grabs what can be had of it. A key that another program has, with any of the locks, is left to it.
+/// Grabs those that are free. A key that another program has grabbed, with any of the locks, is left to it.
 void X11HotKeyGrab::grab(const Keys& keys) {
     for (const xcb_keycode_t code : grabbed_) ungrab(wanted_, code);
     wanted_ = keys;
@@ -142,7 +165,7 @@ bool X11HotKeyGrab::isOurs(xcb_keycode_t code) const {
 
 void X11HotKeyGrab::run() {
     const BrokenPipeGuard guard;
-    // A key that is held down repeats as releases and presses, each pair of one time. Nobody is that fast.
+    // A held key repeats as releases and presses, each pair with the same time. Nobody is that fast.
     xcb_keycode_t last = 0;
     bool isDown = false, hasNewMap = false;
     xcb_timestamp_t releaseTime = 0;
@@ -150,19 +173,19 @@ void X11HotKeyGrab::run() {
         for (;;) {
             const XcbEvent event = connection_->nextEvent();
             if (!event && std::exchange(hasNewMap, false)) {
-                // The same for most new maps, and then the grab need not be let go for a moment.
+                // Most new maps change nothing here, and then the grab need not be released for a moment.
                 if (const Keys keys = wantedKeys(); keys != wanted_) grab(keys);
-                continue;  // reading the map may have brought events in
+                continue;  // events may have arrived with the map
             }
             if (!event) {
                 connection_->checkAlive();
-                if (stop_.waitForInput(connection_->descriptor())) return;
+                if (thread_.waitForInput(*connection_)) return;
                 continue;
             }
             const auto& key = reinterpret_cast<const xcb_key_press_event_t&>(*event);
             switch (event->response_type & 0x7f) {
                 case XCB_KEY_PRESS: {
-                    if (!isOurs(key.detail)) break;  // all keys are ours until the hot key is let go
+                    if (!isOurs(key.detail)) break;  // every key comes here until the hot key is released
                     const bool isRepeat = key.detail == last && (isDown || key.time == releaseTime);
                     last = key.detail;
                     isDown = true;
@@ -184,6 +207,12 @@ void X11HotKeyGrab::run() {
     } catch (const PlatformError&) {
         // The server is gone, and nobody presses keys any more.
     }
+}
+
+}  // namespace
+
+std::unique_ptr<HotKeyGrab> makeX11HotKeyGrab(const std::string& displayName) {
+    return std::make_unique<X11HotKeyGrab>(displayName);
 }
 
 }  // namespace lumenwhirl

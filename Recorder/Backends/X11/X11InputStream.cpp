@@ -1,13 +1,10 @@
-#include "Recorder/Backends/X11/X11InputStream.h"
-
 #include "Recorder/Backends/X11/Keyboard.h"
 #include "Recorder/Backends/X11/Monitors.h"
-#include "Recorder/Backends/X11/ServerTime.h"
-#include "Recorder/Backends/X11/StopEvent.h"
 #include "Recorder/Backends/X11/X11Connection.h"
+#include "Recorder/Backends/X11/X11Streams.h"
+#include "Recorder/Backends/X11/X11Thread.h"
 #include "Recorder/Platform/HostClock.h"
 
-#include <sys/socket.h>
 #include <xcb/xinput.h>
 
 #include <algorithm>
@@ -17,25 +14,25 @@
 #include <map>
 #include <numeric>
 #include <optional>
-#include <thread>
 #include <utility>
 #include <vector>
 
 namespace lumenwhirl {
 namespace {
 
-// Each look is later than the one before by more than 1/120 s, or the log would drop it.
+// More than 1/120 s apart, or the log would drop every other look.
 constexpr double looksPerSecond = 118;
-constexpr double patience = 3;  // seconds for a server that does not answer, when stopping
+constexpr double patience = 3;  // seconds to wait for the server when stopping
 
-// The buttons that a wheel presses and releases at every notch.
+// The buttons that a wheel presses and releases at each notch.
 constexpr std::uint8_t wheelUp = 4, wheelDown = 5, wheelLeft = 6, wheelRight = 7;
 
-/// Which button each one is, as users of the left hand swap them; 0 for none. Raw events have the physical one,
-/// which the map of its device makes that of the device, and the pointer's map what programs see.
+/// Which button each one stands for, as left-handed users swap them; 0 for none. Raw events carry the physical
+/// button; the map of its device turns that into the device's button, and the pointer's map that into the one
+/// programs see.
 using ButtonMap = std::array<std::uint8_t, 256>;
 
-/// `buttons`: from the first one on; all others stay what they are.
+/// `buttons`: from button 1 on; the others keep their numbers.
 ButtonMap buttonMapFrom(const std::uint8_t* buttons, int count) {
     ButtonMap map{};
     std::iota(map.begin(), map.end(), std::uint8_t{0});
@@ -56,16 +53,16 @@ ButtonMap deviceMapOf(const X11Connection& connection, std::uint16_t device) {
                          xcb_input_get_device_button_mapping(connection, static_cast<std::uint8_t>(device)));
     return reply ? buttonMapFrom(xcb_input_get_device_button_mapping_map(reply.get()),
                                  xcb_input_get_device_button_mapping_map_length(reply.get()))
-                 : buttonMapFrom(nullptr, 0);  // it has been unplugged
+                 : buttonMapFrom(nullptr, 0);  // it was unplugged
 }
 
-/// One connection and one thread, so that all that the server tells comes in the order in which it happened:
-/// events, changes of the keyboard, and the replies that say where the pointer is.
+/// One connection and one thread, so that everything arrives in the order in which it happened: events, changes of
+/// the keyboard, and the replies that say where the pointer is.
 ///
-/// The extension RECORD would tell the place of each event, but is not fit for use: X.Org's server (21.1) loses
-/// events of it, and may end in a loop that freezes the desktop. FlushClient() in os/io.c counts what the
-/// recording client is to be sent, then lets RECORD add to it by a callback; the addition is dropped, or, if it
-/// fills the buffer, nothing is written for ever. Bursts of 3000 button events hung it within seconds.
+/// The extension RECORD would report the position of each event, but is not usable: X.Org's server (21.1) loses
+/// its events, and may end up in a loop that freezes the desktop. FlushClient() in os/io.c counts what is to be
+/// sent to the recording client, then lets RECORD add to it in a callback; the addition is dropped or, if it fills
+/// the buffer, nothing is ever written again. Bursts of 3000 button events hung the server within seconds.
 class X11InputStream final : public InputStream {
 public:
     explicit X11InputStream(std::string displayName) : displayName_(std::move(displayName)) {}
@@ -76,7 +73,7 @@ public:
     }
 
     void start(Handler handler) override;
-    void stop() noexcept override;
+    void stop() noexcept override { thread_.stop(connection_ ? &*connection_ : nullptr, patience); }
 
 private:
     void listenToDevices();
@@ -98,18 +95,17 @@ private:
     double scale_ = 1;                  // pixels a point
     std::uint8_t deviceExtension_ = 0;  // XInput's number
 
-    // Of the thread alone, once it runs.
+    // Used by the thread alone, once it runs.
     std::optional<Keyboard> keyboard_;
     ButtonMap pointerMap_{};
-    std::map<std::uint16_t, ButtonMap> deviceMaps_;  // of the devices of what is being taken
+    std::map<std::uint16_t, ButtonMap> deviceMaps_;  // of the devices in taken_
     double nextLook_ = 0;                            // host clock
-    Point pointer_;                                  // when it was looked at last
-    std::optional<InputEvent> motion_;               // of that look
+    Point pointer_;                                  // at the last look
+    std::optional<InputEvent> motion_;               // found by that look
     std::vector<InputEvent> taken_;                  // not delivered yet
-    bool needsPlace_ = false;                        // some of these
+    bool needsPosition_ = false;                     // some of taken_ do
 
-    StopEvent stop_, hasEnded_;
-    std::jthread thread_;
+    X11Thread thread_;
 };
 
 void X11InputStream::start(Handler handler) {
@@ -121,10 +117,10 @@ void X11InputStream::start(Handler handler) {
     keyboard_.emplace(*connection_);
     pointerMap_ = pointerMapOf(*connection_);
     pointer_ = askPointer().value_or(Point{});
-    // What was told up to here came before, but the keyboard must know: its keys may be down.
+    // Events up to here are from before the start, but the keyboard must see them: keys may be down.
     takeEvents();
     forgetTaken();
-    thread_ = std::jthread([this] { run(); });
+    thread_.start([this] { run(); });
 }
 
 void X11InputStream::listenToDevices() {
@@ -145,39 +141,30 @@ void X11InputStream::listenToDevices() {
                             "the X server does not let input be recorded (" + nameOfX11Error(error) + ")");
 }
 
-void X11InputStream::stop() noexcept {
-    if (!thread_.joinable()) return;
-    stop_.set();
-    // A server that another program has grabbed, or that hangs, must not hold a recording back.
-    if (!hasEnded_.waitUntil(clock_.now() + patience)) shutdown(connection_->descriptor(), SHUT_RDWR);
-    thread_.join();
-}
-
 void X11InputStream::run() {
     const BrokenPipeGuard guard;
     try {
         while (!wait()) {
             takeEvents();
             const bool isDue = clock_.now() >= nextLook_;
-            if (isDue || needsPlace_) look(isDue);
+            if (isDue || needsPosition_) look(isDue);
             deliver();
         }
         look(true);
     } catch (const PlatformError&) {
-        // The server is gone, and with it all input. Whoever records its pictures says so.
+        // The server is gone, and with it all input. The capture stream reports that.
     }
     deliver();
-    hasEnded_.set();
 }
 
-/// True when it is time to stop, false when it is time for anything else.
+/// True when it is time to stop, false when there is something to do.
 bool X11InputStream::wait() {
     connection_->checkAlive();
-    return stop_.waitForInputUntil(connection_->descriptor(), nextLook_);
+    return thread_.waitForInput(*connection_, nextLook_);
 }
 
-/// Asks where the pointer is, and takes all that happened before the answer. `isDue`: as motion of its own, not
-/// just for the place of a button.
+/// Asks where the pointer is, and takes all events that happened before the answer. `isDue`: the position also
+/// counts as motion, and is not just that of a button event.
 void X11InputStream::look(bool isDue) {
     const double now = clock_.now();
     const auto place = askPointer();
@@ -205,11 +192,11 @@ void X11InputStream::takeEvents() {
     while (const XcbEvent event = connection_->nextEvent()) {
         const int type = event->response_type & 0x7f;
         if (type == XCB_GE_GENERIC && event->pad0 == deviceExtension_) {
-            xcb_input_raw_button_press_event_t raw{};  // those of keys look the same
+            xcb_input_raw_button_press_event_t raw{};  // raw key events have the same layout
             std::memcpy(&raw, event.get(), sizeof raw);
             take(raw);
         } else if (type == XCB_MAPPING_NOTIFY) {
-            pointerMap_ = pointerMapOf(*connection_);  // changes of keys are told otherwise
+            pointerMap_ = pointerMapOf(*connection_);  // changes of keys arrive as XKB events
         } else {
             keyboard_->take(*event);
         }
@@ -237,7 +224,7 @@ void X11InputStream::take(const xcb_input_raw_button_press_event_t& event) {
 }
 
 std::uint8_t X11InputStream::buttonOf(const xcb_input_raw_button_press_event_t& event) {
-    // Asked anew every time, as nothing tells of a change; but once for a burst.
+    // Asked again each time, as no event reports a change, but only once for a burst.
     auto map = deviceMaps_.find(event.sourceid);
     if (map == deviceMaps_.end())
         map = deviceMaps_.emplace(event.sourceid, deviceMapOf(*connection_, event.sourceid)).first;
@@ -260,7 +247,7 @@ void X11InputStream::takeButton(double time, std::uint8_t button, bool isDown) {
                                                       : MouseButton::other;
         event.phase = isDown ? ClickPhase::down : ClickPhase::up;
     }
-    needsPlace_ = true;
+    needsPosition_ = true;
 }
 
 /// In the order of time.
@@ -276,7 +263,7 @@ void X11InputStream::deliver() {
 void X11InputStream::forgetTaken() {
     taken_.clear();
     deviceMaps_.clear();
-    needsPlace_ = false;
+    needsPosition_ = false;
 }
 
 }  // namespace

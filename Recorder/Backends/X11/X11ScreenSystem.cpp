@@ -1,14 +1,10 @@
 #include "Recorder/Backends/X11/X11ScreenSystem.h"
 
-#include "Recorder/Backends/X11/DisplayArea.h"
 #include "Recorder/Backends/X11/Monitors.h"
 #include "Recorder/Backends/X11/PictureGrabber.h"
-#include "Recorder/Backends/X11/WindowArea.h"
 #include "Recorder/Backends/X11/WindowList.h"
-#include "Recorder/Backends/X11/X11CaptureStream.h"
 #include "Recorder/Backends/X11/X11Connection.h"
-#include "Recorder/Backends/X11/X11HotKeyGrab.h"
-#include "Recorder/Backends/X11/X11InputStream.h"
+#include "Recorder/Backends/X11/X11Streams.h"
 
 #include <utility>
 
@@ -52,23 +48,13 @@ public:
     }
 
     std::unique_ptr<CaptureStream> captureDisplay(std::uint32_t id, const DisplayInfo& info) override {
-        return std::make_unique<X11CaptureStream>(
-            displayName_,
-            [id, scale = scaleIn(info)](const X11Connection& connection, const X11Extensions& extensions) {
-                return std::make_unique<DisplayArea>(connection, extensions, id, scale);
-            });
+        return makeX11DisplayCapture(displayName_, id, scaleIn(info));
     }
-
     std::unique_ptr<CaptureStream> captureWindow(std::uint32_t id, const DisplayInfo& info) override {
-        return std::make_unique<X11CaptureStream>(
-            displayName_,
-            [id, scale = scaleIn(info)](const X11Connection& connection, const X11Extensions& extensions) {
-                return std::make_unique<WindowArea>(connection, extensions, id, scale);
-            });
+        return makeX11WindowCapture(displayName_, id, scaleIn(info));
     }
-
     std::unique_ptr<InputStream> input() override { return makeX11InputStream(displayName_); }
-    std::unique_ptr<HotKeyGrab> hotKey() override { return std::make_unique<X11HotKeyGrab>(displayName_); }
+    std::unique_ptr<HotKeyGrab> hotKey() override { return makeX11HotKeyGrab(displayName_); }
 
     bool canCaptureScreen() override {
         const BrokenPipeGuard guard;
@@ -79,7 +65,7 @@ public:
     bool canListenToInput() override { return extensions_.hasRawInput; }
 
 private:
-    /// Changes of the keyboard are told to every program, asked for or not.
+    /// Every program gets the events about a changed keyboard, whether it wants them or not.
     void dropEvents() const {
         while (connection_.nextEvent()) {
         }

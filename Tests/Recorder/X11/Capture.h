@@ -1,8 +1,11 @@
 #pragma once
 
-#include "Recorder/Platform/CaptureStream.h"
-#include "Recorder/Platform/ScreenSystem.h"
+#include "Recorder/Backends/X11/X11ScreenSystem.h"
+#include "Recorder/Platform/PlatformError.h"
+#include "Tests/Recorder/X11/TestClient.h"
+#include "Tests/Recorder/X11/VirtualDisplay.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -10,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -17,8 +21,36 @@
 
 namespace lumenwhirl::test {
 
-/// A frame that is kept.
-struct Picture {
+constexpr std::uint32_t red = 0xe01020, green = 0x20c040, blue = 0x3050f0;
+
+/// A small desktop and a program on it.
+struct Desktop {
+    explicit Desktop(const VirtualDisplay::Options& options) : display(options) {}
+
+    [[nodiscard]] std::unique_ptr<CaptureStream> captureOf(const SystemDisplay& listed) const {
+        DisplayInfo info;
+        info.scaleFactor = listed.modeSize->width / listed.bounds.width;
+        return system->captureDisplay(listed.id, info);
+    }
+    [[nodiscard]] std::unique_ptr<CaptureStream> captureOf(const TestWindow& window, double scale = 1) const {
+        DisplayInfo info;
+        info.scaleFactor = scale;
+        return system->captureWindow(window.id(), info);
+    }
+    /// As the window is listed.
+    [[nodiscard]] Rect frameOf(const TestWindow& window) const {
+        for (const SystemWindow& each : system->windows())
+            if (each.id == window.id()) return each.frame;
+        return {};
+    }
+
+    VirtualDisplay display;
+    TestClient client{display.name()};
+    std::unique_ptr<ScreenSystem> system = connectToX11(display.name());
+};
+
+/// A copy of a captured frame.
+struct Frame {
     FrameStatus status = FrameStatus::complete;
     double time = 0;
     int width = 0, height = 0;
@@ -31,12 +63,18 @@ struct Picture {
                          static_cast<std::size_t>(x));
     }
     [[nodiscard]] bool isAll(std::uint32_t color) const {
-        for (const std::uint32_t pixel : pixels)
-            if (pixel != color) return false;
-        return !pixels.empty();
+        return !pixels.empty() && std::ranges::count(pixels, color) == std::ssize(pixels);
     }
     [[nodiscard]] bool hasSize(int w, int h) const { return width == w && height == h; }
 };
+
+using FrameCondition = std::function<bool(const Frame&)>;
+inline FrameCondition isAll(std::uint32_t color) {
+    return [color](const Frame& frame) { return frame.isAll(color); };
+}
+inline FrameCondition isAt(int x, int y, std::uint32_t color) {
+    return [=](const Frame& frame) { return frame.at(x, y) == color; };
+}
 
 /// A running capture stream, of which a test waits for what it expects.
 class Capture {
@@ -46,26 +84,25 @@ public:
                        [this](const std::string& reason) { end(reason); });
     }
 
-    /// The first of the frames from now on for which that holds; throws after 20 s.
-    Picture waitFor(const std::string& what, const std::function<bool(const Picture&)>& condition) {
+    /// The first frame from now on that meets the condition; throws after 20 s.
+    Frame waitFor(const std::string& what, const FrameCondition& condition) {
         std::unique_lock lock(mutex_);
-        std::size_t seen = count_;
+        std::size_t seen = statuses_.size();
         for (const Deadline deadline = inTwentySeconds();;) {
-            wait(lock, deadline, what, [&] { return count_ > seen || hasEnded_; });
+            wait(lock, deadline, what, [&] { return statuses_.size() > seen || hasEnded_; });
             if (hasEnded_) throw std::runtime_error("the stream ended (" + reason_ + ") before " + what);
-            seen = count_;
+            seen = statuses_.size();
             if (condition(last_)) return last_;
             if (std::chrono::system_clock::now() > deadline)
                 throw std::runtime_error("waited in vain until " + what);
         }
     }
-    Picture waitForComplete(const std::string& what, const std::function<bool(const Picture&)>& condition) {
-        return waitFor(what, [&](const Picture& picture) {
-            return picture.status == FrameStatus::complete && condition(picture);
-        });
+    Frame waitForComplete(const std::string& what, const FrameCondition& condition) {
+        return waitFor(
+            what, [&](const Frame& frame) { return frame.status == FrameStatus::complete && condition(frame); });
     }
-    Picture waitForIdle() {
-        return waitFor("it is idle", [](const Picture& picture) { return picture.status == FrameStatus::idle; });
+    Frame waitForIdle() {
+        return waitFor("it is idle", [](const Frame& frame) { return frame.status == FrameStatus::idle; });
     }
     /// Why the stream ended by itself; throws if it has not after 20 s.
     std::string waitForEnd() {
@@ -82,7 +119,7 @@ public:
         return {begin, begin + static_cast<std::ptrdiff_t>(count)};
     }
     /// Ends it; the last frame.
-    Picture stop() {
+    Frame stop() {
         stream_->stop();
         const std::lock_guard lock(mutex_);
         return last_;
@@ -105,15 +142,14 @@ private:
             throw std::runtime_error("waited in vain until " + what);
     }
     void take(const CapturedFrame& frame) {
-        Picture picture{frame.status, frame.time, frame.width, frame.height, frame.origin};
+        Frame copy{frame.status, frame.time, frame.width, frame.height, frame.origin};
         for (int y = 0; y < frame.height; ++y)
             for (int x = 0; x < frame.width; ++x) {
                 const std::uint8_t* const pixel = frame.pixels + y * frame.stride + std::ptrdiff_t{4} * x;
-                picture.pixels.push_back(static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]));
+                copy.pixels.push_back(static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]));
             }
         const std::lock_guard lock(mutex_);
-        last_ = std::move(picture);
-        ++count_;
+        last_ = std::move(copy);
         statuses_.push_back(frame.status);
         times_.push_back(frame.time);
         changed_.notify_all();
@@ -127,8 +163,7 @@ private:
 
     std::mutex mutex_;  // guards all but the stream
     std::condition_variable changed_;
-    Picture last_;
-    std::size_t count_ = 0;
+    Frame last_;
     std::vector<FrameStatus> statuses_;
     std::vector<double> times_;
     bool hasEnded_ = false;
@@ -136,18 +171,14 @@ private:
     std::unique_ptr<CaptureStream> stream_;  // last: it ends before what its handlers use
 };
 
-/// What a capture of a whole display is listed with.
-[[nodiscard]] inline DisplayInfo infoOf(const SystemDisplay& display) {
-    DisplayInfo info;
-    info.id = display.id;
-    info.pixelWidth = static_cast<std::int64_t>(display.modeSize->width);
-    info.pixelHeight = static_cast<std::int64_t>(display.modeSize->height);
-    info.pointWidth = static_cast<std::int64_t>(display.bounds.width);
-    info.pointHeight = static_cast<std::int64_t>(display.bounds.height);
-    info.scaleFactor = display.modeSize->width / display.bounds.width;
-    info.globalOriginX = display.bounds.x;
-    info.globalOriginY = display.bounds.y;
-    return info;
+/// The kind of what capturing fails with at its start; empty if it starts.
+inline std::optional<PlatformError::Kind> failureOf(std::unique_ptr<CaptureStream> stream) {
+    try {
+        const Capture capture(std::move(stream));
+        return std::nullopt;
+    } catch (const PlatformError& error) {
+        return error.kind();
+    }
 }
 
 }  // namespace lumenwhirl::test

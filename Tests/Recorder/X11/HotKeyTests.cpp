@@ -7,24 +7,20 @@
 
 #include <array>
 #include <atomic>
-#include <initializer_list>
+#include <vector>
 
 namespace lumenwhirl::test {
 namespace {
 
-// X key codes of a keyboard for PCs.
+// X key codes of a PC keyboard.
 constexpr int two = 11, three = 12, shift = 50, super = 133, control = 37, capsLock = 66, numLock = 77;
 constexpr std::int64_t keyTwo = 19;  // the virtual key code of "2" in the main row
 constexpr Modifiers superShift{.command = true, .shift = true};
 
 class HotKey : public testing::Test {
 protected:
-    /// Presses all and releases them, in the order a hand does.
-    void type(std::initializer_list<int> keys) const {
-        for (const int key : keys) client_.setKey(key, true);
-        for (auto key = std::rbegin(keys); key != std::rend(keys); ++key) client_.setKey(*key, false);
-    }
-    /// Until it has been pressed so often.
+    void type(const std::vector<int>& keys) const { client_.type(keys); }
+    /// Waits until it has been pressed so many times.
     void waitFor(int count) const {
         client_.waitUntil("the hot key is seen", [&] { return presses_ >= count; });
         EXPECT_EQ(presses_, count);
@@ -49,7 +45,7 @@ TEST_F(HotKey, isSeenWithAnyLockButNotWithOtherModifiers) {
     type({super, shift, control, two});
     type({super, shift, three});
     type({two});
-    // Modifiers let go first, and another key pressed while it is down.
+    // Modifiers released first, and another key pressed while it is down.
     for (const int key : {super, shift, two}) client_.setKey(key, true);
     for (const int key : {shift, super}) client_.setKey(key, false);
     type({three});
@@ -72,7 +68,7 @@ TEST_F(HotKey, isSeenWithAnyLockButNotWithOtherModifiers) {
 TEST_F(HotKey, isPressedOnceHoweverLongItIsHeld) {
     const auto grab = system_->hotKey();
     ASSERT_TRUE(take(*grab));
-    // Whoever only listens sees every repeat, also of a key that another program has taken.
+    // Listening shows every repeat, also of a key that another program has grabbed.
     std::atomic<int> repeats = 0;
     const auto input = system_->input();
     input->start([&](const InputEvent& event) { repeats += event.isRepeat && event.keyCode == keyTwo ? 1 : 0; });
@@ -82,7 +78,7 @@ TEST_F(HotKey, isPressedOnceHoweverLongItIsHeld) {
         return repeats >= 4;
     });
     client_.setKey(two, false);
-    client_.setKey(two, true);  // a second one, after which nothing of the first is under way
+    client_.setKey(two, true);  // again, so that nothing of the first press is still on its way
     waitFor(2);
     input->stop();
 }
@@ -98,10 +94,10 @@ TEST_F(HotKey, belongsToOneProgramAtATime) {
     waitFor(1);
 }
 
-TEST_F(HotKey, isLetGoWhileAnotherProgramHoldsTheServer) {
+TEST_F(HotKey, isReleasedWhileAnotherProgramGrabsTheServer) {
     const auto grab = system_->hotKey();
     ASSERT_TRUE(take(*grab));
-    // It reads the new map, for which it gets no answer.
+    // It asks for the new keyboard map and gets no answer.
     const std::array<xcb_keysym_t, 2> symbols{'2', '@'};
     xcb_change_keyboard_mapping(client_.connection(), 1, 96, 2, symbols.data());
     xcb_grab_server(client_.connection());

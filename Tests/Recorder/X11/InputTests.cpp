@@ -1,13 +1,11 @@
 #include "Recorder/Backends/X11/KeyTable.h"
-#include "Recorder/Backends/X11/ServerTime.h"
-#include "Recorder/Backends/X11/X11InputStream.h"
+#include "Recorder/Backends/X11/X11Streams.h"
 #include "Recorder/Platform/HostClock.h"
 #include "Tests/Recorder/X11/TestClient.h"
 #include "Tests/Recorder/X11/VirtualDisplay.h"
 
 #include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
-#include <xcb/xcb.h>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
@@ -24,37 +22,42 @@
 #include <thread>
 #include <vector>
 
-namespace lumenwhirl {
+namespace lumenwhirl::test {
 namespace {
 
-using test::TestClient;
-using test::VirtualDisplay;
 using Kind = InputEvent::Kind;
 
-struct Freed {
-    void operator()(void* memory) const noexcept { std::free(memory); }
-};
-template <class T>
-using Owned = std::unique_ptr<T, Freed>;
-
-/// X key codes of keys by their place.
+/// The X key code of a key by its place.
 constexpr int keyAt(int kernelCode) {
     return kernelCode + 8;
 }
 
-/// What a stream has delivered.
-class Heard {
+/// A running input stream and what it has delivered.
+class Listener {
 public:
-    void add(const InputEvent& event) {
-        const std::scoped_lock lock(mutex_);
-        events_.push_back(event);
-        grew_.notify_all();
+    explicit Listener(const VirtualDisplay& display) : stream_(makeX11InputStream(display.name())) {
+        stream_->start([this](const InputEvent& event) {
+            const std::scoped_lock lock(mutex_);
+            events_.push_back(event);
+            grew_.notify_all();
+        });
+    }
+    /// Ends it, twice, as stopping again must do nothing. All events.
+    std::vector<InputEvent> stop() {
+        stream_->stop();
+        stream_->stop();
+        return events();
     }
     [[nodiscard]] std::vector<InputEvent> events() const {
         const std::scoped_lock lock(mutex_);
         return events_;
     }
-    /// Whether so many have come, at last.
+    [[nodiscard]] std::vector<InputEvent> events(Kind kind) const {
+        std::vector<InputEvent> found = events();
+        std::erase_if(found, [kind](const InputEvent& event) { return event.kind != kind; });
+        return found;
+    }
+    /// Whether so many have come within 20 s.
     [[nodiscard]] bool waitFor(std::size_t count) const {
         std::unique_lock lock(mutex_);
         return grew_.wait_for(lock, std::chrono::seconds(20), [&] { return events_.size() >= count; });
@@ -64,36 +67,7 @@ private:
     mutable std::mutex mutex_;
     mutable std::condition_variable grew_;
     std::vector<InputEvent> events_;
-};
-
-class X11Input : public testing::Test {
-protected:
-    /// What is heard of the user's doing: from the start of a stream until its stop right after.
-    std::vector<InputEvent> eventsOf(const std::function<void()>& doing) {
-        Heard heard;
-        const auto stream = makeX11InputStream(display_.name());
-        stream->start([&heard](const InputEvent& event) { heard.add(event); });
-        doing();
-        stream->stop();
-        stream->stop();
-        return heard.events();
-    }
-    void click(int button) {
-        client_.setButton(button, true);
-        client_.setButton(button, false);
-    }
-    /// Presses and releases the last of these keys while the others are held.
-    void press(const std::vector<int>& keyCodes) {
-        for (const int keyCode : keyCodes) client_.setKey(keyCode, true);
-        for (auto keyCode = keyCodes.rbegin(); keyCode != keyCodes.rend(); ++keyCode)
-            client_.setKey(*keyCode, false);
-    }
-    void setLayout(const std::string& options) {
-        ASSERT_EQ(std::system(("setxkbmap -display " + display_.name() + " " + options).c_str()), 0);
-    }
-
-    VirtualDisplay display_;
-    TestClient client_{display_.name()};
+    std::unique_ptr<InputStream> stream_;  // last: it ends before what its handler uses
 };
 
 constexpr int shift = keyAt(KEY_LEFTSHIFT), control = keyAt(KEY_LEFTCTRL), alt = keyAt(KEY_LEFTALT),
@@ -123,20 +97,47 @@ std::vector<Key> keysIn(const std::vector<InputEvent>& events) {
     return keys;
 }
 
-TEST_F(X11Input, movesAreHeardWhoeverMakesThem) {
+class X11Input : public testing::Test {
+protected:
+    /// All events of the stream while the user does that.
+    std::vector<InputEvent> eventsOf(const std::function<void()>& doing) {
+        Listener listener(display_);
+        doing();
+        return listener.stop();
+    }
+    void click(int button) {
+        client_.setButton(button, true);
+        client_.setButton(button, false);
+    }
+    void press(const std::vector<int>& keyCodes) { client_.type(keyCodes); }
+    void setLayout(const std::string& options) {
+        ASSERT_EQ(std::system(("setxkbmap -display " + display_.name() + " " + options).c_str()), 0);
+    }
+    /// The pointer's map has as many buttons as the server's; it refuses any other number.
+    void setPointerMap(const std::vector<std::uint8_t>& first) {
+        const auto former =
+            client_.reply(&xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(client_.connection()));
+        std::vector<std::uint8_t> map(first);
+        while (map.size() < former->map_len) map.push_back(static_cast<std::uint8_t>(map.size() + 1));
+        const auto cookie = xcb_set_pointer_mapping(client_.connection(), former->map_len, map.data());
+        EXPECT_EQ(client_.reply(&xcb_set_pointer_mapping_reply, cookie)->status, XCB_MAPPING_STATUS_SUCCESS);
+    }
+
+    VirtualDisplay display_;
+    TestClient client_{display_.name()};
+};
+
+TEST_F(X11Input, reportsMotionWhoeverMakesIt) {
     const SystemClock clock;
     double last = clock.now();
-    Heard heard;
-    const auto stream = makeX11InputStream(display_.name());
-    stream->start([&heard](const InputEvent& event) { heard.add(event); });
+    Listener listener(display_);
     client_.movePointer(100, 200);
-    ASSERT_TRUE(heard.waitFor(1));
+    ASSERT_TRUE(listener.waitFor(1));
     xcb_warp_pointer(client_.connection(), XCB_NONE, client_.root(), 0, 0, 0, 0, 300, 400);
     client_.finish();
-    ASSERT_TRUE(heard.waitFor(2));
+    ASSERT_TRUE(listener.waitFor(2));
     client_.movePointer(1279, 0);
-    stream->stop();
-    const auto events = heard.events();
+    const auto events = listener.stop();
     ASSERT_EQ(events.size(), 3U);
     EXPECT_EQ(events[0].position, (Point{100, 200}));
     EXPECT_EQ(events[1].position, (Point{300, 400}));
@@ -149,41 +150,24 @@ TEST_F(X11Input, movesAreHeardWhoeverMakesThem) {
     EXPECT_LT(last, clock.now());
 }
 
-TEST_F(X11Input, clicksAreWhereThePointerIsAndComeInTheOrderOfTime) {
-    Heard heard;
-    const auto stream = makeX11InputStream(display_.name());
-    stream->start([&heard](const InputEvent& event) { heard.add(event); });
-    const auto clicks = [&] {
-        std::vector<InputEvent> found;
-        for (const InputEvent& event : heard.events())
-            if (event.kind == Kind::buttonChanged) found.push_back(event);
-        return found;
-    };
-    for (std::size_t index = 1; index <= 50; ++index) {
-        client_.movePointer(static_cast<int>(index), 7);
+TEST_F(X11Input, reportsClicksWhereThePointerIsInTheOrderOfTime) {
+    client_.setResources("Xft.dpi:\t192\n");  // two pixels a point
+    Listener listener(display_);
+    for (int index = 1; index <= 50; ++index) {
+        client_.movePointer(index, 7);
         click(1);
-        client_.waitUntil("the click is heard", [&] { return clicks().size() == 2 * index; });
-        EXPECT_EQ(clicks().back().position, (Point{1.0 * static_cast<double>(index), 7}));
+        client_.waitUntil("the click is reported",
+                          [&] { return std::ssize(listener.events(Kind::buttonChanged)) == 2 * index; });
+        EXPECT_EQ(listener.events(Kind::buttonChanged).back().position, (Point{index / 2.0, 3.5}));
     }
-    stream->stop();
     double last = 0;
-    for (const InputEvent& event : heard.events()) {
+    for (const InputEvent& event : listener.stop()) {
         EXPECT_GT(event.time, last - 0.001);  // stamps are whole milliseconds
         last = event.time;
     }
 }
 
-TEST_F(X11Input, positionsAreInPointsOfTheDesktopsScale) {
-    client_.setResources("Xft.dpi:\t192\n");
-    const auto events = eventsOf([&] {
-        client_.movePointer(100, 201);
-        click(1);
-    });
-    ASSERT_EQ(events.size(), 3U);
-    for (const InputEvent& event : events) EXPECT_EQ(event.position, (Point{50, 100.5}));
-}
-
-TEST_F(X11Input, buttonsAreClicksAndTheWheelsNotchesLines) {
+TEST_F(X11Input, reportsButtonsAsClicksAndTheWheelsNotchesAsLines) {
     client_.movePointer(100, 200);
     const auto events = eventsOf([&] {
         for (int button = 1; button <= 9; ++button) click(button);
@@ -206,66 +190,45 @@ TEST_F(X11Input, buttonsAreClicksAndTheWheelsNotchesLines) {
     }
 }
 
-TEST_F(X11Input, aLeftHandedMouseWithANaturalWheelMeansWhatItsUserMeans) {
-    std::array<std::uint8_t, 32> map{3, 2, 1, 5, 4};
-    for (std::size_t index = 5; index < map.size(); ++index) map[index] = static_cast<std::uint8_t>(index + 1);
-    // As many as the server has; it refuses any other number.
-    const Owned<xcb_get_pointer_mapping_reply_t> former(xcb_get_pointer_mapping_reply(
-        client_.connection(), xcb_get_pointer_mapping(client_.connection()), nullptr));
-    const auto events = eventsOf([&] {
+// Some desktops set the pointer's map, others that of the mouse; the mouse's is applied first.
+TEST_F(X11Input, followsTheMapsOfALeftHandedMouseWithANaturalWheel) {
+    const auto changed = eventsOf([&] {
         click(1);
-        const Owned<xcb_set_pointer_mapping_reply_t> reply(xcb_set_pointer_mapping_reply(
-            client_.connection(), xcb_set_pointer_mapping(client_.connection(), former->map_len, map.data()),
-            nullptr));
-        ASSERT_TRUE(reply);
-        ASSERT_EQ(reply->status, XCB_MAPPING_STATUS_SUCCESS);
+        setPointerMap({3, 2, 1, 5, 4});
         click(1);
         click(4);
     });
-    ASSERT_EQ(events.size(), 5U);
-    EXPECT_EQ(events[0].button, MouseButton::left);
-    EXPECT_EQ(events[2].button, MouseButton::right);
-    EXPECT_EQ(events[4].dy, -1);
-}
+    ASSERT_EQ(changed.size(), 5U);
+    EXPECT_EQ(changed[0].button, MouseButton::left);
+    EXPECT_EQ(changed[2].button, MouseButton::right);
+    EXPECT_EQ(changed[4].dy, -1);
 
-/// As the settings of some desktops do it. The pointer's own map comes after that of the mouse.
-TEST_F(X11Input, aMouseWithAMapOfItsOwnMeansWhatItsUserMeans) {
+    setPointerMap({1, 2, 3, 4, 5});
     constexpr std::uint8_t mouse = 4;  // the one that XTEST moves
-    Heard heard;
-    const auto stream = makeX11InputStream(display_.name());
-    stream->start([&heard](const InputEvent& event) { heard.add(event); });
+    Listener listener(display_);
     click(1);
-    ASSERT_TRUE(heard.waitFor(2));
+    ASSERT_TRUE(listener.waitFor(2));
     const std::array<std::uint8_t, 10> ofTheMouse{3, 2, 1, 5, 4, 6, 7, 8, 9, 0};
-    const Owned<xcb_input_set_device_button_mapping_reply_t> reply(xcb_input_set_device_button_mapping_reply(
-        client_.connection(),
+    const auto reply = client_.reply(
+        &xcb_input_set_device_button_mapping_reply,
         xcb_input_set_device_button_mapping(client_.connection(), mouse,
-                                            static_cast<std::uint8_t>(ofTheMouse.size()), ofTheMouse.data()),
-        nullptr));
-    ASSERT_TRUE(reply);
+                                            static_cast<std::uint8_t>(ofTheMouse.size()), ofTheMouse.data()));
     ASSERT_EQ(reply->status, XCB_MAPPING_STATUS_SUCCESS);
     click(1);
     click(4);
     click(10);  // switched off
-    ASSERT_TRUE(heard.waitFor(5));
-    const std::array<std::uint8_t, 10> ofThePointer{1, 3, 2, 4, 5, 6, 7, 8, 9, 10};
-    const Owned<xcb_set_pointer_mapping_reply_t> both(xcb_set_pointer_mapping_reply(
-        client_.connection(),
-        xcb_set_pointer_mapping(client_.connection(), static_cast<std::uint8_t>(ofThePointer.size()),
-                                ofThePointer.data()),
-        nullptr));
-    ASSERT_TRUE(both);
+    ASSERT_TRUE(listener.waitFor(5));
+    setPointerMap({1, 3, 2});
     click(1);
-    stream->stop();
-    const auto events = heard.events();
+    const auto events = listener.stop();
     ASSERT_EQ(events.size(), 7U);
     EXPECT_EQ(events[0].button, MouseButton::left);
     EXPECT_EQ(events[2].button, MouseButton::right);
     EXPECT_EQ(events[4].dy, -1);
-    EXPECT_EQ(events[5].button, MouseButton::other);  // 1 is 3 is 2
+    EXPECT_EQ(events[5].button, MouseButton::other);  // 1 becomes 3, and that 2
 }
 
-TEST_F(X11Input, keysAreHeardAsPillsShowThem) {
+TEST_F(X11Input, reportsKeysAsPillsShowThem) {
     setLayout("us");
     const auto keys = keysIn(eventsOf([&] {
         press({keyAt(KEY_A)});
@@ -302,15 +265,15 @@ TEST_F(X11Input, keysAreHeardAsPillsShowThem) {
     EXPECT_EQ(keys, expected);
 }
 
-TEST_F(X11Input, keysFollowTheLayoutAlsoWhenItChanges) {
+TEST_F(X11Input, readsKeysByTheLayoutAlsoWhenItChanges) {
     setLayout("us");
     const auto keys = keysIn(eventsOf([&] {
         press({keyAt(KEY_Y)});
         setLayout("de");
         press({keyAt(KEY_Y)});
-        press({altGr, keyAt(KEY_Q)});  // not a modifier to show
+        press({altGr, keyAt(KEY_Q)});  // AltGr is not shown as a modifier
         press({super, keyAt(KEY_LEFTBRACE)});
-        press({keyAt(KEY_EQUAL)});  // dead: types nothing yet
+        press({keyAt(KEY_EQUAL)});  // a dead key: types nothing yet
         press({keyAt(KEY_102ND)});
         setLayout("fr");
         press({keyAt(KEY_Q)});
@@ -318,7 +281,7 @@ TEST_F(X11Input, keysFollowTheLayoutAlsoWhenItChanges) {
         press({shift, keyAt(KEY_2)});
         setLayout("us -option caps:escape");
         press({capsLock});
-        // Two at once, changed over by the keyboard itself.
+        // Two at once, switched by the keyboard itself.
         setLayout("us,ru -option grp:alt_shift_toggle");
         press({alt, shift});
         press({keyAt(KEY_V)});
@@ -330,14 +293,12 @@ TEST_F(X11Input, keysFollowTheLayoutAlsoWhenItChanges) {
     EXPECT_EQ(keys, expected);
 }
 
-TEST_F(X11Input, aHeldKeyRepeatsUntilItIsReleased) {
-    Heard heard;
-    const auto stream = makeX11InputStream(display_.name());
-    stream->start([&heard](const InputEvent& event) { heard.add(event); });
+TEST_F(X11Input, repeatsAHeldKeyUntilItIsReleased) {
+    Listener listener(display_);
     {
-        TestClient other(display_.name());
-        // What the server itself repeats, a window with the focus sees.
-        const std::uint32_t window = xcb_generate_id(other.connection());
+        // A window with the focus sees what the server itself repeats.
+        const TestClient other(display_.name());
+        const std::uint32_t window = other.connection().newID();
         const std::uint32_t wanted = XCB_EVENT_MASK_KEY_PRESS;
         xcb_create_window(other.connection(), XCB_COPY_FROM_PARENT, window, other.root(), 0, 0, 10, 10, 0,
                           XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &wanted);
@@ -346,28 +307,23 @@ TEST_F(X11Input, aHeldKeyRepeatsUntilItIsReleased) {
         other.finish();
         client_.setKey(shift, true);
         client_.setKey(keyAt(KEY_K), true);
-        int presses = 0;
-        while (presses < 5) {
-            const Owned<xcb_generic_event_t> event(xcb_wait_for_event(other.connection()));
+        for (int presses = 0; presses < 5;) {
+            const XcbEvent event(xcb_wait_for_event(other.connection()));
             ASSERT_TRUE(event);
             presses += event->response_type == XCB_KEY_PRESS;
         }
         client_.setKey(keyAt(KEY_K), false);
-        client_.setKey(keyAt(KEY_K), false);
         client_.setKey(shift, false);
     }
-    // As the looks go, this takes longer than the pause between two repeats.
-    const std::size_t repeated = heard.events().size();
+    // So many looks take longer than the pause between two repeats.
+    const std::size_t repeated = listener.events().size();
     for (int index = 1; index <= 20; ++index) {
         client_.movePointer(index, index);
-        ASSERT_TRUE(heard.waitFor(repeated + static_cast<std::size_t>(index)));
+        ASSERT_TRUE(listener.waitFor(repeated + static_cast<std::size_t>(index)));
     }
     press({keyAt(KEY_K)});
-    stream->stop();
-    std::vector<InputEvent> presses;
-    for (const InputEvent& event : heard.events())
-        if (event.kind == Kind::keyDown) presses.push_back(event);
-    const auto keys = keysIn(presses);
+    (void)listener.stop();
+    const auto keys = keysIn(listener.events(Kind::keyDown));
     ASSERT_GE(keys.size(), 5U);
     EXPECT_EQ(keys.front(), (Key{40, "K", {.shift = true}}));
     for (std::size_t index = 1; index + 1 < keys.size(); ++index)
@@ -375,67 +331,48 @@ TEST_F(X11Input, aHeldKeyRepeatsUntilItIsReleased) {
     EXPECT_EQ(keys.back(), (Key{40, "k"}));
 }
 
-TEST_F(X11Input, aKeyThatIsPressedDuringTheStartIsNoRepetition) {
+TEST_F(X11Input, takesAKeyThatIsPressedDuringTheStartForNoRepeat) {
     const std::uint32_t off = XCB_AUTO_REPEAT_MODE_OFF;  // however long a busy machine holds it down
     xcb_change_keyboard_control(client_.connection(), XCB_KB_AUTO_REPEAT_MODE, &off);
     client_.finish();
-    const TestClient other(display_.name());  // here, as connecting is for one thread at a time
+    const TestClient other(display_.name());  // here, as only one thread may connect at a time
     std::atomic<bool> isOver = false;
     std::thread typist([&] {
-        while (!isOver) {
-            other.setKey(keyAt(KEY_K), true);
-            other.setKey(keyAt(KEY_K), false);
-        }
+        while (!isOver) other.type({keyAt(KEY_K)});
     });
     int repeats = 0;
     for (int round = 0; round < 20; ++round) {
-        Heard heard;
-        const auto stream = makeX11InputStream(display_.name());
-        stream->start([&heard](const InputEvent& event) { heard.add(event); });
-        EXPECT_TRUE(heard.waitFor(1));
-        stream->stop();
-        for (const InputEvent& event : heard.events()) repeats += event.isRepeat;
+        Listener listener(display_);
+        EXPECT_TRUE(listener.waitFor(1));
+        for (const InputEvent& event : listener.stop()) repeats += event.isRepeat;
     }
     isOver = true;
     typist.join();
     EXPECT_EQ(repeats, 0);
 }
 
-TEST_F(X11Input, aProgramThatHoldsPointerAndKeyboardHidesNothing) {
-    TestClient greedy(display_.name());
-    const Owned<xcb_grab_pointer_reply_t> pointer(
-        xcb_grab_pointer_reply(greedy.connection(),
-                               xcb_grab_pointer(greedy.connection(), 0, greedy.root(), 0, XCB_GRAB_MODE_ASYNC,
-                                                XCB_GRAB_MODE_ASYNC, XCB_NONE, XCB_NONE, XCB_CURRENT_TIME),
-                               nullptr));
-    const Owned<xcb_grab_keyboard_reply_t> keyboard(
-        xcb_grab_keyboard_reply(greedy.connection(),
-                                xcb_grab_keyboard(greedy.connection(), 0, greedy.root(), XCB_CURRENT_TIME,
-                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-                                nullptr));
-    ASSERT_TRUE(pointer && pointer->status == XCB_GRAB_STATUS_SUCCESS);
-    ASSERT_TRUE(keyboard && keyboard->status == XCB_GRAB_STATUS_SUCCESS);
-    const auto events = eventsOf([&] {
-        client_.movePointer(7, 8);
-        click(1);
-        press({keyAt(KEY_A)});
-    });
-    ASSERT_EQ(events.size(), 4U);
-    int moves = 0, clicks = 0, keys = 0;
-    for (const InputEvent& event : events) {
-        if (event.kind != Kind::keyDown) {
-            EXPECT_EQ(event.position, (Point{7, 8}));
-        }
-        moves += event.kind == Kind::moved;
-        clicks += event.kind == Kind::buttonChanged;
-        keys += event.kind == Kind::keyDown && event.characters == "a";
-    }
-    EXPECT_EQ(moves, 1);
-    EXPECT_EQ(clicks, 2);
-    EXPECT_EQ(keys, 1);
+TEST_F(X11Input, missesNothingWhileAProgramGrabsPointerAndKeyboard) {
+    const TestClient greedy(display_.name());
+    const auto pointer = greedy.reply(
+        &xcb_grab_pointer_reply, xcb_grab_pointer(greedy.connection(), 0, greedy.root(), 0, XCB_GRAB_MODE_ASYNC,
+                                                  XCB_GRAB_MODE_ASYNC, XCB_NONE, XCB_NONE, XCB_CURRENT_TIME));
+    const auto keyboard = greedy.reply(&xcb_grab_keyboard_reply,
+                                       xcb_grab_keyboard(greedy.connection(), 0, greedy.root(), XCB_CURRENT_TIME,
+                                                         XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    ASSERT_EQ(pointer->status, XCB_GRAB_STATUS_SUCCESS);
+    ASSERT_EQ(keyboard->status, XCB_GRAB_STATUS_SUCCESS);
+    Listener listener(display_);
+    client_.movePointer(7, 8);
+    click(1);
+    press({keyAt(KEY_A)});
+    ASSERT_EQ(listener.stop().size(), 4U);
+    EXPECT_EQ(listener.events(Kind::moved).at(0).position, (Point{7, 8}));
+    ASSERT_EQ(listener.events(Kind::buttonChanged).size(), 2U);
+    EXPECT_EQ(listener.events(Kind::buttonChanged)[0].position, (Point{7, 8}));
+    EXPECT_EQ(listener.events(Kind::keyDown).at(0).characters, "a");
 }
 
-TEST_F(X11Input, whatHappenedBeforeTheStopIsHeardToTheLast) {
+TEST_F(X11Input, deliversAllThatHappenedBeforeTheStop) {
     constexpr int count = 3000;
     const auto fake = [this](std::uint8_t type, std::uint8_t detail, int x, int y) {
         xcb_test_fake_input(client_.connection(), type, detail, XCB_CURRENT_TIME, client_.root(),
@@ -461,21 +398,19 @@ TEST_F(X11Input, whatHappenedBeforeTheStopIsHeardToTheLast) {
     }
 }
 
-TEST_F(X11Input, eventsDoNotWaitForTheStopNorTheStopForAServerThatIsGone) {
-    Heard heard;
-    const auto stream = makeX11InputStream(display_.name());
-    stream->start([&heard](const InputEvent& event) { heard.add(event); });
+TEST_F(X11Input, deliversEventsAtOnceAndStopsWhenTheServerIsGone) {
+    Listener listener(display_);
     for (int index = 1; index <= 20; ++index) {
         click(1);
-        ASSERT_TRUE(heard.waitFor(static_cast<std::size_t>(2 * index)));
+        ASSERT_TRUE(listener.waitFor(static_cast<std::size_t>(2 * index)));
     }
     display_.end();
-    stream->stop();
+    (void)listener.stop();
 }
 
 TEST(ServerTime, isTheHostsUnlessTheServerHasAnotherClock) {
     EXPECT_NEAR(hostTimeOf(100'000'123, 100'000.5), 100'000.123, 1e-9);
-    constexpr double round = 4'294'967.296;  // s, after which stamps begin again
+    constexpr double round = 4'294'967.296;  // s, after which stamps wrap
     EXPECT_NEAR(hostTimeOf(0xffff'ff00, round + 0.1), round - 0.256, 1e-6);
     EXPECT_NEAR(hostTimeOf(50, 3 * round + 0.1), 3 * round + 0.05, 1e-6);
     EXPECT_NEAR(hostTimeOf(70'000'000, 70'050), 70'000, 1e-9);  // was held up
@@ -483,7 +418,7 @@ TEST(ServerTime, isTheHostsUnlessTheServerHasAnotherClock) {
         EXPECT_EQ(hostTimeOf(stamp, 100'000.5), 100'000.5) << stamp;
 }
 
-TEST(KeyTable, everyKeyHasANumberOfItsOwnAndComesBack) {
+TEST(KeyTable, givesEveryKeyANumberOfItsOwn) {
     int known = 0;
     for (std::int64_t code = 0; code < 128; ++code) {
         const auto key = KeyTable::xKeyCode(code);
@@ -491,7 +426,7 @@ TEST(KeyTable, everyKeyHasANumberOfItsOwnAndComesBack) {
         ++known;
         EXPECT_EQ(KeyTable::virtualKeyCode(*key), code);
     }
-    EXPECT_GE(known, 118);  // of a full keyboard with the Japanese keys
+    EXPECT_GE(known, 118);  // a full keyboard with the Japanese keys
     std::set<std::int64_t> unknown;
     for (int key = 0; key < 256; ++key) {
         const std::int64_t code = KeyTable::virtualKeyCode(static_cast<std::uint8_t>(key));
@@ -502,4 +437,4 @@ TEST(KeyTable, everyKeyHasANumberOfItsOwnAndComesBack) {
 }
 
 }  // namespace
-}  // namespace lumenwhirl
+}  // namespace lumenwhirl::test

@@ -1,29 +1,34 @@
 #pragma once
 
+#include "Recorder/Backends/X11/X11Connection.h"
+
 #include <cstdint>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-struct xcb_connection_t;
-
 namespace lumenwhirl::test {
 
-/// A program on a display, as a test wants it: does what a user would with pointer and keyboard, and sets up the
-/// screen. Every function returns when the server has handled it. Pixels; throws std::runtime_error.
+/// A program on a display: does what a user would with pointer and keyboard, and sets up the screen. Every
+/// function returns when the server has handled it. Pixels; throws std::runtime_error.
 class TestClient {
 public:
-    explicit TestClient(const std::string& display);
-    ~TestClient();
-    TestClient(const TestClient&) = delete;
-    TestClient& operator=(const TestClient&) = delete;
+    explicit TestClient(const std::string& display) : connection_(display) {}
 
-    [[nodiscard]] xcb_connection_t* connection() const noexcept { return connection_; }
-    [[nodiscard]] std::uint32_t root() const noexcept { return root_; }
-    [[nodiscard]] std::uint32_t atom(const std::string& name) const;
+    [[nodiscard]] const X11Connection& connection() const noexcept { return connection_; }
+    [[nodiscard]] std::uint32_t root() const noexcept { return connection_.root(); }
+    [[nodiscard]] std::uint32_t atom(const std::string& name) const { return connection_.atoms({name}).front(); }
+    /// The reply to a request; throws if the server refuses it.
+    template <class Reply, class Cookie>
+    XcbHandle<Reply> reply(Reply* (*take)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Cookie cookie) const {
+        XcbHandle<Reply> reply = connection_.reply(take, cookie);
+        if (!reply) throw std::runtime_error("the X server refused a request");
+        return reply;
+    }
     /// Waits until all that was sent has been handled.
-    void finish() const;
-    /// Waits until that holds: asks again and again, for 20 s. Then throws, with the name of what was waited for.
+    void finish() const { reply(&xcb_get_input_focus_reply, xcb_get_input_focus(connection_)); }
+    /// Polls the condition; throws after 20 s, naming what was waited for.
     void waitUntil(const std::string& what, const std::function<bool()>& condition) const;
     [[nodiscard]] bool hasWindowManager() const;
 
@@ -31,25 +36,69 @@ public:
     void movePointer(int x, int y) const;
     void setButton(int button, bool isDown) const;
     void setKey(int keyCode, bool isDown) const;
+    /// Presses the keys one after the other, as a hand does, and releases them in reverse order.
+    void type(const std::vector<int>& keyCodes) const;
 
     /// Sets the resources that toolkits read their scale from, such as "Xft.dpi:\t192\n".
-    void setResources(const std::string& resources) const;
-    /// RANDR, as `xrandr --setmonitor`: no event tells of it. `output`: whether it covers the screen's only one,
-    /// which a screen's first monitor must.
+    void setResources(const std::string& resources) const {
+        setText(root(), "RESOURCE_MANAGER", "STRING", resources);
+    }
+    /// RANDR, as `xrandr --setmonitor`: no event reports it. `hasOutput`: it covers the screen's only output, as
+    /// the screen's first monitor must.
     void setMonitor(const std::string& name, int x, int y, int width, int height, bool hasOutput) const;
-    /// Gives the screen, and its only output, another size at most the first one's. RANDR tells of it.
+    /// Gives the screen, and its only output, another size, at most the first one's. RANDR reports it.
     void setScreenSize(int width, int height) const;
-    /// Sets a property of a window to a text.
+    /// Sets a property of a window to a text, or to numbers or atoms.
     void setText(std::uint32_t window, const std::string& property, const std::string& type,
                  const std::string& text) const;
-    /// To numbers or atoms.
     void setNumbers(std::uint32_t window, const std::string& property, const std::string& type,
                     const std::vector<std::uint32_t>& numbers) const;
 
 private:
-    void fakeInput(std::uint8_t type, std::uint8_t detail, int x, int y) const;
-    xcb_connection_t* connection_ = nullptr;
-    std::uint32_t root_ = 0;
+    void fakeInput(std::uint8_t type, int detail, int x, int y) const;
+    X11Connection connection_;
+};
+
+/// A window of a program. Colours are 0xRRGGBB; the whole window has one, which survives being covered. Every
+/// function returns when the server, and the window manager if there is one, has done it.
+class TestWindow {
+public:
+    struct Options {
+        int x = 100, y = 100, width = 400, height = 300;  // of the content, pixels
+        std::uint32_t color = 0x336699;
+        std::string title = "A window", application = "TestApplication";
+        std::uint32_t parent = 0;       // a window's id; the root if 0
+        bool isLeftAlone = false;       // by window managers (override-redirect)
+        bool hasAlpha = false;          // a depth of 32 bits
+        std::uint32_t borderWidth = 0;  // pixels, drawn by the server around the content
+    };
+    /// Shows it. The client must outlive it.
+    TestWindow(const TestClient& client, const Options& options);
+    /// Closes it.
+    ~TestWindow();
+    TestWindow(const TestWindow&) = delete;
+    TestWindow& operator=(const TestWindow&) = delete;
+
+    [[nodiscard]] std::uint32_t id() const noexcept { return window_; }
+    /// Repaints it in one colour.
+    void fill(std::uint32_t color);
+    /// Paints over a part, until the next fill().
+    void paint(int x, int y, int width, int height, std::uint32_t color);
+    /// Moves the content's top-left corner or, with a window manager, that of the frame.
+    void move(int x, int y);
+    void resize(int width, int height);
+    void raise();
+    /// Takes it off the screen and back, as minimising does.
+    void hide();
+    void show() { waitForMapState(true); }
+    void minimise();  // by asking the window manager, which must exist
+    void close();
+
+private:
+    void configure(std::uint16_t mask, const std::vector<std::int32_t>& values) const;
+    void waitForMapState(bool isViewable) const;
+    const TestClient& client_;
+    std::uint32_t window_ = 0, context_ = 0, colorMap_ = 0;
 };
 
 }  // namespace lumenwhirl::test

@@ -1,7 +1,6 @@
 #include "Tests/Recorder/X11/VirtualDisplay.h"
 
 #include "Tests/Recorder/X11/TestClient.h"
-#include "Tests/Recorder/X11/TestWindow.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -22,18 +21,18 @@ namespace {
 
 constexpr int limitMs = 20'000;  // for what takes a tenth of a second on an idle machine
 
-/// Starts a program that nobody hears of. `kept`: a descriptor it inherits, or -1.
+/// Starts a program without output. `kept`: a descriptor it inherits, or -1.
 pid_t startProgram(const std::vector<std::string>& words, int kept, const std::string& display) {
     std::vector<char*> pointers;
     for (const std::string& word : words)
-        pointers.push_back(const_cast<char*>(word.c_str()));  // execvp changes none
+        pointers.push_back(const_cast<char*>(word.c_str()));  // execvp changes nothing
     pointers.push_back(nullptr);
     const pid_t parent = getpid();
     const pid_t process = fork();
     if (process < 0) throw std::runtime_error(std::strerror(errno));
     if (process > 0) return process;
     prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != parent) _exit(127);  // it ended before the line above
+    if (getppid() != parent) _exit(127);  // the parent ended before the line above
     if (kept >= 0) fcntl(kept, F_SETFD, 0);
     const int nothing = open("/dev/null", O_RDWR);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nothing, stream);
@@ -64,7 +63,7 @@ VirtualDisplay::VirtualDisplay(const Options& options) {
     for (const std::string& extension : options.missing) words.insert(words.end(), {"-extension", extension});
     server_ = startProgram(words, ends[1], {});
     close(ends[1]);
-    // It writes its number and a line end when it is ready, in one go or two.
+    // When ready, it writes its number and a newline, in one write or two.
     std::string number;
     pollfd waiting{ends[0], POLLIN, 0};
     for (char byte = 0; byte != '\n' && poll(&waiting, 1, limitMs) > 0 && read(ends[0], &byte, 1) == 1;)
@@ -84,8 +83,8 @@ VirtualDisplay::~VirtualDisplay() {
 }
 
 void VirtualDisplay::startWindowManager() {
-    // Stays connected: the next client would get the same numbers for its windows, and openbox takes them for this
-    // one's while it has not yet heard of their end.
+    // Stays connected: the next client would get the same window numbers, which openbox would take for those of
+    // this one until it has heard of their end.
     firstClient_ = std::make_unique<TestClient>(name_);
     const TestClient& client = *firstClient_;
     manager_ = startProgram({"openbox", "--sm-disable"}, -1, name_);

@@ -10,8 +10,8 @@ namespace lumenwhirl::test {
 
 class TestClient;
 
-/// A desktop of the test's own: an X server (Xvfb) without a screen, and a window manager (openbox) where asked
-/// for. Both end with it, and with the thread that made it. Throws std::runtime_error.
+/// A desktop of the test's own: an X server (Xvfb) without a screen and, on request, a window manager (openbox).
+/// Both end with it, and with the thread that made it. Throws std::runtime_error.
 class VirtualDisplay {
 public:
     struct Options {
@@ -30,7 +30,7 @@ public:
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
     /// Blocks until it manages windows.
     void startWindowManager();
-    /// Ends the server as a crash of it would look to programs.
+    /// Ends the server, which looks like a crash to programs.
     void end() noexcept;
 
 private:

@@ -1,6 +1,4 @@
-#include "Recorder/Backends/X11/X11ScreenSystem.h"
-#include "Tests/Recorder/X11/TestWindow.h"
-#include "Tests/Recorder/X11/VirtualDisplay.h"
+#include "Tests/Recorder/X11/Capture.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -19,11 +17,13 @@ std::vector<std::string> titlesOf(const std::vector<SystemWindow>& windows) {
 
 using Titles = std::vector<std::string>;
 
-TEST(WindowList, isTheWindowManagersFromTheLowestUp) {
-    VirtualDisplay display({640, 480});
-    display.startWindowManager();
-    const TestClient client(display.name());
-    const auto system = connectToX11(display.name());
+const VirtualDisplay::Options screen{640, 480};
+
+TEST(WindowList, isThatOfTheWindowManagerFromTheLowestUp) {
+    Desktop desktop(screen);
+    const TestClient& client = desktop.client;
+    const auto& system = desktop.system;
+    desktop.display.startWindowManager();
     client.setResources("Xft.dpi: 120\n");
     TestWindow first(client, {.width = 150, .height = 90, .title = "Größe – 大きさ", .application = "Editor"});
     const TestWindow second(client, {.title = "", .application = "Old"});
@@ -32,7 +32,7 @@ TEST(WindowList, isTheWindowManagersFromTheLowestUp) {
     const TestWindow panel(client, {.title = "Panel"});
     client.setNumbers(panel.id(), "_NET_WM_WINDOW_TYPE", "ATOM", {client.atom("_NET_WM_WINDOW_TYPE_DOCK")});
 
-    // The manager brings its list up to date in its own time.
+    // The manager updates its list in its own time.
     client.waitUntil("all are listed", [&] {
         return titlesOf(system->windows()) == Titles{"Größe – 大きさ", "Café"};
     });
@@ -46,7 +46,7 @@ TEST(WindowList, isTheWindowManagersFromTheLowestUp) {
     EXPECT_GT(windows[0].frame.y, 80);  // its content, below its title bar
 
     first.raise();
-    client.waitUntil("it is the highest", [&] {
+    client.waitUntil("it is on top", [&] {
         return titlesOf(system->windows()) == Titles{"Café", "Größe – 大きさ"};
     });
     first.minimise();
@@ -58,11 +58,11 @@ TEST(WindowList, isTheWindowManagersFromTheLowestUp) {
 }
 
 TEST(WindowList, isFoundWithoutAWindowManager) {
-    const VirtualDisplay display({640, 480});
-    const TestClient client(display.name());
-    const auto system = connectToX11(display.name());
+    const Desktop desktop(screen);
+    const TestClient& client = desktop.client;
+    const auto& system = desktop.system;
     EXPECT_TRUE(system->windows().empty());
-    // The frames of old window managers have no class, and are left alone themselves.
+    // The frames of old window managers have no class and bypass the window manager.
     const TestWindow frame(client, {.x = 100, .y = 60, .title = "Frame", .isLeftAlone = true});
     client.setText(frame.id(), "WM_CLASS", "STRING", "");
     const TestWindow framed(
@@ -82,12 +82,11 @@ TEST(WindowList, isFoundWithoutAWindowManager) {
     EXPECT_EQ(windows[1].applicationName, "TestApplication");
 }
 
-// A list is asked for again and again while windows come and go.
 TEST(WindowList, toleratesWindowsThatVanishMeanwhile) {
-    VirtualDisplay display({640, 480});
-    display.startWindowManager();
-    const TestClient client(display.name());
-    const auto system = connectToX11(display.name());
+    Desktop desktop(screen);
+    const TestClient& client = desktop.client;
+    const auto& system = desktop.system;
+    desktop.display.startWindowManager();
     for (int i = 0; i < 40; ++i) {
         const TestWindow window(client, {.title = "Short-lived"});
         for (const SystemWindow& each : system->windows()) EXPECT_EQ(each.title, "Short-lived");
