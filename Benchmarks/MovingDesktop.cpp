@@ -1,5 +1,5 @@
-// MovingDesktop WIDTH HEIGHT SECONDS: draws on the display what a desktop shows while somebody works, 60 times a
-// second: a page of text that scrolls, a line that is typed, a window that is moved. To be recorded by benchmarks.
+// MovingDesktop WIDTH HEIGHT SECONDS: draws a desktop at work on the display, 60 times a second: a page of text that
+// scrolls, a line that is typed, a window that moves. For benchmarks to record.
 
 #include <xcb/xcb.h>
 
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int lineHeight = 16;
 
-/// A line of words that no other line has.
+/// A line of words that differs from all others.
 std::string textOfLine(unsigned line) {
     static constexpr std::array words{"frame",  "while (next)", "the", "picture", "0x7f3a", "of",
                                       "return", "cursor",       "{",   "moves",   "+=",     "window",
@@ -49,12 +49,12 @@ public:
     }
 
     void draw(int frame) {
-        // Two pixels a frame: a new line below every eighth.
+        // Two pixels a frame, so every eighth frame needs a new line at the bottom.
         constexpr int step = 2;
         const auto w = static_cast<std::uint16_t>(width_), h = static_cast<std::uint16_t>(height_);
         xcb_copy_area(connection_, page_, page_, ink_, 0, step, 0, 0, w, static_cast<std::uint16_t>(h - step));
         if (frame % (lineHeight / step) == 0) drawLine(nextLine_++, height_ - lineHeight);
-        // What is typed, at five characters a second.
+        // Typing, at five characters a second.
         const std::string typed = textOfLine(7).substr(0, static_cast<std::size_t>(frame / 12 % 100) + 1);
         drawText(box_, typed.substr(typed.size() < 40 ? 0 : typed.size() - 40), 10, 30);
         const double angle = frame / 60.0;
@@ -77,7 +77,7 @@ private:
         return window;
     }
     void makeContext(xcb_gcontext_t context, std::uint32_t color) {
-        // The copies tell of nothing: no events are read.
+        // Without events about the copies, as nobody reads them.
         const std::array<std::uint32_t, 4> values{color, 0xF6F6F2, text_, 0};
         xcb_create_gc(connection_, context, page_,
                       XCB_GC_FOREGROUND | XCB_GC_BACKGROUND | XCB_GC_FONT | XCB_GC_GRAPHICS_EXPOSURES,

@@ -49,7 +49,7 @@ private:
     Handler& handler_;
 };
 
-/// What a move costs from the stream's delivery to its line in the journal.
+/// A move, from the stream's delivery to its line in the journal.
 void logCursorSample(benchmark::State& state) {
     const TemporaryPackage package;
     EventJournal journal(package.path(), info);
@@ -69,7 +69,7 @@ void logCursorSample(benchmark::State& state) {
 }
 BENCHMARK(logCursorSample);
 
-/// What recovering an hour of a recording costs: 432,000 moves and 20,000 keys.
+/// Recovering the journal of an hour: 432,000 moves and 20,000 keys.
 void readJournalOfAnHour(benchmark::State& state) {
     const TemporaryPackage package;
     EventJournal journal(package.path(), info);

@@ -11,8 +11,8 @@
 namespace lumenwhirl {
 namespace {
 
-// Two times that are exactly the interval apart are less than it once they have been rounded: a host clock has
-// steps of 1.2e-10 s when the machine has run for six days.
+// Two times that are exactly the interval apart may be closer once they have been rounded: after six days of
+// running, a machine's host clock has steps of 1.2e-10 s.
 constexpr double roundingOfTimes = 1e-6;
 
 std::vector<std::string> namesOf(const Modifiers& modifiers) {
@@ -48,7 +48,7 @@ bool EventTap::start() {
         stream_->start([this](const InputEvent& event) { handle(event); });
         return true;
     } catch (const PlatformError&) {
-        // A recording without cursor and keys is worth more than none; who asks for permissions tells why.
+        // A recording without cursor and keys is better than none; the permissions say why.
         return false;
     }
 }
@@ -69,7 +69,7 @@ void EventTap::setArea(Point origin, double scale) {
 void EventTap::handle(const InputEvent& event) {
     const double sinceStart = event.time - startHostTime_;
     if (!(sinceStart >= 0)) return;
-    // Devices are stamped apart from each other, so an event can be older than the one delivered before it.
+    // Each device has its own stamps, so an event can be older than the one delivered before it.
     const double t = lastT_ = std::max(lastT_, sinceStart);
     const Point at = pixels(event.position);
     switch (event.kind) {
@@ -107,7 +107,7 @@ Point EventTap::pixels(Point globalPoint) const {
 
 template <class Event>
 void EventTap::keep(std::vector<Event>& events, Event event) {
-    // Not under the lock: a full disk may hold up the writing.
+    // Not under the lock: a full disk may delay the writing.
     if (journal_) journal_->append(event);
     const std::scoped_lock lock(mutex_);
     events.push_back(std::move(event));

@@ -19,11 +19,10 @@ class EventJournal;
 /// Logs the user's input while a recording runs: cursor, clicks, wheel and keys, in captured pixels and seconds of
 /// the recording. Only listens. One per recording, made after its first frame.
 ///
-/// Times are those at which the system handled an event, not those at which word of it came here, so that a busy
-/// machine shifts nothing.
+/// The time of an event is when the system handled it, not when it arrived here, so a busy machine shifts nothing.
 class EventTap {
 public:
-    /// Each in the order of `t`.
+    /// Each sorted by `t`.
     struct Events {
         std::vector<CursorSample> cursor;
         std::vector<ClickEvent> clicks;
@@ -31,15 +30,15 @@ public:
         std::vector<KeyEvent> keys;
         bool operator==(const Events&) const = default;
     };
-    /// A key with just these modifiers.
+    /// A key with exactly these modifiers.
     struct Shortcut {
         std::int64_t keyCode = 0;  // virtual key code
         Modifiers modifiers;
     };
 
-    /// `startHostTime`: time 0, what was before is dropped. `moveHz`: the most cursor samples a second, or 0 for
-    /// all. `stream`: null where there is none to be had. `journal`: outlives the tap; may be null. `ignored` is
-    /// left out of the log, as the key that stops the recording.
+    /// `startHostTime`: time 0; earlier events are dropped. `moveHz`: the most cursor samples a second, or 0 for
+    /// all. `stream`: null if the desktop has none. `journal`: outlives the tap; may be null. `ignored`: left out
+    /// of the log, such as the key that stops the recording.
     EventTap(const DisplayInfo& display, double startHostTime, double moveHz, std::unique_ptr<InputStream> stream,
              EventJournal* journal, const std::optional<Shortcut>& ignored = {});
     ~EventTap();
@@ -48,11 +47,11 @@ public:
 
     /// Once. False when input cannot be listened to; stop() then returns nothing.
     [[nodiscard]] bool start();
-    /// What was logged, with all that happened before the call. A second call returns the same.
+    /// What was logged, including all that happened before the call. A second call returns the same.
     Events stop();
 
-    /// Where the captured area is from now on, in global points, and how much larger than the display's pixels
-    /// the file shows it: a window may be moved and resized while it is recorded. Any thread.
+    /// The captured area from now on: its corner in global points, and the scale from the display's pixels to the
+    /// file's. A window may be moved and resized while it is recorded. Any thread.
     void setArea(Point origin, double scale);
 
 private:
@@ -69,7 +68,7 @@ private:
     EventJournal* const journal_;
     const std::optional<Shortcut> ignored_;
 
-    // Only for the stream's thread.
+    // Used by the stream's thread only.
     double lastT_ = 0;
     double lastMoveT_ = -std::numeric_limits<double>::infinity();
 

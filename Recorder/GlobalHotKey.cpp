@@ -12,7 +12,7 @@ bool GlobalHotKey::registerKey(ScreenSystem& screen, std::int64_t keyCode, const
         if (!grab->take(keyCode, modifiers, handler_)) return false;
         grab_ = std::move(grab);
         return true;
-    } catch (const PlatformError&) {  // a recording can be stopped by other means
+    } catch (const PlatformError&) {  // there are other ways to stop a recording
         return false;
     }
 }

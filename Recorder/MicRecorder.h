@@ -17,7 +17,7 @@ namespace lumenwhirl {
 
 class AudioWriter;
 
-/// The microphones that can be recorded. Throws PlatformError, so that a missing audio server can be told from one
+/// The microphones that can be recorded. Throws PlatformError, so that a missing audio server differs from one
 /// without microphones.
 namespace AudioDevices {
 

@@ -41,7 +41,7 @@ namespace {
 namespace fs = std::filesystem;
 using Error = LumenwhirlPackage::Error;
 
-constexpr double lastPicture = 1.0 / 60;  // seconds that it is shown
+constexpr double lastFrameDuration = 1.0 / 60;  // seconds
 
 bool hasMicrophoneFile(const LumenwhirlPackage& package) {
     std::error_code error;
@@ -49,27 +49,28 @@ bool hasMicrophoneFile(const LumenwhirlPackage& package) {
     return !error && bytes >= leastMicrophoneBytes;
 }
 
-/// Pieces become a plain file. Where that fails, as on a full disk, the pieces are kept, which every player takes.
+/// Turns a fragmented file into a plain one. Where that fails, as on a full disk, the fragments stay; every player
+/// takes them.
 void giveIndex(const fs::path& file) {
     try {
-        Remuxer::complete(file, lastPicture);
+        Remuxer::complete(file, lastFrameDuration);
     } catch (const MediaError&) {
     }
 }
 
-/// Why the microphone's sound could not be laid under the picture: the recording does without it then.
-std::optional<std::string> layMicrophone(const LumenwhirlPackage& package, double duration) {
+/// Why the microphone's audio could not be joined with the video; the recording does without it then.
+std::optional<std::string> joinMicrophone(const LumenwhirlPackage& package, double duration) {
     try {
         giveIndex(package.micURL());
-        Muxer::muxAudio(package.micURL(), package.recordingURL(), duration + lastPicture);
+        Muxer::muxAudio(package.micURL(), package.recordingURL(), duration + lastFrameDuration);
         return std::nullopt;
     } catch (const Muxer::MuxError& error) {
         return error.what();
     }
 }
 
-/// Held by one process, or thread, at a time: several commands may be given one package at once. Where the file
-/// system has no locks, there is none.
+/// Held by one process or thread at a time, as several commands may open a package at once. Does nothing on a file
+/// system without locks.
 class Lock {
 public:
     explicit Lock(const LumenwhirlPackage& package)
@@ -97,7 +98,7 @@ void removeLeftovers(const LumenwhirlPackage& package) {
 std::optional<std::string> complete(const LumenwhirlPackage& package, const Recorded& recorded) {
     const bool hasMicrophone = recorded.recordedMicrophone && hasMicrophoneFile(package);
     std::optional<std::string> microphoneFailure;
-    if (hasMicrophone) microphoneFailure = layMicrophone(package, recorded.duration);
+    if (hasMicrophone) microphoneFailure = joinMicrophone(package, recorded.duration);
     const bool isMicrophoneMuxed = hasMicrophone && !microphoneFailure;
     if (!isMicrophoneMuxed) giveIndex(package.recordingURL());
     package.writeEvents(recorded.log);
@@ -120,11 +121,11 @@ std::optional<Recovery> recover(const LumenwhirlPackage& package) {
     removeLeftovers(package);
     std::optional<VideoInfo> video;
     try {
-        // First, as only then the file tells how long it is.
-        Remuxer::complete(package.recordingURL(), lastPicture);
+        // First, as only then does the file say how long it is.
+        Remuxer::complete(package.recordingURL(), lastFrameDuration);
         video = VideoReader(package.recordingURL()).info();
         if (video->duration <= 0)
-            throw MediaError(MediaError::Kind::damaged, package.recordingURL(), "it has no picture");
+            throw MediaError(MediaError::Kind::damaged, package.recordingURL(), "it has no frame");
     } catch (const MediaError& error) {
         throw Error(Error::Kind::cannotRead, package.url(),
                     error.kind() == MediaError::Kind::cannotWrite
@@ -133,8 +134,8 @@ std::optional<Recovery> recover(const LumenwhirlPackage& package) {
     }
     const bool hasMicrophone = hasMicrophoneFile(package);
     Recorded recorded{.log = std::move(*log),
-                      .duration = std::max(0.0, video->duration - lastPicture),
-                      // With a microphone there is no other sound.
+                      .duration = std::max(0.0, video->duration - lastFrameDuration),
+                      // With a microphone no other audio is recorded.
                       .recordedSystemAudio = video->hasAudio && !hasMicrophone,
                       .recordedMicrophone = hasMicrophone};
     const std::optional<std::string> microphoneFailure = complete(package, recorded);

@@ -31,7 +31,7 @@ PermissionStatus statusOfScreen(ScreenSystem* screen) {
 
 PermissionStatus statusOfInput(ScreenSystem* screen) {
     if (!screen) return PermissionStatus::notDetermined;
-    // The server's owner has switched off what input is listened to by.
+    // The server's owner has switched off the extension that input is read with.
     return screen->canListenToInput() ? PermissionStatus::granted : PermissionStatus::denied;
 }
 
@@ -82,7 +82,7 @@ PermissionStatus status(Permission permission, ScreenSystem* screen, AudioSystem
             case Permission::microphone:
                 return statusOfMicrophone(audio);
         }
-    } catch (const PlatformError&) {  // the server is gone or was never there: nobody has said no
+    } catch (const PlatformError&) {  // there is no server, so nobody has refused
     }
     return PermissionStatus::notDetermined;
 }

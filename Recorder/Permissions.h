@@ -9,7 +9,7 @@
 
 namespace lumenwhirl {
 
-/// What a recording needs to be allowed.
+/// What a recording needs permission for.
 enum class Permission { screenRecording, inputMonitoring, microphone };
 enum class PermissionStatus { granted, denied, notDetermined };
 
@@ -19,19 +19,19 @@ inline constexpr std::array allPermissions{Permission::screenRecording, Permissi
 /// "screenRecording"; "notDetermined".
 [[nodiscard]] std::string_view nameOf(Permission permission) noexcept;
 [[nodiscard]] std::string_view nameOf(PermissionStatus status) noexcept;
-/// For people: "Screen Recording", and one sentence that says what for.
+/// To show: "Screen Recording", and one sentence that says what it is for.
 [[nodiscard]] std::string_view titleOf(Permission permission) noexcept;
 [[nodiscard]] std::string_view explanationOf(Permission permission) noexcept;
-/// A page of the system's settings; X11 has none.
+/// The page of the system's settings; X11 has none.
 [[nodiscard]] std::optional<std::string_view> settingsLinkOf(Permission permission) noexcept;
 
-/// X11 and the sound servers ask nobody: what they can do, they do. So a permission is granted where there is what
-/// it is about, and not determined where there is not, as without a display.
+/// X11 and the audio servers ask nobody: what they can do, they do. So a permission is granted where the thing
+/// itself exists, and not determined where it does not, as without a display.
 namespace Permissions {
 
 /// `screen`: null without a display.
 [[nodiscard]] PermissionStatus status(Permission permission, ScreenSystem* screen, AudioSystem& audio);
-/// Asks the user, where a system does; then as status().
+/// Asks the user, if the system does so; then as status().
 [[nodiscard]] PermissionStatus request(Permission permission, ScreenSystem* screen, AudioSystem& audio);
 
 }  // namespace Permissions

@@ -55,7 +55,7 @@ private:
 
 }  // namespace
 
-/// What lives as long as one recording, in the order in which it begins.
+/// What lives as long as one recording, in the order in which it starts.
 struct RecordingController::Session {
     Session(LumenwhirlPackage made, const DisplayInfo& captured)
         : package(std::move(made)),
@@ -107,18 +107,18 @@ LumenwhirlPackage RecordingController::start(const RecordingOptions& options, co
     return package;
 }
 
-/// Everything that must work, or there is no recording; and the computer's sound, which may fail.
+/// Opens all without which there is no recording, and the computer's audio, which may fail.
 void RecordingController::open(const RecordingOptions& options, Session& session) {
-    // The microphone's sound takes the place of any other in the end.
+    // The microphone's audio replaces any other in the end.
     auto source = options.captureSystemAudio && !options.captureMic ? ScreenRecorder::AudioSource::system
                                                                     : ScreenRecorder::AudioSource::none;
     std::unique_ptr<AudioStream> audio;
     if (source == ScreenRecorder::AudioSource::system) {
         try {
             audio = audio_.systemAudio();
-        } catch (const PlatformError& error) {  // better a recording without sound than none
+        } catch (const PlatformError& error) {  // better a recording without audio than none
             source = ScreenRecorder::AudioSource::none;
-            notices_.push_back(std::string("recording without sound: ") + error.what());
+            notices_.push_back(std::string("recording without audio: ") + error.what());
         }
     }
     const DisplayInfo& display = session.info.display;
@@ -132,8 +132,8 @@ void RecordingController::open(const RecordingOptions& options, Session& session
                                                       std::move(file), clock_);
 }
 
-/// Removes what a recording that could not begin has made. The package may have been there before, or another
-/// recording may be running in it: what is theirs stays.
+/// Removes what a recording that could not begin has created. The package may have existed before, or another
+/// recording may be running in it: what belongs to them stays.
 void RecordingController::discard(std::unique_ptr<Session> session) {
     if (!session) return;
     std::error_code ignored;
@@ -150,9 +150,8 @@ void RecordingController::awaitFirstFrame(Session& session, const std::stop_toke
         for (const auto& problem : {session.screen->endReason(), session.screen->failure()})
             if (problem) throw RecordingError(RecordingError::Kind::noFrames, *problem);
         if (clock_.now() > deadline)
-            throw RecordingError(
-                RecordingError::Kind::noFrames,
-                "no picture arrived within 2 seconds; see that what is to be recorded is visible");
+            throw RecordingError(RecordingError::Kind::noFrames,
+                                 "no frame arrived within 2 seconds; check that the display or window is visible");
         clock_.sleep(pollInterval, stop);
     }
 }
@@ -171,7 +170,7 @@ void RecordingController::startInput(Session& session) {
     std::unique_ptr<InputStream> stream;
     try {
         stream = screen_.input();
-    } catch (const PlatformError&) {  // the tap does without, too
+    } catch (const PlatformError&) {  // the tap works without one
     }
     const EventTap::Shortcut stopKey{GlobalHotKey::stopKeyCode, GlobalHotKey::stopModifiers};
     session.input = std::make_unique<EventTap>(session.info.display, session.info.startHostTime, moveHz,
@@ -208,7 +207,7 @@ LumenwhirlPackage RecordingController::stop() {
     recorded.duration = result.duration;
     recorded.recordedSystemAudio = result.audioSource == ScreenRecorder::AudioSource::system && result.wroteAudio;
     recorded.recordedMicrophone = session->microphone != nullptr;
-    state_ = State::idle;  // whatever becomes of the package, another recording can begin
+    state_ = State::idle;  // even if completing fails, another recording can begin
     notices_.clear();
     if (const auto failure = PackageCompletion::complete(session->package, recorded))
         notices_.push_back("the voice is in mic.m4a, but not in the recording: " + *failure);

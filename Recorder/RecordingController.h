@@ -23,8 +23,8 @@ namespace lumenwhirl {
 struct RecordingOptions {
     CaptureTarget target;
     bool captureMic = false;
-    std::optional<std::string> micDeviceID{};  // a MicDevice's; the default input if left out
-    bool captureSystemAudio = false;           // without effect when the microphone is recorded
+    std::optional<std::string> micDeviceID{};  // of a MicDevice; without one, the default input
+    bool captureSystemAudio = false;           // ignored when the microphone is recorded
     VideoCodec codec = VideoCodec::hevc;
     EncoderChoice encoder = EncoderChoice::automatic;
 };
@@ -33,7 +33,7 @@ class RecordingError : public std::runtime_error {
 public:
     enum class Kind {
         notRecording,  // stop() without a recording
-        noFrames,      // no picture arrived in time
+        noFrames,      // no frame arrived in time
         cancelled,     // before the recording had begun
     };
     RecordingError(Kind kind, const std::string& problem) : std::runtime_error(problem), kind_(kind) {}
@@ -43,16 +43,16 @@ private:
     Kind kind_;
 };
 
-/// Runs one recording at a time from start to stop: pictures and sound into a package, then the microphone and the
-/// input, which count from the first picture; at the end the whole package. What a crash leaves,
+/// Runs one recording at a time from start to stop: video and audio go into a package, then the microphone and the
+/// input, whose times count from the first frame; at the end the package is completed. What a crash leaves behind,
 /// PackageCompletion::recover completes.
 ///
-/// start() and stop() block and belong to one thread; everything else may be asked from any.
+/// start() and stop() block and belong to one thread; everything else may be asked from any thread.
 class RecordingController {
 public:
     enum class State { idle, recording, finishing };
 
-    /// How long the first picture may take, in seconds.
+    /// How long the first frame may take, in seconds.
     static constexpr double longestWait = 2.0;
 
     /// All of them must outlive this.
@@ -62,30 +62,30 @@ public:
     RecordingController& operator=(const RecordingController&) = delete;
 
     /// While idle only. Creates the package and begins. Throws LumenwhirlPackage::Error, PlatformError,
-    /// MediaError, RecordingError; what it made of the package is removed then. Sound that cannot be had is done
-    /// without, see notices().
+    /// MediaError, RecordingError, and then removes what it has created. Does without audio that is not available,
+    /// see notices().
     LumenwhirlPackage start(const RecordingOptions& options, const std::string& packageName,
                             const std::filesystem::path& folder, const std::stop_token& stop);
-    /// Ends the recording and completes its package. Throws RecordingError; LumenwhirlPackage::Error when the
-    /// documents cannot be written: what was recorded is kept then, to be completed when it is next opened.
+    /// Ends the recording and completes its package. Throws RecordingError, and LumenwhirlPackage::Error when the
+    /// documents cannot be written: then the recording is kept, and completed when it is next opened.
     LumenwhirlPackage stop();
 
     [[nodiscard]] State state() const noexcept { return state_; }
 
-    /// Of the running recording, for people who wait.
+    /// Of the running recording, to show.
     struct Progress {
-        double seconds = 0;  // since the first picture
+        double seconds = 0;  // since the first frame
         RecordingFile::Progress file;
         float audioLevel = 0;  // the latest peak, linear
     };
     [[nodiscard]] Progress progress() const;
-    /// Why the recording is over and should be stopped, in a line for people: the window was closed.
+    /// Why the recording is over and should be stopped, as a line of text: the window was closed.
     [[nodiscard]] std::optional<std::string> endReason() const;
-    /// Why no more can be written and it should be stopped, in a line for people: the disk is full.
+    /// Why no more can be written and it should be stopped, as a line of text: the disk is full.
     [[nodiscard]] std::optional<std::string> failure() const;
-    /// Why no more sound is recorded, in a line for people: the microphone was unplugged. The rest goes on.
+    /// Why no more audio is recorded, as a line of text: the microphone was unplugged. The rest goes on.
     [[nodiscard]] std::optional<std::string> audioFailure() const;
-    /// What the latest start() or stop() did without, in lines for people; of their thread.
+    /// What the latest start() or stop() did without, as lines of text; for their thread.
     [[nodiscard]] const std::vector<std::string>& notices() const noexcept { return notices_; }
 
 private:

@@ -10,7 +10,7 @@ namespace lumenwhirl::Desktop {
 
 /// The desktop of this session: an X11 display. Throws PlatformError (notReachable).
 [[nodiscard]] std::unique_ptr<ScreenSystem> connectToScreen();
-/// The sound server of this session. Connects when it is first asked for something.
+/// The audio server of this session. Connects when it is first used.
 [[nodiscard]] std::unique_ptr<AudioSystem> makeAudioSystem();
 
 }  // namespace lumenwhirl::Desktop

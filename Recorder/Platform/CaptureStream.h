@@ -9,29 +9,29 @@
 
 namespace lumenwhirl {
 
-/// What a capture stream says of a frame. Only a complete one has a picture.
+/// What a capture stream says about a frame. Only a complete one has a picture.
 enum class FrameStatus {
-    complete,   // there is a picture to record, see CaptureStream
-    idle,       // nothing did
-    blank,      // there is nothing to see, as of a minimised window that was never shown
-    suspended,  // the stream rests
+    complete,   // has a picture to record, see CaptureStream
+    idle,       // nothing changed
+    blank,      // there is nothing to see, such as a window that was never shown
+    suspended,  // the stream pauses
     started,    // the first after starting, without a picture
     stopped,    // the last
 };
 
-/// One picture of the captured area, valid while the handler runs.
+/// A frame of the captured area, valid while the handler runs.
 struct CapturedFrame {
     FrameStatus status = FrameStatus::complete;
     double time = 0;  // host clock, when the picture was taken
-    // Rows top-down; four bytes a pixel: blue, green, red and one without meaning. Full range, sRGB.
+    // Rows top-down; four bytes a pixel: blue, green, red and one unused. Full range, sRGB.
     const std::uint8_t* pixels = nullptr;
     std::ptrdiff_t stride = 0;  // bytes
-    // Pixels. What the target had at first, unless its window has been resized since; then any size, also odd.
+    // Pixels. The target's size at the start, unless its window has been resized; then any size, also odd.
     int width = 0, height = 0;
-    Point origin{};  // of the captured area's top-left corner, in global points: windows move
+    Point origin{};  // the captured area's top-left corner, in global points: windows move
 };
 
-/// Delivers the pictures of one display or window, at most 60 a second, without the system's cursor. A frame is
+/// Delivers the frames of one display or window, at most 60 a second, without the system's cursor. A frame is
 /// complete when the picture has changed, and also within `inputGrace` of the user's last input and of the start:
 /// a moving cursor or a zoom over a still picture needs frames to be drawn on.
 class CaptureStream {
@@ -41,13 +41,13 @@ public:
     using EndHandler = std::function<void(const std::string& reason)>;
 
     virtual ~CaptureStream() = default;
-    /// Begins; once. Both handlers are called on a thread of the stream's own, one at a time. The stream waits for
-    /// a handler to return and then goes on with the newest picture. `ended`: the stream has ended by itself,
-    /// because its window was closed, its display was unplugged or the server is gone; a line for people says so.
-    /// No frame follows. Throws PlatformError.
+    /// Once. Both handlers are called on the stream's own thread, one at a time. The stream waits for a handler to
+    /// return and then goes on with the newest picture. `ended`: the stream has ended by itself, because its
+    /// window was closed, its display was unplugged or the server is gone, with a line of text that says so; no
+    /// frame follows. Throws PlatformError.
     virtual void start(FrameHandler frame, EndHandler ended) = 0;
-    /// Delivers a last complete frame, so that a recording lasts until now however still the screen was, and ends.
-    /// No handler runs any more when it returns. Not from a handler. May be called again, and before start().
+    /// Delivers a last complete frame, so that the recording lasts until now however still the screen was, and
+    /// ends. No handler runs after it returns. Not from a handler. May be called again, and before start().
     virtual void stop() noexcept = 0;
 };
 

@@ -4,13 +4,13 @@
 
 namespace lumenwhirl {
 
-/// The clock behind every time in a recording, of pictures, sound and input alike: CLOCK_MONOTONIC in seconds,
-/// which is also what the X server and the sound server stamp with. Any thread may ask.
+/// The clock of every time in a recording, of frames, audio and input alike: CLOCK_MONOTONIC in seconds, which the
+/// X server and the audio server use for their time stamps, too. Any thread.
 class HostClock {
 public:
     virtual ~HostClock() = default;
     [[nodiscard]] virtual double now() const = 0;
-    /// Blocks for so long, or until `stop` asks.
+    /// Blocks for so long, or until `stop` is requested.
     virtual void sleep(double seconds, const std::stop_token& stop) = 0;
 };
 

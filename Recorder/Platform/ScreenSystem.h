@@ -17,9 +17,9 @@ namespace lumenwhirl {
 /// A display as the system lists it.
 struct SystemDisplay {
     std::uint32_t id = 0;
-    std::string name{};              // for people, such as "HDMI-1"; may be empty
+    std::string name{};              // to show, such as "HDMI-1"; may be empty
     Rect bounds{};                   // global points
-    std::optional<Size> modeSize{};  // pixels of its current mode; empty where it has none
+    std::optional<Size> modeSize{};  // pixels of its current mode; empty if it has none
     bool isPrimary = false;
     bool operator==(const SystemDisplay&) const = default;
 };
@@ -27,10 +27,10 @@ struct SystemDisplay {
 /// A window as the system lists it.
 struct SystemWindow {
     std::uint32_t id = 0;
-    Rect frame{};  // of what would be recorded, in global points: the content, without the window manager's frame
+    Rect frame{};  // what would be recorded, in global points: the content, without the window manager's frame
     bool isOnScreen = true;         // false while minimised or on another desktop
     std::string applicationName{};  // empty when unknown
-    std::string applicationID{};    // what tells applications apart; empty when unknown
+    std::string applicationID{};    // unique to the application; empty when unknown
     std::string title{};
     bool operator==(const SystemWindow&) const = default;
 };
@@ -43,11 +43,11 @@ public:
 
     /// In the server's order.
     [[nodiscard]] virtual std::vector<SystemDisplay> displays() = 0;
-    /// Every window of an application; in the server's order, the lowest first.
+    /// The windows of all applications in the server's order, from the lowest up.
     [[nodiscard]] virtual std::vector<SystemWindow> windows() = 0;
 
-    /// Of the display, or the window, with that identifier. `info` is what the target was listed with; a window
-    /// that is resized later is delivered in its new size. Not started yet.
+    /// Captures the display, or the window, with that identifier; not started. `info` is what the target was
+    /// listed with; a window that is resized later is delivered in its new size.
     [[nodiscard]] virtual std::unique_ptr<CaptureStream> captureDisplay(std::uint32_t id,
                                                                         const DisplayInfo& info) = 0;
     [[nodiscard]] virtual std::unique_ptr<CaptureStream> captureWindow(std::uint32_t id,
@@ -55,7 +55,7 @@ public:
     [[nodiscard]] virtual std::unique_ptr<InputStream> input() = 0;
     [[nodiscard]] virtual std::unique_ptr<HotKeyGrab> hotKey() = 0;
 
-    /// Whether pictures can be taken, and input listened to, at all.
+    /// Whether pictures can be taken at all, and input listened to.
     [[nodiscard]] virtual bool canCaptureScreen() = 0;
     [[nodiscard]] virtual bool canListenToInput() = 0;
 };

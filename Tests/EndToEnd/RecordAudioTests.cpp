@@ -96,14 +96,14 @@ TEST_F(AudioRecordTest, goesOnWhereTheAudioEnds) {
     server.unplug("speakers");
     fs::remove_all(package.url());
     record();
-    EXPECT_NE(stop().errors.find("goes on without sound: there is no sound output"), std::string::npos);
+    EXPECT_NE(stop().errors.find("goes on without sound: there is no audio output"), std::string::npos);
 }
 
 class SilentRecordTest : public RecordTest {};
 TEST_F(SilentRecordTest, goesOnWithoutAnAudioServer) {
     hasAudio = true;
     record();
-    EXPECT_NE(stop().errors.find("recording without sound: no sound server answers"), std::string::npos);
+    EXPECT_NE(stop().errors.find("recording without audio: no audio server answers"), std::string::npos);
     EXPECT_FALSE(VideoReader(package.recordingURL()).info().hasAudio);
 }
 

@@ -363,7 +363,7 @@ TEST_F(RecordTest, refusesWhatItCannotDoInOneLine) {
     blind.environment["DISPLAY"] = ":987";
     expectRefusal({"record"}, 1, ":987", blind);
     expectRefusal({"targets"}, 1, ":987", blind);
-    expectRefusal({"microphones"}, 1, "sound server", surroundings());
+    expectRefusal({"microphones"}, 1, "audio server", surroundings());
     expectRefusal({"record", "--display", "123456"}, 1, "123456", surroundings());
     expectRefusal({"record", "--window", "0x123456"}, 1, "1193046", surroundings());
     expectRefusal({"record", "--window", "17", "--display", "4"}, 2, "exclude", surroundings());

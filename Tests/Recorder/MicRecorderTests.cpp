@@ -120,7 +120,7 @@ TEST_F(Microphone, withoutOneNothingIsWritten) {
     system.mic.startFailure = "the microphone is busy";
     fails("the microphone is busy");
     system.isReachable = false;
-    fails("no sound server answers");
+    fails("no audio server answers");
     EXPECT_THROW((void)AudioDevices::inputs(system), PlatformError);
     system.isReachable = true;
     system.devices.clear();

@@ -190,10 +190,10 @@ TEST_F(RecordingControllerTest, doesWithoutWhatCannotBeHad) {
     EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
 
     audio.isReachable = true;
-    audio.system.startFailure = "there is no sound output";
+    audio.system.startFailure = "there is no audio output";
     clock.at(clock.now() + 0.1, [this] { show(0); });
     (void)begin(how);
-    EXPECT_EQ(controller.audioFailure(), "there is no sound output");
+    EXPECT_EQ(controller.audioFailure(), "there is no audio output");
     EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
 }
 

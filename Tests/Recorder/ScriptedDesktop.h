@@ -197,12 +197,12 @@ public:
 private:
     template <class Value>
     Value& reached(Value& value) const {
-        if (!isReachable) throw PlatformError(PlatformError::Kind::notReachable, "no sound server answers");
+        if (!isReachable) throw PlatformError(PlatformError::Kind::notReachable, "no audio server answers");
         return value;
     }
     template <class Value>
     const Value& reached(const Value& value) const {
-        if (!isReachable) throw PlatformError(PlatformError::Kind::notReachable, "no sound server answers");
+        if (!isReachable) throw PlatformError(PlatformError::Kind::notReachable, "no audio server answers");
         return value;
     }
 };

@@ -8,7 +8,7 @@
 namespace lumenwhirl {
 namespace {
 
-/// The answer to a request that is still on its way; callbacks fill it.
+/// The answer to a pending request; callbacks fill it in.
 template <class Answer>
 struct Pending {
     const PulseConnection& connection;
@@ -31,7 +31,7 @@ std::vector<MicDevice> inputsOf(const PulseConnection& connection) {
     return pending.answer;
 }
 
-/// Also what an output plays may be the default source.
+/// May also be what an output plays.
 std::string defaultSourceOf(const PulseConnection& connection) {
     Pending<std::string> pending{.connection = connection};
     const PulseConnection::Lock lock(connection);

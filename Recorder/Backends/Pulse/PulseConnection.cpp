@@ -25,7 +25,7 @@ PulseConnection::PulseConnection() : loop_(orOutOfMemory(pa_threaded_mainloop_ne
         },
         this);
     if (pa_threaded_mainloop_start(loop_.get()) < 0)
-        throw PlatformError(PlatformError::Kind::failed, "cannot start a thread for sound");
+        throw PlatformError(PlatformError::Kind::failed, "cannot start a thread for audio");
     bool isReady = false;
     std::string problem;
     {
@@ -39,7 +39,7 @@ PulseConnection::PulseConnection() : loop_(orOutOfMemory(pa_threaded_mainloop_ne
     disconnect();
     throw PlatformError(
         PlatformError::Kind::notReachable,
-        "no sound server answers (" + problem + "); start PulseAudio or PipeWire, or record without sound");
+        "no audio server answers (" + problem + "); start PulseAudio or PipeWire, or record without audio");
 }
 
 PulseConnection::~PulseConnection() {
@@ -66,9 +66,9 @@ void PulseConnection::waitFor(pa_operation* request) const {
     }
     if (!isGood())
         throw PlatformError(PlatformError::Kind::notReachable,
-                            "the sound server is gone (" + reason() + "); try again");
+                            "the audio server is gone (" + reason() + "); try again");
     if (!request)
-        throw PlatformError(PlatformError::Kind::failed, "the sound server does not take a request: " + reason());
+        throw PlatformError(PlatformError::Kind::failed, "the audio server rejects a request: " + reason());
 }
 
 }  // namespace lumenwhirl

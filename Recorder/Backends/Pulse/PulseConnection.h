@@ -8,17 +8,17 @@
 
 namespace lumenwhirl {
 
-/// A connection to the user's sound server, with the thread that libpulse calls back on. Callbacks must not throw.
+/// A connection to the user's audio server, with the thread that libpulse calls back on. Callbacks must not throw.
 class PulseConnection {
 public:
     /// Waits for the server's answer; libpulse gives up after 30 s. Throws PlatformError (notReachable).
     PulseConnection();
-    /// Lets a running callback end; none comes after it. Not from a callback.
+    /// Waits for a running callback; none follows. Not from a callback.
     ~PulseConnection();
     PulseConnection(const PulseConnection&) = delete;
     PulseConnection& operator=(const PulseConnection&) = delete;
 
-    /// Keeps callbacks away, which run with it held. Needed for all below and for every call of libpulse.
+    /// Callbacks run with this lock held. Everything below, and every call of libpulse, needs it.
     class Lock {
     public:
         explicit Lock(const PulseConnection& connection) : loop_(connection.loop_.get()) {
@@ -35,16 +35,16 @@ public:
     [[nodiscard]] pa_context* context() const noexcept { return context_.get(); }
     /// False once the server is gone.
     [[nodiscard]] bool isGood() const { return PA_CONTEXT_IS_GOOD(pa_context_get_state(context_.get())); }
-    /// libpulse's words for what went wrong last.
+    /// libpulse's words for the last error.
     [[nodiscard]] std::string reason() const;
     /// Called when the server is gone.
     void setLossHandler(std::function<void()> lost) { lost_ = std::move(lost); }
 
-    /// Gives up the lock until a callback signals.
+    /// Releases the lock until a callback signals.
     void wait() const { pa_threaded_mainloop_wait(loop_.get()); }
     void signal() const { pa_threaded_mainloop_signal(loop_.get(), 0); }
-    /// Waits until the request is answered; its callback has to signal. Throws PlatformError: notReachable when
-    /// the server is gone, else failed.
+    /// Waits until the request is answered; its callback must signal. Throws PlatformError: notReachable when the
+    /// server is gone, else failed.
     void waitFor(pa_operation* request) const;
 
 private:

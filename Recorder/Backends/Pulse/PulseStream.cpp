@@ -1,5 +1,7 @@
 #include "Recorder/Backends/Pulse/PulseStream.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -11,7 +13,7 @@ constexpr double usPerSecond = 1e6;
 constexpr int blocksPerSecond = 100;
 constexpr double measurementInterval = 0.1;  // seconds
 
-/// libpulse's clock is CLOCK_MONOTONIC too.
+/// libpulse's clock is CLOCK_MONOTONIC, too.
 double now() {
     return static_cast<double>(pa_rtclock_now()) / usPerSecond;
 }
@@ -27,6 +29,24 @@ pa_sample_spec specOf(const AudioFormat& format) {
 }
 
 }  // namespace
+
+bool SampleClock::measure(double time, double sample) {
+    const double origin = time - sample / sampleRate_, error = origin - origin_;
+    const bool isStray = count_ > 0 && std::abs(error) > largestError;
+    strays_ = isStray ? strays_ + 1 : 0;
+    if (isStray && strays_ < provenAfter) return false;
+    if (isStray) count_ = strays_ = 0;
+    ++count_;
+    // At first the mean of the measurements, then an exponential average. The first is taken as it is.
+    const double elapsed = std::max(0.0, time - measuredAt_);
+    origin_ += error * std::max(1.0 / count_, elapsed / (elapsed + timeConstant));
+    measuredAt_ = time;
+    return true;
+}
+
+double SampleClock::timeOf(std::uint64_t sample) const {
+    return origin_ + static_cast<double>(sample) / sampleRate_;
+}
 
 void PulseStream::StreamDeleter::operator()(pa_stream* stream) const noexcept {
     pa_stream_set_state_callback(stream, nullptr, nullptr);
@@ -49,10 +69,10 @@ void PulseStream::start(BlockHandler block, EndHandler ended) {
     ended_ = std::move(ended);
     phase_ = Phase::opening;
     connection_.setLossHandler([this] {
-        fail(PlatformError::Kind::notReachable, "the sound server is gone (" + connection_.reason() + ")");
+        fail(PlatformError::Kind::notReachable, "the audio server is gone (" + connection_.reason() + ")");
     });
     if (!connection_.isGood())
-        fail(PlatformError::Kind::notReachable, "the sound server is gone (" + connection_.reason() + ")");
+        fail(PlatformError::Kind::notReachable, "the audio server is gone (" + connection_.reason() + ")");
     else if (microphone_)
         open(*microphone_);
     else
@@ -75,7 +95,7 @@ void PulseStream::subscribe() {
             static_cast<PulseStream*>(self)->findOutput();
         },
         this);
-    // Of the server itself: which devices are the default ones. Where it cannot tell, nothing is followed.
+    // Changes of the server itself, such as its default devices. If it cannot report them, none are followed.
     if (pa_operation* request =
             pa_context_subscribe(connection_.context(), PA_SUBSCRIPTION_MASK_SERVER, nullptr, nullptr))
         pa_operation_unref(request);
@@ -90,14 +110,14 @@ void PulseStream::findOutput() {
             auto& self = *static_cast<PulseStream*>(data);
             if (isEnd < 0 && self.connection_.isGood())
                 self.fail(PlatformError::Kind::notFound,
-                          "there is no sound output (" + self.connection_.reason() + "); connect one");
+                          "there is no audio output (" + self.connection_.reason() + "); connect one");
             if (isEnd == 0) self.follow(output);
         },
         this);
     if (request)
         pa_operation_unref(request);
     else
-        fail(PlatformError::Kind::failed, "the sound server does not name its output: " + connection_.reason());
+        fail(PlatformError::Kind::failed, "the audio server does not name its output: " + connection_.reason());
 }
 
 void PulseStream::follow(const pa_sink_info* output) {
@@ -145,10 +165,10 @@ void PulseStream::changed() {
         phase_ = Phase::running;
         connection_.signal();
     }
-    if (PA_STREAM_IS_GOOD(state) || !connection_.isGood()) return;  // a lost server is told by the connection
+    if (PA_STREAM_IS_GOOD(state) || !connection_.isGood()) return;  // the connection reports a lost server
     const int error = pa_context_errno(connection_.context());
-    const bool isUnknown = error == PA_ERR_NOENTITY || error == PA_ERR_INVALID;  // what no name can be is invalid
-    const bool wasOutput = isReady_ || (phase_ == Phase::running && isUnknown);  // gone, maybe before it opened
+    const bool isUnknown = error == PA_ERR_NOENTITY || error == PA_ERR_INVALID;  // an impossible name is "invalid"
+    const bool wasOutput = isReady_ || (phase_ == Phase::running && isUnknown);  // gone, perhaps before it opened
     if (wasOutput && !microphone_) {
         stream_.reset();
         findOutput();
@@ -162,7 +182,7 @@ void PulseStream::changed() {
 }
 
 void PulseStream::read() {
-    // When the first samples were heard is not known before the server has answered; they wait in the stream.
+    // The samples wait in the stream until the server has answered when the first were heard.
     if (phase_ != Phase::running) return;
     if (now() >= measurementDue_) requestMeasurement();
     if (!clock_.isSet()) return;
@@ -171,7 +191,7 @@ void PulseStream::read() {
         std::size_t sizeBytes = 0;
         if (pa_stream_peek(stream_.get(), &data, &sizeBytes) < 0 || sizeBytes == 0) return;
         const std::size_t frames = sizeBytes / bytesPerFrame(format_);
-        // Without data they were lost; the time of the next block says so.
+        // Without data, samples were lost; the time of the next block shows it.
         if (data)
             block_(
                 {.time = clock_.timeOf(position_), .samples = static_cast<const float*>(data), .frames = frames});
@@ -180,14 +200,15 @@ void PulseStream::read() {
     }
 }
 
-/// The server has told how far it is. libpulse's own figure made of that (pa_stream_get_latency) is not used: it
-/// was wrong by 18 ms for the first 50 ms of an output's sound, as it takes no sample for one that is heard later.
+/// The server has reported its position. libpulse's own figure for that (pa_stream_get_latency) is not used: it
+/// was wrong by 18 ms for the first 50 ms of an output's audio, as it does not allow for samples that are heard
+/// later.
 void PulseStream::measure() {
     const pa_timing_info* info = pa_stream_get_timing_info(stream_.get());
-    // Before there are samples it tells nothing of them: a device may take a while to begin.
+    // It means nothing before there are samples: a device may take a while to begin.
     if (!info || info->write_index_corrupt != 0 || info->write_index <= 0) return;
     const double written = static_cast<double>(info->write_index) / static_cast<double>(bytesPerFrame(format_));
-    // Recorded but not written yet; what an output plays is written before it is heard.
+    // Recorded but not yet written; what an output plays is written before it is heard.
     const double waiting =
         (static_cast<double>(info->source_usec) - static_cast<double>(info->sink_usec)) / usPerSecond;
     const double transport = static_cast<double>(info->transport_usec) / usPerSecond;
@@ -212,7 +233,7 @@ void PulseStream::fail(PlatformError::Kind kind, const std::string& problem) {
 }
 
 std::string PulseStream::name() const {
-    return microphone_ ? "the microphone " + *microphone_ : "the sound of the system";
+    return microphone_ ? "the microphone " + *microphone_ : "the system audio";
 }
 
 }  // namespace lumenwhirl

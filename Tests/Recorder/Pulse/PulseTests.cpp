@@ -1,6 +1,6 @@
 #include "Media/AudioReader.h"
 #include "Recorder/Backends/Pulse/PulseAudioSystem.h"
-#include "Recorder/Backends/Pulse/SampleClock.h"
+#include "Recorder/Backends/Pulse/PulseStream.h"
 #include "Recorder/MicRecorder.h"
 #include "Recorder/Platform/HostClock.h"
 #include "Recorder/Platform/PlatformError.h"
@@ -177,8 +177,8 @@ TEST_F(Pulse, saysWhenTheServerIsGone) {
     Listener listener(*microphone), other(*music);
     ASSERT_TRUE(listener.goesOn() && other.goesOn());
     server.kill();
-    EXPECT_EQ(listener.reason(), "the sound server is gone (Connection terminated)");
-    EXPECT_EQ(other.reason(), "the sound server is gone (Connection terminated)");
+    EXPECT_EQ(listener.reason(), "the audio server is gone (Connection terminated)");
+    EXPECT_EQ(other.reason(), "the audio server is gone (Connection terminated)");
     const auto failure = failureOf([&] { Listener late(*unstarted); });
     ASSERT_TRUE(failure);
     EXPECT_EQ(failure->kind(), PlatformError::Kind::notReachable);
@@ -191,8 +191,8 @@ TEST_F(Pulse, saysWhenTheServerIsGone) {
         EXPECT_EQ(refusal->kind(), PlatformError::Kind::notReachable);
         EXPECT_STREQ(
             refusal->what(),
-            "no sound server answers (Connection refused); start PulseAudio or PipeWire, or record without "
-            "sound");
+            "no audio server answers (Connection refused); start PulseAudio or PipeWire, or record without "
+            "audio");
     }
 }
 

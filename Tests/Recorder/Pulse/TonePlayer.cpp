@@ -87,7 +87,7 @@ void TonePlayer::update() {
 double TonePlayer::onset() {
     const PulseConnection::Lock lock(connection_);
     while (!onset_ && connection_.isGood()) connection_.wait();
-    if (!onset_) throw std::runtime_error("the sound server is gone");
+    if (!onset_) throw std::runtime_error("the audio server is gone");
     return *onset_;
 }
 
