@@ -10,9 +10,9 @@ namespace lumenwhirl {
 namespace {
 
 Picture textLikePicture(int width, int height) {
-    Picture picture(width, height);
+    Picture picture(width, height, PixelFormat::yuv420p8);
     std::uint32_t state = 1;
-    for (const MutablePlane& plane : picture.mutableView().planes) {
+    for (const Plane<std::uint8_t>& plane : picture.mutablePlanes().planes) {
         for (int y = 0; y < plane.height; ++y) {
             for (int x = 0; x < plane.width; ++x) {
                 state = state * 1664525 + 1013904223;
@@ -30,10 +30,8 @@ Size sizeOf(const Picture& picture) {
 /// Everything on, everything moving: decoded planes to encoder planes.
 void finishedFrame(benchmark::State& run, int width, int height, double zoom) {
     const Picture frame = textLikePicture(width, height);
-    FrameCompositor compositor;
-    compositor.prepareStyle(StyleResolver::resolve(Style(), sizeOf(frame)), sizeOf(frame), sizeOf(frame));
-    Picture out(width, height);
-    compositor.drawBase(out.mutableView());
+    const auto compositor = FrameCompositor::make(PixelFormat::yuv420p8);
+    compositor->prepare(StyleResolver::resolve(Style(), sizeOf(frame)), sizeOf(frame), sizeOf(frame));
     FrameState state;
     state.keystrokes = {{"⇧⌘S", 1}, {"⌘K", 0.5}};
     state.caption = "A caption that is about as long as captions are";
@@ -43,8 +41,7 @@ void finishedFrame(benchmark::State& run, int width, int height, double zoom) {
         const Point place{width * (0.5 + 0.2 * std::cos(phase)), height * (0.5 + 0.2 * std::sin(phase))};
         state.cursor = {place, 1, {{place, 0.3}, {place, 0.7}}};
         if (zoom > 1) state.camera = CameraState{place, zoom};
-        compositor.render(frame.view(), state, out.mutableView());
-        benchmark::DoNotOptimize(out.mutableView().planes[0].data);
+        benchmark::DoNotOptimize(compositor->compose(frame, state).plane(0));
     }
 }
 BENCHMARK_CAPTURE(finishedFrame, wholeView1080p, 1920, 1080, 1.0)->Unit(benchmark::kMillisecond);
@@ -55,16 +52,13 @@ BENCHMARK_CAPTURE(finishedFrame, zoomed4K, 3840, 2160, 1.75)->Unit(benchmark::kM
 /// The camera on its way in: the map changes with every frame.
 void zoomRamp1080p(benchmark::State& run) {
     const Picture frame = textLikePicture(1920, 1080);
-    FrameCompositor compositor;
-    compositor.prepareStyle(StyleResolver::resolve(Style(), sizeOf(frame)), sizeOf(frame), sizeOf(frame));
-    Picture out(1920, 1080);
-    compositor.drawBase(out.mutableView());
+    const auto compositor = FrameCompositor::make(PixelFormat::yuv420p8);
+    compositor->prepare(StyleResolver::resolve(Style(), sizeOf(frame)), sizeOf(frame), sizeOf(frame));
     FrameState state;
     int i = 0;
     for (auto _ : run) {
         state.camera = CameraState{{700, 500}, 1.01 + 0.74 * (++i % 36) / 36};
-        compositor.render(frame.view(), state, out.mutableView());
-        benchmark::DoNotOptimize(out.mutableView().planes[0].data);
+        benchmark::DoNotOptimize(compositor->compose(frame, state).plane(0));
     }
 }
 BENCHMARK(zoomRamp1080p)->Unit(benchmark::kMillisecond);
@@ -72,8 +66,8 @@ BENCHMARK(zoomRamp1080p)->Unit(benchmark::kMillisecond);
 void prepareStyle1080p(benchmark::State& run) {
     const Size size{1920, 1080};
     const RenderStyle style = StyleResolver::resolve(Style(), size);
-    FrameCompositor compositor;
-    for (auto _ : run) compositor.prepareStyle(style, size, size);
+    const auto compositor = FrameCompositor::make(PixelFormat::yuv420p8);
+    for (auto _ : run) compositor->prepare(style, size, size);
 }
 BENCHMARK(prepareStyle1080p)->Unit(benchmark::kMillisecond);
 

@@ -93,7 +93,7 @@ void convertFrame(benchmark::State& run, int width, int height) {
     frame.width = width;
     frame.height = height;
     CapturedFrameConverter converter;
-    VideoFrame out = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
+    Picture out(width, height, PixelFormat::yuv420p8);
     for (auto _ : run) {
         converter.convert(frame, out);
         benchmark::DoNotOptimize(out.plane(0));

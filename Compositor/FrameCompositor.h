@@ -8,15 +8,13 @@
 #include "Engine/Overlays/KeystrokeModel.h"
 #include "Pixels/Picture.h"
 
-#include <cstdint>
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace lumenwhirl {
-
-struct Kernels;
 
 /// All that a finished frame shows besides the recorded picture.
 struct FrameState {
@@ -30,48 +28,38 @@ struct FrameState {
 };
 
 /// Draws finished frames: the recorded picture with ripples, cursor and zoom, caption and pills over it, cut to a
-/// rounded rectangle on the styled canvas. Everything stays in video planes; artwork is drawn once and cached.
-/// One per preview or export, used by one thread at a time. Recorded frames have 8 bits; finished frames are of
-/// PictureFormat<Sample>.
-template <class Sample>
-class BasicFrameCompositor {
+/// rounded rectangle on the styled canvas. One per preview or export, used by one thread at a time.
+///
+/// Every implementation draws the same frames; how it gets there, and what it remembers of earlier frames to do
+/// less, is its own affair.
+class FrameCompositor {
 public:
-    /// Draws bands of rows on up to `threads` threads, its own included (at least 1).
-    explicit BasicFrameCompositor(int threads = 1);
-    /// With given row kernels instead of the fastest; `kernels` must outlive the compositor.
-    BasicFrameCompositor(int threads, const Kernels& kernels);
-    ~BasicFrameCompositor();
-    BasicFrameCompositor(BasicFrameCompositor&&) noexcept;
-    BasicFrameCompositor& operator=(BasicFrameCompositor&&) noexcept;
-
-    /// Draws what is the same in every frame. `canvas` and `contentSize` (the recorded frame) in pixels, even.
-    /// Call when the style, the canvas or the recorded size changes, never per frame. Throws std::bad_alloc.
-    void prepareStyle(const RenderStyle& style, Size canvas, Size contentSize);
-    /// Fills a canvas-sized picture with what surrounds the video.
-    void drawBase(const BasicPicture<Sample>& out) const;
-    /// One finished frame into `out`, which must hold the base (drawBase, or an earlier frame of this style): only
-    /// the video rectangle is written. Without a prepared style `out` has the frame's size and gets the content as
-    /// it is.
-    void render(const PictureView& frame, const FrameState& state, const BasicPicture<Sample>& out);
-    /// The last call of renderChanges: the pixels of what it was given and of what it made.
-    struct Previous {
-        PictureView frame;
-        BasicPicture<const Sample> finished;
+    /// Ways to compose frames.
+    enum class Implementation {
+        planar,           // in video planes on the processor, with its best instructions
+        planarReference,  // the same in plain C++, which defines the results
     };
-    /// As render, for one frame after the other: rows that `out` shows already are left alone, and those that the
-    /// last finished frame shows are copied. `previous`: null for the first frame, and when those pixels are gone.
-    /// `drawn`: which frame `out` shows, kept with it by the caller from call to call; 0 while it holds the base
-    /// alone.
-    void renderChanges(const PictureView& frame, const Previous* previous, const FrameState& state,
-                       const BasicPicture<Sample>& out, std::int64_t& drawn);
-    /// Ripples, cursor and camera alone, unstyled, into `out` of the frame's size.
-    void composite(const PictureView& frame, const CursorState& cursor, double cursorSize,
-                   const std::optional<CameraState>& camera, const BasicPicture<Sample>& out);
+    static constexpr std::array allImplementations{Implementation::planar, Implementation::planarReference};
 
-private:
-    struct Parts;
-    std::unique_ptr<Parts> parts_;
+    /// Finished frames will be of `format`: yuv420p8 or yuv422p10. `threads`: how many draw side by side, the
+    /// caller's included, at least 1.
+    [[nodiscard]] static std::unique_ptr<FrameCompositor> make(PixelFormat format, int threads = 1,
+                                                               Implementation how = Implementation::planar);
+    virtual ~FrameCompositor() = default;
+    FrameCompositor(const FrameCompositor&) = delete;
+    FrameCompositor& operator=(const FrameCompositor&) = delete;
+
+    /// Draws what is the same in every frame. `canvas` and `content` (the recorded frame) in pixels, even. Call it
+    /// when the style, the canvas or the recorded size changes, never per frame. Throws std::bad_alloc.
+    virtual void prepare(const RenderStyle& style, Size canvas, Size content) = 0;
+
+    /// The finished frame of a recorded picture of yuv420p8. Without a prepared style it has the picture's size
+    /// and nothing round it. What shows the same as the frame before is that frame again. The compositor keeps
+    /// what it was given and what it gave until the next call. Throws std::bad_alloc.
+    [[nodiscard]] virtual Picture compose(const Picture& recorded, const FrameState& state) = 0;
+
+protected:
+    FrameCompositor() = default;
 };
-using FrameCompositor = BasicFrameCompositor<std::uint8_t>;
 
 }  // namespace lumenwhirl

@@ -140,7 +140,7 @@ void OverlayPainter<Sample>::planCaptionAndPills(const Canvas& canvas, const std
 
 template <class Sample>
 void OverlayPainter<Sample>::draw(const Canvas& canvas, const CameraView& view, const Kernels& kernels,
-                                  const RowPairs& rows, const BasicPicture<Sample>& out) {
+                                  const RowPairs& rows, const Planes<Sample>& out) {
     for (const Item& item : items_) {
         bool isWanted = false;
         for (int pair = item.rows.begin / 2; pair < item.rows.end / 2; ++pair)

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Compositor/Artwork.h"
-#include "Compositor/CameraView.h"
 #include "Compositor/OverlayTile.h"
 #include "Compositor/RowPairs.h"
 #include "Compositor/StyledCanvas.h"
@@ -62,7 +61,7 @@ public:
     [[nodiscard]] const std::vector<Item>& plan() const noexcept { return items_; }
     /// Draws the plan on those rows alone.
     void draw(const Canvas& canvas, const CameraView& view, const Kernels& kernels, const RowPairs& rows,
-              const BasicPicture<Sample>& out);
+              const Planes<Sample>& out);
     /// Drops artwork made for another canvas.
     void forget();
 

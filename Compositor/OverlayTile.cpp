@@ -1,6 +1,6 @@
 #include "Compositor/OverlayTile.h"
 
-#include "Pixels/ColorConversion.h"
+#include "Pixels/PlaneWriting.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,8 +10,8 @@ namespace lumenwhirl {
 template <class Sample>
 void OverlayTile<Sample>::fit(int width, int height) {
     if (color_.width() == width && color_.height() == height) return;
-    color_ = PictureBuffer<Sample>(width, height);
-    coverage_ = PictureBuffer<Sample>(width, height);
+    color_ = Picture(width, height, PictureFormat<Sample>::pixelFormat);
+    coverage_ = Picture(width, height, PictureFormat<Sample>::pixelFormat);
 }
 
 template <class Sample>
@@ -22,10 +22,10 @@ void OverlayTile<Sample>::assign(const Image& image) {
         for (int x = 0; x < image.width; ++x, in += 4)
             set(x, in[0] / 255.0F, in[1] / 255.0F, in[2] / 255.0F, in[3] / 255.0F);
     };
-    writePlanes(color_.mutableView(), Rounding::nearest, [&](int y, YuvRow& row) {
-        read(y, [&](int x, float r, float g, float b, float a) { row.set(x, yuvFromRgb(r, g, b, a)); });
+    writePlanes(color_.mutablePlanes<Sample>(), Rounding::nearest, [&](int y, YuvRow& row) {
+        read(y, [&](int x, float r, float g, float b, float a) { row.set(x, bt709::fromRgb(r, g, b, a)); });
     });
-    writePlanes(coverage_.mutableView(), Rounding::nearest, [&](int y, YuvRow& row) {
+    writePlanes(coverage_.mutablePlanes<Sample>(), Rounding::nearest, [&](int y, YuvRow& row) {
         read(y, [&](int x, float, float, float, float a) { row.set(x, {255 * a, 255 * a, 255 * a}); });
     });
 }
@@ -33,12 +33,12 @@ void OverlayTile<Sample>::assign(const Image& image) {
 template <class Sample>
 void OverlayTile<Sample>::assign(const ImageResampler& pixels, int width, int height) {
     fit(width, height);
-    writePlanes(color_.mutableView(), Rounding::nearest, [&](int y, YuvRow& row) {
+    writePlanes(color_.mutablePlanes<Sample>(), Rounding::nearest, [&](int y, YuvRow& row) {
         const ImageResampler::Pixel* in = pixels.row(y);
         for (int x = 0; x < width; ++x, ++in)
-            row.set(x, yuvFromRgb((*in)[0] / 255, (*in)[1] / 255, (*in)[2] / 255, (*in)[3] / 255));
+            row.set(x, bt709::fromRgb((*in)[0] / 255, (*in)[1] / 255, (*in)[2] / 255, (*in)[3] / 255));
     });
-    writePlanes(coverage_.mutableView(), Rounding::nearest, [&](int y, YuvRow& row) {
+    writePlanes(coverage_.mutablePlanes<Sample>(), Rounding::nearest, [&](int y, YuvRow& row) {
         const ImageResampler::Pixel* in = pixels.row(y);
         for (int x = 0; x < width; ++x, ++in) row.set(x, {(*in)[3], (*in)[3], (*in)[3]});
     });
@@ -46,13 +46,13 @@ void OverlayTile<Sample>::assign(const ImageResampler& pixels, int width, int he
 
 template <class Sample>
 void OverlayTile<Sample>::draw(const StyledCanvas<Sample>& canvas, const Kernels& kernels, int x, int y,
-                               double opacity, const RowPairs& wanted, const BasicPicture<Sample>& out) const {
+                               double opacity, const RowPairs& wanted, const Planes<Sample>& out) const {
     const int strength = static_cast<int>(std::lround(std::clamp(opacity, 0.0, 1.0) * 256));
     if (strength == 0) return;
     for (int p = 0; p < 3; ++p) {
         const auto plane = static_cast<std::size_t>(p);
-        const BasicPlane<const Sample> color = color_.view().planes[plane];
-        const BasicPlane<const Sample> coverage = coverage_.view().planes[plane];
+        const Plane<const Sample> color = color_.planes<Sample>()[plane];
+        const Plane<const Sample> coverage = coverage_.planes<Sample>()[plane];
         const int left = p == 0 ? x : x / 2, top = p == 0 ? y : y >> PictureFormat<Sample>::chromaRowsShift;
         const Span rows = canvas.rows(p);
         const int lastRow = std::min(rows.end, top + color.height);
@@ -61,8 +61,7 @@ void OverlayTile<Sample>::draw(const StyledCanvas<Sample>& canvas, const Kernels
             const Span span = canvas.columns(p, row);
             const int begin = std::max(span.begin, left), end = std::min(span.end, left + color.width);
             if (begin >= end) continue;
-            kernels.into<Sample>().overlayRow(out.planes[plane].row(row) + begin,
-                                              color.row(row - top) + (begin - left),
+            kernels.into<Sample>().overlayRow(out[plane].row(row) + begin, color.row(row - top) + (begin - left),
                                               coverage.row(row - top) + (begin - left), strength, end - begin);
         }
     }

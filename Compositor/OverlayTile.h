@@ -21,12 +21,12 @@ public:
     /// Source-over at an opacity of 0...1, its top-left corner at even (x, y), only where `canvas` has video, and
     /// on those rows alone.
     void draw(const StyledCanvas<Sample>& canvas, const Kernels& kernels, int x, int y, double opacity,
-              const RowPairs& wanted, const BasicPicture<Sample>& out) const;
+              const RowPairs& wanted, const Planes<Sample>& out) const;
 
 private:
     void fit(int width, int height);
-    PictureBuffer<Sample> color_;     // premultiplied
-    PictureBuffer<Sample> coverage_;  // the luma plane's, and in both chroma planes theirs
+    Picture color_;     // premultiplied
+    Picture coverage_;  // the luma plane's, and in both chroma planes theirs
 };
 
 }  // namespace lumenwhirl

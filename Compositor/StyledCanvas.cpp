@@ -2,8 +2,8 @@
 
 #include "Compositor/ShadowMap.h"
 #include "Pixels/AxisMap.h"
-#include "Pixels/ColorConversion.h"
 #include "Pixels/ImageResampler.h"
+#include "Pixels/PlaneWriting.h"
 
 #include <algorithm>
 #include <cmath>
@@ -190,10 +190,11 @@ RowPainter painterFor(const RenderStyle::Picture& picture, int width, int height
 
 template <class Sample>
 StyledCanvas<Sample>::StyledCanvas(const RenderStyle& style, Size canvas, Size content) : content_(content) {
-    base_ = PictureBuffer<Sample>(static_cast<int>(canvas.width), static_cast<int>(canvas.height));
+    base_ = Picture(static_cast<int>(canvas.width), static_cast<int>(canvas.height),
+                    PictureFormat<Sample>::pixelFormat);
     place(style.paddingPx, canvas);
     const double radius = std::min(style.cornerRadiusPx, 0.5 * std::min(videoRect_.width, videoRect_.height));
-    drawBase(style, radius);
+    paintBase(style, radius);
     buildMasks(style, radius);
 }
 
@@ -217,7 +218,7 @@ void StyledCanvas<Sample>::place(double paddingPx, Size canvas) {
 }
 
 template <class Sample>
-void StyledCanvas<Sample>::drawBase(const RenderStyle& style, double radius) {
+void StyledCanvas<Sample>::paintBase(const RenderStyle& style, double radius) {
     const RowPainter paint = std::visit(
         [&](const auto& background) { return painterFor(background, width(), height()); }, style.background);
     std::optional<ShadowMap> shadow;
@@ -228,25 +229,26 @@ void StyledCanvas<Sample>::drawBase(const RenderStyle& style, double radius) {
     RgbRow colors(width());
     std::vector<float> shade(colors.red.size(), 0.0F);
     const auto opacity = static_cast<float>(style.shadow.opacity);
-    writePlanes(base_.mutableView(), isFlat ? Rounding::nearest : Rounding::dithered, [&](int y, YuvRow& row) {
-        paint(y, colors);
-        if (shadow) {
-            const double source = y + 0.5 - style.shadow.yOffset;
-            if (source < 0) {  // the shadow was cut at the canvas, then moved
-                std::fill(shade.begin(), shade.end(), 0.0F);
-            } else {
-                shadow->row(source, shade);
-            }
-        }
-        for (std::size_t x = 0; x < shade.size(); ++x) {
-            const float kept = 1 - shade[x] * opacity;
-            const YuvSample sample =
-                yuvFromRgb(colors.red[x] * kept, colors.green[x] * kept, colors.blue[x] * kept);
-            row.y[x] = sample.y;
-            row.cb[x] = sample.cb;
-            row.cr[x] = sample.cr;
-        }
-    });
+    writePlanes(base_.mutablePlanes<Sample>(), isFlat ? Rounding::nearest : Rounding::dithered,
+                [&](int y, YuvRow& row) {
+                    paint(y, colors);
+                    if (shadow) {
+                        const double source = y + 0.5 - style.shadow.yOffset;
+                        if (source < 0) {  // the shadow was cut at the canvas, then moved
+                            std::fill(shade.begin(), shade.end(), 0.0F);
+                        } else {
+                            shadow->row(source, shade);
+                        }
+                    }
+                    for (std::size_t x = 0; x < shade.size(); ++x) {
+                        const float kept = 1 - shade[x] * opacity;
+                        const bt709::Sample sample =
+                            bt709::fromRgb(colors.red[x] * kept, colors.green[x] * kept, colors.blue[x] * kept);
+                        row.y[x] = sample.y;
+                        row.cb[x] = sample.cb;
+                        row.cr[x] = sample.cr;
+                    }
+                });
 }
 
 template <class Sample>
@@ -258,8 +260,8 @@ void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, double radius) {
         color = style.border->color;
         stroke = strokedRect(videoRect_, radius, style.border->widthPx, color.alpha, width(), height());
     }
-    const YuvSample sample =
-        yuvFromRgb(static_cast<float>(color.red), static_cast<float>(color.green), static_cast<float>(color.blue));
+    const bt709::Sample sample = bt709::fromRgb(static_cast<float>(color.red), static_cast<float>(color.green),
+                                                static_cast<float>(color.blue));
     const std::array<float, 3> samples{sample.y, sample.cb, sample.cr};
 
     for (int plane = 0; plane < 3; ++plane) {
@@ -267,7 +269,7 @@ void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, double radius) {
         const Coverage border =
             stroke.empty() || plane == 0 ? stroke : chromaCoverage<Sample>(stroke, width(), height());
         Mask& result = masks_[static_cast<std::size_t>(plane)];
-        const BasicPlane<Sample> out = base_.mutableView().planes[static_cast<std::size_t>(plane)];
+        const Plane<Sample> out = base_.mutablePlanes<Sample>()[static_cast<std::size_t>(plane)];
         const auto borderSample = static_cast<Sample>(
             std::lround(PictureFormat<Sample>::unit * samples[static_cast<std::size_t>(plane)]));
         result.rows = {out.height, 0};
@@ -311,6 +313,13 @@ void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, double radius) {
         }
         if (result.rows.isEmpty()) result.rows = result.columns = {0, 0};
     }
+}
+
+template <class Sample>
+void StyledCanvas<Sample>::copyBase(const Planes<Sample>& out) const {
+    const Planes<const Sample> base = base_.planes<Sample>();
+    for (std::size_t p = 0; p < 3; ++p)
+        for (int y = 0; y < base[p].height; ++y) std::copy_n(base[p].row(y), base[p].width, out[p].row(y));
 }
 
 template <class Sample>

@@ -3,21 +3,33 @@
 #include "Compositor/RenderStyle.h"
 #include "Engine/Geometry/Rect.h"
 #include "Engine/Geometry/Size.h"
+#include "Engine/Motion/CameraModel.h"
 #include "Pixels/Picture.h"
+#include "Pixels/PlaneResampler.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
 namespace lumenwhirl {
 
-/// Columns [begin, end) of a row, or rows, of one plane.
-struct Span {
-    int begin = 0, end = 0;
-    [[nodiscard]] bool isEmpty() const noexcept { return begin >= end; }
-    bool operator==(const Span&) const = default;
+/// The part of the recorded frame that the camera shows: recorded pixel (x, y) is drawn at
+/// ((x - left) * scale, (y - top) * scale) of a view as large as the frame.
+struct CameraView {
+    double left = 0, top = 0, scale = 1;
+    bool operator==(const CameraView&) const = default;
 };
+
+/// `frame`: the recorded frame's size in pixels. The view never leaves the frame.
+[[nodiscard]] inline CameraView viewOf(const std::optional<CameraState>& camera, Size frame) {
+    if (!camera || !(camera->scale > 1.001)) return {};
+    const double width = frame.width / camera->scale, height = frame.height / camera->scale;
+    return {std::clamp(camera->center.x - width / 2, 0.0, frame.width - width),
+            std::clamp(camera->center.y - height / 2, 0.0, frame.height - height), camera->scale};
+}
 
 /// All of a finished frame that does not change from frame to frame: where the video lies, what is round it, and
 /// how its edge and border blend in. Built once per style; then only read.
@@ -36,8 +48,9 @@ public:
     [[nodiscard]] const Rect& videoRect() const noexcept { return videoRect_; }
     /// Recorded pixels to canvas pixels.
     [[nodiscard]] double contentScale() const noexcept { return contentScale_; }
-    /// Background, shadow, and what of the border lies outside the video.
-    [[nodiscard]] BasicPicture<const Sample> base() const noexcept { return base_.view(); }
+    /// Fills a picture of the canvas's size with what surrounds the video: background, shadow, and what of the
+    /// border lies outside the video.
+    void copyBase(const Planes<Sample>& out) const;
 
     /// Rows of a plane that hold video, and the columns of each that do, wholly or partly. Empty rows are
     /// possible.
@@ -74,13 +87,13 @@ private:
 
     [[nodiscard]] const Mask& maskOf(int plane) const noexcept { return masks_[std::size_t(plane)]; }
     void place(double paddingPx, Size canvas);
-    void drawBase(const RenderStyle& style, double radius);
+    void paintBase(const RenderStyle& style, double radius);
     void buildMasks(const RenderStyle& style, double radius);
 
     Size content_;
     Rect videoRect_;
     double contentScale_ = 1;
-    PictureBuffer<Sample> base_;
+    Picture base_;
     std::array<Mask, 3> masks_;
 };
 

@@ -1,5 +1,7 @@
 #include "Demo/FrameMaker.h"
 
+#include "Pixels/Bt709.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cmath>
@@ -8,16 +10,7 @@
 namespace lumenwhirl::demo {
 namespace {
 
-// BT.709 with limited range, in units of 1/65536: luma 16...235 from 0.2126 R + 0.7152 G + 0.0722 B,
-// chroma 16...240 from (B - Y) / 1.8556 and (R - Y) / 1.5748.
-constexpr double kr = 0.2126, kg = 0.7152, kb = 0.0722, one = 65536;
-constexpr int fixed(double value) {
-    return static_cast<int>(value < 0 ? value - 0.5 : value + 0.5);
-}
-constexpr int yr = fixed(kr * 219 / 255 * one), yg = fixed(kg * 219 / 255 * one), yb = fixed(kb * 219 / 255 * one);
-constexpr double u = 224 / 255.0 / 1.8556 * one, v = 224 / 255.0 / 1.5748 * one;
-constexpr int ur = fixed(-kr * u), ug = fixed(-kg * u), ub = -ur - ug;  // grey has no chroma, exactly
-constexpr int vg = fixed(-kg * v), vb = fixed(-kb * v), vr = -vg - vb;
+constexpr bt709::FixedWeights weights = bt709::fixedWeights(1 << 16);
 
 constexpr int red(std::uint32_t pixel) {
     return static_cast<int>(pixel >> 16U & 255U);
@@ -32,8 +25,9 @@ constexpr int blue(std::uint32_t pixel) {
 void convertLuma(const std::uint32_t* pixels, std::uint8_t* luma, int count) {
     for (int x = 0; x < count; ++x) {
         const std::uint32_t pixel = pixels[x];
-        luma[x] = static_cast<std::uint8_t>(
-            (yr * red(pixel) + yg * green(pixel) + yb * blue(pixel) + (16 << 16) + (1 << 15)) >> 16);
+        luma[x] = static_cast<std::uint8_t>((weights.yr * red(pixel) + weights.yg * green(pixel) +
+                                             weights.yb * blue(pixel) + (16 << 16) + (1 << 15)) >>
+                                            16);
     }
 }
 
@@ -87,39 +81,28 @@ void FrameMaker::convert(cairo_surface_t* surface, cairo_rectangle_int_t area) {
         std::uint8_t *const rowU = planes_[1].row(y / 2), *const rowV = planes_[2].row(y / 2);
         for (int x = left; x < right; x += 2) {
             const Sums sums = sumsAt(upper, lower, x, width_ - 1);
-            rowU[x / 2] = chroma(ur, ug, ub, sums);
-            rowV[x / 2] = chroma(vr, vg, vb, sums);
+            rowU[x / 2] = chroma(weights.cbr, weights.cbg, weights.cbb, sums);
+            rowV[x / 2] = chroma(weights.crr, weights.crg, weights.crb, sums);
         }
     }
 }
 
-VideoFrame& FrameMaker::unsharedFrame() {
-    const auto free =
-        std::find_if(frames_.begin(), frames_.end(), [](const VideoFrame& f) { return f.isUnshared(); });
-    if (free != frames_.end()) {
-        current_ = static_cast<std::size_t>(free - frames_.begin());
-    } else {
-        current_ = frames_.size();
-        frames_.push_back(VideoFrame::allocate(width_, height_, PixelFormat::yuv420p8));
-    }
-    return frames_[current_];
-}
-
-const VideoFrame& FrameMaker::make(cairo_surface_t* surface, const cairo_region_t* changed) {
-    if (cairo_region_is_empty(changed) && !frames_.empty()) return frames_[current_];
+Picture FrameMaker::make(cairo_surface_t* surface, const cairo_region_t* changed) {
+    if (cairo_region_is_empty(changed) && latest_) return *latest_;
     for (int i = 0; i < cairo_region_num_rectangles(changed); ++i) {
         cairo_rectangle_int_t area;
         cairo_region_get_rectangle(changed, i, &area);
         convert(surface, area);
     }
-    VideoFrame& frame = unsharedFrame();
+    Picture picture = pool_.take(width_, height_, PixelFormat::yuv420p8);
     for (int i = 0; i < 3; ++i) {
         Plane& plane = planes_[static_cast<std::size_t>(i)];
         for (int y = 0; y < plane.height; ++y)
-            std::memcpy(frame.mutablePlane(i) + frame.stride(i) * y, plane.row(y),
+            std::memcpy(picture.mutablePlane(i) + picture.stride(i) * y, plane.row(y),
                         static_cast<std::size_t>(plane.width));
     }
-    return frame;
+    latest_ = picture;
+    return picture;
 }
 
 }  // namespace lumenwhirl::demo

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "Demo/CairoHandles.h"
-#include "Media/VideoFrame.h"
+#include "Pixels/Picture.h"
+#include "Pixels/PicturePool.h"
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace lumenwhirl::demo {
@@ -15,7 +17,7 @@ public:
     FrameMaker(int width, int height);
     /// `surface`: RGB24 of the maker's size; `changed`: the pixels that differ from the last call's, all of them
     /// at the first. The frame is the last one again if nothing changed.
-    [[nodiscard]] const VideoFrame& make(cairo_surface_t* surface, const cairo_region_t* changed);
+    [[nodiscard]] Picture make(cairo_surface_t* surface, const cairo_region_t* changed);
 
 private:
     struct Plane {
@@ -26,12 +28,11 @@ private:
         }
     };
     void convert(cairo_surface_t* surface, cairo_rectangle_int_t area);
-    VideoFrame& unsharedFrame();
 
     int width_, height_;
     std::array<Plane, 3> planes_;
-    std::vector<VideoFrame> frames_;  // as many as the encoder holds at once, and one
-    std::size_t current_ = 0;
+    PicturePool pool_;
+    std::optional<Picture> latest_;
 };
 
 }  // namespace lumenwhirl::demo

@@ -2,7 +2,7 @@
 
 #include "Exporter/ExportErrors.h"
 #include "Exporter/ExportTask.h"
-#include "Exporter/PictureOf.h"
+#include "Exporter/FramePipeline.h"
 #include "Exporter/SourceFrames.h"
 #include "Media/MediaError.h"
 #include "Media/VideoReader.h"
@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <memory>
 #include <system_error>
 
 namespace lumenwhirl::Exporter {
@@ -95,14 +96,10 @@ Image finishedFrame(const fs::path& recording, const EventLog& events, const Pro
         reader.seek(sourceTime);
         const auto frame = reader.next();
         if (!frame) throw noFrames(recording);
-        FrameCompositor compositor;
-        compositor.prepareStyle(states.renderStyle(), states.canvas(), states.contentSize());
-        Picture picture(static_cast<int>(states.canvas().width), static_cast<int>(states.canvas().height));
-        compositor.drawBase(picture.mutableView());
+        const std::unique_ptr<FrameCompositor> compositor = compositorFor(states, PixelFormat::yuv420p8);
         // An unedited recording's frame is drawn for its own time, as in the export.
         const FrameState state = states.state(timeline.isIdentity() ? frame->time() : sourceTime);
-        compositor.render(pictureOf(*frame), state, picture.mutableView());
-        return imageFromPicture(picture.view());
+        return imageFromPicture(compositor->compose(*frame, state));
     } catch (const MediaError& error) {
         throw ExportError(ExportError::Kind::cannotCreateReader, error.what());
     }

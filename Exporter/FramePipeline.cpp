@@ -15,12 +15,23 @@ namespace {
 /// core, the others 3. With two, 12 s take 0.1 s longer; eight are no faster, and frames are large.
 constexpr std::size_t queuedFrames = 4;
 
+/// How many threads draw: one draws faster than a few cores encode; many cores would wait for it.
+int drawingThreads() {
+    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()) / 4, 1, 4);
+}
+
 }  // namespace
+
+std::unique_ptr<FrameCompositor> compositorFor(const FrameStates& states, PixelFormat format) {
+    std::unique_ptr<FrameCompositor> compositor = FrameCompositor::make(format, drawingThreads());
+    compositor->prepare(states.renderStyle(), states.canvas(), states.contentSize());
+    return compositor;
+}
 
 Rendered runPipeline(SourceFrames& source, const FrameSteps& steps, const std::function<void(Progress)>& report,
                      const std::stop_token& stop) {
     struct Finished {
-        VideoFrame frame;
+        Picture picture;
         std::int64_t pts = 0;
     };
     BoundedQueue<SourceFrames::Item> decoded(queuedFrames);
@@ -40,7 +51,7 @@ Rendered runPipeline(SourceFrames& source, const FrameSteps& steps, const std::f
     std::jthread encoder([&](std::stop_token stopEncoder) {
         try {
             steps.prepareEncoding();
-            while (const auto next = finished.pop(stopEncoder)) steps.encode(next->frame, next->pts);
+            while (const auto next = finished.pop(stopEncoder)) steps.encode(next->picture, next->pts);
         } catch (...) {
             encoderFailure = std::current_exception();
             finished.close(encoderFailure);

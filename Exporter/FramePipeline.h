@@ -1,20 +1,23 @@
 #pragma once
 
+#include "Compositor/FrameCompositor.h"
 #include "Exporter/Exporter.h"
 #include "Exporter/SourceFrames.h"
-#include "Media/VideoFrame.h"
+#include "Pixels/Picture.h"
+#include "Scene/FrameStates.h"
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <stop_token>
 
 namespace lumenwhirl::Exporter {
 
 /// What happens to each recorded frame; draws on the caller's thread, encodes on one of its own.
 struct FrameSteps {
-    std::function<VideoFrame(const SourceFrames::Item&)> draw;
+    std::function<Picture(const SourceFrames::Item&)> draw;
     /// `pts` in ticks of the source's time base.
-    std::function<void(const VideoFrame&, std::int64_t pts)> encode;
+    std::function<void(const Picture&, std::int64_t pts)> encode;
     /// What takes a while before the first frame, on the thread that then draws or encodes; meanwhile frames are
     /// decoded.
     std::function<void()> prepareDrawing = [] {}, prepareEncoding = [] {};
@@ -30,5 +33,8 @@ struct Rendered {
 /// returns.
 [[nodiscard]] Rendered runPipeline(SourceFrames& source, const FrameSteps& steps,
                                    const std::function<void(Progress)>& progress, const std::stop_token& stop);
+
+/// Draws the frames of an export: ready for its style, in a format for its encoder. Takes a while.
+[[nodiscard]] std::unique_ptr<FrameCompositor> compositorFor(const FrameStates& states, PixelFormat format);
 
 }  // namespace lumenwhirl::Exporter

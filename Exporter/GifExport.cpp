@@ -1,6 +1,5 @@
 #include "Exporter/ExportErrors.h"
 #include "Exporter/ExportTask.h"
-#include "Exporter/FrameMaker.h"
 #include "Exporter/FramePipeline.h"
 #include "Exporter/SourceFrames.h"
 #include "Files/AtomicFile.h"
@@ -21,7 +20,7 @@ constexpr std::int64_t colorSamples = 32;  // enough for every scene of a record
 
 /// Shows the writer frames from all over the video, so that its palette fits them all. Reads the recording with
 /// a reader of its own; if that cannot seek or the file is damaged, the frames seen so far have to do.
-void learnColors(GifWriter& writer, const ExportTask& task, FrameMaker<std::uint8_t>& maker, std::int64_t frames) {
+void learnColors(GifWriter& writer, const ExportTask& task, FrameCompositor& compositor, std::int64_t frames) {
     VideoReader reader(task.recording);
     const std::int64_t samples = std::min(frames, colorSamples);
     for (std::int64_t i = 0; i < samples; ++i) {
@@ -35,7 +34,7 @@ void learnColors(GifWriter& writer, const ExportTask& task, FrameMaker<std::uint
         } catch (const MediaError&) {
         }
         if (!frame) return;
-        writer.learn(maker.make({std::move(*frame), sourceTime, 0}));
+        writer.learn(compositor.compose(*frame, task.states.state(sourceTime)));
     }
 }
 
@@ -43,18 +42,21 @@ void learnColors(GifWriter& writer, const ExportTask& task, FrameMaker<std::uint
 
 void exportGif(const ExportTask& task) {
     SourceFrames source(task.reader, task.states.timeline(), fps, SourceFrames::Times::grid);
-    FrameMaker<std::uint8_t> maker(task.states);
+    const std::unique_ptr<FrameCompositor> compositor = compositorFor(task.states, PixelFormat::yuv420p8);
     AtomicFile file = createOrRefuse(task.destination);
     const Size canvas = task.states.canvas();
     GifWriter writer(
         file.path(),
         {.width = static_cast<int>(canvas.width), .height = static_cast<int>(canvas.height), .frameRate = fps});
     if (task.options.progress) task.options.progress({0, source.totalFrames()});
-    learnColors(writer, task, maker, source.totalFrames());
-    const Rendered rendered = runPipeline(source,
-                                          {[&](const SourceFrames::Item& item) { return maker.make(item); },
-                                           [&](const VideoFrame& frame, std::int64_t) { writer.write(frame); }},
-                                          task.options.progress, task.stop);
+    learnColors(writer, task, *compositor, source.totalFrames());
+    const Rendered rendered =
+        runPipeline(source,
+                    {[&](const SourceFrames::Item& item) {
+                         return compositor->compose(item.frame, task.states.state(item.sourceTime));
+                     },
+                     [&](const Picture& frame, std::int64_t) { writer.write(frame); }},
+                    task.options.progress, task.stop);
     if (rendered.frames == 0) throw noFrames(task.recording);
     writer.finish();
     throwIfStopped(task.stop);

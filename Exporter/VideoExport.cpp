@@ -1,6 +1,5 @@
 #include "Exporter/ExportErrors.h"
 #include "Exporter/ExportTask.h"
-#include "Exporter/FrameMaker.h"
 #include "Exporter/FramePipeline.h"
 #include "Exporter/PreparedAudio.h"
 #include "Exporter/SourceFrames.h"
@@ -22,17 +21,19 @@ Container containerOf(Preset preset) {
     return preset == Preset::prores ? Container::mov : Container::mp4;
 }
 
+PixelFormat pixelFormatOf(VideoCodec codec) {
+    return codec == VideoCodec::prores ? PixelFormat::yuv422p10 : PixelFormat::yuv420p8;
+}
+
 /// One export to a video file. Audio that is ready early enough is muxed while the video is written; otherwise
 /// both are joined at the end.
 class VideoExport {
 public:
     explicit VideoExport(const ExportTask& task) : task_(task), video_(createOrRefuse(task.destination)) {}
 
-    template <class Sample>
     void run(SourceFrames& source, const VideoSettings& encoding);
 
 private:
-    template <class Sample>
     [[nodiscard]] Rendered encode(SourceFrames& source, const VideoSettings& encoding);
     void openWriter(const VideoSettings& encoding);
     [[nodiscard]] const fs::path& audioFile();
@@ -79,30 +80,31 @@ void VideoExport::join(double videoEnd) {
     }
 }
 
-template <class Sample>
 Rendered VideoExport::encode(SourceFrames& source, const VideoSettings& encoding) {
-    std::optional<FrameMaker<Sample>> maker;
-    const auto encodeFrame = [&](const VideoFrame& frame, std::int64_t pts) {
+    std::unique_ptr<FrameCompositor> compositor;
+    const auto encodeFrame = [&](const Picture& frame, std::int64_t pts) {
         // Not earlier, as it would delay the first frame.
         if (!audio_ && task_.reader.info().hasAudio)
             audio_.emplace(task_.recording, task_.states.timeline(), task_.destination);
         writer_->write(frame, pts);
     };
-    const Rendered rendered =
-        runPipeline(source,
-                    {.draw = [&](const SourceFrames::Item& item) { return maker->make(item); },
-                     .encode = encodeFrame,
-                     .prepareDrawing = [&] { maker.emplace(task_.states); },
-                     .prepareEncoding = [&] { openWriter(encoding); }},
-                    task_.options.progress, task_.stop);
+    const Rendered rendered = runPipeline(
+        source,
+        {.draw =
+             [&](const SourceFrames::Item& item) {
+                 return compositor->compose(item.frame, task_.states.state(item.sourceTime));
+             },
+         .encode = encodeFrame,
+         .prepareDrawing = [&] { compositor = compositorFor(task_.states, pixelFormatOf(encoding.codec)); },
+         .prepareEncoding = [&] { openWriter(encoding); }},
+        task_.options.progress, task_.stop);
     if (rendered.frames == 0) throw noFrames(task_.recording);
     writer_->finish();
     return rendered;
 }
 
-template <class Sample>
 void VideoExport::run(SourceFrames& source, const VideoSettings& encoding) {
-    const Rendered rendered = encode<Sample>(source, encoding);
+    const Rendered rendered = encode(source, encoding);
     throwIfStopped(task_.stop);
     if (audio_ && !writer_->hasFoundAudio()) join(rendered.end);
     throwIfStopped(task_.stop);
@@ -118,10 +120,7 @@ void exportVideo(const ExportTask& task) {
     VideoSettings encoding = encoderSettings(options.preset, states.canvas(), fps, source.timeBase());
     encoding.encoder = options.encoder;
     VideoExport whole(task);
-    if (encoding.codec == VideoCodec::prores)
-        whole.run<std::uint16_t>(source, encoding);
-    else
-        whole.run<std::uint8_t>(source, encoding);
+    whole.run(source, encoding);
 }
 
 }  // namespace lumenwhirl::Exporter

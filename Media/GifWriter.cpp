@@ -59,7 +59,7 @@ void check(const GifSettings& settings, const std::filesystem::path& file) {
     return frame;
 }
 
-/// From VideoFrame's format to R, G, B, A bytes of another size.
+/// From the format of frames to R, G, B, A bytes of another size.
 [[nodiscard]] ScalerHandle makeScaler(const GifSettings& from, const AVFrame& to) {
     ScalerHandle scaler(sws_alloc_context());
     if (!scaler) throw std::bad_alloc();
@@ -122,9 +122,9 @@ struct GifWriter::State {
     State(const State&) = delete;
     State& operator=(const State&) = delete;
 
-    [[nodiscard]] const AVFrame& scaled(const VideoFrame& frame);
-    void learn(const VideoFrame& frame);
-    void write(const VideoFrame& frame);
+    [[nodiscard]] const AVFrame& scaled(const Picture& frame);
+    void learn(const Picture& frame);
+    void write(const Picture& frame);
     [[nodiscard]] const std::vector<Area>& changedAreas(const AVFrame& picture);
     void draw(const AVFrame& picture, const Area& area);
     void showUntil(std::int64_t tick);
@@ -145,7 +145,7 @@ struct GifWriter::State {
 
     std::int64_t frames = 0;    // written
     std::int64_t sentTick = 0;  // of the picture that the encoder got last
-    VideoFrame last;            // written last
+    Picture last;               // written last
     FrameHandle next;           // R, G, B, A
     FrameHandle seen;           // R, G, B, A: what each pixel of `shown` was made of
     FrameHandle shown;          // indices
@@ -174,7 +174,7 @@ GifWriter::State::State(const std::filesystem::path& file, const GifSettings& ho
     output->start(options);
 }
 
-const AVFrame& GifWriter::State::scaled(const VideoFrame& frame) {
+const AVFrame& GifWriter::State::scaled(const Picture& frame) {
     assert(frame.format() == PixelFormat::yuv420p8);
     assert(frame.width() == settings.width && frame.height() == settings.height);
     const std::uint8_t* const planes[] = {frame.plane(0), frame.plane(1), frame.plane(2)};
@@ -184,13 +184,13 @@ const AVFrame& GifWriter::State::scaled(const VideoFrame& frame) {
     return *next;
 }
 
-void GifWriter::State::learn(const VideoFrame& frame) {
+void GifWriter::State::learn(const Picture& frame) {
     const AVFrame& picture = scaled(frame);
     palette->learn({picture.data[0], picture.width, picture.height, picture.linesize[0]});
     hasLearned = true;
 }
 
-void GifWriter::State::write(const VideoFrame& frame) {
+void GifWriter::State::write(const Picture& frame) {
     const std::int64_t tick = tickOf(frames, settings.frameRate);
     const bool isFirst = frames == 0;
     if (isFirst) {
@@ -317,12 +317,12 @@ int GifWriter::height() const noexcept {
     return state_->next->height;
 }
 
-void GifWriter::learn(const VideoFrame& frame) {
+void GifWriter::learn(const Picture& frame) {
     assert(state_->frames == 0);
     state_->learn(frame);
 }
 
-void GifWriter::write(const VideoFrame& frame) {
+void GifWriter::write(const Picture& frame) {
     state_->write(frame);
 }
 

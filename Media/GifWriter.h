@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Media/VideoFrame.h"
+#include "Pixels/Picture.h"
 
 #include <filesystem>
 #include <memory>
@@ -31,10 +31,10 @@ public:
 
     /// A sample of the colours to come, before the first write(). A few dozen, spread evenly over the whole, make
     /// the palette fit; without any it is that of the first frame. Memory does not grow with their number.
-    void learn(const VideoFrame& frame);
+    void learn(const Picture& frame);
     /// The next frame; frame i is shown from i / frameRate seconds on. Handing over a copy of the frame written
-    /// last costs next to nothing. Its pixels must not change any more while shared (VideoFrame::isUnshared).
-    void write(const VideoFrame& frame);
+    /// last costs next to nothing. Its pixels must not change any more while shared (Picture::isUnshared).
+    void write(const Picture& frame);
     /// Completes the file, after at least one frame. Throws MediaError, as all here; then the file is removed.
     void finish();
 

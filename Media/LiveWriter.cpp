@@ -33,7 +33,7 @@ struct LiveWriter::State {
           keyFrameTicks(settings.keyFrameInterval * frameTicks()) {}
 
     void start(const std::optional<AudioSettings>& audioSettings);
-    void write(const AVFrame& picture, std::int64_t pts);
+    void write(const Picture& picture, std::int64_t pts);
     void encode(const AVFrame* frame);
     [[nodiscard]] AVRational timeBase() const noexcept {
         return {settings.timeBase.numerator, settings.timeBase.denominator};
@@ -52,7 +52,7 @@ struct LiveWriter::State {
     PacketHandle packet = makePacket();
     std::int64_t keyFrameTicks;  // 0: as the encoder does
     std::int64_t latestKeyFrame = 0;
-    VideoFrame latest;
+    std::optional<Picture> latest;
     std::int64_t latestPts = 0;
 };
 
@@ -75,8 +75,8 @@ void LiveWriter::State::start(const std::optional<AudioSettings>& audioSettings)
     output->flush();
 }
 
-void LiveWriter::State::write(const AVFrame& picture, std::int64_t pts) {
-    const FrameHandle shared = sharePixels(picture);
+void LiveWriter::State::write(const Picture& picture, std::int64_t pts) {
+    const FrameHandle shared = frameAround(picture);
     shared->pts = pts;
     if (keyFrameTicks > 0 && pts - latestKeyFrame >= keyFrameTicks) shared->pict_type = AV_PICTURE_TYPE_I;
     encode(shared.get());
@@ -116,14 +116,14 @@ void LiveWriter::start(const std::optional<AudioSettings>& audio) {
     }
 }
 
-void LiveWriter::write(const VideoFrame& frame, std::int64_t pts) {
+void LiveWriter::write(const Picture& frame, std::int64_t pts) {
     assert(frame.width() == state_->settings.width && frame.height() == state_->settings.height);
     State& state = *state_;
-    while (state.latest.frame_ && pts - state.latestPts > longestPicture) {
+    while (state.latest && pts - state.latestPts > longestPicture) {
         state.latestPts += longestPicture;
-        state.write(*state.latest.frame_, state.latestPts);
+        state.write(*state.latest, state.latestPts);
     }
-    state.write(*frame.frame_, pts);
+    state.write(frame, pts);
     state.latest = frame;
     state.latestPts = pts;
 }

@@ -28,9 +28,9 @@ public:
     /// unsupported) and may be tried again.
     void start(const std::optional<AudioSettings>& audio);
     /// Not before start(), as all below. `pts` in ticks of the settings' time base, at least 0 and ascending. The
-    /// frame's pixels must not change any more while shared (VideoFrame::isUnshared). Throws MediaError
+    /// frame's pixels must not change any more while shared (Picture::isUnshared). Throws MediaError
     /// (encoderFailed, cannotWrite), as all below; then nothing more can be written, and what was flushed stays.
-    void write(const VideoFrame& frame, std::int64_t pts);
+    void write(const Picture& frame, std::int64_t pts);
     /// `channels[c][0..frames)`, nominal -1...1; follows what was written before without a gap, from time 0.
     void writeAudio(const float* const* channels, std::size_t frames);
     /// Hands what was written to the system, but for the last 0.07 s of sound, which the encoder holds.

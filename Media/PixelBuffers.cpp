@@ -1,5 +1,6 @@
 #include "Media/PixelBuffers.h"
 
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -12,8 +13,6 @@ extern "C" {
 namespace lumenwhirl {
 namespace {
 
-constexpr int rowAlignment = 64;           // bytes: a cache line, and the widest SIMD register
-constexpr std::size_t mostKeptFrames = 8;  // 8 frames of 3840x2160 are 100 MB
 constexpr int firstHighDefinitionHeight = 720;
 
 /// Pixel formats that say "full range" by their name, and the same format without that.
@@ -83,45 +82,41 @@ AVPixelFormat libraryFormat(PixelFormat format) noexcept {
             return AV_PIX_FMT_YUV420P;
         case PixelFormat::yuv422p10:
             return AV_PIX_FMT_YUV422P10;
+        case PixelFormat::nv12:
+            return AV_PIX_FMT_NV12;
     }
     return AV_PIX_FMT_NONE;
 }
 
-FrameHandle allocatePixels(int width, int height, AVPixelFormat format) {
+FrameHandle frameAround(const Picture& picture) {
     FrameHandle frame = makeFrame();
-    frame->format = format;
-    frame->width = width;
-    frame->height = height;
+    frame->format = libraryFormat(picture.format());
+    frame->width = picture.width();
+    frame->height = picture.height();
     tagAsOurs(*frame);
     frame->chroma_location = AVCHROMA_LOC_LEFT;
-    if (av_frame_get_buffer(frame.get(), rowAlignment) < 0) throw std::bad_alloc();
+    const int planes = av_pix_fmt_count_planes(libraryFormat(picture.format()));
+    for (int i = 0; i < planes; ++i) {
+        frame->data[i] = const_cast<std::uint8_t*>(picture.plane(i));  // a read-only buffer, see below
+        frame->linesize[i] = static_cast<int>(picture.stride(i));
+    }
+    // The frame's buffer is a copy of the picture, which goes when the last reference to the buffer does.
+    auto owner = std::make_unique<Picture>(picture);
+    const auto release = [](void* opaque, std::uint8_t*) { delete static_cast<Picture*>(opaque); };
+    frame->buf[0] = av_buffer_create(frame->data[0], 1, release, owner.get(), AV_BUFFER_FLAG_READONLY);
+    if (!frame->buf[0]) throw std::bad_alloc();
+    static_cast<void>(owner.release());
     return frame;
 }
 
-FrameHandle sharePixels(const AVFrame& frame) {
-    FrameHandle shared = makeFrame();
-    shared->format = frame.format;
-    shared->width = frame.width;
-    shared->height = frame.height;
-    tagAsOurs(*shared);
-    shared->chroma_location = AVCHROMA_LOC_LEFT;
-    for (int i = 0; i < AV_NUM_DATA_POINTERS; ++i) {
-        shared->data[i] = frame.data[i];
-        shared->linesize[i] = frame.linesize[i];
-        if (!frame.buf[i]) continue;
-        shared->buf[i] = av_buffer_ref(frame.buf[i]);
-        if (!shared->buf[i]) throw std::bad_alloc();
-    }
-    return shared;
-}
-
-void copyAsNv12(const AVFrame& from, AVFrame& to) {
-    av_image_copy_plane(to.data[0], to.linesize[0], from.data[0], from.linesize[0], from.width, from.height);
+void copyAsNv12(const AVFrame& from, Picture& to) {
+    av_image_copy_plane(to.mutablePlane(0), static_cast<int>(to.stride(0)), from.data[0], from.linesize[0],
+                        from.width, from.height);
     const int columns = from.width / 2, rows = from.height / 2;
     for (int y = 0; y < rows; ++y) {
         const std::uint8_t* blue = from.data[1] + std::ptrdiff_t{y} * from.linesize[1];
         const std::uint8_t* red = from.data[2] + std::ptrdiff_t{y} * from.linesize[2];
-        std::uint8_t* both = to.data[1] + std::ptrdiff_t{y} * to.linesize[1];
+        std::uint8_t* both = to.mutablePlane(1) + y * to.stride(1);
         for (int x = 0; x < columns; ++x) {
             both[2 * x] = blue[x];
             both[2 * x + 1] = red[x];
@@ -129,30 +124,28 @@ void copyAsNv12(const AVFrame& from, AVFrame& to) {
     }
 }
 
-std::shared_ptr<AVFrame> FrameConverter::convert(FrameHandle frame) {
+std::optional<Picture> FrameConverter::convert(FrameHandle frame) {
     // An odd last row or column is left out: the pointers stay, so 4:2:0 chroma keeps its place.
     frame->width &= ~1;
     frame->height &= ~1;
     const bool isOurs = frame->format == AV_PIX_FMT_YUV420P && frame->color_range != AVCOL_RANGE_JPEG &&
                         matrixOf(*frame) == SWS_CS_ITU709;
-    if (isOurs) return frame;
-    if (!prepare(*frame)) return nullptr;
-    auto converted = freeFrame(frame->width, frame->height);
-    const int rows = sws_scale(scaler_.get(), frame->data, frame->linesize, 0, frame->height, converted->data,
-                               converted->linesize);
-    return rows == frame->height ? converted : nullptr;
-}
-
-std::shared_ptr<AVFrame> FrameConverter::freeFrame(int width, int height) {
-    for (const auto& frame : pool_) {
-        if (frame.use_count() == 1 && av_frame_is_writable(frame.get()) && frame->width == width &&
-            frame->height == height) {
-            return frame;
-        }
+    if (isOurs) {
+        const AVFrame& pixels = *frame;
+        return Picture(pixels.width, pixels.height, PixelFormat::yuv420p8,
+                       {pixels.data[0], pixels.data[1], pixels.data[2]},
+                       {pixels.linesize[0], pixels.linesize[1], pixels.linesize[2]},
+                       std::shared_ptr<const AVFrame>(std::move(frame)));
     }
-    std::shared_ptr<AVFrame> frame = allocatePixels(width, height, AV_PIX_FMT_YUV420P);
-    if (pool_.size() < mostKeptFrames) pool_.push_back(frame);
-    return frame;
+    if (!prepare(*frame)) return std::nullopt;
+    Picture converted = pool_.take(frame->width, frame->height, PixelFormat::yuv420p8);
+    std::uint8_t* const planes[] = {converted.mutablePlane(0), converted.mutablePlane(1),
+                                    converted.mutablePlane(2)};
+    const int strides[] = {static_cast<int>(converted.stride(0)), static_cast<int>(converted.stride(1)),
+                           static_cast<int>(converted.stride(2))};
+    const int rows = sws_scale(scaler_.get(), frame->data, frame->linesize, 0, frame->height, planes, strides);
+    if (rows != frame->height) return std::nullopt;
+    return converted;
 }
 
 bool FrameConverter::prepare(const AVFrame& frame) {

@@ -1,36 +1,31 @@
 #pragma once
 
 #include "Media/FFmpegHandles.h"
-#include "Media/VideoFrame.h"
+#include "Pixels/Picture.h"
+#include "Pixels/PicturePool.h"
 
-#include <memory>
-#include <vector>
+#include <optional>
 
 namespace lumenwhirl {
-
-/// A frame with uninitialised pixels, tagged as ours. Throws std::bad_alloc.
-[[nodiscard]] FrameHandle allocatePixels(int width, int height, AVPixelFormat format);
 
 /// libavutil's name for the format.
 [[nodiscard]] AVPixelFormat libraryFormat(PixelFormat format) noexcept;
 
-/// A frame that shares the pixels of `frame` and has nothing else of it: no time, picture type or side data.
-[[nodiscard]] FrameHandle sharePixels(const AVFrame& frame);
+/// A frame that shares the pixels of `picture`, tagged as ours; without a time. Throws std::bad_alloc.
+[[nodiscard]] FrameHandle frameAround(const Picture& picture);
 
 /// Copies 4:2:0 pixels of three planes into two: chroma interleaved, as graphics cards take it (NV12). Both of the
 /// same even size.
-void copyAsNv12(const AVFrame& from, AVFrame& to);
+void copyAsNv12(const AVFrame& from, Picture& to);
 
-/// Makes decoded frames ones of PixelFormat::yuv420p8. Keeps the buffers it converts into and uses them again once
-/// nobody else refers to them.
+/// Makes decoded frames pictures of PixelFormat::yuv420p8.
 class FrameConverter {
 public:
     /// Even sides, BT.709 limited 4:2:0: as it is where it already is that, else a conversion. Empty when there is
     /// no way to convert the frame's format.
-    [[nodiscard]] std::shared_ptr<AVFrame> convert(FrameHandle frame);
+    [[nodiscard]] std::optional<Picture> convert(FrameHandle frame);
 
 private:
-    [[nodiscard]] std::shared_ptr<AVFrame> freeFrame(int width, int height);
     [[nodiscard]] bool prepare(const AVFrame& frame);
 
     struct Source {
@@ -39,7 +34,7 @@ private:
     };
     Source source_;
     ScalerHandle scaler_;
-    std::vector<std::shared_ptr<AVFrame>> pool_;
+    PicturePool pool_;
 };
 
 }  // namespace lumenwhirl

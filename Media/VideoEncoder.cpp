@@ -108,21 +108,22 @@ void setProresOptions(Dictionary& options, AVCodecContext& codec) {
 }
 
 /// Something like a screen to try an encoder with: rows of letters on a slope of light, moving up.
-void paintTrial(AVFrame& frame, int number) {
-    for (int y = 0; y < frame.height; ++y) {
-        std::uint8_t* row = frame.data[0] + std::ptrdiff_t{y} * frame.linesize[0];
+void paintTrial(const Planes<std::uint8_t>& planes, int number) {
+    const int width = planes.width(), height = planes.height();
+    for (int y = 0; y < height; ++y) {
+        std::uint8_t* row = planes[0].row(y);
         const auto line = static_cast<std::uint32_t>(y + 3 * number);
-        for (int x = 0; x < frame.width; ++x) {
+        for (int x = 0; x < width; ++x) {
             const std::uint32_t cell = (line / 16 * 4099 + static_cast<std::uint32_t>(x) / 8) * 2654435761U;
             const bool isInk =
                 line % 16 < 10 && (cell >> (8 + (line / 2 + static_cast<std::uint32_t>(x) / 2) % 16) & 1U);
-            row[x] = static_cast<std::uint8_t>(isInk ? 220 : 40 + 60 * x / frame.width);
+            row[x] = static_cast<std::uint8_t>(isInk ? 220 : 40 + 60 * x / width);
         }
     }
     for (int plane = 1; plane < 3; ++plane) {
-        for (int y = 0; y < frame.height / 2; ++y) {
-            std::uint8_t* row = frame.data[plane] + std::ptrdiff_t{y} * frame.linesize[plane];
-            std::fill_n(row, frame.width / 2, static_cast<std::uint8_t>(108 + 20 * plane + 10 * y / frame.height));
+        for (int y = 0; y < height / 2; ++y) {
+            std::fill_n(planes[static_cast<std::size_t>(plane)].row(y), width / 2,
+                        static_cast<std::uint8_t>(108 + 20 * plane + 10 * y / height));
         }
     }
 }
@@ -305,8 +306,9 @@ VideoEncoder VideoEncoder::proven(const VideoSettings& settings, const Hardware&
     const PacketHandle packet = makePacket();
     for (int i = 0; i <= trialFrames; ++i) {
         if (i < trialFrames) {
-            const FrameHandle picture = allocatePixels(settings.width, settings.height, AV_PIX_FMT_YUV420P);
-            paintTrial(*picture, i);
+            Picture painted(settings.width, settings.height, PixelFormat::yuv420p8);
+            paintTrial(painted.mutablePlanes(), i);
+            const FrameHandle picture = frameAround(painted);
             picture->pts = i * ticks;
             check(trial.send(picture.get()));
         } else {
@@ -341,24 +343,22 @@ int VideoEncoder::receive(AVPacket& packet) {
 
 /// The picture in the form and the memory that the encoder takes it from.
 FrameHandle VideoEncoder::forHardware(const AVFrame& frame, int& result) {
-    if (uploadedAs_ == AV_PIX_FMT_YUV420P) return sharePixels(frame);
-    AVFrame& interleaved = freeStagingFrame();
-    copyAsNv12(frame, interleaved);
-    if (uploadedAs_ == AV_PIX_FMT_NV12) return sharePixels(interleaved);
+    if (uploadedAs_ == AV_PIX_FMT_YUV420P) {
+        FrameHandle shared(av_frame_clone(&frame));
+        if (!shared) throw std::bad_alloc();
+        return shared;
+    }
+    Picture picture = staging_.take(codec_->width, codec_->height, PixelFormat::nv12);
+    copyAsNv12(frame, picture);
+    FrameHandle interleaved = frameAround(picture);
+    if (uploadedAs_ == AV_PIX_FMT_NV12) return interleaved;
     FrameHandle surface = makeFrame();
     result = av_hwframe_get_buffer(codec_->hw_frames_ctx, surface.get(), 0);
     if (result < 0) return surface;
-    result = av_hwframe_transfer_data(surface.get(), &interleaved, 0);
+    result = av_hwframe_transfer_data(surface.get(), interleaved.get(), 0);
     tagAsOurs(*surface);
     surface->chroma_location = AVCHROMA_LOC_LEFT;
     return surface;
-}
-
-AVFrame& VideoEncoder::freeStagingFrame() {
-    for (const FrameHandle& frame : staging_) {
-        if (av_frame_is_writable(frame.get()) > 0) return *frame;
-    }
-    return *staging_.emplace_back(allocatePixels(codec_->width, codec_->height, AV_PIX_FMT_NV12));
 }
 
 }  // namespace lumenwhirl

@@ -3,6 +3,7 @@
 #include "Media/FFmpegHandles.h"
 #include "Media/FrameNumbers.h"
 #include "Media/VideoWriter.h"
+#include "Pixels/PicturePool.h"
 
 #include <filesystem>
 #include <optional>
@@ -38,12 +39,11 @@ private:
     void openSoftware(const VideoSettings& settings, const std::filesystem::path& file);
     void addSurfaces(const VideoSettings& settings);
     [[nodiscard]] FrameHandle forHardware(const AVFrame& frame, int& result);
-    [[nodiscard]] AVFrame& freeStagingFrame();
 
     CodecHandle codec_;
     // For hardware alone.
     AVPixelFormat uploadedAs_ = AV_PIX_FMT_NONE;
-    std::vector<FrameHandle> staging_;  // NV12 in main memory, used again once the encoder is done with them
+    PicturePool staging_;  // NV12 in main memory
     std::optional<FrameNumbers> numbers_;
 };
 

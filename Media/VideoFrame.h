@@ -1,10 +1,9 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <memory>
+#include "Pixels/Picture.h"
 
-struct AVFrame;
+#include <cstdint>
+#include <utility>
 
 namespace lumenwhirl {
 
@@ -15,40 +14,18 @@ struct Rational {
     bool operator==(const Rational&) const = default;
 };
 
-/// All planar, planes Y, U, V; BT.709, limited range, left-sited chroma.
-enum class PixelFormat {
-    yuv420p8,   // chroma halved both ways; a byte a sample, luma 16...235
-    yuv422p10,  // chroma halved across; 10 bits in a 16-bit word of the machine's byte order, luma 64...940
-};
-
-/// One picture in memory, shared: copies refer to the same pixels. Whoever allocated it may write the pixels
-/// until handing it on; afterwards everyone only reads. The pixels live as long as any copy.
-class VideoFrame {
+/// A picture with its time in a video.
+class VideoFrame : public Picture {
 public:
-    /// Uninitialised pixels, rows aligned for SIMD. Sizes in luma pixels, even (4:2:2 also of an odd height),
-    /// 2...32768. Throws std::bad_alloc.
-    [[nodiscard]] static VideoFrame allocate(int width, int height, PixelFormat format);
-
-    [[nodiscard]] int width() const noexcept;
-    [[nodiscard]] int height() const noexcept;
-    [[nodiscard]] PixelFormat format() const noexcept { return format_; }
-    /// The first sample of a plane, whatever the samples' type.
-    [[nodiscard]] const std::uint8_t* plane(int index) const noexcept;
-    [[nodiscard]] std::uint8_t* mutablePlane(int index) noexcept;
-    [[nodiscard]] std::ptrdiff_t stride(int index) const noexcept;  // bytes
-    /// True while no other copy, nor an encoder, refers to the pixels, so that they may be drawn anew.
-    [[nodiscard]] bool isUnshared() const noexcept;
+    VideoFrame() = default;
+    VideoFrame(Picture picture, std::int64_t pts, double time)
+        : Picture(std::move(picture)), pts_(pts), time_(time) {}
 
     /// Presentation time in ticks of the reader's time base, and in seconds.
     [[nodiscard]] std::int64_t pts() const noexcept { return pts_; }
     [[nodiscard]] double time() const noexcept { return time_; }
 
 private:
-    friend class VideoReader;
-    friend class VideoWriter;
-    friend class LiveWriter;
-    std::shared_ptr<AVFrame> frame_;
-    PixelFormat format_ = PixelFormat::yuv420p8;
     std::int64_t pts_ = 0;
     double time_ = 0;
 };

@@ -179,15 +179,14 @@ std::optional<VideoFrame> VideoReader::next() {
     if (!decoded) return std::nullopt;
 
     state.latestGiven.reset(av_frame_clone(decoded.get()));
-    VideoFrame frame;
-    frame.pts_ = decoded->pts;
-    frame.time_ = state.timeOf(*decoded);
-    frame.frame_ = state.converter.convert(std::move(decoded));
-    if (!frame.frame_) {
+    const std::int64_t pts = decoded->pts;
+    const double time = state.timeOf(*decoded);
+    std::optional<Picture> picture = state.converter.convert(std::move(decoded));
+    if (!picture) {
         throw MediaError(MediaError::Kind::unsupported, state.input.path(),
                          "the pixel format cannot be converted");
     }
-    return frame;
+    return VideoFrame(std::move(*picture), pts, time);
 }
 
 void VideoReader::seek(double sourceTime) {

@@ -191,13 +191,13 @@ VideoWriter::~VideoWriter() = default;
 VideoWriter::VideoWriter(VideoWriter&&) noexcept = default;
 VideoWriter& VideoWriter::operator=(VideoWriter&&) noexcept = default;
 
-void VideoWriter::write(const VideoFrame& frame, std::int64_t pts) {
+void VideoWriter::write(const Picture& frame, std::int64_t pts) {
     State& state = *state_;
     assert(frame.width() == state.settings.width && frame.height() == state.settings.height);
     assert(frame.format() == VideoEncoder::formatFor(state.settings.codec));
     assert(!state.held || pts > state.held->pts);
     if (state.held) state.send(pts - state.held->pts);
-    state.held = sharePixels(*frame.frame_);
+    state.held = frameAround(frame);
     state.held->pts = pts;
 }
 

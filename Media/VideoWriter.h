@@ -68,8 +68,8 @@ public:
     VideoWriter& operator=(VideoWriter&&) noexcept;
 
     /// `pts` in ticks of the settings' time base, ascending. The frame's pixels must not change any more while
-    /// shared (VideoFrame::isUnshared).
-    void write(const VideoFrame& frame, std::int64_t pts);
+    /// shared (Picture::isUnshared).
+    void write(const Picture& frame, std::int64_t pts);
     /// `channels[c][0..frames)`, nominal -1...1; follows what was written before without a gap, from time 0.
     void writeAudio(const float* const* channels, std::size_t frames);
     /// Completes the file. Throws MediaError, and the file is removed.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Pixels/Picture.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -32,5 +34,10 @@ struct Image {
     }
     bool operator==(const Image&) const = default;
 };
+
+/// Opaque; chroma interpolated linearly from where its samples sit. Of PixelFormat::yuv420p8.
+[[nodiscard]] Image imageFromPicture(const Picture& picture);
+/// Only for opaque images; chroma filtered to where its samples sit. Odd last rows and columns are dropped.
+[[nodiscard]] Picture pictureFromImage(const Image& image);
 
 }  // namespace lumenwhirl

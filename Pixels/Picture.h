@@ -1,28 +1,34 @@
 #pragma once
 
-#include "Pixels/Image.h"
-
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
+#include <type_traits>
 
 namespace lumenwhirl {
 
-/// What a picture whose samples are of this type is like; always BT.709, limited range, chroma left-sited and in
-/// half as many columns as luma.
+/// BT.709, limited range, left-sited chroma in half as many columns as luma.
+enum class PixelFormat {
+    yuv420p8,   // planes Y, Cb, Cr; chroma in half the rows too; a byte a sample, luma 16...235
+    yuv422p10,  // planes Y, Cb, Cr; 10 bits in a 16-bit word of the machine's byte order, luma 64...940
+    nv12,       // as yuv420p8, but Cb and Cr take turns in one plane: what graphics cards encode from
+};
+
+/// The planar format whose samples are of this type.
 template <class Sample>
 struct PictureFormat;
-/// 8 bits, 4:2:0: what is recorded, and what most encoders take.
 template <>
 struct PictureFormat<std::uint8_t> {
-    static constexpr int unit = 1;             // steps of a sample to one of an 8-bit code
-    static constexpr int chromaRowsShift = 1;  // luma rows to chroma rows
+    static constexpr PixelFormat pixelFormat = PixelFormat::yuv420p8;  // what is recorded, and most encoders take
+    static constexpr int unit = 1;                                     // sample steps to a step of an 8-bit code
+    static constexpr int chromaRowsShift = 1;                          // luma rows to chroma rows
     static constexpr int lowest = 0, highest = 255;
 };
-/// 10 bits, 4:2:2: for editing.
 template <>
 struct PictureFormat<std::uint16_t> {
+    static constexpr PixelFormat pixelFormat = PixelFormat::yuv422p10;  // for editing
     static constexpr int unit = 4;
     static constexpr int chromaRowsShift = 0;
     // Codes beyond are for synchronisation (Rec. ITU-R BT.709-6, item 5.6).
@@ -31,46 +37,94 @@ struct PictureFormat<std::uint16_t> {
 
 /// One plane, borrowed. Rows are `stride` samples apart.
 template <class Sample>
-struct BasicPlane {
+struct Plane {
     Sample* data = nullptr;
     std::ptrdiff_t stride = 0;
     int width = 0, height = 0;
     [[nodiscard]] Sample* row(int y) const noexcept { return data + stride * y; }
 };
-using PlaneView = BasicPlane<const std::uint8_t>;
-using MutablePlane = BasicPlane<std::uint8_t>;
 
-/// A video picture, borrowed: planes Y, U, V of PictureFormat<Sample>, sizes even.
+/// The planes of a picture of PictureFormat<Sample>, borrowed.
 template <class Sample>
-struct BasicPicture {
-    std::array<BasicPlane<Sample>, 3> planes;
+struct Planes {
+    std::array<Plane<Sample>, 3> planes;
     [[nodiscard]] int width() const noexcept { return planes[0].width; }
     [[nodiscard]] int height() const noexcept { return planes[0].height; }
+    [[nodiscard]] Plane<Sample>& operator[](std::size_t index) noexcept { return planes[index]; }
+    [[nodiscard]] const Plane<Sample>& operator[](std::size_t index) const noexcept { return planes[index]; }
 };
-using PictureView = BasicPicture<const std::uint8_t>;
-using MutablePicture = BasicPicture<std::uint8_t>;
 
-/// A video picture that owns its pixels. Sizes even.
-template <class Sample>
-class PictureBuffer {
+/// One picture in memory, shared: copies refer to the same pixels, which live as long as any of them. Whoever made
+/// it may write the pixels until handing it on; from then on everyone only reads.
+class Picture {
 public:
-    PictureBuffer() = default;
-    /// Black. Throws std::bad_alloc.
-    PictureBuffer(int width, int height);
-    [[nodiscard]] BasicPicture<const Sample> view() const noexcept;
-    [[nodiscard]] BasicPicture<Sample> mutableView() noexcept;
-    [[nodiscard]] int width() const noexcept { return width_; }
-    [[nodiscard]] int height() const noexcept { return height_; }
+    /// No picture: no pixels, a size of 0.
+    Picture() = default;
+    /// Uninitialised pixels, rows aligned for SIMD. Sizes in luma pixels, even (yuv422p10 also of an odd height),
+    /// 2...32768. Throws std::bad_alloc.
+    Picture(int width, int height, PixelFormat format);
+    /// Pixels of somebody else's, to be read only and kept alive by `owner`. Strides in bytes.
+    Picture(int width, int height, PixelFormat format, const std::array<const std::uint8_t*, 3>& planes,
+            const std::array<std::ptrdiff_t, 3>& strides, std::shared_ptr<const void> owner);
+
+    [[nodiscard]] int width() const noexcept { return pixels_ ? pixels_->width : 0; }
+    [[nodiscard]] int height() const noexcept { return pixels_ ? pixels_->height : 0; }
+    [[nodiscard]] PixelFormat format() const noexcept { return pixels_->format; }
+    /// The first sample of a plane, whatever the samples' type.
+    [[nodiscard]] const std::uint8_t* plane(int index) const noexcept { return pixels_->data[at(index)]; }
+    [[nodiscard]] std::uint8_t* mutablePlane(int index) noexcept {
+        assert(pixels_->isOurs);
+        return pixels_->data[at(index)];
+    }
+    [[nodiscard]] std::ptrdiff_t stride(int index) const noexcept { return pixels_->strides[at(index)]; }  // bytes
+
+    /// All planes, typed; of PictureFormat<Sample>. Valid as long as the pixels.
+    template <class Sample = std::uint8_t>
+    [[nodiscard]] Planes<const Sample> planes() const noexcept {
+        return planesAs<const Sample>();
+    }
+    template <class Sample = std::uint8_t>
+    [[nodiscard]] Planes<Sample> mutablePlanes() noexcept {
+        assert(pixels_->isOurs);
+        return planesAs<Sample>();
+    }
+
+    /// True when both refer to the same pixels.
+    [[nodiscard]] bool isSame(const Picture& other) const noexcept { return pixels_ == other.pixels_; }
+    /// True while nobody else refers to the pixels, so that they may be drawn anew. What others did with them
+    /// before has happened by then.
+    [[nodiscard]] bool isUnshared() const noexcept;
+
+    /// A number that the owner of the pixels may keep with them, such as which frame they show; 0 at first.
+    [[nodiscard]] std::int64_t& mark() noexcept { return pixels_->mark; }
 
 private:
-    int width_ = 0, height_ = 0;
-    std::vector<Sample> samples_;
-};
-using Picture = PictureBuffer<std::uint8_t>;
+    struct Pixels {
+        PixelFormat format = PixelFormat::yuv420p8;
+        int width = 0, height = 0;
+        std::array<std::uint8_t*, 3> data{};
+        std::array<std::ptrdiff_t, 3> strides{};
+        std::shared_ptr<const void> owner;
+        std::int64_t mark = 0;
+        bool isOurs = true;  // allocated here, not somebody else's
+    };
+    [[nodiscard]] static std::size_t at(int index) noexcept { return static_cast<std::size_t>(index); }
 
-/// Opaque; chroma interpolated linearly from where its samples sit.
-[[nodiscard]] Image imageFromPicture(const PictureView& picture);
-/// Opaque pixels only count; chroma filtered to where its samples sit. Odd last rows and columns are dropped.
-[[nodiscard]] Picture pictureFromImage(const Image& image);
+    template <class Sample>
+    [[nodiscard]] Planes<Sample> planesAs() const noexcept {
+        using Format = PictureFormat<std::remove_const_t<Sample>>;
+        assert(pixels_ && pixels_->format == Format::pixelFormat);
+        const auto plane = [this](std::size_t index, int width, int height) {
+            // Rows are aligned for far larger types.
+            return Plane<Sample>{reinterpret_cast<Sample*>(pixels_->data[index]),
+                                 pixels_->strides[index] / static_cast<std::ptrdiff_t>(sizeof(Sample)), width,
+                                 height};
+        };
+        const int w = pixels_->width, h = pixels_->height, chromaRows = h >> Format::chromaRowsShift;
+        return {{plane(0, w, h), plane(1, w / 2, chromaRows), plane(2, w / 2, chromaRows)}};
+    }
+
+    std::shared_ptr<Pixels> pixels_;
+};
 
 }  // namespace lumenwhirl

@@ -92,7 +92,8 @@ bool RecordingFile::appendVideo(const CapturedFrame& frame) {
         return false;
     }
     try {
-        VideoFrame& picture = unusedFrame();
+        const VideoSettings video = encoderSettings(settings_);
+        Picture picture = pool_.take(video.width, video.height, PixelFormat::yuv420p8);
         converter_.convert(frame, picture);
         const std::int64_t pts = std::llround((frame.time - startTime_) * timescale);
         lastPts_ = std::max({pts, std::int64_t{0}, lastPts_ + 1});
@@ -101,13 +102,6 @@ bool RecordingFile::appendVideo(const CapturedFrame& frame) {
         ++framesDropped_;
         return false;
     }
-}
-
-VideoFrame& RecordingFile::unusedFrame() {
-    const auto free = std::ranges::find_if(pool_, [](const VideoFrame& frame) { return frame.isUnshared(); });
-    if (free != pool_.end()) return *free;
-    const VideoSettings video = encoderSettings(settings_);
-    return pool_.emplace_back(VideoFrame::allocate(video.width, video.height, PixelFormat::yuv420p8));
 }
 
 bool RecordingFile::appendAudio(const AudioBlock& block) {

@@ -3,8 +3,8 @@
 #include "Media/AudioTimeline.h"
 #include "Media/Encoders.h"
 #include "Media/LiveWriter.h"
-#include "Media/VideoFrame.h"
 #include "Media/VideoWriter.h"
+#include "Pixels/PicturePool.h"
 #include "Recorder/CapturedFrameConverter.h"
 #include "Recorder/Platform/AudioSystem.h"
 #include "Recorder/Platform/CaptureStream.h"
@@ -81,7 +81,6 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    [[nodiscard]] VideoFrame& unusedFrame();
     void run();
     void encodeAll();
     void encode(const RecordingQueue::Work& work);
@@ -97,7 +96,7 @@ private:
     std::optional<AudioFormat> audio_;
     std::int64_t lastPts_ = -1;
     CapturedFrameConverter converter_;
-    std::vector<VideoFrame> pool_;
+    PicturePool pool_;
 
     // Used by the encoder's thread, once it runs.
     std::optional<LiveWriter> writer_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Media/VideoFrame.h"
+#include "Pixels/Picture.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -18,7 +18,7 @@ namespace lumenwhirl {
 class RecordingQueue {
 public:
     struct Frame {
-        VideoFrame picture;
+        Picture picture;
         std::int64_t pts = 0;  // ticks of the file
     };
     struct Audio {

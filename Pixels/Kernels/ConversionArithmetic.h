@@ -1,20 +1,19 @@
 #pragma once
 
+#include "Pixels/Bt709.h"
+
 #include <cstdint>
 
 /// The fixed-point arithmetic of ConversionKernels, of which every version makes the same steps.
 ///
-/// ITU-R BT.709, 3.2 to 3.4 with R, G, B of 0...255: Y = 16 + 219/255 (0.2126 R + 0.7152 G + 0.0722 B),
-/// Cb = 128 + 224/255 (B - Y') / 1.8556, Cr = 128 + 224/255 (R - Y') / 1.5748, where Y' is luma of 0...255.
-/// Products are those of 16-bit fixed-point multiplication, (a * b + 2^14) >> 15. The weights are the exact ones
-/// times 2^14, rounded so that white is 235 and grey has no colour.
+/// Products are those of 16-bit fixed-point multiplication, (a * b + 2^14) >> 15, with weights times 2^14.
 namespace lumenwhirl::conversion {
 
-constexpr std::int16_t lumaB = 1016, lumaG = 10064, lumaR = 2991;
-constexpr std::int16_t cbB = 7196, cbG = -5547, cbR = -1649;
-constexpr std::int16_t crB = -660, crG = -6536, crR = 7196;
-static_assert(lumaB + lumaG + lumaR == 14071);  // 219/255 * 2^14
-static_assert(cbB + cbG + cbR == 0 && crB + crG + crR == 0);
+constexpr bt709::FixedWeights weights = bt709::fixedWeights(1 << 14);
+constexpr std::int16_t lumaB = weights.yb, lumaG = weights.yg, lumaR = weights.yr;
+constexpr std::int16_t cbB = weights.cbb, cbG = weights.cbg, cbR = weights.cbr;
+constexpr std::int16_t crB = weights.crb, crG = weights.crg, crR = weights.crr;
+static_assert(lumaB + lumaG + lumaR == 14071);  // 219/255 * 2^14: white is 235
 
 constexpr int lumaShift = 7;    // components times 2^7 are multiplied
 constexpr int chromaShift = 6;  // sums of two rows' components times 2^6

@@ -44,13 +44,9 @@ TEST(FinishedFrame, looksAsItDid) {
     style.background.preset = "ocean";
     style.border = "#FFFFFF66";
     style.shadow = "dramatic";
-    FrameCompositor compositor;
-    compositor.prepareStyle(StyleResolver::resolve(style, {480, 270}), {480, 270}, {480, 270});
-    Picture out(480, 270);
-    compositor.drawBase(out.mutableView());
-    compositor.render(pictureFromImage(testing::scenery(480, 270)).view(), state, out.mutableView());
-
-    const Image got = imageFromPicture(out.view());
+    const auto compositor = FrameCompositor::make(PixelFormat::yuv420p8);
+    compositor->prepare(StyleResolver::resolve(style, {480, 270}), {480, 270}, {480, 270});
+    const Image got = imageFromPicture(compositor->compose(pictureFromImage(testing::scenery(480, 270)), state));
     const Image expected = readPng(std::filesystem::path(GOLDEN_FOLDER) / "FinishedFrame.png");
     const auto leave = testing::pictureFor("FinishedFrame");
     int different = 0;

@@ -1,5 +1,6 @@
 #include "Compositor/CairoHandles.h"
 #include "Compositor/FrameCompositor.h"
+#include "Pixels/Image.h"
 
 #include <gtest/gtest.h>
 
@@ -16,10 +17,10 @@ namespace lumenwhirl {
 namespace {
 
 /// One plane in full precision.
-struct Plane {
+struct Field {
     int width = 0, height = 0;
     std::vector<double> samples;
-    Plane(int w, int h)
+    Field(int w, int h)
         : width(w), height(h), samples(static_cast<std::size_t>(w) * static_cast<std::size_t>(h)) {}
     double& at(int x, int y) {
         return samples[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
@@ -33,8 +34,8 @@ struct Plane {
 };
 
 template <class Sample>
-Plane planeOf(const BasicPlane<Sample>& plane) {
-    Plane result(plane.width, plane.height);
+Field planeOf(const Plane<Sample>& plane) {
+    Field result(plane.width, plane.height);
     for (int y = 0; y < plane.height; ++y)
         for (int x = 0; x < plane.width; ++x) result.at(x, y) = plane.row(y)[x];
     return result;
@@ -42,7 +43,7 @@ Plane planeOf(const BasicPlane<Sample>& plane) {
 
 /// Structural similarity (Wang, Bovik, Sheikh, Simoncelli, "Image quality assessment", 2004) with windows of 8 x 8
 /// samples, every fourth, inside a margin.
-double similarity(const Plane& a, const Plane& b, int margin) {
+double similarity(const Field& a, const Field& b, int margin) {
     constexpr double c1 = 0.01 * 255 * 0.01 * 255, c2 = 0.03 * 255 * 0.03 * 255;
     double sum = 0;
     int windows = 0;
@@ -79,9 +80,9 @@ const Kernel triangle{1, [](double x) { return 1 - std::abs(x); }};
 
 /// The slow way: every sample by itself, out(x, y) lying at source sample (x * step + left, y * step + top), the
 /// kernel as wide as `stretch` says.
-Plane resampled(const Plane& source, int width, int height, double step, double left, double top,
+Field resampled(const Field& source, int width, int height, double step, double left, double top,
                 const Kernel& kernel, double stretch) {
-    Plane out(width, height);
+    Field out(width, height);
     const double reach = kernel.reach * stretch;
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
@@ -159,15 +160,13 @@ void expectQuality(const Picture& recorded, int width, int height, const std::op
                    const Kernel& kernel, double lumaWanted, double chromaWanted) {
     RenderStyle style;
     style.background = RenderStyle::Solid{{0, 0, 0, 1}};
-    FrameCompositor compositor;
+    const auto compositor = FrameCompositor::make(PixelFormat::yuv420p8);
     const Size content{static_cast<double>(recorded.width()), static_cast<double>(recorded.height())};
-    compositor.prepareStyle(style, {static_cast<double>(width), static_cast<double>(height)}, content);
-    Picture out(width, height);
-    compositor.drawBase(out.mutableView());
+    compositor->prepare(style, {static_cast<double>(width), static_cast<double>(height)}, content);
     FrameState state;
     state.cursor.opacity = 0;
     state.camera = camera;
-    compositor.render(recorded.view(), state, out.mutableView());
+    const Picture out = compositor->compose(recorded, state);
 
     const double zoom = camera ? camera->scale : 1;
     const double step = content.width / width / zoom;
@@ -175,18 +174,18 @@ void expectQuality(const Picture& recorded, int width, int height, const std::op
     const double viewTop = camera ? camera->center.y - content.height / zoom / 2 : 0;
     for (int plane = 0; plane < 3; ++plane) {
         const auto p = static_cast<std::size_t>(plane);
-        const Plane got = planeOf(out.view().planes[p]), source = planeOf(recorded.view().planes[p]);
+        const Field got = planeOf(out.planes()[p]), source = planeOf(recorded.planes()[p]);
         const Sampling at = samplingOf(plane, step, viewLeft, viewTop);
-        const Plane expected =
+        const Field expected =
             resampled(source, got.width, got.height, at.step, at.left, at.top, kernel, std::max(at.step, 1.0));
         EXPECT_GT(similarity(got, expected, 4), plane == 0 ? lumaWanted : chromaWanted)
             << "plane " << plane << " at a step of " << step;
         // The measure sees what it is for: a shift by a third of a sample, or the frame scaled without a filter.
-        const Plane shifted = resampled(source, got.width, got.height, at.step, at.left + 0.33, at.top, kernel,
+        const Field shifted = resampled(source, got.width, got.height, at.step, at.left + 0.33, at.top, kernel,
                                         std::max(at.step, 1.0));
         EXPECT_LT(similarity(shifted, expected, 4), plane == 0 ? lumaWanted : chromaWanted) << "plane " << plane;
         if (at.step < 1.4) continue;
-        const Plane aliased = resampled(source, got.width, got.height, at.step, at.left, at.top, triangle, 1);
+        const Field aliased = resampled(source, got.width, got.height, at.step, at.left, at.top, triangle, 1);
         EXPECT_LT(similarity(aliased, expected, 4), plane == 0 ? lumaWanted : chromaWanted) << "plane " << plane;
     }
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "Pixels/Image.h"
 #include "Pixels/Picture.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
@@ -21,12 +23,22 @@ inline Picture flatPicture(int width, int height, Color color) {
 }
 
 inline Picture noisePicture(int width, int height, unsigned seed) {
-    Picture picture(width, height);
+    Picture picture(width, height, PixelFormat::yuv420p8);
     std::mt19937 random(seed);
-    for (const MutablePlane& plane : picture.mutableView().planes)
+    for (const Plane<std::uint8_t>& plane : picture.mutablePlanes().planes)
         for (int y = 0; y < plane.height; ++y)
             for (int x = 0; x < plane.width; ++x) plane.row(y)[x] = static_cast<std::uint8_t>(random() % 256);
     return picture;
+}
+
+/// The same pixels in memory of their own.
+inline Picture copyOf(const Picture& picture) {
+    Picture copy(picture.width(), picture.height(), PixelFormat::yuv420p8);
+    for (std::size_t p = 0; p < 3; ++p) {
+        const Plane<const std::uint8_t> from = picture.planes()[p];
+        for (int y = 0; y < from.height; ++y) std::copy_n(from.row(y), from.width, copy.mutablePlanes()[p].row(y));
+    }
+    return copy;
 }
 
 /// Smooth coloured waves with a sharp grid: something of everything that resampling can get wrong.

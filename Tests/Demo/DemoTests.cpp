@@ -143,7 +143,7 @@ TEST(FrameMaker, convertsWithBt709AndChromaOnTheLeft) {
     const auto halves = [](int x, int) { return x <= 4 ? 0xFF0000U : 0x0000FFU; };
     const demo::SurfaceHandle surface = filledSurface(16, 4, halves);
     demo::FrameMaker maker(16, 4);
-    const VideoFrame& frame = maker.make(surface.get(), regionOf({0, 0, 16, 4}).get());
+    const Picture& frame = maker.make(surface.get(), regionOf({0, 0, 16, 4}).get());
     // Y = 16 + 219 * 0.2126 = 62.6 and 16 + 219 * 0.0722 = 31.8; red: U = 128 - 224 * 0.2126 / 1.8556 = 102.3,
     // V = 240; blue: U = 240, V = 128 - 224 * 0.0722 / 1.5748 = 117.7.
     EXPECT_EQ(frame.plane(0)[4], 63);
@@ -170,8 +170,8 @@ TEST(FrameMaker, convertingOnlyWhatChangedGivesTheWholePicture) {
         cairo_set_source_surface(context.get(), full.get(), 0, 0);
         cairo_fill(context.get());
         cairo_surface_flush(black.get());
-        const VideoFrame& a = partly.make(black.get(), regionOf(area).get());
-        const VideoFrame& b = wholly.make(black.get(), regionOf({0, 0, 32, 20}).get());
+        const Picture& a = partly.make(black.get(), regionOf(area).get());
+        const Picture& b = wholly.make(black.get(), regionOf({0, 0, 32, 20}).get());
         for (int plane = 0; plane < 3; ++plane) {
             const int divisor = plane == 0 ? 1 : 2;
             for (int y = 0; y < 20 / divisor; ++y)
@@ -229,7 +229,7 @@ TEST_F(DemoPackage, isACompleteRecordingWhosePictureFollowsItsLog) {
     for (; const std::optional<VideoFrame> frame = reader.next(); ++count) {
         EXPECT_NEAR(frame->time(), count / 20.0, 1e-6);
         const cairo_region_t* const changed = show.advance(count / 20.0);
-        const VideoFrame& expected = maker.make(show.surface(), changed);
+        const Picture& expected = maker.make(show.surface(), changed);
         double error = 0;
         for (int y = 0; y < 180; ++y)
             for (int x = 0; x < 320; ++x)

@@ -61,7 +61,7 @@ protected:
     std::optional<Program> program;
 };
 
-inline int lumaAt(const VideoFrame& frame, int x, int y) {
+inline int lumaAt(const Picture& frame, int x, int y) {
     return frame.plane(0)[y * frame.stride(0) + x];
 }
 
@@ -79,7 +79,7 @@ struct Appearance {
 template <class Condition>
 std::optional<Appearance> firstFrame(const std::vector<VideoFrame>& frames, Condition condition) {
     double before = 0;
-    for (const VideoFrame& frame : frames) {
+    for (const Picture& frame : frames) {
         if (condition(frame)) return Appearance{frame.time(), before};
         before = frame.time();
     }

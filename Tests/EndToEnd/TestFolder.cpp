@@ -20,7 +20,7 @@ void writeVideo(const std::filesystem::path& file, int frames) {
     movie.video.speed = "ultrafast";
     movie.ticks = movies::steady(frames, 1);
     movie.frame = [](unsigned number) {
-        VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
+        Picture frame(width, height, PixelFormat::yuv420p8);
         barCode::fill(frame, static_cast<std::uint8_t>(40 + 5 * number % 160));
         return frame;
     };

@@ -182,7 +182,7 @@ TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew)
     constexpr int noisyFrames = 600, fps = 60;
     Recording recording = recordings::steady(noisyFrames, fps);
     recording.picture = [](unsigned number) {
-        VideoFrame frame = recordings::flat(128);
+        Picture frame = recordings::flat(128);
         std::uint32_t noise = number + 1;
         for (int y = 0; y < frame.height(); ++y) {
             for (int x = 0; x < frame.width(); ++x) {

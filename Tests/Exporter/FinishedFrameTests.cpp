@@ -1,5 +1,4 @@
-#include "Exporter/PictureOf.h"
-#include "Pixels/Picture.h"
+#include "Pixels/Image.h"
 #include "Tests/Exporter/Recordings.h"
 
 #include <cmath>
@@ -18,7 +17,7 @@ protected:
     }
     [[nodiscard]] std::optional<unsigned> numberAt(const ProjectSettings& settings, double outputTime) const {
         const Picture picture = pictureFromImage(finished(settings, outputTime));
-        const PlaneView luma = picture.view().planes[0];
+        const Plane<const std::uint8_t> luma = picture.planes()[0];
         return barCode::read(luma.data, luma.stride, {0, 0, recordings::width, recordings::height});
     }
 };
@@ -62,7 +61,7 @@ TEST_F(FinishedFrameOfAnExport, showsWhatTheExportShows) {
     events.recording.display.pointWidth = 480;
     Recording waves = recordings::steady(60, 30);
     waves.picture = [](unsigned number) {
-        VideoFrame frame = recordings::flat(126);
+        Picture frame = recordings::flat(126);
         for (int plane = 0; plane < 3; ++plane) {
             const int scale = plane == 0 ? 1 : 2;
             for (int y = 0; y < recordings::height / scale; ++y)
@@ -89,7 +88,7 @@ TEST_F(FinishedFrameOfAnExport, showsWhatTheExportShows) {
         const auto frames = framesOf(exported(projects[project]));
         for (std::size_t i = 1; i < frames.size(); i += 8) {
             const Image still = finished(projects[project], frames[i].frame.time());
-            const Image seen = imageFromPicture(pictureOf(frames[i].frame));
+            const Image seen = imageFromPicture(frames[i].frame);
             EXPECT_LT(differenceOf(still, seen), 3) << "frame " << i << " of project " << project;
         }
         // What is compared changes from frame to frame.

@@ -27,20 +27,20 @@ inline constexpr int sampleRate = 48000;
 /// How to make a recording: the times and pictures of its frames, and its audio if any.
 struct Recording {
     std::vector<std::int64_t> ticks;  // of timeBase
-    std::function<VideoFrame(unsigned)> picture;
+    std::function<Picture(unsigned)> picture;
     Rational frameRate{30, 1}, timeBase{1, 600};
     std::optional<AudioBuffer> audio;  // at sampleRate
 };
 
-[[nodiscard]] inline VideoFrame flat(std::uint8_t luma) {
-    VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
+[[nodiscard]] inline Picture flat(std::uint8_t luma) {
+    Picture frame(width, height, PixelFormat::yuv420p8);
     barCode::fill(frame, luma);
     return frame;
 }
 
 /// Shows its number, so that an exported frame tells which one it was made from.
-[[nodiscard]] inline VideoFrame numbered(unsigned number) {
-    VideoFrame frame = flat(barCode::black);
+[[nodiscard]] inline Picture numbered(unsigned number) {
+    Picture frame = flat(barCode::black);
     barCode::paint(frame, number, barCode::areaOf(frame));
     return frame;
 }

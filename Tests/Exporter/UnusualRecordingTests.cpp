@@ -262,7 +262,7 @@ TEST_P(Pictures, comeOutInTheirColors) {
         const auto frames = framesOf(exported(settings));
         ASSERT_EQ(frames.size(), settings.timeline.cuts.empty() ? 25U : 15U);
         for (const std::size_t index : {std::size_t{0}, frames.size() - 1}) {
-            const VideoFrame& frame = frames[index].frame;
+            const Picture& frame = frames[index].frame;
             EXPECT_EQ(frame.width() % 2, 0);
             EXPECT_NEAR(frame.width(), movie.width, 2);
             EXPECT_NEAR(frame.height(), movie.height, 2);

@@ -36,7 +36,7 @@ private:
 };
 
 /// Reads the first and last pixel of every plane, which the address sanitizer watches.
-unsigned cornersOf(const VideoFrame& frame) {
+unsigned cornersOf(const Picture& frame) {
     unsigned sum = 0;
     for (int plane = 0; plane < 3; ++plane) {
         const int width = plane == 0 ? frame.width() : frame.width() / 2;

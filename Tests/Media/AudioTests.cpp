@@ -343,7 +343,7 @@ TEST(VideoWriter, waitsForAudioNoLongerThanMemoryAllows) {
     VideoSettings settings = movies::settings(VideoCodec::prores);
     settings.width = 1280;
     settings.height = 720;
-    VideoFrame noisy = VideoFrame::allocate(settings.width, settings.height, PixelFormat::yuv422p10);
+    Picture noisy(settings.width, settings.height, PixelFormat::yuv422p10);
     std::uint32_t noise = 1;
     for (int plane = 0; plane < 3; ++plane) {
         for (int i = 0; i < settings.height * noisy.stride(plane); i += 2) {

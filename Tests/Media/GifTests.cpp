@@ -28,8 +28,8 @@ Color codesOf(Color rgb) {
 }
 
 /// `paint` tells the colour at a place, in luma pixels from the centre of the first one.
-VideoFrame painted(int width, int height, const std::function<Color(double x, double y)>& paint) {
-    VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
+Picture painted(int width, int height, const std::function<Color(double x, double y)>& paint) {
+    Picture frame(width, height, PixelFormat::yuv420p8);
     for (int plane = 0; plane < 3; ++plane) {
         const int step = plane == 0 ? 1 : 2;
         for (int y = 0; y < height / step; ++y) {
@@ -43,7 +43,7 @@ VideoFrame painted(int width, int height, const std::function<Color(double x, do
     return frame;
 }
 
-VideoFrame plain(int width, int height, Color color) {
+Picture plain(int width, int height, Color color) {
     return painted(width, height, [&](double, double) { return color; });
 }
 
@@ -88,7 +88,7 @@ std::vector<Shown> decode(const std::filesystem::path& file) {
     return pictures;
 }
 
-GifSettings settingsFor(const VideoFrame& frame) {
+GifSettings settingsFor(const Picture& frame) {
     GifSettings settings;
     settings.width = frame.width();
     settings.height = frame.height();
@@ -98,10 +98,10 @@ GifSettings settingsFor(const VideoFrame& frame) {
 class Gif : public testing::Test {
 protected:
     /// Writes the frames, having learned all of them, and reads them back.
-    std::vector<Shown> writtenAndRead(const std::vector<VideoFrame>& frames) {
+    std::vector<Shown> writtenAndRead(const std::vector<Picture>& frames) {
         GifWriter writer(file, settingsFor(frames.front()));
-        for (const VideoFrame& frame : frames) writer.learn(frame);
-        for (const VideoFrame& frame : frames) writer.write(frame);
+        for (const Picture& frame : frames) writer.learn(frame);
+        for (const Picture& frame : frames) writer.write(frame);
         writer.finish();
         return decode(file);
     }
@@ -129,7 +129,7 @@ TEST_F(Gif, isAtMost720WideAndNeverEnlarged) {
 }
 
 TEST_F(Gif, everyFrameShowsAtItsHundredthForEver) {
-    std::vector<VideoFrame> frames;
+    std::vector<Picture> frames;
     const auto redOf = [](std::size_t i) { return static_cast<double>(i * 37 % 160); };
     for (std::size_t i = 0; i < 160; ++i) frames.push_back(plain(16, 16, {redOf(i), 100, 200}));
     const auto shown = writtenAndRead(frames);
@@ -146,7 +146,7 @@ TEST_F(Gif, everyFrameShowsAtItsHundredthForEver) {
 }
 
 TEST_F(Gif, aPictureThatStaysCostsNothing) {
-    const VideoFrame still = plain(64, 64, {30, 90, 200}), other = plain(64, 64, {220, 90, 20});
+    const Picture still = plain(64, 64, {30, 90, 200}), other = plain(64, 64, {220, 90, 20});
     {
         GifWriter writer(file, settingsFor(still));
         writer.learn(still);
@@ -177,10 +177,10 @@ Color sunset(double x, double y) {
 TEST_F(Gif, whatDoesNotChangeStaysToTheLastBit) {
     // A square wanders over a gradient that needs dithering and has an encoder's noise of one step.
     constexpr int width = 320, height = 180, side = 40;
-    std::vector<VideoFrame> frames;
+    std::vector<Picture> frames;
     std::uint32_t noise = 1;
     for (int i = 0; i < 12; ++i) {
-        VideoFrame frame = painted(width, height, [&](double x, double y) {
+        Picture frame = painted(width, height, [&](double x, double y) {
             const bool isSquare = x >= 20 * i && x < 20 * i + side && y >= 100 && y < 100 + side;
             return isSquare ? Color{20, 200, 60} : sunset(x, y);
         });
@@ -235,7 +235,7 @@ TEST_F(Gif, gradientsDoNotBand) {
 TEST_F(Gif, colorsAreThoseOfTheFramesAndChromaIsInterpolatedFromItsPlace) {
     const std::vector<Color> colors{{255, 255, 255}, {0, 0, 0},     {255, 0, 0},   {0, 255, 0},
                                     {0, 0, 255},     {204, 77, 26}, {12, 130, 140}};
-    std::vector<VideoFrame> frames;
+    std::vector<Picture> frames;
     for (const Color& color : colors) frames.push_back(plain(32, 32, color));
     auto shown = writtenAndRead(frames);
     ASSERT_EQ(shown.size(), colors.size());
@@ -245,7 +245,7 @@ TEST_F(Gif, colorsAreThoseOfTheFramesAndChromaIsInterpolatedFromItsPlace) {
     }
 
     // Grey luma; Cr steps up between the samples that lie on the luma columns 30 and 32.
-    VideoFrame step = VideoFrame::allocate(64, 32, PixelFormat::yuv420p8);
+    Picture step(64, 32, PixelFormat::yuv420p8);
     for (int plane = 0; plane < 3; ++plane) {
         const int rows = plane == 0 ? 32 : 16, columns = plane == 0 ? 64 : 32;
         for (int i = 0; i < rows * columns; ++i) {
@@ -263,7 +263,7 @@ TEST_F(Gif, colorsAreThoseOfTheFramesAndChromaIsInterpolatedFromItsPlace) {
 }
 
 TEST_F(Gif, leavesNoFileWhenItIsNotFinishedOrTheDiskIsFull) {
-    const VideoFrame frame = painted(320, 180, sunset);
+    const Picture frame = painted(320, 180, sunset);
     { GifWriter(file, settingsFor(frame)).write(frame); }
     EXPECT_TRUE(folder.isEmpty());
 

@@ -44,8 +44,8 @@ FrameHandle firstPicture(const std::filesystem::path& file) {
 }
 
 /// A picture of 10 bits whose codes come from `codeAt` (plane, x, y).
-VideoFrame painted(int width, int height, const std::function<int(int, int, int)>& codeAt) {
-    VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv422p10);
+Picture painted(int width, int height, const std::function<int(int, int, int)>& codeAt) {
+    Picture frame(width, height, PixelFormat::yuv422p10);
     for (int plane = 0; plane < 3; ++plane) {
         for (int y = 0; y < height; ++y) {
             auto* row = reinterpret_cast<std::uint16_t*>(frame.mutablePlane(plane) + y * frame.stride(plane));
@@ -57,7 +57,7 @@ VideoFrame painted(int width, int height, const std::function<int(int, int, int)
 }
 
 /// The largest difference in codes, and the root of the mean square, after ProRes of the first picture.
-std::pair<int, double> changeBy(const VideoFrame& frame) {
+std::pair<int, double> changeBy(const Picture& frame) {
     const TemporaryFolder folder;
     VideoSettings settings = movies::settings(VideoCodec::prores);
     settings.width = frame.width();
@@ -162,7 +162,7 @@ TEST_P(EncoderChoices, encodesExactlyOrSaysWhyNot) {
         try {
             VideoWriter writer(file, settings);
             for (unsigned i = 0; i < ticks.size(); ++i) {
-                VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
+                Picture frame(width, height, PixelFormat::yuv420p8);
                 barCode::fill(frame, 126);
                 barCode::paint(frame, i, area);
                 writer.write(frame, ticks[i]);
@@ -200,25 +200,21 @@ TEST(EncoderNames, leadBackToTheirChoice) {
 }
 
 TEST(UploadedPictures, haveTheirChromaInterleaved) {
-    const FrameHandle planes = allocatePixels(6, 4, AV_PIX_FMT_YUV420P);
-    const FrameHandle pairs = allocatePixels(6, 4, AV_PIX_FMT_NV12);
-    const auto at = [](const AVFrame& frame, int plane, int x, int y) -> std::uint8_t& {
-        return frame.data[plane][y * frame.linesize[plane] + x];
-    };
+    Picture planes(6, 4, PixelFormat::yuv420p8), pairs(6, 4, PixelFormat::nv12);
     for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 6; ++x) at(*planes, 0, x, y) = static_cast<std::uint8_t>(10 * y + x);
+        for (int x = 0; x < 6; ++x) planes.mutablePlanes()[0].row(y)[x] = static_cast<std::uint8_t>(10 * y + x);
     for (int y = 0; y < 2; ++y) {
         for (int x = 0; x < 3; ++x) {
-            at(*planes, 1, x, y) = static_cast<std::uint8_t>(100 + 10 * y + x);
-            at(*planes, 2, x, y) = static_cast<std::uint8_t>(200 + 10 * y + x);
+            planes.mutablePlanes()[1].row(y)[x] = static_cast<std::uint8_t>(100 + 10 * y + x);
+            planes.mutablePlanes()[2].row(y)[x] = static_cast<std::uint8_t>(200 + 10 * y + x);
         }
     }
-    copyAsNv12(*planes, *pairs);
+    copyAsNv12(*frameAround(planes), pairs);
+    const auto at = [&](int plane, int x, int y) { return pairs.plane(plane)[y * pairs.stride(plane) + x]; };
     for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 6; ++x) EXPECT_EQ(at(*pairs, 0, x, y), 10 * y + x);
-    for (int y = 0; y < 2; ++y) {
-        for (int x = 0; x < 6; ++x) EXPECT_EQ(at(*pairs, 1, x, y), (x % 2 == 0 ? 100 : 200) + 10 * y + x / 2);
-    }
+        for (int x = 0; x < 6; ++x) EXPECT_EQ(at(0, x, y), 10 * y + x);
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 6; ++x) EXPECT_EQ(at(1, x, y), (x % 2 == 0 ? 100 : 200) + 10 * y + x / 2);
 }
 
 TEST(FrameNumbers, givePacketsTheTimesOfTheirFramesInWhateverOrder) {

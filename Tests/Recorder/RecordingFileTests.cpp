@@ -40,7 +40,7 @@ class Numbered {
 public:
     Numbered(unsigned number, double time, int pictureWidth = width, int pictureHeight = height)
         : bytes_(static_cast<std::size_t>(pictureWidth) * static_cast<std::size_t>(pictureHeight) * 4) {
-        VideoFrame code = VideoFrame::allocate(pictureWidth, pictureHeight, PixelFormat::yuv420p8);
+        Picture code(pictureWidth, pictureHeight, PixelFormat::yuv420p8);
         barCode::paint(code, number, barCode::areaOf(code));
         for (int y = 0; y < pictureHeight; ++y)
             for (int x = 0; x < pictureWidth; ++x)

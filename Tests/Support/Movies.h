@@ -26,12 +26,12 @@ struct Area {
 inline constexpr int columns = 8, rows = 2;
 inline constexpr std::uint8_t black = 16, white = 235;
 
-[[nodiscard]] inline Area areaOf(const VideoFrame& frame) {
+[[nodiscard]] inline Area areaOf(const Picture& frame) {
     return {0, 0, static_cast<double>(frame.width()), static_cast<double>(frame.height())};
 }
 
 /// Fills one plane's rectangle.
-inline void fill(VideoFrame& frame, int plane, int left, int top, int right, int bottom, std::uint8_t value) {
+inline void fill(Picture& frame, int plane, int left, int top, int right, int bottom, std::uint8_t value) {
     for (int y = top; y < bottom; ++y) {
         std::uint8_t* row = frame.mutablePlane(plane) + y * frame.stride(plane);
         std::fill(row + left, row + right, value);
@@ -39,14 +39,14 @@ inline void fill(VideoFrame& frame, int plane, int left, int top, int right, int
 }
 
 /// Fills the whole frame with one colour.
-inline void fill(VideoFrame& frame, std::uint8_t luma, std::uint8_t blue = 128, std::uint8_t red = 128) {
+inline void fill(Picture& frame, std::uint8_t luma, std::uint8_t blue = 128, std::uint8_t red = 128) {
     fill(frame, 0, 0, 0, frame.width(), frame.height(), luma);
     fill(frame, 1, 0, 0, frame.width() / 2, frame.height() / 2, blue);
     fill(frame, 2, 0, 0, frame.width() / 2, frame.height() / 2, red);
 }
 
 /// Draws the lowest 16 bits of `number` into the luma plane.
-inline void paint(VideoFrame& frame, unsigned number, const Area& area) {
+inline void paint(Picture& frame, unsigned number, const Area& area) {
     const auto edge = [](double start, double size, int index, int count) {
         return static_cast<int>(std::lround(start + size * index / count));
     };
@@ -81,7 +81,7 @@ inline void paint(VideoFrame& frame, unsigned number, const Area& area) {
     return number;
 }
 
-[[nodiscard]] inline std::optional<unsigned> read(const VideoFrame& frame, const Area& area) {
+[[nodiscard]] inline std::optional<unsigned> read(const Picture& frame, const Area& area) {
     return read(frame.plane(0), frame.stride(0), area);
 }
 
@@ -107,8 +107,8 @@ inline constexpr int width = 160, height = 64;
 }
 
 /// A frame that shows `number`. Its lower half is noise, so that every frame costs some bits.
-[[nodiscard]] inline VideoFrame numbered(unsigned number) {
-    VideoFrame frame = VideoFrame::allocate(width, height, PixelFormat::yuv420p8);
+[[nodiscard]] inline Picture numbered(unsigned number) {
+    Picture frame(width, height, PixelFormat::yuv420p8);
     barCode::fill(frame, 126);
     barCode::paint(frame, number, {0, 0, width, height / 2});
     std::uint32_t noise = number * 2654435761U + 1;
@@ -122,8 +122,8 @@ inline constexpr int width = 160, height = 64;
 }
 
 /// The same frame at 10 bits with every chroma row doubled, for ProRes.
-[[nodiscard]] inline VideoFrame widened(const VideoFrame& frame) {
-    VideoFrame wide = VideoFrame::allocate(frame.width(), frame.height(), PixelFormat::yuv422p10);
+[[nodiscard]] inline Picture widened(const Picture& frame) {
+    Picture wide(frame.width(), frame.height(), PixelFormat::yuv422p10);
     for (int plane = 0; plane < 3; ++plane) {
         const int columns = plane == 0 ? frame.width() : frame.width() / 2;
         for (int y = 0; y < frame.height(); ++y) {
@@ -136,11 +136,11 @@ inline constexpr int width = 160, height = 64;
 }
 
 /// A numbered frame in the format that the codec takes.
-[[nodiscard]] inline VideoFrame numberedFor(VideoCodec codec, unsigned number) {
+[[nodiscard]] inline Picture numberedFor(VideoCodec codec, unsigned number) {
     return codec == VideoCodec::prores ? widened(numbered(number)) : numbered(number);
 }
 
-[[nodiscard]] inline std::optional<unsigned> numberOf(const VideoFrame& frame) {
+[[nodiscard]] inline std::optional<unsigned> numberOf(const Picture& frame) {
     return barCode::read(frame, {0, 0, width, height / 2});
 }
 
@@ -153,7 +153,7 @@ inline constexpr int width = 160, height = 64;
 
 struct Movie {
     std::vector<std::int64_t> ticks;  // of video.timeBase, one a frame
-    std::function<VideoFrame(unsigned)> frame;
+    std::function<Picture(unsigned)> frame;
     VideoSettings video;
     std::optional<AudioBuffer> audio = {};  // at 48 kHz
 };

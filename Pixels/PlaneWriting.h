@@ -1,30 +1,15 @@
 #pragma once
 
-#include "Pixels/Image.h"
+#include "Pixels/Bt709.h"
 #include "Pixels/Picture.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <vector>
 
 namespace lumenwhirl {
-
-/// A sample in video's own terms, in steps of an 8-bit code: Y 16...235, Cb and Cr 16...240. Linear in R, G and B,
-/// so mixing, fading and resampling give the same in either form.
-struct YuvSample {
-    float y = 16, cb = 128, cr = 128;
-};
-
-/// BT.709 (Rec. ITU-R BT.709-6, items 3.2 to 3.5), limited range; `r`, `g`, `b` gamma-encoded, 0...1,
-/// premultiplied by `alpha`. With alpha below 1 the sample is premultiplied too, its offsets (16, 128) included.
-[[nodiscard]] inline YuvSample yuvFromRgb(float r, float g, float b, float alpha = 1) {
-    const float luma = 0.2126F * r + 0.7152F * g + 0.0722F * b;
-    return {16 * alpha + 219 * luma, 128 * alpha + 224 * (b - luma) / 1.8556F,
-            128 * alpha + 224 * (r - luma) / 1.5748F};
-}
 
 /// Fixed noise in 0...1 whose neighbours differ much, so that it hides as dither; x and y >= 0. Interleaved
 /// gradient noise (J. Jimenez, "Next generation post processing in Call of Duty: Advanced Warfare", SIGGRAPH
@@ -44,7 +29,7 @@ struct YuvRow {
         : y(static_cast<std::size_t>(width)),
           cb(static_cast<std::size_t>(width)),
           cr(static_cast<std::size_t>(width)) {}
-    void set(int x, const YuvSample& sample) {
+    void set(int x, const bt709::Sample& sample) {
         const auto i = static_cast<std::size_t>(x);
         y[i] = sample.y, cb[i] = sample.cb, cr[i] = sample.cr;
     }
@@ -81,16 +66,16 @@ void roundRow(const std::vector<float>& values, int x, int y, Sample* out) {
 
 /// Fills `out` from rows at full resolution: `fill(y, row)` gives row y, called once each, top to bottom.
 template <class Sample, class Fill>
-void writePlanes(const BasicPicture<Sample>& out, Rounding rounding, Fill&& fill) {
+void writePlanes(const Planes<Sample>& out, Rounding rounding, Fill&& fill) {
     const auto write = [&](int plane, int row, const std::vector<float>& values, int x, int y) {
-        Sample* samples = out.planes[static_cast<std::size_t>(plane)].row(row);
+        Sample* samples = out[static_cast<std::size_t>(plane)].row(row);
         if (rounding == Rounding::dithered) {
             roundRow<Rounding::dithered>(values, x, y, samples);
         } else {
             roundRow<Rounding::nearest>(values, x, y, samples);
         }
     };
-    std::vector<float> chroma(static_cast<std::size_t>(out.planes[1].width));
+    std::vector<float> chroma(static_cast<std::size_t>(out[1].width));
     const auto writeChroma = [&](int row, const YuvRow& upper, const YuvRow& lower) {
         // Shifted, so that the planes' noise does not add up to a visible pattern.
         filterChroma(upper.cb, lower.cb, chroma);

@@ -1,13 +1,13 @@
-#include "Compositor/ChangedRows.h"
+#include "Compositor/RowPairs.h"
 
 #include <cstddef>
 #include <cstring>
 
 namespace lumenwhirl {
 
-void ChangedRows::compare(const PictureView& before, const PictureView& now) {
+void ChangedRows::compare(const Planes<const std::uint8_t>& before, const Planes<const std::uint8_t>& now) {
     const auto differs = [&](std::size_t plane, int row) {
-        const PlaneView &a = before.planes[plane], &b = now.planes[plane];
+        const Plane<const std::uint8_t>&a = before[plane], &b = now[plane];
         if (a.row(row) == b.row(row)) return false;  // one frame, given again
         return std::memcmp(a.row(row), b.row(row), static_cast<std::size_t>(b.width)) != 0;
     };
