@@ -36,21 +36,49 @@ std::vector<ZoomSegment> segmentsFor(const EventLog& events, const ZoomSettings&
 
 }  // namespace
 
+template <class Model, class Key>
+template <class Build>
+void FrameStates::Part<Model, Key>::update(Key wanted, Build&& build) {
+    if (model && wanted == key) return;
+    model = std::make_shared<const Model>(build(wanted));
+    key = std::move(wanted);
+}
+
 FrameStates::FrameStates(const EventLog& events, const ProjectSettings& settings, Size contentSize, Zoom zoom)
-    : style_(checked(settings).style),
-      canvas_(canvasFor(checked(events), style_)),
-      contentSize_(contentSize),
-      timeline_(settings.timeline),
-      cursorStyle_(settings.cursor),
-      cursor_(events, settings.cursor, cursorFade, CursorRenderModel::defaultRippleDuration),
-      camera_(segmentsFor(events, settings.zoom), cursor_, contentSize, zoomEase, zoomEase,
-              AspectRatio::fromString(style_.aspect).zoomBias()),
-      keystrokes_(events, settings.keystrokes && settings.keystrokes->showAllKeys, pillHold, pillFade, mostPills),
-      captions_(settings.captions ? settings.captions->cues : std::vector<CaptionCue>()),
+    : contentSize_(contentSize),
       zooms_(zoom == Zoom::asProject),
-      showsKeystrokes_(settings.keystrokes && settings.keystrokes->enabled),
-      showsCaptions_(settings.captions && settings.captions->enabled),
-      captionStyle_(settings.captions ? settings.captions->style : CaptionStyle()) {}
+      cursor_(checked(events), checked(settings).cursor, cursorFade, CursorRenderModel::defaultRippleDuration) {
+    update(events, settings);
+}
+
+FrameStates FrameStates::with(const EventLog& events, const ProjectSettings& settings) const {
+    FrameStates states = *this;
+    states.cursor_ = cursor_.with(events, checked(settings).cursor);
+    states.update(events, settings);
+    return states;
+}
+
+/// All but the cursor, which the camera follows.
+void FrameStates::update(const EventLog& events, const ProjectSettings& settings) {
+    style_ = settings.style;
+    canvas_ = canvasFor(events, style_);
+    cursorStyle_ = settings.cursor;
+    showsKeystrokes_ = settings.keystrokes && settings.keystrokes->enabled;
+    showsCaptions_ = settings.captions && settings.captions->enabled;
+    captionStyle_ = settings.captions ? settings.captions->style : CaptionStyle();
+
+    timeline_.update(settings.timeline, [](const Timeline& timeline) { return EditTimeline(timeline); });
+    camera_.update({segmentsFor(events, settings.zoom), AspectRatio::fromString(style_.aspect).zoomBias(),
+                    cursor_.trajectory().data()},
+                   [this](const CameraKey& key) {
+                       return CameraModel(key.segments, cursor_, contentSize_, zoomEase, zoomEase, key.zoomBias);
+                   });
+    keystrokes_.update(settings.keystrokes && settings.keystrokes->showAllKeys, [&](bool showAllKeys) {
+        return KeystrokeModel(events, showAllKeys, pillHold, pillFade, mostPills);
+    });
+    captions_.update(settings.captions ? settings.captions->cues : std::vector<CaptionCue>(),
+                     [](const std::vector<CaptionCue>& cues) { return CaptionsModel(cues); });
+}
 
 int FrameStates::exportFrameRate(double nominalRate) {
     if (!(nominalRate > 0)) return 60;
@@ -66,9 +94,9 @@ FrameState FrameStates::state(double sourceTime) const {
     FrameState state;
     state.cursor = cursor_.state(sourceTime, cursorStyle_.clickRipples);
     state.cursorSize = cursorStyle_.size;
-    if (zooms_) state.camera = camera_.state(sourceTime);
-    if (showsKeystrokes_) state.keystrokes = keystrokes_.pills(sourceTime);
-    if (showsCaptions_) state.caption = std::string(captions_.text(sourceTime).value_or(std::string_view()));
+    if (zooms_) state.camera = camera().state(sourceTime);
+    if (showsKeystrokes_) state.keystrokes = keystrokes().pills(sourceTime);
+    if (showsCaptions_) state.caption = std::string(captions().text(sourceTime).value_or(std::string_view()));
     state.captionStyle = captionStyle_;
     return state;
 }

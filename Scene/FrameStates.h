@@ -11,13 +11,14 @@
 #include "Engine/Overlays/KeystrokeModel.h"
 #include "Engine/Timeline/EditTimeline.h"
 
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
 namespace lumenwhirl {
 
-/// The models of one recording as every finished frame uses them: export, stills and inspection alike. Built once,
-/// then only read, from any thread.
+/// The models of one recording as every finished frame uses them: preview, export, stills and inspection alike. A
+/// value: built once, then only read, from any thread; copies share their models.
 class FrameStates {
 public:
     /// A document asks for what no video can be made of (endless, or of absurd size). what() names the key.
@@ -31,6 +32,10 @@ public:
     /// the generated ones are used. Throws Error.
     FrameStates(const EventLog& events, const ProjectSettings& settings, Size contentSize, Zoom zoom);
 
+    /// The same recording under other settings of its project. Only models whose own settings changed are built
+    /// anew; the others are shared. `events` is the log that these were built from. Throws Error.
+    [[nodiscard]] FrameStates with(const EventLog& events, const ProjectSettings& settings) const;
+
     /// The frame rate of an export, 24...60, for a track's nominal rate (0: unknown).
     [[nodiscard]] static int exportFrameRate(double nominalRate);
     /// Those the editor would generate for this log.
@@ -39,11 +44,11 @@ public:
     /// What the frame at a source time shows, as far as the project has it switched on.
     [[nodiscard]] FrameState state(double sourceTime) const;
 
-    [[nodiscard]] const EditTimeline& timeline() const noexcept { return timeline_; }
+    [[nodiscard]] const EditTimeline& timeline() const noexcept { return *timeline_.model; }
     [[nodiscard]] const CursorRenderModel& cursor() const noexcept { return cursor_; }
-    [[nodiscard]] const CameraModel& camera() const noexcept { return camera_; }
-    [[nodiscard]] const KeystrokeModel& keystrokes() const noexcept { return keystrokes_; }
-    [[nodiscard]] const CaptionsModel& captions() const noexcept { return captions_; }
+    [[nodiscard]] const CameraModel& camera() const noexcept { return *camera_.model; }
+    [[nodiscard]] const KeystrokeModel& keystrokes() const noexcept { return *keystrokes_.model; }
+    [[nodiscard]] const CaptionsModel& captions() const noexcept { return *captions_.model; }
     [[nodiscard]] Size canvas() const noexcept { return canvas_; }            // pixels, even
     [[nodiscard]] Size contentSize() const noexcept { return contentSize_; }  // pixels
     [[nodiscard]] const Style& style() const noexcept { return style_; }
@@ -51,16 +56,34 @@ public:
     [[nodiscard]] RenderStyle renderStyle() const;
 
 private:
+    /// A model with the settings it was built from.
+    template <class Model, class Key>
+    struct Part {
+        Key key;
+        std::shared_ptr<const Model> model;
+        /// Builds the model anew only if `wanted` differs from its key.
+        template <class Build>
+        void update(Key wanted, Build&& build);
+    };
+    struct CameraKey {
+        std::vector<ZoomSegment> segments;
+        double zoomBias = 1;
+        const CursorSample* path = nullptr;  // of the cursor that the camera follows
+        bool operator==(const CameraKey&) const = default;
+    };
+
+    void update(const EventLog& events, const ProjectSettings& settings);
+
     Style style_;
     Size canvas_, contentSize_;
-    EditTimeline timeline_;
-    CursorStyle cursorStyle_;
-    CursorRenderModel cursor_;
-    CameraModel camera_;
-    KeystrokeModel keystrokes_;
-    CaptionsModel captions_;
     bool zooms_ = true, showsKeystrokes_ = false, showsCaptions_ = false;
+    CursorStyle cursorStyle_;
     CaptionStyle captionStyle_;
+    CursorRenderModel cursor_;
+    Part<EditTimeline, Timeline> timeline_;
+    Part<CameraModel, CameraKey> camera_;
+    Part<KeystrokeModel, bool> keystrokes_;
+    Part<CaptionsModel, std::vector<CaptionCue>> captions_;
 };
 
 }  // namespace lumenwhirl

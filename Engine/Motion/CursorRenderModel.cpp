@@ -56,17 +56,27 @@ double lastMoveTime(const std::vector<double>& times, double t) {
 
 }  // namespace
 
+CursorRenderModel::Path::Path(const EventLog& events, CursorSmoothing pathSmoothing)
+    : smoothing(pathSmoothing), trajectory(buildTrajectory(events.cursor, smoothing)) {
+    moveTimes.reserve(events.cursor.size());
+    for (const CursorSample& sample : events.cursor) moveTimes.push_back(sample.t);
+    std::copy_if(events.clicks.begin(), events.clicks.end(), std::back_inserter(downClicks),
+                 [](const ClickEvent& click) { return click.phase == ClickPhase::down; });
+    clicksInOrder = isInTimeOrder(std::span<const ClickEvent>(downClicks));
+}
+
 CursorRenderModel::CursorRenderModel(const EventLog& events, const CursorStyle& cursor, double fade,
                                      double rippleDuration)
-    : trajectory_(buildTrajectory(events.cursor, cursor.smoothing)),
+    : path_(std::make_shared<const Path>(events, cursor.smoothing)),
       idleHide_(cursor.autoHideIdle),
       fade_(std::max(shortestDuration, fade)),
-      rippleDuration_(std::max(shortestDuration, rippleDuration)) {
-    moveTimes_.reserve(events.cursor.size());
-    for (const CursorSample& sample : events.cursor) moveTimes_.push_back(sample.t);
-    std::copy_if(events.clicks.begin(), events.clicks.end(), std::back_inserter(downClicks_),
-                 [](const ClickEvent& click) { return click.phase == ClickPhase::down; });
-    clicksInOrder_ = isInTimeOrder(std::span<const ClickEvent>(downClicks_));
+      rippleDuration_(std::max(shortestDuration, rippleDuration)) {}
+
+CursorRenderModel CursorRenderModel::with(const EventLog& events, const CursorStyle& cursor) const {
+    CursorRenderModel model = *this;
+    model.idleHide_ = cursor.autoHideIdle;
+    if (cursor.smoothing != path_->smoothing) model.path_ = std::make_shared<const Path>(events, cursor.smoothing);
+    return model;
 }
 
 CursorState CursorRenderModel::state(double t, bool clickRipples) const {
@@ -74,19 +84,19 @@ CursorState CursorRenderModel::state(double t, bool clickRipples) const {
 }
 
 Point CursorRenderModel::position(double t) const {
-    return CursorTrack::interpolate(trajectory_, t);
+    return CursorTrack::interpolate(path_->trajectory, t);
 }
 
 double CursorRenderModel::opacity(double t) const {
-    if (moveTimes_.empty() || t < moveTimes_.front()) return 0;
-    const double idle = t - lastMoveTime(moveTimes_, t);
+    if (path_->moveTimes.empty() || t < path_->moveTimes.front()) return 0;
+    const double idle = t - lastMoveTime(path_->moveTimes, t);
     return idle <= idleHide_ ? 1 : std::max(0.0, 1 - (idle - idleHide_) / fade_);
 }
 
 std::vector<Ripple> CursorRenderModel::ripples(double t) const {
-    const std::span<const ClickEvent> clicks(downClicks_);
+    const std::span<const ClickEvent> clicks(path_->downClicks);
     const IndexRange candidates =
-        clicksInOrder_ ? aliveRange(clicks, t, rippleDuration_) : IndexRange{0, clicks.size()};
+        path_->clicksInOrder ? aliveRange(clicks, t, rippleDuration_) : IndexRange{0, clicks.size()};
     std::vector<Ripple> alive;
     for (std::size_t index = candidates.first; index < candidates.last; ++index) {
         const ClickEvent& click = clicks[index];

@@ -4,6 +4,7 @@
 #include "Engine/Documents/ProjectSettings.h"
 #include "Engine/Motion/CursorState.h"
 
+#include <memory>
 #include <vector>
 
 namespace lumenwhirl {
@@ -18,18 +19,28 @@ public:
     /// `fade` and `rippleDuration` in seconds, raised to 0.0001.
     CursorRenderModel(const EventLog& events, const CursorStyle& cursor, double fade, double rippleDuration);
 
+    /// The same recording's cursor in another style. Shares the path where its smoothing stays, so that it costs
+    /// next to nothing.
+    [[nodiscard]] CursorRenderModel with(const EventLog& events, const CursorStyle& cursor) const;
+
     [[nodiscard]] CursorState state(double t, bool clickRipples) const;
     [[nodiscard]] Point position(double t) const;
     [[nodiscard]] double opacity(double t) const;
     [[nodiscard]] std::vector<Ripple> ripples(double t) const;
 
-    [[nodiscard]] const std::vector<CursorSample>& trajectory() const noexcept { return trajectory_; }
+    [[nodiscard]] const std::vector<CursorSample>& trajectory() const noexcept { return path_->trajectory; }
 
 private:
-    std::vector<CursorSample> trajectory_;
-    std::vector<double> moveTimes_;
-    std::vector<ClickEvent> downClicks_;
-    bool clicksInOrder_ = true;  // as in every log this program writes; allows a binary search
+    /// All that comes from the log.
+    struct Path {
+        Path(const EventLog& events, CursorSmoothing smoothing);
+        CursorSmoothing smoothing;
+        std::vector<CursorSample> trajectory;
+        std::vector<double> moveTimes;
+        std::vector<ClickEvent> downClicks;
+        bool clicksInOrder = true;  // ascending, so they can be searched, as in every log this program writes
+    };
+    std::shared_ptr<const Path> path_;
     double idleHide_ = 0;
     double fade_ = 0;
     double rippleDuration_ = 0;

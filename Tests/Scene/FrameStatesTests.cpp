@@ -4,7 +4,9 @@
 #include "Tests/Exporter/Recordings.h"
 
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <string_view>
 
 namespace lumenwhirl {
 namespace {
@@ -215,6 +217,43 @@ TEST(Preset, asksForBitsByThePixel) {
     EXPECT_EQ(ratesFor(Preset::web, 1280, 720, 24), (PresetRates{1'990'656, 48}));
     EXPECT_EQ(ratesFor(Preset::web, 16384, 16384, 60).bitRate,
               1'449'551'462);  // 1,449,551,462.4: no 32-bit number
+}
+
+// A slider must not rebuild an hour's cursor path; whatever is changed, the states are those of a fresh build.
+TEST(FrameStatesInParts, areThoseOfAFreshBuildAndShareWhatStays) {
+    EventLog events = quietLog();
+    for (int i = 0; i < 100; ++i) events.cursor.push_back({.t = 0.1 * i, .x = 20.0 + i, .y = 10.0 + 3 * (i % 20)});
+    events.clicks = {{.t = 2, .x = 40, .y = 30}, {.t = 6, .x = 80, .y = 45}};
+    events.keys = {{.t = 3, .keyCode = 1, .chars = "s", .modifiers = {"cmd"}}};
+    ProjectSettings settings = plainProject(10);
+    settings.zoom.automatic = true;
+    settings.captions = CaptionSettings{.enabled = true, .cues = {{.start = 1, .end = 4, .text = "One"}}, .style = {}};
+    FrameStates states = statesOf(events, settings);
+
+    const std::vector<std::pair<const char*, std::function<void()>>> changes{
+        {"padding", [&] { settings.style.padding = 90; }},
+        {"aspect", [&] { settings.style.aspect = "9:16"; }},
+        {"idle", [&] { settings.cursor.autoHideIdle = 0.2; }},
+        {"smoothing", [&] { settings.cursor.smoothing = CursorSmoothing::ultra; }},
+        {"zoom", [&] { settings.zoom.defaultLevel = 2.5; }},
+        {"keys", [&] { settings.keystrokes = KeystrokeSettings{.enabled = true, .showAllKeys = true}; }},
+        {"caption", [&] { settings.captions->cues[0].text = "Another"; }},
+        {"cut",
+         [&] {
+             settings.timeline.cuts = {{1, 2}};
+         }},
+    };
+    for (const auto& [name, change] : changes) {
+        SCOPED_TRACE(name);
+        change();
+        const FrameStates next = states.with(events, settings), fresh = statesOf(events, settings);
+        for (int i = 0; i <= 40; ++i) EXPECT_EQ(next.state(0.25 * i), fresh.state(0.25 * i)) << i;
+        EXPECT_EQ(next.canvas(), fresh.canvas());
+        EXPECT_EQ(next.timeline().segments(), fresh.timeline().segments());
+        EXPECT_EQ(next.cursor().trajectory().data() == states.cursor().trajectory().data(),
+                  std::string_view(name) != "smoothing");
+        states = next;
+    }
 }
 
 }  // namespace
