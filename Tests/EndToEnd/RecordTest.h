@@ -79,7 +79,7 @@ struct Appearance {
 template <class Condition>
 std::optional<Appearance> firstFrame(const std::vector<VideoFrame>& frames, Condition condition) {
     double before = 0;
-    for (const Picture& frame : frames) {
+    for (const VideoFrame& frame : frames) {
         if (condition(frame)) return Appearance{frame.time(), before};
         before = frame.time();
     }
