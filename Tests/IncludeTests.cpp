@@ -80,6 +80,8 @@ const std::vector<Room> rooms{
     {"Exporter/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Recorder/Package/"}},
     {"Demo/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Recorder/Package/"}},
     {"Lumenwhirl/Captions/", {"Engine/", "Files/"}},
+    {"Lumenwhirl/Session/",
+     {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Recorder/", "Exporter/"}},
     {"Lumenwhirl/",
      {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Recorder/", "Exporter/", "Demo/",
       "Lumenwhirl/"}},

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <stdexcept>
 
 namespace CLI {
@@ -15,8 +16,8 @@ public:
     Command(const Command&) = delete;
     Command& operator=(const Command&) = delete;
 
-    /// Does the work, once the options are read. Throws std::exception with one line for the user; UsageError
-    /// where the options do not make sense together.
+    /// Does the work, once the options have been read. Throws std::exception with one line for the user;
+    /// UsageError if the options do not make sense together.
     virtual void run() = 0;
     [[nodiscard]] const CLI::App& parser() const noexcept { return parser_; }
 
@@ -28,7 +29,19 @@ private:
     CLI::App& parser_;
 };
 
-/// The command line asks for something that is not offered: exit status 2.
+// Each is defined in the file of its name; the last three in DesktopCommands.cpp.
+[[nodiscard]] std::unique_ptr<Command> makeCaptionsCommand(CLI::App& parser);
+[[nodiscard]] std::unique_ptr<Command> makeDemoCommand(CLI::App& parser);
+[[nodiscard]] std::unique_ptr<Command> makeExportCommand(CLI::App& parser);
+[[nodiscard]] std::unique_ptr<Command> makeFrameCommand(CLI::App& parser);
+[[nodiscard]] std::unique_ptr<Command> makeInspectCommand(CLI::App& parser);
+[[nodiscard]] std::unique_ptr<Command> makeLoudnessCommand(CLI::App& parser);
+[[nodiscard]] std::unique_ptr<Command> makeRecordCommand(CLI::App& parser);
+[[nodiscard]] std::unique_ptr<Command> makeTargetsCommand(CLI::App& parser);
+[[nodiscard]] std::unique_ptr<Command> makeMicrophonesCommand(CLI::App& parser);
+[[nodiscard]] std::unique_ptr<Command> makePermissionsCommand(CLI::App& parser);
+
+/// The command line asks for something that does not exist or makes no sense: exit status 2.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

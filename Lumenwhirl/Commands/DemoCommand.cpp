@@ -1,10 +1,9 @@
-#include "Lumenwhirl/Commands/DemoCommand.h"
-
 #include "Demo/Demo.h"
-#include "Lumenwhirl/Commands/ExportJob.h"
-#include "Lumenwhirl/Commands/Files.h"
-#include "Lumenwhirl/Commands/Numbers.h"
-#include "Lumenwhirl/Commands/PresetNames.h"
+#include "Lumenwhirl/Commands/Command.h"
+#include "Lumenwhirl/Commands/Interruption.h"
+#include "Lumenwhirl/Commands/Options.h"
+#include "Lumenwhirl/Commands/Progress.h"
+#include "Lumenwhirl/Session/Packages.h"
 
 #include <CLI/CLI.hpp>
 
@@ -14,13 +13,13 @@
 namespace lumenwhirl {
 namespace {
 
-constexpr double anything = 9007199254740992.0;  // 2^53; the generator knows its limits better
+constexpr double anything = 9007199254740992.0;  // 2^53; the generator knows its own limits
 constexpr std::string_view packageName = "Demo.lumenwhirl";
 
-Preset presetForEndingOf(const std::filesystem::path& file) {
-    if (const auto preset = PresetNames::presetForEnding(file.extension().string())) return *preset;
+Preset presetForExtensionOf(const std::filesystem::path& file) {
+    if (const auto preset = Session::presetForExtension(file.extension().string())) return *preset;
     throw UsageError("--export: " + file.string() +
-                     ": the name must end in .mp4, .mov or .gif, which tells the preset");
+                     ": the name must end in .mp4, .mov or .gif, which chooses the preset");
 }
 
 LumenwhirlPackage makeWithProgress(const std::filesystem::path& folder, const DemoOptions& options,
@@ -28,8 +27,8 @@ LumenwhirlPackage makeWithProgress(const std::filesystem::path& folder, const De
     ProgressDisplay display(defaultProgressStyle(), "Recording");
     const std::int64_t frames = std::llround(options.seconds * options.fps);
     const auto report = [&](double fraction) {
-        (void)display.update(std::llround(fraction * static_cast<double>(frames)),
-                             frames);  // a bar always arrives
+        // Only JSON can find no reader, and here it is a bar or nothing.
+        (void)display.update(std::llround(fraction * static_cast<double>(frames)), frames);
     };
     try {
         return makeDemo(folder, options, report, interruption.token());
@@ -41,66 +40,76 @@ LumenwhirlPackage makeWithProgress(const std::filesystem::path& folder, const De
     }
 }
 
+/// `lumenwhirl demo`: a synthetic recording, and its finished video on request.
+class DemoCommand final : public Command {
+public:
+    explicit DemoCommand(CLI::App& parser) : Command(parser) {
+        parser.add_option("FOLDER", folder_, "Where to create Demo.lumenwhirl; the current folder by default")
+            ->option_text(" ");
+        Options::addNumber(parser, "--seconds", seconds_, {0, anything}, "Its duration (12)")->option_text("N");
+        Options::add(
+            parser, "--size", [this](const std::string& text) { return takeSize(text); },
+            "a size such as 1920x1080", "The size of its video in pixels (1920x1080)")
+            ->option_text("WxH");
+        Options::addInteger(parser, "--fps", fps_, {1, 1000}, "Its frames per second (60)")->option_text("N");
+        Options::addInteger(parser, "--seed", seed_, {.lowest = 0},
+                            "A different number makes a different recording (1)")
+            ->option_text("N");
+        parser
+            .add_option("--export", export_,
+                        "Export it too; the extension chooses the preset: .mp4 web, .mov ProRes, .gif")
+            ->option_text("FILE");
+        parser.footer(
+            "Prints the path of the package. The same options and seed make the same recording.\n\n"
+            "Examples:\n"
+            "  lumenwhirl demo --export demo.mp4\n"
+            "  lumenwhirl demo ~/Videos --seconds 30 --size 1280x720 --seed 7");
+    }
+
+    void run() override {
+        const std::filesystem::path folder = folder_;
+        Preset preset = Preset::web;
+        if (!export_.empty()) {
+            preset = presetForExtensionOf(export_);
+            const LumenwhirlPackage future(folder / packageName);
+            Session::checkDestination(export_, &future);
+        }
+        const DemoOptions options{.seconds = seconds_,
+                                  .width = static_cast<int>(width_),
+                                  .height = static_cast<int>(height_),
+                                  .fps = static_cast<int>(fps_),
+                                  .seed = static_cast<std::uint64_t>(seed_)};
+        Interruption interruption;
+        const LumenwhirlPackage package = makeWithProgress(folder, options, interruption);
+        std::puts(package.url().lexically_normal().c_str());
+        std::fflush(
+            stdout);  // to be seen before the export, which takes a while; a failure is reported at the end
+        if (export_.empty()) return;
+        exportWithProgress(Session::prepareExport(package, {.preset = preset, .destination = export_}),
+                           defaultProgressStyle(), interruption);
+    }
+
+private:
+    bool takeSize(const std::string& text) {
+        constexpr std::int64_t largest = 1'000'000;
+        const std::size_t x = text.find('x');
+        const auto width = Options::parseInteger(text.substr(0, x));
+        const auto height = Options::parseInteger(x == std::string::npos ? "" : text.substr(x + 1));
+        if (!width || !height || *width < 1 || *height < 1 || *width > largest || *height > largest) return false;
+        width_ = *width;
+        height_ = *height;
+        return true;
+    }
+
+    std::string folder_ = ".", export_;
+    double seconds_ = 12;
+    std::int64_t width_ = 1920, height_ = 1080, fps_ = 60, seed_ = 1;
+};
+
 }  // namespace
 
-DemoCommand::DemoCommand(CLI::App& parser) : Command(parser) {
-    parser.add_option("FOLDER", folder_, "Where to make Demo.lumenwhirl; this folder if left out")
-        ->option_text(" ");
-    Numbers::addDouble(parser, "--seconds", seconds_, {0, anything}, "How long it is (12)")->option_text("N");
-    parser
-        .add_option_function<std::string>(
-            "--size",
-            [this](const std::string& text) {
-                const std::size_t x = text.find('x');
-                const auto width = Numbers::parseInteger(text.substr(0, x));
-                const auto height = Numbers::parseInteger(x == std::string::npos ? "" : text.substr(x + 1));
-                if (!width || !height || *width < 1 || *height < 1 || *width > 1'000'000 || *height > 1'000'000)
-                    throw CLI::ValidationError("--size", "\"" + text + "\" is no size such as 1920x1080");
-                width_ = *width;
-                height_ = *height;
-            },
-            "How large the picture is, in pixels (1920x1080)")
-        ->option_text("WxH");
-    Numbers::addInteger(parser, "--fps", fps_, {1, 1000}, "Frames a second (60)")->option_text("N");
-    Numbers::addInteger(parser, "--seed", seed_, {0, anything}, "Another number, another recording (1)")
-        ->option_text("N");
-    parser
-        .add_option("--export", export_,
-                    "Make the finished video too; the ending tells the preset: .mp4 web, .mov ProRes, .gif")
-        ->option_text("FILE");
-    parser.footer(
-        "Prints the path of the package. The same options and seed make the same recording.\n\n"
-        "Examples:\n"
-        "  lumenwhirl demo --export demo.mp4\n"
-        "  lumenwhirl demo ~/Videos --seconds 30 --size 1280x720 --seed 7");
-}
-
-void DemoCommand::run() {
-    const std::filesystem::path folder = folder_;
-    Preset preset = Preset::web;
-    if (!export_.empty()) {
-        preset = presetForEndingOf(export_);
-        const LumenwhirlPackage future(folder / packageName);
-        Files::checkDestination(export_, &future);
-    }
-    const DemoOptions options{.seconds = seconds_,
-                              .width = static_cast<int>(width_),
-                              .height = static_cast<int>(height_),
-                              .fps = static_cast<int>(fps_),
-                              .seed = static_cast<std::uint64_t>(seed_)};
-    Interruption interruption;
-    const LumenwhirlPackage package = makeWithProgress(folder, options, interruption);
-    std::puts(package.url().lexically_normal().c_str());
-    std::fflush(stdout);  // seen before the export, which takes a while; a failure is met at the end
-    if (export_.empty()) return;
-    runExport({.package = package,
-               .events = package.readEvents(),
-               .project = package.readProject(),
-               .preset = preset,
-               .zoom = FrameStates::Zoom::asProject,
-               .destination = export_,
-               .progress = defaultProgressStyle()},
-              interruption);
+std::unique_ptr<Command> makeDemoCommand(CLI::App& parser) {
+    return std::make_unique<DemoCommand>(parser);
 }
 
 }  // namespace lumenwhirl

@@ -1,23 +1,17 @@
 #pragma once
 
-#include "Recorder/Package/LumenwhirlPackage.h"
+#include "Lumenwhirl/Session/Packages.h"
 
 #include <filesystem>
 #include <string_view>
 
-/// The files that commands take and leave. Every failure throws CommandError, whose message names the file.
-namespace lumenwhirl::Files {
+namespace lumenwhirl {
 
-/// A package that is there. A recording that was cut short is completed first, and standard error says so. The
-/// documents are read, and found wanting, later.
+/// Opens a package, and prints what had to be recovered on standard error.
 [[nodiscard]] LumenwhirlPackage openPackage(const std::filesystem::path& path);
 
-/// Checks, before any work is done, that a file can be made there, so that hours of export do not end in a typing
-/// error. `package`, if given, is what the work reads: none of its files may be replaced.
-void checkDestination(const std::filesystem::path& destination, const LumenwhirlPackage* package);
-
 /// A file that appears all at once: written under another name in the same folder and renamed by `commit`, else
-/// removed.
+/// removed. Throws CommandError, whose message names the file.
 class NewFile {
 public:
     explicit NewFile(std::filesystem::path destination);
@@ -36,4 +30,4 @@ private:
     int descriptor_ = -1;
 };
 
-}  // namespace lumenwhirl::Files
+}  // namespace lumenwhirl

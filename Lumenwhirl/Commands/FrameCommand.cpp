@@ -1,43 +1,48 @@
-#include "Lumenwhirl/Commands/FrameCommand.h"
-
 #include "Compositor/PngFile.h"
-#include "Exporter/Exporter.h"
-#include "Lumenwhirl/Commands/DocumentErrors.h"
+#include "Lumenwhirl/Commands/Command.h"
 #include "Lumenwhirl/Commands/Files.h"
-#include "Lumenwhirl/Commands/Numbers.h"
+#include "Lumenwhirl/Commands/Options.h"
+#include "Lumenwhirl/Session/Export.h"
 
 #include <CLI/CLI.hpp>
 
-#include <limits>
-
 namespace lumenwhirl {
+namespace {
 
-FrameCommand::FrameCommand(CLI::App& parser) : Command(parser) {
-    constexpr double anything = std::numeric_limits<double>::max();
-    parser.add_option("PACKAGE", package_, "The recording, a folder that ends in .lumenwhirl")
-        ->required()
-        ->option_text(" ");
-    Numbers::addDouble(parser, "--at", at_, {-anything, anything},
-                       "The time in the finished video, in seconds; the nearest frame beyond its ends")
-        ->required()
-        ->option_text("T");
-    parser.add_option("-o,--output", output_, "The picture to write (PNG)")->required()->option_text("FILE.png");
-    parser.add_flag("--no-zoom", noZoom_, "Keep the camera still");
-    parser.footer(
-        "Example:\n"
-        "  lumenwhirl frame Demo.lumenwhirl --at 2.5 -o frame.png");
-}
+/// `lumenwhirl frame`: one finished frame as an image.
+class FrameCommand final : public Command {
+public:
+    explicit FrameCommand(CLI::App& parser) : Command(parser) {
+        Options::addPackage(parser, package_);
+        Options::addNumber(parser, "--at", at_, {},
+                           "The time in the finished video, in seconds; the first or last frame if it is outside")
+            ->required()
+            ->option_text("T");
+        parser.add_option("-o,--output", output_, "The image to write (PNG)")->required()->option_text("FILE.png");
+        parser.add_flag("--no-zoom", noZoom_, "Do not zoom in");
+        parser.footer(
+            "Example:\n"
+            "  lumenwhirl frame Demo.lumenwhirl --at 2.5 -o frame.png");
+    }
 
-void FrameCommand::run() {
-    const LumenwhirlPackage package = Files::openPackage(package_);
-    const EventLog events = package.readEvents();
-    const ProjectSettings project = package.readProject();
-    Files::checkDestination(output_, &package);
-    const Image frame = onDocumentsOf(package, [&] {
-        return Exporter::finishedFrame(package.recordingURL(), events, project, at_,
-                                       noZoom_ ? FrameStates::Zoom::off : FrameStates::Zoom::asProject);
-    });
-    writePng(frame, output_);
+    void run() override {
+        const LumenwhirlPackage package = openPackage(package_);
+        Session::checkDestination(output_, &package);
+        writePng(
+            Session::finishedFrame(package, at_, noZoom_ ? FrameStates::Zoom::off : FrameStates::Zoom::asProject),
+            output_);
+    }
+
+private:
+    std::string package_, output_;
+    double at_ = 0;
+    bool noZoom_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeFrameCommand(CLI::App& parser) {
+    return std::make_unique<FrameCommand>(parser);
 }
 
 }  // namespace lumenwhirl

@@ -1,10 +1,9 @@
-#include "Lumenwhirl/Commands/LoudnessCommand.h"
-
 #include "Exporter/AudioNormalizer.h"
+#include "Lumenwhirl/Commands/Command.h"
 #include "Lumenwhirl/Commands/Files.h"
 #include "Lumenwhirl/Commands/Interruption.h"
 #include "Lumenwhirl/Commands/JsonWriter.h"
-#include "Lumenwhirl/Commands/Numbers.h"
+#include "Lumenwhirl/Commands/Options.h"
 
 #include <CLI/CLI.hpp>
 
@@ -13,12 +12,12 @@
 namespace lumenwhirl {
 namespace {
 
-/// Removes the copy in the temporary folder.
+/// Removes the copy from the temporary folder.
 class TemporaryFile {
 public:
     explicit TemporaryFile(std::filesystem::path file) : file_(std::move(file)) {}
     ~TemporaryFile() {
-        std::error_code error;  // what the system leaves there, it clears some day
+        std::error_code error;  // the system clears its temporary folder sooner or later
         std::filesystem::remove(file_, error);
     }
     TemporaryFile(const TemporaryFile&) = delete;
@@ -36,51 +35,63 @@ std::string report(const AudioNormalizer::Levels& levels, float gain) {
     return json.endObject().text();
 }
 
+/// `lumenwhirl loudness`: measures how loud the speech in a file is, and writes a louder copy on request.
+class LoudnessCommand final : public Command {
+public:
+    explicit LoudnessCommand(CLI::App& parser) : Command(parser) {
+        parser.add_option("FILE", file_, "An audio or video file")->required()->option_text(" ");
+        parser.add_option("-o,--output", output_, "Write the louder copy here, if one is needed (AAC in M4A)")
+            ->option_text("OUT.m4a");
+        Options::addNumber(parser, "--gain", gain_, {1e-6, 1e6}, "Use this gain instead of what the speech needs")
+            ->option_text("G");
+        parser.footer(
+            "Prints {\"peak\",\"speechLevel\",\"gain\",\"sampleRate\",\"channels\"}. Levels are linear, 1 is full "
+            "scale; the gain\n"
+            "is what brings the speech to 0.14. Nothing is ever made quieter: at a gain of 1.05 or less no copy is "
+            "written.\n\n"
+            "Examples:\n"
+            "  lumenwhirl loudness Demo.lumenwhirl/recording.mp4\n"
+            "  lumenwhirl loudness talk.wav -o talk.m4a --gain 2");
+    }
+
+    void run() override {
+        if (!output_.empty()) {
+            Session::checkDestination(output_, nullptr);
+            std::error_code error;
+            if (std::filesystem::equivalent(file_, output_, error) && !error)
+                throw CommandError(output_ + ": is the file to be measured; choose another name");
+        }
+        const AudioNormalizer::Levels levels = AudioNormalizer::measure(file_);
+        const float gain = gain_ > 0 ? static_cast<float>(gain_) : AudioNormalizer::gainFor(levels);
+        if (!output_.empty() && gain > AudioNormalizer::minimumUsefulGain) writeCopy(gain);
+        std::puts(report(levels, gain).c_str());
+    }
+
+private:
+    void writeCopy(float gain) const {
+        Interruption interruption;
+        const std::optional<std::filesystem::path> copy =
+            AudioNormalizer::normalizedCopy(file_, gain, interruption.token());
+        if (!copy) {
+            throw CommandError(interruption.token().stop_requested()
+                                   ? output_ + ": cancelled; nothing was written"
+                                   : output_ + ": the louder copy of " + file_ + " could not be created in " +
+                                         std::filesystem::temp_directory_path().string());
+        }
+        const TemporaryFile temporary(*copy);
+        NewFile file(output_);
+        file.copyFrom(temporary.path());
+        file.commit();
+    }
+
+    std::string file_, output_;
+    double gain_ = 0;  // 0: not given
+};
+
 }  // namespace
 
-LoudnessCommand::LoudnessCommand(CLI::App& parser) : Command(parser) {
-    parser.add_option("FILE", file_, "A sound or video file")->required()->option_text(" ");
-    parser.add_option("-o,--output", output_, "Write the louder copy, if one is called for (AAC in M4A)")
-        ->option_text("OUT.m4a");
-    Numbers::addDouble(parser, "--gain", gain_, {1e-6, 1e6}, "Use this gain instead of what the speech calls for")
-        ->option_text("G");
-    parser.footer(
-        "Prints {\"peak\",\"speechLevel\",\"gain\",\"sampleRate\",\"channels\"}; levels are linear, 1 is full "
-        "scale, and the\n"
-        "gain is what brings the speech to 0.14. Nothing is ever made quieter: at a gain of 1.05 or less no copy "
-        "is written.\n\n"
-        "Examples:\n"
-        "  lumenwhirl loudness Demo.lumenwhirl/recording.mp4\n"
-        "  lumenwhirl loudness talk.wav -o talk.m4a --gain 2");
-}
-
-void LoudnessCommand::run() {
-    if (!output_.empty()) {
-        Files::checkDestination(output_, nullptr);
-        std::error_code error;
-        if (std::filesystem::equivalent(file_, output_, error) && !error)
-            throw CommandError(output_ + ": is the file to be measured; choose another name");
-    }
-    const AudioNormalizer::Levels levels = AudioNormalizer::measure(file_);
-    const float gain = gain_ > 0 ? static_cast<float>(gain_) : AudioNormalizer::gainFor(levels);
-    if (!output_.empty() && gain > AudioNormalizer::minimumUsefulGain) writeCopy(gain);
-    std::puts(report(levels, gain).c_str());
-}
-
-void LoudnessCommand::writeCopy(float gain) const {
-    Interruption interruption;
-    const std::optional<std::filesystem::path> copy =
-        AudioNormalizer::normalizedCopy(file_, gain, interruption.token());
-    if (!copy) {
-        throw CommandError(interruption.token().stop_requested()
-                               ? output_ + ": cancelled; nothing was written"
-                               : output_ + ": the louder copy of " + file_ + " could not be made in " +
-                                     std::filesystem::temp_directory_path().string());
-    }
-    const TemporaryFile temporary(*copy);
-    Files::NewFile file(output_);
-    file.copyFrom(temporary.path());
-    file.commit();
+std::unique_ptr<Command> makeLoudnessCommand(CLI::App& parser) {
+    return std::make_unique<LoudnessCommand>(parser);
 }
 
 }  // namespace lumenwhirl

@@ -161,11 +161,11 @@ TEST(BadInput, destinationsThatCannotBeWritten) {
     };
     writeFile(folder / "file", "");
     refuse(folder.path().string(), "is a folder");
-    refuse(folder / "no/such/out.mp4", "there is no folder ");
-    refuse(folder / "file/out.mp4", "there is no folder ");
+    refuse(folder / "no/such/out.mp4", "the folder ");
+    refuse(folder / "file/out.mp4", "the folder ");
     refuse(package.recordingURL().string(), "belongs to the recording");
     refuse(package.micURL().string(), "belongs to the recording");
-    refuse("/dev/null", "is no plain file");
+    refuse("/dev/null", "is not a regular file");
     if (fs::exists("/proc/self")) refuse("/proc/out.mp4", "");  // takes no files, not even root's
     fs::create_symlink(package.eventsURL(), folder / "link.mp4");
     refuse(folder / "link.mp4", "belongs to the recording");

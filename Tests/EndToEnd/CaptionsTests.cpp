@@ -52,12 +52,12 @@ TEST(CaptionsCommand, aFaultChangesNothingAndNamesTheFileAndLine) {
     const std::vector<std::pair<Program::Arguments, std::string>> faults{
         {{"--import", folder / "bad.srt"}, folder / "bad.srt: line 5: "},
         {{"--import", folder / "bad.json"}, folder / "bad.json: [0].start: "},
-        {{"--import", folder / "empty.srt"}, folder / "empty.srt: holds no captions"},
+        {{"--import", folder / "empty.srt"}, folder / "empty.srt: contains no captions"},
         {{"--import", folder / "captions.txt"}, folder / "captions.txt: the name must end in "},
         {{"--import", folder / "missing.srt"}, folder / "missing.srt: cannot be opened: "},
         {{"--import", folder.path().string()}, folder.path().string() + ": "},
         {{"--import", "/dev/zero.srt"}, "/dev/zero.srt: "},
-        {{"--export", folder / "no/talk.srt"}, folder / "no/talk.srt: there is no folder "},
+        {{"--export", folder / "no/talk.srt"}, folder / "no/talk.srt: the folder "},
         {{"--export", package.url().string() + "/x.srt/"}, package.url().string() + "/x.srt/: "},
     };
     const auto before = folder.contents();

@@ -48,8 +48,8 @@ TEST(DemoCommand, failsBeforeTheWorkBegins) {
     const TestFolder folder;
     const auto before = folder.contents();
     for (const auto& [destination, problem] : std::vector<std::pair<std::string, std::string>>{
-             {"demo.avi", "--export: demo.avi: the name must end in .mp4, .mov or .gif, which tells the preset"},
-             {"no/demo.mp4", "no/demo.mp4: there is no folder no"},
+             {"demo.avi", "--export: demo.avi: the name must end in .mp4, .mov or .gif, which chooses the preset"},
+             {"no/demo.mp4", "no/demo.mp4: the folder no does not exist"},
              {"Demo.lumenwhirl/../.mp4/", "--export: "}}) {
         const Outcome outcome = demo(folder, {"--export", destination});
         EXPECT_NE(outcome.status, 0);

@@ -110,7 +110,7 @@ TEST(ExportCommand, refusesPresetsThatAreNone) {
     EXPECT_EQ(stored.status, 1);
     EXPECT_EQ(stored.errors,
               "lumenwhirl: " + package.projectURL().string() +
-                  ": export.preset: unknown preset \"cinema\"; known are web, social, prores, gif\n");
+                  ": export.preset: unknown preset \"cinema\"; must be one of web, social, prores, gif\n");
 }
 
 TEST(ExportCommand, encodesByWhatIsNamedOrSaysThatItDoesNotWorkHere) {

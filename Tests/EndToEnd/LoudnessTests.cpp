@@ -47,7 +47,7 @@ TEST(LoudnessCommand, failuresNameTheFileAndLeaveNothing) {
         {{folder / "missing.wav"}, folder / "missing.wav: "},
         {{package.eventsURL().string()}, package.eventsURL().string() + ": "},
         {{recording, "-o", folder.path().string()}, folder.path().string() + ": is a folder"},
-        {{recording, "-o", folder / "no/loud.m4a"}, folder / "no/loud.m4a: there is no folder "},
+        {{recording, "-o", folder / "no/loud.m4a"}, folder / "no/loud.m4a: the folder "},
         {{recording, "-o", recording}, recording + ": is the file to be measured"},
     };
     for (const auto& [arguments, message] : faults) {

@@ -91,12 +91,12 @@ TEST_F(AudioRecordTest, aMicrophoneLeavesTheComputersAudioOut) {
 TEST_F(AudioRecordTest, goesOnWhereTheAudioEnds) {
     record({"--mic", "--seconds", "2"});
     server.unplug("mic");
-    EXPECT_NE(program->wait().errors.find("goes on without sound: "), std::string::npos);
+    EXPECT_NE(program->wait().errors.find("continues without audio: "), std::string::npos);
     server.unplug("micfeed");
     server.unplug("speakers");
     fs::remove_all(package.url());
     record();
-    EXPECT_NE(stop().errors.find("goes on without sound: there is no audio output"), std::string::npos);
+    EXPECT_NE(stop().errors.find("continues without audio: there is no audio output"), std::string::npos);
 }
 
 class SilentRecordTest : public RecordTest {};

@@ -389,7 +389,7 @@ TEST_F(RecordTest, refusesWhatItCannotDoInOneLine) {
     record();
     const Outcome second = run({"record", "--folder", folder.path().string(), "--name", "Take"});
     EXPECT_EQ(second.status, 1);
-    EXPECT_NE(second.errors.find("exists already"), std::string::npos) << second.errors;
+    EXPECT_NE(second.errors.find("already exists"), std::string::npos) << second.errors;
     const Outcome early = run({"export", package.url().string(), "-o", folder / "out.mp4"});
     EXPECT_EQ(early.status, 1);
     EXPECT_NE(early.errors.find("is being recorded right now"), std::string::npos) << early.errors;

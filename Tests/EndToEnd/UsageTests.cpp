@@ -83,7 +83,7 @@ TEST(Usage, anOptionTakesNoMoreThanItsValue) {
 TEST(Usage, aFailureIsOneLineWhateverTheFileIsCalled) {
     const Outcome outcome = Program::run({"inspect", "two\nlines\x1b[31m.lumenwhirl"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.errors, "lumenwhirl: two\\nlines\\x1b[31m.lumenwhirl: there is no such package\n");
+    EXPECT_EQ(outcome.errors, "lumenwhirl: two\\nlines\\x1b[31m.lumenwhirl: no such package\n");
 }
 
 TEST(Usage, anOutputThatCannotBeWrittenIsAFailure) {

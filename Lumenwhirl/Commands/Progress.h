@@ -1,33 +1,37 @@
 #pragma once
 
-#include "Lumenwhirl/Commands/ProgressLine.h"
-#include "Lumenwhirl/Commands/StatusLine.h"
+#include "Lumenwhirl/Commands/StatusText.h"
+#include "Lumenwhirl/Commands/Terminal.h"
+#include "Lumenwhirl/Session/Export.h"
 
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace lumenwhirl {
+
+class Interruption;
 
 enum class ProgressStyle { none, bar, json };
 
 /// "bar", "json" or "none"; empty for any other name.
 [[nodiscard]] std::optional<ProgressStyle> progressStyleFromName(std::string_view name);
-/// A bar where somebody looks at standard error, else nothing.
+/// A bar if standard error is a terminal, otherwise nothing.
 [[nodiscard]] ProgressStyle defaultProgressStyle();
 
-/// Shows how far a piece of work is: a bar on standard error that is gone when the work ends, or JSON lines on
-/// standard output for a program that listens. Used by one thread at a time.
+/// Shows the progress of a long task: as a bar on standard error that disappears when the task ends, or as lines
+/// of JSON on standard output for another program. Used by one thread at a time.
 class ProgressDisplay {
 public:
-    /// `label` stands before the bar.
+    /// `label` is shown in front of the bar.
     ProgressDisplay(ProgressStyle style, const std::string& label);
 
-    /// False when nobody can receive the JSON lines any more: the work is pointless.
+    /// False once the JSON can no longer be written: nobody is waiting for the result.
     [[nodiscard]] bool update(std::int64_t framesDone, std::int64_t totalFrames);
-    /// The work is done and `output` complete: says so, with the time taken and the size.
+    /// Reports that `output` is complete, with the time taken and its size.
     void finish(const std::filesystem::path& output);
 
 private:
@@ -42,5 +46,9 @@ private:
     StatusLine bar_;
     std::int64_t framesDone_ = 0;
 };
+
+/// Runs an export with its progress shown, until it is complete or a signal stops it. Throws what
+/// Session::runExport() throws, and CommandError if nobody reads the progress any more.
+void exportWithProgress(const Session::ExportTask& task, ProgressStyle style, Interruption& interruption);
 
 }  // namespace lumenwhirl

@@ -1,4 +1,6 @@
-#include "Lumenwhirl/Commands/ProgressLine.h"
+#include "Lumenwhirl/Commands/StatusText.h"
+
+#include "Lumenwhirl/Session/Texts.h"
 
 #include <algorithm>
 #include <array>
@@ -14,6 +16,23 @@ std::string formatted(const char* format, Values... values) {
     char text[96];
     std::snprintf(text, sizeof text, format, values...);
     return text;
+}
+
+/// Ten steps from -60 dB to full scale.
+std::string levelMeter(float level, Symbols symbols) {
+    constexpr int steps = 10;
+    constexpr double floorDb = -60;
+    const double decibels = level > 0 ? 20 * std::log10(double{level}) : floorDb;
+    const int lit = static_cast<int>(std::lround(std::clamp(1 - decibels / floorDb, 0.0, 1.0) * steps));
+    std::string meter = "[";
+    for (int step = 0; step < steps; ++step) {
+        if (step >= lit) {
+            meter += ' ';
+        } else {
+            meter += symbols == Symbols::unicode ? "▮" : "#";
+        }
+    }
+    return meter + "]";
 }
 
 }  // namespace
@@ -50,7 +69,7 @@ std::string ProgressLine::bar(int columns) const {
 }
 
 std::string ProgressLine::text(int columns) const {
-    // Rounded down: 100 % is said only when it is done.
+    // Rounded down, so that 100 % means done.
     const std::string share = formatted("%s %3d%%", label_.c_str(), static_cast<int>(fraction() * 100));
     const double speed = framesPerSecond();
     std::array<std::string, 3> details{
@@ -60,7 +79,7 @@ std::string ProgressLine::text(int columns) const {
         details[1] = formatted("  %.0f fps", speed);
         details[2] = "  " + durationText(static_cast<double>(totalFrames_ - framesDone_) / speed) + " left";
     }
-    // In order of worth: share, time left, speed, frames, and a bar in what remains.
+    // In order of importance: percentage, time left, speed, frames, and a bar in what remains.
     std::array<bool, 3> isShown{};
     int width = static_cast<int>(share.size());
     for (const std::size_t i : {2U, 1U, 0U}) {
@@ -77,23 +96,31 @@ std::string ProgressLine::text(int columns) const {
     return line;
 }
 
-std::string durationText(double seconds) {
-    const auto whole = static_cast<long long>(std::ceil(std::clamp(seconds, 0.0, 359999.0)));
-    const long long hours = whole / 3600, minutes = whole / 60 % 60;
-    return hours > 0 ? formatted("%lld:%02lld:%02lld", hours, minutes, whole % 60)
-                     : formatted("%lld:%02lld", minutes, whole % 60);
-}
-
-std::string sizeText(std::uintmax_t bytes) {
-    if (bytes < 1000) return std::to_string(bytes) + " bytes";
-    constexpr std::array<std::string_view, 4> units{"kB", "MB", "GB", "TB"};
-    double amount = static_cast<double>(bytes) / 1000;
-    std::size_t unit = 0;
-    while (amount >= 999.95 && unit + 1 < units.size()) {
-        amount /= 1000;
-        ++unit;
+std::string recordingLine(const RecordingController::Progress& progress, bool hasAudio, Symbols symbols,
+                          int columns) {
+    const std::string time = "Recording  " + durationText(std::floor(progress.seconds));
+    constexpr int meterColumns = 14;
+    struct Detail {
+        std::string text;
+        int columns = 0;
+        bool isShown = false;
+    };
+    const auto plain = [](const std::string& text) { return Detail{text, static_cast<int>(text.size())}; };
+    std::array<Detail, 4> details{
+        plain("  " + std::to_string(progress.file.framesWritten) + " frames"),
+        plain("  " + std::to_string(progress.file.framesDropped) + " dropped"),
+        plain("  " + sizeText(progress.file.bytes)),
+        Detail{"  " + levelMeter(progress.audioLevel, symbols), hasAudio ? meterColumns : columns},
+    };
+    int width = static_cast<int>(time.size());
+    for (const std::size_t i : {3U, 1U, 2U, 0U}) {  // in order of importance
+        details[i].isShown = width + details[i].columns <= columns;
+        if (details[i].isShown) width += details[i].columns;
     }
-    return formatted("%.1f ", amount) + std::string(units[unit]);
+    std::string line = time.substr(0, static_cast<std::size_t>(std::max(columns, 0)));
+    for (const Detail& detail : details)
+        if (detail.isShown) line += detail.text;
+    return line;
 }
 
 }  // namespace lumenwhirl

@@ -1,7 +1,9 @@
-#include "Lumenwhirl/Commands/ProgressDisplay.h"
+#include "Lumenwhirl/Commands/Progress.h"
 
-#include "Lumenwhirl/Commands/CommandLine.h"
+#include "Lumenwhirl/Commands/Command.h"
+#include "Lumenwhirl/Commands/Interruption.h"
 #include "Lumenwhirl/Commands/JsonWriter.h"
+#include "Lumenwhirl/Session/Texts.h"
 
 #include <cstdio>
 #include <system_error>
@@ -37,11 +39,9 @@ double ProgressDisplay::elapsed() const {
 bool ProgressDisplay::update(std::int64_t framesDone, std::int64_t totalFrames) {
     framesDone_ = framesDone;
     if (style_ == ProgressStyle::json) {
-        const double fraction =
-            totalFrames > 0 ? static_cast<double>(framesDone) / static_cast<double>(totalFrames) : 0;
         JsonWriter json(JsonWriter::Layout::compact);
         json.beginObject().member("framesDone", framesDone).member("totalFrames", totalFrames);
-        json.member("fraction", fraction).endObject();
+        json.member("fraction", Exporter::Progress{framesDone, totalFrames}.fraction()).endObject();
         return writeLine(json.text());
     }
     if (style_ == ProgressStyle::bar) {
@@ -62,7 +62,7 @@ void ProgressDisplay::finish(const std::filesystem::path& output) {
         JsonWriter json(JsonWriter::Layout::compact);
         json.beginObject().member("output", output.string()).member("seconds", seconds);
         json.member("framesPerSecond", framesPerSecond).endObject();
-        writeLine(json.text());  // the work is done; the caller's last flush reports a reader that is gone
+        writeLine(json.text());  // the work is done: a reader that is gone is reported by the last flush
     }
     if (style_ == ProgressStyle::bar) {
         bar_.clear();
@@ -72,6 +72,23 @@ void ProgressDisplay::finish(const std::filesystem::path& output) {
                      static_cast<long long>(framesDone_), error ? "" : ", ", error ? "" : sizeText(bytes).c_str(),
                      seconds, framesPerSecond);
     }
+}
+
+void exportWithProgress(const Session::ExportTask& task, ProgressStyle style, Interruption& interruption) {
+    ProgressDisplay display(style, "Exporting");
+    bool hasListener = true;
+    const auto show = [&](const Exporter::Progress& progress) {
+        if (display.update(progress.framesDone, progress.totalFrames)) return;
+        hasListener = false;
+        interruption.requestStop();
+    };
+    try {
+        Session::runExport(task, show, interruption.token());
+    } catch (const Exporter::ExportError& error) {
+        if (hasListener || error.kind() != Exporter::ExportError::Kind::cancelled) throw;
+        throw CommandError("standard output: nobody reads the progress any more");
+    }
+    display.finish(task.destination);
 }
 
 }  // namespace lumenwhirl

@@ -1,33 +1,54 @@
-#include "Lumenwhirl/Commands/StatusLine.h"
+#include "Lumenwhirl/Commands/Terminal.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <string_view>
 
 namespace lumenwhirl {
+
+std::string oneLine(std::string_view message) {
+    std::string line;
+    for (const char c : message) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '\n') {
+            line += "\\n";
+        } else if (byte < 0x20 || byte == 0x7F) {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+            line += escape;
+        } else {
+            line += c;
+        }
+    }
+    return line;
+}
+
+void tell(std::string_view message) {
+    const std::string line = "lumenwhirl: " + oneLine(message) + '\n';
+    std::fwrite(line.data(), 1, line.size(), stderr);
+}
 
 bool StatusLine::isWatched() {
     return isatty(STDERR_FILENO) != 0;
 }
 
-ProgressLine::Symbols StatusLine::symbols() {
+Symbols StatusLine::symbols() {
     for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {  // the first one set decides, as in setlocale
         const char* const value = std::getenv(name);
         if (value == nullptr || *value == '\0') continue;
         const std::string_view locale = value;
         const bool isUtf8 = locale.find("UTF-8") != locale.npos || locale.find("utf8") != locale.npos;
-        return isUtf8 ? ProgressLine::Symbols::unicode : ProgressLine::Symbols::ascii;
+        return isUtf8 ? Symbols::unicode : Symbols::ascii;
     }
-    return ProgressLine::Symbols::ascii;
+    return Symbols::ascii;
 }
 
 int StatusLine::columns() {
     winsize size{};
     const bool isKnown = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return (isKnown ? size.ws_col : 80) - 1;  // some terminals wrap when the last one is written
+    return (isKnown ? size.ws_col : 80) - 1;  // some terminals wrap once the last column is written
 }
 
 void StatusLine::draw(const std::string& text) {
