@@ -1,11 +1,10 @@
 #include "Media/VideoReader.h"
-#include "Tests/EndToEnd/Json.h"
-#include "Tests/EndToEnd/Program.h"
 #include "Tests/EndToEnd/TestFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdio>
 #include <sstream>
 
 namespace lumenwhirl::test {
@@ -18,19 +17,22 @@ int framesIn(const std::string& file) {
     return count;
 }
 
-/// Width and height as the picture's header states them, 0 when it is no PNG.
-std::pair<int, int> sizeOfPng(const std::string& file) {
-    const std::string bytes = contentsOf(file);
-    if (bytes.size() < 24 || bytes.compare(0, 8, "\x89PNG\r\n\x1a\n") != 0) return {};
-    const auto number = [&](std::size_t at) {
-        int value = 0;
-        for (std::size_t i = at; i < at + 4; ++i) value = value * 256 + static_cast<unsigned char>(bytes[i]);
-        return value;
-    };
-    return {number(16), number(20)};
+/// What other programs see in a file.
+std::string probed(const std::string& file) {
+    const std::string command = "ffprobe -v error -of json -show_streams -show_format '" + file + "'";
+    std::FILE* pipe = ::popen(command.c_str(), "r");
+    std::string text;
+    char buffer[4096];
+    while (const std::size_t count = std::fread(buffer, 1, sizeof buffer, pipe)) text.append(buffer, count);
+    EXPECT_EQ(::pclose(pipe), 0) << file;
+    return text;
 }
 
-TEST(ExportCommand, writesTheVideoBesideItselfAndSaysNothingOnAPipe) {
+struct Expected {
+    std::string preset, ending, container, codec, profile, tag, pixels;
+};
+
+TEST(ExportCommand, writesIntoTheCurrentFolderAndSaysNothingOnAPipe) {
     const TestFolder folder;
     const LumenwhirlPackage package = folder.makeRecording();
     const auto before = folder.contents();
@@ -43,7 +45,7 @@ TEST(ExportCommand, writesTheVideoBesideItselfAndSaysNothingOnAPipe) {
     EXPECT_EQ(after, before);  // no other file is left, and the recording is untouched
 }
 
-TEST(ExportCommand, tellsItsProgressAsJson) {
+TEST(ExportCommand, reportsItsProgressAsJson) {
     const TestFolder folder;
     const std::string package = folder.makeRecording().url().string();
     const std::string output = folder / "out.mp4";
@@ -75,10 +77,10 @@ TEST(ExportCommand, anInterruptedExportLeavesTheOldFileAndNothingElse) {
         const TestFolder folder;
         const std::string package = folder.makeRecording(400).url().string();
         const std::string output = folder / "out";
-        writeFile(output, "the video of yesterday");
+        writeFile(output, "yesterday's video");
         const auto before = folder.contents();
         Program program({"export", package, "-o", output, "--preset", preset, "--progress", "json"});
-        // Nobody reads its progress yet, so that it waits after some 80 frames until it has been told to stop.
+        // Its progress is not read yet, so that it waits after some 80 frames until it has been told to stop.
         program.waitForOutput();
         program.send(signal);
         const Outcome outcome = program.wait();
@@ -92,28 +94,11 @@ TEST(ExportCommand, anInterruptedExportLeavesTheOldFileAndNothingElse) {
 TEST(ExportCommand, stopsWhenNobodyReadsItsProgress) {
     const TestFolder folder;
     const std::string package = folder.makeRecording().url().string();
-    const auto before = folder.contents();
-    const Outcome outcome = Program::run({"export", package, "-o", folder / "out.mp4", "--progress", "json"},
-                                         {.hasClosedOutput = true});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.errors.find("lumenwhirl: standard output: "), 0U) << outcome.errors;
-    EXPECT_EQ(folder.contents(), before);
+    folder.expectFailure({"export", package, "-o", folder / "out.mp4", "--progress", "json"}, 1,
+                         "standard output: ", {.hasFullOutput = true});
 }
 
-TEST(ExportCommand, refusesPresetsThatAreNone) {
-    const TestFolder folder;
-    const LumenwhirlPackage package = folder.makeRecording();
-    ProjectSettings project = package.readProject();
-    project.exportSettings.preset = "cinema";
-    package.writeProject(project);
-    const Outcome stored = Program::run({"export", package.url().string()});
-    EXPECT_EQ(stored.status, 1);
-    EXPECT_EQ(stored.errors,
-              "lumenwhirl: " + package.projectURL().string() +
-                  ": export.preset: unknown preset \"cinema\"; must be one of web, social, prores, gif\n");
-}
-
-TEST(ExportCommand, encodesByWhatIsNamedOrSaysThatItDoesNotWorkHere) {
+TEST(ExportCommand, usesTheEncoderThatIsNamedOrSaysThatItDoesNotWork) {
     const TestFolder folder;
     const std::string package = folder.makeRecording().url().string(), output = folder / "out.mp4";
     const auto before = folder.contents();
@@ -137,48 +122,81 @@ TEST(ExportCommand, encodesByWhatIsNamedOrSaysThatItDoesNotWorkHere) {
     }
 }
 
-TEST(ExportCommand, namesPresetsThatGraphicsCardsCannotEncode) {
+TEST(ExportCommand, saysWhichPresetsGraphicsCardsCannotEncode) {
     const TestFolder folder;
-    const std::string package = folder.makeRecording().url().string();
-    const auto before = folder.contents();
-    for (const auto& [preset, what] : {std::pair{"prores", "ProRes"}, std::pair{"gif", "GIFs"}}) {
-        const Outcome outcome =
-            Program::run({"export", package, "-o", folder / "out", "--preset", preset, "--encoder", "vaapi"});
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.errors, "lumenwhirl: " + (folder / "out") + ": the encoder vaapi cannot make " + what +
-                                      "; choose \"software\" or \"auto\"\n");
-        EXPECT_EQ(folder.contents(), before);
-    }
+    const std::string package = folder.makeRecording().url().string(), output = folder / "out";
+    for (const auto& [preset, what] : {std::pair{"prores", "ProRes"}, std::pair{"gif", "GIFs"}})
+        folder.expectFailure({"export", package, "-o", output, "--preset", preset, "--encoder", "vaapi"}, 1,
+                             output + ": the encoder vaapi cannot make " + what);
 }
 
-TEST(FrameCommand, writesAPictureOfTheCanvas) {
+// One second of the demo at 1280x720 and 30 frames a second, in every preset.
+TEST(ExportCommand, presetsAreWhatOtherProgramsExpect) {
     const TestFolder folder;
-    const LumenwhirlPackage package = folder.makeRecording();
-    ProjectSettings project = package.readProject();
-    for (const auto& [aspect, size] : std::vector<std::pair<std::string, std::pair<int, int>>>{
-             {"16:9", {320, 180}}, {"1:1", {320, 320}}, {"9:16", {180, 320}}}) {
-        project.style.aspect = aspect;
-        package.writeProject(project);
-        const Outcome outcome =
-            Program::run({"frame", package.url().string(), "--at", "0.5", "-o", folder / "frame.png"});
-        ASSERT_EQ(outcome.status, 0) << outcome.errors;
-        EXPECT_EQ(sizeOfPng(folder / "frame.png"), size) << aspect;
+    const Outcome demo =
+        Program::run({"demo", folder.path(), "--seconds", "1", "--size", "1280x720", "--fps", "30"});
+    ASSERT_EQ(demo.status, 0) << demo.errors;
+    const auto exported = [&](const std::string& preset, const std::string& ending) {
+        const std::string file = folder / (preset + ending);
+        const Outcome outcome = Program::run(
+            {"export", folder / "Demo.lumenwhirl", "-o", file, "--preset", preset, "--encoder", "software"});
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        return file;
+    };
+    for (const Expected& expected :
+         {Expected{"web", ".mp4", "isom", "h264", "High", "avc1", "yuv420p"},
+          Expected{"social", ".mp4", "isom", "hevc", "Main", "hvc1", "yuv420p"},
+          Expected{"prores", ".mov", "qt  ", "prores", "Standard", "apcn", "yuv422p10le"}}) {
+        SCOPED_TRACE(expected.preset);
+        const std::string file = exported(expected.preset, expected.ending);
+        const Json probe(probed(file));
+        EXPECT_EQ(probe.text("/format/tags/major_brand"), expected.container);
+        EXPECT_EQ(probe.text("/streams/0/codec_name"), expected.codec);
+        EXPECT_EQ(probe.text("/streams/0/profile"), expected.profile);
+        EXPECT_EQ(probe.text("/streams/0/codec_tag_string"), expected.tag);
+        EXPECT_EQ(probe.text("/streams/0/pix_fmt"), expected.pixels);
+        for (const char* const tag : {"color_space", "color_transfer", "color_primaries"})
+            EXPECT_EQ(probe.text(std::string("/streams/0/") + tag), "bt709") << tag;
+        if (expected.ending == ".mp4") {  // MOV files do not state it
+            EXPECT_EQ(probe.text("/streams/0/color_range"), "tv");
+        }
+        EXPECT_EQ(probe.number("/streams/0/width"), 1280);
+        EXPECT_EQ(probe.number("/streams/0/height"), 720);
+        EXPECT_EQ(probe.text("/streams/0/avg_frame_rate"), "30/1");
+        EXPECT_EQ(probe.text("/streams/0/nb_frames"), "30");
+        EXPECT_EQ(probe.text("/streams/0/duration"), "1.000000");
+        EXPECT_EQ(probe.text("/streams/1/codec_name"), "aac");
+        EXPECT_NEAR(std::stod(probe.text("/streams/1/duration")), 1, 0.03);
+        const std::string bytes = contentsOf(file);
+        EXPECT_LT(bytes.find("moov"), bytes.find("mdat")) << "the index is not in front";
     }
+    const std::string gif = exported("gif", ".gif");
+    const Json probe(probed(gif));
+    EXPECT_EQ(probe.text("/streams/0/codec_name"), "gif");
+    EXPECT_EQ(probe.number("/streams/0/width"), 720);
+    EXPECT_EQ(probe.number("/streams/0/height"), 405);
+    EXPECT_EQ(probe.count("/streams"), 1U);
+    EXPECT_NEAR(std::stod(probe.text("/format/duration")), 1, 0.011);
+    // The extension that states the number of loops: 0 is endless.
+    EXPECT_NE(contentsOf(gif).find(std::string("NETSCAPE2.0\x03\x01\0\0\0", 16)), std::string::npos);
 }
 
 TEST(FrameCommand, zoomsUnlessToldNotToAndClampsItsTime) {
     const TestFolder folder;
-    const std::string package = folder.makeRecording().url().string();
+    const std::string package = folder.makeRecording().url().string(), image = folder / "frame.png";
     const auto frame = [&](const std::string& time, bool zooms) {
-        Program::Arguments arguments{"frame", package, "--at", time, "-o", folder / "frame.png"};
+        Program::Arguments arguments{"frame", package, "--at", time, "-o", image};
         if (!zooms) arguments.push_back("--no-zoom");
         const Outcome outcome = Program::run(arguments);
         EXPECT_EQ(outcome.status, 0) << outcome.errors;
-        return contentsOf(folder / "frame.png");
+        return contentsOf(image);
     };
     EXPECT_NE(frame("0.5", true), frame("0.5", false));  // the click in the middle makes a zoom
     EXPECT_EQ(frame("-1e300", true), frame("0", true));
     EXPECT_EQ(frame("1e300", true), frame("0.99", true));
+    const Json probe(probed(image));
+    EXPECT_EQ(probe.text("/streams/0/codec_name"), "png");
+    EXPECT_EQ(probe.number("/streams/0/width"), 320);
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include "Tests/EndToEnd/Json.h"
-#include "Tests/EndToEnd/Program.h"
 #include "Tests/EndToEnd/TestFolder.h"
 
 #include <gtest/gtest.h>
@@ -27,13 +25,14 @@ LumenwhirlPackage edited(const TestFolder& folder, Edit edit) {
     return package;
 }
 
-TEST(Inspect, aRecordingTellsItsVideoAndModels) {
+TEST(Inspect, reportsTheVideoAndTheModels) {
     const TestFolder folder;
     const Json json = inspect(folder.makeRecording(), {"--at", "0.5"});
     EXPECT_EQ(json.number("/video/width"), 320);
     EXPECT_EQ(json.number("/video/height"), 180);
     EXPECT_EQ(json.number("/video/fps"), 30);
-    EXPECT_NEAR(json.number("/video/duration"), 1, 0.1);  // sound is coded in blocks of 21 ms and may end later
+    EXPECT_NEAR(json.number("/video/duration"), 1,
+                0.1);  // audio is coded in blocks of 21 ms and may end later
     EXPECT_TRUE(json.truth("/timeline/isIdentity"));
     EXPECT_EQ(json.count("/timeline/segments"), 1U);
     EXPECT_GT(json.number("/canvas/width"), 0);
@@ -41,7 +40,7 @@ TEST(Inspect, aRecordingTellsItsVideoAndModels) {
     EXPECT_EQ(json.number("/states/0/sourceTime"), 0.5);
 }
 
-TEST(Inspect, aPackageWithoutVideoIsItsDisplayAt60) {
+TEST(Inspect, takesAPackageWithoutVideoForItsDisplayAt60) {
     const TestFolder folder;
     const Json json = inspect(folder.makeDocuments());
     EXPECT_EQ(json.json("/video"), R"({"width":1920,"height":1080,"fps":60,"duration":10})");
@@ -51,7 +50,7 @@ TEST(Inspect, aPackageWithoutVideoIsItsDisplayAt60) {
               R"("segments":[{"outStart":0,"outEnd":10,"srcStart":0,"srcEnd":10,"rate":1}]})");
     EXPECT_EQ(json.json("/autoSegments"), "[]");
     EXPECT_EQ(json.json("/states"), "[]");
-    EXPECT_TRUE(json.isNull("/renderStyle/border"));
+    EXPECT_EQ(json.json("/renderStyle/border"), "null");
 }
 
 TEST(Inspect, editsMapTimesBothWays) {
@@ -68,45 +67,29 @@ TEST(Inspect, editsMapTimesBothWays) {
     EXPECT_FALSE(output.truth("/timeline/isIdentity"));
     EXPECT_EQ(output.json("/timeline/segments/2"),
               R"({"outStart":3,"outEnd":4,"srcStart":6,"srcEnd":8,"rate":2})");
-    EXPECT_EQ(output.number("/states/0/sourceTime"), 7);  // half a second at double speed after 6
+    EXPECT_EQ(output.number("/states/0/sourceTime"),
+              7);  // half a second at double speed after 6
     EXPECT_EQ(output.number("/states/0/rate"), 2);
     EXPECT_EQ(output.number("/states/1/sourceTime"), 1);
     EXPECT_EQ(output.number("/states/2/sourceTime"), 4.5);
-    EXPECT_TRUE(output.isNull("/states/2/skipTarget"));
+    EXPECT_EQ(output.json("/states/2/skipTarget"), "null");
 
     const Json source = inspect(package, {"--source", "--at", "7", "--at", "3"});
     EXPECT_EQ(source.number("/states/0/outputTime"), 3.5);
     EXPECT_EQ(source.number("/states/0/rate"), 2);
     EXPECT_EQ(source.number("/states/1/sourceTime"), 3);
-    EXPECT_EQ(source.number("/states/1/outputTime"), 5);  // what was cut away maps to the end
+    EXPECT_EQ(source.number("/states/1/outputTime"),
+              5);  // what was cut away maps to the end
     EXPECT_EQ(source.number("/states/1/skipTarget"), 4);
 }
 
-TEST(Inspect, eachAspectHasItsCanvas) {
-    const TestFolder folder;
-    const std::vector<std::pair<std::string, std::string>> canvases{
-        {"16:9", R"({"width":1920,"height":1080})"},
-        {"1:1", R"({"width":1920,"height":1920})"},
-        {"9:16", R"({"width":1080,"height":1920})"},
-        {"4:3", R"({"width":1920,"height":1080})"},  // unknown: as 16:9
-    };
-    for (const auto& [aspect, canvas] : canvases) {
-        const auto package =
-            edited(folder, [&aspect = aspect](ProjectSettings& project) { project.style.aspect = aspect; });
-        EXPECT_EQ(inspect(package).json("/canvas"), canvas) << aspect;
-    }
-}
-
-TEST(Inspect, eachBackgroundShadowAndBorderIsResolved) {
+TEST(Inspect, theRenderStyleIsResolvedForTheCanvas) {
     const TestFolder folder;
     const auto backgroundOf = [&](const Background& background) {
         return inspect(edited(folder, [&](ProjectSettings& project) { project.style.background = background; }))
             .json("/renderStyle/background");
     };
     EXPECT_EQ(backgroundOf({"solid", {}, "#336699", {}}), R"({"type":"solid","color":[0.2,0.4,0.6,1]})");
-    const std::string graphite = backgroundOf({"gradient", "graphite", {}, {}});
-    EXPECT_EQ(graphite.find(R"({"type":"gradient","top":[0.13725490196078433,)"), 0U);  // 0x23 / 255
-    EXPECT_EQ(backgroundOf({"image", {}, {}, folder / "missing.png"}), graphite);
     std::ofstream(folder / "picture.ppm", std::ios::binary) << "P6 3 2 255 " << std::string(3 * 2 * 3, 'x');
     EXPECT_EQ(backgroundOf({"image", {}, {}, folder / "picture.ppm"}), R"({"type":"image","width":3,"height":2})");
 
@@ -115,43 +98,21 @@ TEST(Inspect, eachBackgroundShadowAndBorderIsResolved) {
         project.style.padding = 54;
         project.style.shadow = "medium";
         project.style.border = "#FFFFFF33";
+        project.style.background = {"gradient", "graphite", {}, {}};
     }));
-    // Lengths go with the short side, 1080, the shadow with the height, 1920.
-    EXPECT_EQ(portrait.number("/renderStyle/paddingPx"), 54);
-    EXPECT_EQ(portrait.number("/renderStyle/cornerRadiusPx"), 16);
-    EXPECT_EQ(portrait.json("/renderStyle/border"), R"({"widthPx":1.6875,"color":[1,1,1,0.2]})");
-    EXPECT_EQ(portrait.number("/renderStyle/shadow/opacity"), 0.42);
-    EXPECT_DOUBLE_EQ(portrait.number("/renderStyle/shadow/radius"), 67.2);
-    EXPECT_DOUBLE_EQ(portrait.number("/renderStyle/shadow/yOffset"), 38.4);
-    for (const auto& [name, opacity] : std::vector<std::pair<std::string, double>>{
-             {"none", 0}, {"subtle", 0.28}, {"dramatic", 0.55}, {"unheard of", 0.28}}) {
-        const auto package =
-            edited(folder, [&name = name](ProjectSettings& project) { project.style.shadow = name; });
-        EXPECT_EQ(inspect(package).number("/renderStyle/shadow/opacity"), opacity) << name;
-    }
+    EXPECT_EQ(portrait.json("/canvas"), R"({"width":1080,"height":1920})");
+    const std::string style = portrait.json("/renderStyle");
+    // Lengths scale with the short side, 1080, the shadow with the height, 1920. The gradient begins at 0x23 /
+    // 255.
+    EXPECT_TRUE(style.starts_with(
+        R"({"paddingPx":54,"cornerRadiusPx":16,"background":{"type":"gradient","top":[0.13725490196078433,)"))
+        << style;
+    EXPECT_TRUE(style.ends_with(R"("shadow":{"opacity":0.42,"radius":67.2,"yOffset":38.4},)"
+                                R"("border":{"widthPx":1.6875,"color":[1,1,1,0.2]}})"))
+        << style;
 }
 
-TEST(Inspect, smootherCursorsLagFurtherBehind) {
-    const TestFolder folder;
-    double last = 501;
-    for (const auto smoothing :
-         {CursorSmoothing::off, CursorSmoothing::subtle, CursorSmoothing::smooth, CursorSmoothing::ultra}) {
-        const LumenwhirlPackage package =
-            edited(folder, [&](ProjectSettings& project) { project.cursor.smoothing = smoothing; });
-        EventLog events = package.readEvents();
-        // At rest, then 400 pixels in a tenth of a second, then at rest again.
-        events.cursor = {{0, 100, 100}, {1, 100, 100}, {1.1, 500, 300}, {5, 500, 300}};
-        package.writeEvents(events);
-        const Json json = inspect(package, {"--source", "--at", "1.1", "--at", "5"});
-        EXPECT_LT(json.number("/states/0/cursor/x"), last);
-        last = json.number("/states/0/cursor/x");
-        EXPECT_NEAR(json.number("/states/1/cursor/x"), 500, 0.5);
-        EXPECT_NEAR(json.number("/states/1/cursor/y"), 300, 0.5);
-    }
-    EXPECT_GT(last, 100);
-}
-
-TEST(Inspect, statesTellWhatTheProjectDoesNotDrawToo) {
+TEST(Inspect, statesIncludeWhatTheProjectDoesNotDraw) {
     const TestFolder folder;
     const LumenwhirlPackage package = edited(folder, [](ProjectSettings& project) {
         project.cursor.clickRipples = false;
@@ -163,12 +124,12 @@ TEST(Inspect, statesTellWhatTheProjectDoesNotDrawToo) {
     events.keys = {{2, 1, "s", {"cmd"}, false}};
     package.writeEvents(events);
     const Json json = inspect(package, {"--at", "2.3", "--at", "9"});
-    // A ripple lives 0.6 s; at 2.3 s half of its life is over.
+    // A ripple lives 0.6 s; at 2.3 s half of that is over.
     EXPECT_EQ(json.count("/states/0/cursor/ripples"), 1U);
     EXPECT_NEAR(json.number("/states/0/cursor/ripples/0/progress"), 0.5, 1e-9);
     EXPECT_EQ(json.text("/states/0/pills/0/text"), "⌘S");
     EXPECT_EQ(json.text("/states/0/caption"), "Hello");
-    EXPECT_TRUE(json.isNull("/states/1/caption"));
+    EXPECT_EQ(json.json("/states/1/caption"), "null");
     EXPECT_EQ(json.count("/states/1/pills"), 0U);
 }
 
@@ -203,8 +164,8 @@ TEST(Inspect, numbersAreExactInEveryLocale) {
         project.timeline.duration = project.timeline.trimEnd = 0.1 + 0.2;
     });
     // The locale may not be installed; where it is, its numbers have a decimal comma.
-    const Outcome outcome =
-        Program::run({"inspect", package.url().string(), "--at", "0.1"}, {.locale = "de_DE.UTF-8"});
+    const Outcome outcome = Program::run({"inspect", package.url().string(), "--at", "0.1"},
+                                         {.environment = {{"LC_ALL", "de_DE.UTF-8"}}});
     ASSERT_EQ(outcome.status, 0) << outcome.errors;
     const Json json(outcome.output);
     EXPECT_EQ(json.number("/timeline/outputDuration"), 0.1 + 0.2);

@@ -27,7 +27,7 @@ struct Pipe {
     }
 };
 
-/// Appends what there is; false at the end.
+/// Appends what can be read; false at the end.
 bool readSome(int descriptor, std::string& text) {
     std::array<char, 4096> block{};
     const ssize_t count = read(descriptor, block.data(), block.size());
@@ -39,7 +39,7 @@ bool readSome(int descriptor, std::string& text) {
 
 Program::Program(const Arguments& arguments, const Surroundings& surroundings) {
     const Pipe output, errors;
-    // The smallest there is, so that a test can hold the program up in the middle of its work.
+    // The smallest pipe possible, so that a test can hold the program in the middle of its work.
     fcntl(output.writing, F_SETPIPE_SZ, 4096);
     process_ = fork();
     if (process_ < 0) throw std::runtime_error(std::strerror(errno));
@@ -60,17 +60,16 @@ Program::~Program() {
 }
 
 void Program::become(const Arguments& arguments, const Surroundings& surroundings, int output, int errors) {
-    if (surroundings.hasClosedOutput) output = open("/dev/full", O_WRONLY);
+    if (surroundings.hasFullOutput) output = open("/dev/full", O_WRONLY);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
     if (!surroundings.folder.empty() && chdir(surroundings.folder.c_str()) != 0) _exit(126);
-    if (!surroundings.locale.empty()) setenv("LC_ALL", surroundings.locale.c_str(), 1);
     for (const auto& [name, value] : surroundings.environment) setenv(name.c_str(), value.c_str(), 1);
     if (surroundings.largestFileSize) {
         const rlimit limit{*surroundings.largestFileSize, *surroundings.largestFileSize};
         if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(126);
     }
-    std::vector<char*> pointers{const_cast<char*>(LUMENWHIRL_PROGRAM)};  // execv takes them so but changes none
+    std::vector<char*> pointers{const_cast<char*>(LUMENWHIRL_PROGRAM)};  // execv does not change them
     for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
     pointers.push_back(nullptr);
     execv(LUMENWHIRL_PROGRAM, pointers.data());

@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// When the sound of a file rises above a tenth of full scale, and how often it swings a second after that.
+/// The time at which a file's audio first exceeds a tenth of full scale, and its frequency from then on.
 struct HeardTone {
     double onset = 0, frequency = 0;  // seconds, Hz
 };
@@ -31,13 +31,13 @@ std::optional<HeardTone> toneIn(const fs::path& file) {
     return HeardTone{static_cast<double>(onset - audio.begin()) / reader.sampleRate(), 2.0 * crossings};
 }
 
-/// A window flashes while a tone is played.
+/// Records with an audio server of its own.
 class AudioRecordTest : public RecordTest {
 protected:
     AudioRecordTest() { hasAudio = true; }
     [[nodiscard]] Program::Surroundings surroundings() const override {
         Program::Surroundings all = RecordTest::surroundings();
-        all.environment.erase("PULSE_SERVER");  // this process's own is that of `server`
+        all.environment.erase("PULSE_SERVER");  // this process's own, which is set to `server`
         return all;
     }
     void recordToneAndFlash(const std::string& output, const Program::Arguments& more) {
@@ -53,11 +53,11 @@ protected:
         player.waitUntilPlayed();
         stop();
         const auto flash = firstFrame(framesOf(package.recordingURL()),
-                                      [](const Picture& frame) { return lumaAt(frame, 100, 100) > 200; });
+                                      [](const VideoFrame& frame) { return lumaAt(frame, 100, 100) > 200; });
         const auto tone = toneIn(package.recordingURL());
         ASSERT_TRUE(flash && tone);
         EXPECT_NEAR(tone->frequency, 1000, 10);
-        // The host clock's time of the file's beginning, by the sound; and the span in which it is by the picture.
+        // When the file begins by the host clock: exactly by its audio, within two frames by its picture.
         constexpr double tolerance = 0.03;
         const double beginning = heard - tone->onset;
         EXPECT_GE(beginning, beforeFlash - flash->time - tolerance);
@@ -67,19 +67,19 @@ protected:
     AudioServer server;
 };
 
-TEST_F(AudioRecordTest, whatIsHeardIsInStepWithWhatIsShown) {
+TEST_F(AudioRecordTest, audioIsInStepWithThePicture) {
     recordToneAndFlash("speakers", {});
     EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = false, .hasSystem = true}));
     recordToneAndFlash("micfeed", {"--mic"});
     EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = true, .hasSystem = false}));
-    recordToneAndFlash("micfeed", {"--mic", "no-such-device"});  // the default one then
+    recordToneAndFlash("micfeed", {"--mic", "no-such-device"});  // falls back to the default one
     const Json listed(run({"microphones"}).output);
     ASSERT_EQ(listed.count(""), 1U);
     EXPECT_EQ(listed.text("/0/id"), "mic");
     EXPECT_TRUE(listed.truth("/0/isDefault"));
 }
 
-TEST_F(AudioRecordTest, aMicrophoneLeavesTheComputersAudioOut) {
+TEST_F(AudioRecordTest, aMicrophoneReplacesTheComputersAudio) {
     record({"--mic", "mic"});
     TonePlayer player("speakers", {.frequency = 1000, .seconds = 0.7, .amplitude = 0.5});
     player.waitUntilPlayed();
@@ -88,7 +88,7 @@ TEST_F(AudioRecordTest, aMicrophoneLeavesTheComputersAudioOut) {
     EXPECT_FALSE(toneIn(package.recordingURL()));
 }
 
-TEST_F(AudioRecordTest, goesOnWhereTheAudioEnds) {
+TEST_F(AudioRecordTest, continuesWhenTheAudioEnds) {
     record({"--mic", "--seconds", "2"});
     server.unplug("mic");
     EXPECT_NE(program->wait().errors.find("continues without audio: "), std::string::npos);
@@ -96,14 +96,14 @@ TEST_F(AudioRecordTest, goesOnWhereTheAudioEnds) {
     server.unplug("speakers");
     fs::remove_all(package.url());
     record();
-    EXPECT_NE(stop().errors.find("continues without audio: there is no audio output"), std::string::npos);
+    EXPECT_NE(stop().errors.find("continues without audio: "), std::string::npos);
 }
 
 class SilentRecordTest : public RecordTest {};
-TEST_F(SilentRecordTest, goesOnWithoutAnAudioServer) {
+TEST_F(SilentRecordTest, recordsWithoutAnAudioServer) {
     hasAudio = true;
     record();
-    EXPECT_NE(stop().errors.find("recording without audio: no audio server answers"), std::string::npos);
+    EXPECT_NE(stop().errors.find("recording without sound: "), std::string::npos);
     EXPECT_FALSE(VideoReader(package.recordingURL()).info().hasAudio);
 }
 

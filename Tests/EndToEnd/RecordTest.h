@@ -2,8 +2,6 @@
 
 #include "Media/VideoReader.h"
 #include "Recorder/Platform/HostClock.h"
-#include "Tests/EndToEnd/Json.h"
-#include "Tests/EndToEnd/Program.h"
 #include "Tests/EndToEnd/TestFolder.h"
 #include "Tests/Recorder/X11/TestClient.h"
 #include "Tests/Recorder/X11/VirtualDisplay.h"
@@ -16,7 +14,7 @@
 
 namespace lumenwhirl::test {
 
-/// The program at work on a display of the test's own. It is asked for H.264, which needs less of the machine.
+/// Records a virtual display of its own, as H.264, which is easier on the machine.
 class RecordTest : public testing::Test {
 protected:
     [[nodiscard]] virtual Program::Surroundings surroundings() const {
@@ -27,14 +25,17 @@ protected:
     [[nodiscard]] Outcome run(const Program::Arguments& arguments) const {
         return Program::run(arguments, surroundings());
     }
-    /// Starts to record, and returns once it does.
-    Program& record(const Program::Arguments& more = {}) {
+    [[nodiscard]] Program::Arguments recordArguments(const Program::Arguments& more) const {
         Program::Arguments arguments{"record", "--folder",  folder.path().string(),
                                      "--name", "Take",      "--codec",
                                      "h264",   "--encoder", "software"};
         if (!hasAudio) arguments.emplace_back("--no-system-audio");
         arguments.insert(arguments.end(), more.begin(), more.end());
-        program.emplace(arguments, surroundings());
+        return arguments;
+    }
+    /// Starts to record, and returns once it does.
+    Program& record(const Program::Arguments& more = {}) {
+        program.emplace(recordArguments(more), surroundings());
         program->waitForOutput();
         return *program;
     }
@@ -52,7 +53,7 @@ protected:
         return Json(outcome.output);
     }
 
-    bool hasAudio = false;  // whether the computer's is recorded, where nothing else is said
+    bool hasAudio = false;  // whether the computer's audio is recorded by default
     TestFolder folder;
     VirtualDisplay display{{.width = 640, .height = 360}};
     TestClient user{display.name()};
@@ -72,9 +73,9 @@ inline std::vector<VideoFrame> framesOf(const std::filesystem::path& video) {
     return frames;
 }
 
-/// The frame that is first to satisfy that, and when the one before was taken.
+/// The times of the first frame that meets a condition, and of the one before it.
 struct Appearance {
-    double time = 0, before = 0;
+    double time = 0, before = 0;  // seconds
 };
 template <class Condition>
 std::optional<Appearance> firstFrame(const std::vector<VideoFrame>& frames, Condition condition) {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <functional>
 #include <random>
+#include <tuple>
 
 namespace lumenwhirl::test {
 namespace {
@@ -17,9 +18,9 @@ constexpr int whiteLuma = 235, greyLuma = 126, blackLuma = 16;
 constexpr int leftSuper = 133, leftShift = 50, keyTwo = 11, keyS = 39;  // X key codes
 constexpr double framePeriod = 1.0 / 60;
 
-/// Where pixels brighter than the middle lie.
+/// Where the bright pixels are.
 struct Box {
-    int left = 1 << 20, top = 1 << 20, right = -1, bottom = -1;  // the last two included
+    int left = 1 << 20, top = 1 << 20, right = -1, bottom = -1;  // inclusive
     [[nodiscard]] bool isEmpty() const { return right < 0; }
     void add(int x, int y) {
         left = std::min(left, x);
@@ -29,7 +30,7 @@ struct Box {
     }
 };
 
-Box brightPart(const Picture& frame) {
+Box brightPart(const VideoFrame& frame) {
     Box box;
     for (int y = 0; y < frame.height(); ++y)
         for (int x = 0; x < frame.width(); ++x)
@@ -37,7 +38,7 @@ Box brightPart(const Picture& frame) {
     return box;
 }
 
-/// That an event's time fits the frames around its effect, which took up to `delay` seconds to appear.
+/// Expects an event's time to fit the frames around its effect, which took up to `delay` seconds to appear.
 void expectInStep(double eventTime, const std::optional<Appearance>& effect, double delay) {
     constexpr double tolerance = 0.01;
     ASSERT_TRUE(effect);
@@ -51,7 +52,7 @@ TEST_F(RecordTest, aDisplayWithItsInputAndWithoutTheCursor) {
     user.movePointer(500, 300);
     record();
 
-    // Each thing the user does shows at once: colour and position of the window answer.
+    // The window answers each action at once, by its colour or position.
     double longest = 0;
     const auto answered = [&](const std::function<void()>& act, const std::function<void()>& answer) {
         const double start = clock.now();
@@ -80,7 +81,7 @@ TEST_F(RecordTest, aDisplayWithItsInputAndWithoutTheCursor) {
     const std::vector<VideoFrame> frames = framesOf(package.recordingURL());
     ASSERT_GT(frames.size(), 4U);
     EXPECT_EQ(log.recording.display.pixelWidth, 640);
-    for (const Picture& frame : frames) {
+    for (const VideoFrame& frame : frames) {
         EXPECT_EQ(frame.width(), 640);
         // Around the pointer there is one colour, whichever.
         const int luma = lumaAt(frame, 250, 130);
@@ -94,52 +95,29 @@ TEST_F(RecordTest, aDisplayWithItsInputAndWithoutTheCursor) {
     EXPECT_NEAR(log.cursor.back().x, 250, 2);
     EXPECT_NEAR(log.cursor.back().y, 130, 2);
     expectInStep(log.cursor.back().t,
-                 firstFrame(frames, [](const Picture& frame) { return brightPart(frame).left > 150; }), longest);
+                 firstFrame(frames, [](const VideoFrame& frame) { return brightPart(frame).left > 150; }),
+                 longest);
     ASSERT_EQ(log.clicks.size(), 2U);
     EXPECT_EQ(log.clicks[0].phase, ClickPhase::down);
     EXPECT_EQ(log.clicks[1].phase, ClickPhase::up);
     EXPECT_NEAR(log.clicks[0].x, 250, 2);
     EXPECT_NEAR(log.clicks[0].y, 130, 2);
     expectInStep(log.clicks[0].t,
-                 firstFrame(frames, [](const Picture& frame) { return lumaAt(frame, 300, 120) > 200; }), longest);
+                 firstFrame(frames, [](const VideoFrame& frame) { return lumaAt(frame, 300, 120) > 200; }),
+                 longest);
     ASSERT_EQ(log.scroll.size(), 1U);
     EXPECT_EQ(log.scroll[0].dy, -1);
     expectInStep(log.scroll[0].t,
-                 firstFrame(frames, [](const Picture& frame) { return brightPart(frame).left > 300; }), longest);
+                 firstFrame(frames, [](const VideoFrame& frame) { return brightPart(frame).left > 300; }),
+                 longest);
     ASSERT_EQ(log.keys.size(), 1U);
     EXPECT_EQ(log.keys[0].chars, "s");
     EXPECT_EQ(log.keys[0].modifiers, std::vector<std::string>{"cmd"});
     expectInStep(
         log.keys[0].t,
-        firstFrame(frames, [](const Picture& frame) { return std::abs(lumaAt(frame, 420, 270) - greyLuma) < 8; }),
+        firstFrame(frames,
+                   [](const VideoFrame& frame) { return std::abs(lumaAt(frame, 420, 270) - greyLuma) < 8; }),
         longest);
-}
-
-TEST_F(RecordTest, aCoveredWindowAlone) {
-    TestWindow window(user, {.x = 100, .y = 60, .width = 200, .height = 140, .color = grey});
-    TestWindow cover(user, {.x = 0, .y = 0, .width = 640, .height = 360, .color = black});
-    record({"--window", std::to_string(window.id())});
-    user.movePointer(150, 90);
-    user.setButton(1, true);
-    window.fill(white);
-    window.paint(0, 0, 20, 20, black);
-    cover.fill(0x202020);
-    user.setButton(1, false);
-    user.finish();
-    clock.sleep(0.1, {});
-    stop();
-    const std::vector<VideoFrame> frames = framesOf(package.recordingURL());
-    ASSERT_FALSE(frames.empty());
-    const Picture& last = frames.back();
-    EXPECT_EQ(last.width(), 200);
-    EXPECT_EQ(last.height(), 140);
-    EXPECT_NEAR(lumaAt(frames.front(), 100, 100), greyLuma, 4);
-    EXPECT_NEAR(lumaAt(last, 100, 100), whiteLuma, 4);
-    EXPECT_NEAR(lumaAt(last, 8, 8), blackLuma, 4);
-    const EventLog log = package.readEvents();
-    ASSERT_EQ(log.clicks.size(), 2U);
-    EXPECT_NEAR(log.clicks[0].x, 50, 2);
-    EXPECT_NEAR(log.clicks[0].y, 30, 2);
 }
 
 TEST_F(RecordTest, theSecondOfTwoMonitorsAtTwiceTheDensity) {
@@ -267,15 +245,24 @@ TEST_F(RecordTest, nothingOlderThanASecondIsLostWhenItIsKilled) {
 }
 
 TEST_F(RecordTest, endsBySignalHotKeyTimeAndWithItsTarget) {
-    for (const int signal : {SIGTERM, SIGHUP}) {
-        record();
-        stop(signal);
+    const auto expectEnd = [&](const std::string& notice) {
+        const Outcome outcome = program->wait();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_NE(outcome.errors.find(notice), std::string::npos) << outcome.errors;
+        EXPECT_FALSE(framesOf(package.recordingURL()).empty());
+        const EventLog log = package.readEvents();
+        EXPECT_TRUE(log.keys.empty());  // the stop key is not part of the recording
+        const double duration = package.readProject().timeline.duration;
         fs::remove_all(package.url());
+        return duration;
+    };
+    for (const int signal : {SIGTERM, SIGHUP}) {
+        record().send(signal);
+        expectEnd("");
     }
     record();
     for (int i = 0; i < 100; ++i) program->send(SIGTERM);  // timeout(1) sends two
-    stop();
-    fs::remove_all(package.url());
+    expectEnd("");
 
     record();
     user.setKey(leftSuper, true);
@@ -284,40 +271,27 @@ TEST_F(RecordTest, endsBySignalHotKeyTimeAndWithItsTarget) {
     user.setKey(keyTwo, false);
     user.setKey(leftShift, false);
     user.setKey(leftSuper, false);
-    EXPECT_EQ(program->wait().status, 0);
-    EXPECT_TRUE(package.readEvents().keys.empty());  // the key that stops is not part of it
-    fs::remove_all(package.url());
+    expectEnd("");
 
     record({"--seconds", "0.5"});
-    EXPECT_EQ(program->wait().status, 0);
-    EXPECT_NEAR(package.readProject().timeline.duration, 0.5, 0.2);
-    fs::remove_all(package.url());
+    EXPECT_NEAR(expectEnd(""), 0.5, 0.2);
 
     {
         TestWindow window(user, {.width = 300, .height = 200});
         record({"--window", std::to_string(window.id())});
     }
-    const Outcome closed = program->wait();
-    EXPECT_EQ(closed.status, 0);
-    EXPECT_NE(closed.errors.find("the window was closed"), std::string::npos) << closed.errors;
-    EXPECT_FALSE(framesOf(package.recordingURL()).empty());
-    fs::remove_all(package.url());
+    expectEnd("the recording has ended: the window was closed");
 
     record();
     user.setScreenSize(320, 240);
-    const Outcome unplugged = program->wait();
-    EXPECT_EQ(unplugged.status, 0);
-    EXPECT_NE(unplugged.errors.find("the recording has ended"), std::string::npos) << unplugged.errors;
-    EXPECT_FALSE(framesOf(package.recordingURL()).empty());
+    expectEnd("the recording has ended: ");
 }
 
-TEST_F(RecordTest, aFullDiskEndsItAndWhatWasRecordedStays) {
+TEST_F(RecordTest, aFullDiskEndsItAndKeepsWhatWasRecorded) {
     TestWindow window(user, {.x = 0, .y = 0, .width = 640, .height = 360});
     Program::Surroundings small = surroundings();
     small.largestFileSize = 4'000'000;
-    program.emplace(Program::Arguments{"record", "--folder", folder.path().string(), "--name", "Take", "--codec",
-                                       "h264", "--encoder", "software", "--no-system-audio", "--seconds", "30"},
-                    small);
+    program.emplace(recordArguments({"--seconds", "30"}), small);
     program->waitForOutput();
     std::mt19937 random{7};
     const fs::path video = package.recordingURL();
@@ -330,7 +304,7 @@ TEST_F(RecordTest, aFullDiskEndsItAndWhatWasRecordedStays) {
     }
     const Outcome outcome = program->wait();
     EXPECT_EQ(outcome.status, 1);
-    // One line, but for the one before it that tells of frames that a busy machine has dropped.
+    // One line, after the one about frames that a busy machine has dropped, if there is one.
     std::string errors = outcome.errors;
     if (errors.starts_with("lumenwhirl: recorded ")) errors.erase(0, errors.find('\n') + 1);
     EXPECT_NE(errors.find("recording.mp4"), std::string::npos) << errors;
@@ -339,61 +313,48 @@ TEST_F(RecordTest, aFullDiskEndsItAndWhatWasRecordedStays) {
     EXPECT_FALSE(framesOf(video).empty());
 }
 
-TEST_F(RecordTest, refusesWhatItCannotDoInOneLine) {
-    const auto expectRefusal = [&](Program::Arguments arguments, int status, const std::string& message,
+TEST_F(RecordTest, failuresAreOneLineAndLeaveNothing) {
+    const auto expectFailure = [&](const Program::Arguments& arguments, int status, const std::string& problem,
                                    const Program::Surroundings& how) {
-        SCOPED_TRACE(testing::PrintToString(arguments));
-        if (arguments[0] == "record") {
-            for (const char* more : {"--folder", folder.path().c_str(), "--name", "Take", "--no-system-audio"})
-                arguments.emplace_back(more);
-        }
-        const Outcome outcome = Program::run(arguments, how);
-        EXPECT_EQ(outcome.status, status);
-        EXPECT_EQ(outcome.output, "");
-        EXPECT_EQ(outcome.errors.find("lumenwhirl: "), 0U);
-        EXPECT_NE(outcome.errors.find(message), std::string::npos) << outcome.errors;
-        EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1);
-        EXPECT_TRUE(fs::is_empty(folder.path()));
+        const std::string line = folder.expectFailure(arguments, status, "", how);
+        EXPECT_NE(line.find(problem), std::string::npos) << line;
     };
     Program::Surroundings blind = surroundings();
     blind.environment["DISPLAY"] = ":987";
-    expectRefusal({"record"}, 1, ":987", blind);
-    expectRefusal({"targets"}, 1, ":987", blind);
-    expectRefusal({"microphones"}, 1, "audio server", surroundings());
-    expectRefusal({"record", "--display", "123456"}, 1, "123456", surroundings());
-    expectRefusal({"record", "--window", "0x123456"}, 1, "1193046", surroundings());
-    expectRefusal({"record", "--window", "17", "--display", "4"}, 2, "exclude", surroundings());
-    expectRefusal({"record", "--window", "Editor"}, 2, "Editor", surroundings());
-    expectRefusal({"record", "--seconds", "-1"}, 2, "--seconds", surroundings());
-    expectRefusal({"record", "--codec", "vp9"}, 2, "vp9", surroundings());
+    expectFailure(recordArguments({}), 1, ":987", blind);
+    expectFailure({"targets"}, 1, ":987", blind);
+    expectFailure({"microphones"}, 1, "server", surroundings());
+    for (const auto& [more, status, problem] : std::vector<std::tuple<Program::Arguments, int, std::string>>{
+             {{"--display", "123456"}, 1, "123456"},
+             {{"--window", "0x123456"}, 1, "1193046"},
+             {{"--window", "17", "--display", "4"}, 2, "exclude"},
+             {{"--window", "Editor"}, 2, "Editor"},
+             {{"--seconds", "-1"}, 2, "--seconds"}})
+        expectFailure(recordArguments(more), status, problem, surroundings());
+    expectFailure({"record", "--codec", "vp9"}, 2, "hevc or h264", surroundings());
 
     blind.environment["DISPLAY"] = "";
-    const Outcome permissions = Program::run({"permissions"}, blind);
-    EXPECT_EQ(permissions.status, 0);
-    EXPECT_EQ(permissions.output,
-              "{\"screenRecording\":\"notDetermined\",\"inputMonitoring\":\"notDetermined\","
-              "\"microphone\":\"notDetermined\"}\n");
-    EXPECT_EQ(
-        run({"permissions"}).output,
-        "{\"screenRecording\":\"granted\",\"inputMonitoring\":\"granted\",\"microphone\":\"notDetermined\"}\n");
-
-    Program::Surroundings mute = surroundings();
-    mute.hasClosedOutput = true;
-    const Outcome unheard =
-        Program::run({"record", "--folder", folder.path().string(), "--name", "Unheard", "--codec", "h264",
-                      "--encoder", "software", "--no-system-audio", "--seconds", "0.2"},
-                     mute);
-    EXPECT_EQ(unheard.status, 1);
-    EXPECT_EQ(unheard.errors.find("lumenwhirl: standard output: "), 0U) << unheard.errors;
+    const auto permissions = [](const std::string& screen, const std::string& input) {
+        return R"({"screenRecording":")" + screen + R"(","inputMonitoring":")" + input +
+               R"(","microphone":"notDetermined"})" + "\n";
+    };
+    EXPECT_EQ(Program::run({"permissions"}, blind).output, permissions("notDetermined", "notDetermined"));
+    EXPECT_EQ(run({"permissions"}).output, permissions("granted", "granted"));
 
     record();
-    const Outcome second = run({"record", "--folder", folder.path().string(), "--name", "Take"});
-    EXPECT_EQ(second.status, 1);
-    EXPECT_NE(second.errors.find("already exists"), std::string::npos) << second.errors;
     const Outcome early = run({"export", package.url().string(), "-o", folder / "out.mp4"});
     EXPECT_EQ(early.status, 1);
     EXPECT_NE(early.errors.find("is being recorded right now"), std::string::npos) << early.errors;
     stop();
+    const Program::Arguments again = recordArguments({});
+    folder.expectFailure(again, 1, package.url().string() + ": already exists", surroundings());
+    fs::remove_all(package.url());
+
+    Program::Surroundings mute = surroundings();
+    mute.hasFullOutput = true;
+    const Outcome unheard = Program::run(recordArguments({"--seconds", "0.2"}), mute);
+    EXPECT_EQ(unheard.status, 1);
+    EXPECT_TRUE(unheard.errors.starts_with("lumenwhirl: standard output: ")) << unheard.errors;
 }
 
 }  // namespace

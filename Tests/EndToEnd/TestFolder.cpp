@@ -2,6 +2,8 @@
 
 #include "Tests/Support/Movies.h"
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <vector>
 
@@ -10,7 +12,7 @@ namespace {
 
 constexpr int width = 320, height = 180, recordedFps = 30, sampleRate = 48000;
 
-/// A brightness that changes from frame to frame, and a hum at a twentieth of full scale.
+/// A brightness that changes from frame to frame, and a square wave at a twentieth of full scale.
 void writeVideo(const std::filesystem::path& file, int frames) {
     movies::Movie movie;
     movie.video.width = width;
@@ -24,9 +26,9 @@ void writeVideo(const std::filesystem::path& file, int frames) {
         barCode::fill(frame, static_cast<std::uint8_t>(40 + 5 * number % 160));
         return frame;
     };
-    std::vector<float> hum(static_cast<std::size_t>(frames) * sampleRate / recordedFps);
-    for (std::size_t i = 0; i < hum.size(); ++i) hum[i] = i / 80 % 2 == 0 ? 0.05F : -0.05F;  // 300 Hz
-    movie.audio = AudioBuffer{{hum}};
+    std::vector<float> wave(static_cast<std::size_t>(frames) * sampleRate / recordedFps);
+    for (std::size_t i = 0; i < wave.size(); ++i) wave[i] = i / 80 % 2 == 0 ? 0.05F : -0.05F;  // 300 Hz
+    movie.audio = AudioBuffer{{wave}};
     movies::write(file, movie);
 }
 
@@ -64,6 +66,20 @@ std::map<std::string, std::size_t> TestFolder::contents() const {
         contents[entry.path().string()] =
             entry.is_regular_file() ? std::hash<std::string>()(contentsOf(entry.path())) : 0;
     return contents;
+}
+
+std::string TestFolder::expectFailure(const Program::Arguments& arguments, int status, const std::string& message,
+                                      const Program::Surroundings& surroundings) const {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const auto before = contents();
+    const Outcome outcome = Program::run(arguments, surroundings);
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_TRUE(outcome.errors.starts_with("lumenwhirl: " + message))
+        << outcome.errors << "instead of " << message;
+    EXPECT_EQ(outcome.errors.find('\n'), outcome.errors.size() - 1) << outcome.errors;
+    EXPECT_EQ(contents(), before);
+    return outcome.errors;
 }
 
 }  // namespace lumenwhirl::test
