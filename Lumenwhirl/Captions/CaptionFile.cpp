@@ -1,42 +1,20 @@
 #include "Lumenwhirl/Captions/CaptionFile.h"
 
-#include "Lumenwhirl/Captions/CueParser.h"
-#include "Lumenwhirl/Captions/TimedWords.h"
+#include "Files/FileError.h"
+#include "Files/WholeFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 
 namespace lumenwhirl::CaptionFile {
 namespace {
 
 constexpr std::size_t maximumFileSize = std::size_t{64} << 20;  // some 400 hours of speech
-constexpr double longestTime = 9999.0 * 3600;                   // seconds; what four digits of hours can say
+constexpr double longestTime = 9999.0 * 3600;  // seconds; as much as four digits of hours can express
 
-struct FileCloser {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
-std::string contentsOf(const std::filesystem::path& file) {
-    if (std::filesystem::is_directory(file)) throw Error(file.string() + ": is a folder, not a caption file");
-    const std::unique_ptr<std::FILE, FileCloser> handle(std::fopen(file.c_str(), "rb"));
-    if (!handle) throw Error(file.string() + ": cannot be opened: " + std::strerror(errno));
-    std::string contents;
-    char block[65536];
-    while (const std::size_t count = std::fread(block, 1, sizeof block, handle.get())) {
-        contents.append(block, count);
-        if (contents.size() > maximumFileSize)
-            throw Error(file.string() + ": larger than 64 MiB; this is no caption file");
-    }
-    if (std::ferror(handle.get()) != 0) throw Error(file.string() + ": cannot be read: " + std::strerror(errno));
-    return contents;
-}
-
-/// "01:02:03,456", with the given sign before the milliseconds.
+/// "01:02:03,456", with `decimalSign` in front of the milliseconds.
 std::string timeText(double seconds, char decimalSign) {
     const double clamped = std::isfinite(seconds) ? std::clamp(seconds, 0.0, longestTime) : 0.0;
     const std::int64_t ms = std::llround(clamped * 1000);
@@ -52,7 +30,7 @@ void replaceAll(std::string& text, std::string_view from, std::string_view to) {
         text.replace(at, from.size(), to);
 }
 
-/// What both formats would misread: a blank line ends a cue, an arrow begins one.
+/// Removes what both formats would misread: a blank line ends a cue, an arrow begins one.
 std::string cueText(std::string text, Format format) {
     replaceAll(text, "\r\n", "\n");
     replaceAll(text, "\r", "\n");
@@ -72,27 +50,22 @@ std::string cueText(std::string text, Format format) {
 }  // namespace
 
 Format formatOf(const std::filesystem::path& file) {
-    std::string ending = file.extension().string();
-    for (char& c : ending)
+    std::string extension = file.extension().string();
+    for (char& c : extension)
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    if (ending == ".srt") return Format::subRip;
-    if (ending == ".vtt") return Format::webVtt;
-    if (ending == ".json") return Format::timedWords;
-    throw Error(file.string() + ": the name must end in .srt, .vtt or .json, which tells the kind of file");
-}
-
-std::vector<CaptionCue> parse(std::string_view text, Format format) {
-    if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-    return format == Format::timedWords ? parseTimedWords(text) : CueParser(text, format).parse();
+    if (extension == ".srt") return Format::subRip;
+    if (extension == ".vtt") return Format::webVtt;
+    if (extension == ".json") return Format::timedWords;
+    throw FileError(file, "the name must end in .srt, .vtt or .json, which tells the format");
 }
 
 std::vector<CaptionCue> read(const std::filesystem::path& file) {
     const Format format = formatOf(file);
-    const std::string contents = contentsOf(file);
+    const std::string contents = readWholeFile(file, maximumFileSize);
     try {
         return parse(contents, format);
     } catch (const Error& error) {
-        throw Error(file.string() + ": " + error.what());
+        throw FileError(file, error.what());
     }
 }
 

@@ -186,7 +186,7 @@ TEST(CaptionsCommand, aBadFileChangesNothingAndIsNamed) {
                                                           {folder / "bad.json", "[0].start: "},
                                                           {folder / "empty.srt", "contains no captions"},
                                                           {folder / "captions.txt", "the name must end in "},
-                                                          {folder / "missing.srt", "cannot be opened: "},
+                                                          {folder / "missing.srt", "cannot open: "},
                                                           {folder.path().string(), ""},
                                                           {"/dev/zero.srt", ""}})
         folder.expectFailure({"captions", package, "--import", file}, 1, file + ": " + problem);

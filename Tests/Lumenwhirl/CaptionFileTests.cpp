@@ -21,17 +21,17 @@ std::string problemOf(std::string_view text, Format format) {
     return "none";
 }
 
-TEST(SubRip, filesOfManyWritersGiveTheSameCues) {
+TEST(SubRip, filesOfManyProgramsGiveTheSameCues) {
     const Cues expected{{1, 2.5, "Hello"}, {3600 + 62.25, 3600 + 63, "two\nlines"}};
     for (const std::string_view text : {
              "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n2\n01:01:02,250 --> 01:01:03,000\ntwo\nlines\n",
-             // A byte order mark, CR LF, no end of the last line.
+             // A byte order mark, CR LF, no line ending at the end.
              "\xEF\xBB\xBF"
-             "1\r\n00:00:01,000 --> 00:00:02,500\r\nHello\r\n\r\n2\r\n01:01:02,250 --> "
-             "01:01:03,000\r\ntwo\r\nlines",
+             "1\r\n00:00:01,000 --> 00:00:02,500\r\nHello\r\n\r\n"
+             "2\r\n01:01:02,250 --> 01:01:03,000\r\ntwo\r\nlines",
              // No numbers; points, short fractions and blanks; CR alone.
              "00:00:01.0-->00:00:02.5\rHello\r\r\r 1:01:02.25  -->  1:01:03\r two \rlines\r",
-             // No blank line between cues, styling, and a place on the screen.
+             // No blank line between cues, styling, and a position on the screen.
              "1\n00:01,000 --> 00:02,500 X1:10 Y1:20\n<i>Hello</i>\n2\n01:01:02,250 --> 01:01:03,000\n"
              "{\\an8}<font color=\"#ff0000\">two</font>\nlines\n",
          })
@@ -45,7 +45,7 @@ TEST(SubRip, textThatOnlyLooksLikeMarkupIsKept) {
     EXPECT_EQ(cues, (Cues{{1, 2, "if a < b && c > d"}, {3, 4, "go --> there\n2024"}}));
 }
 
-TEST(SubRip, errorsSayTheLineAndWhatIsWrong) {
+TEST(SubRip, errorsNameTheLineAndTheProblem) {
     const std::string times = "expected two times such as 00:01:02,500 --> 00:01:04,000";
     EXPECT_EQ(problemOf("1\n00:00:01,000 --> soon\nHello\n", Format::subRip), "line 2: " + times);
     EXPECT_EQ(problemOf("1\n00:00:01,000 --> 00:61:00,000\nHello\n", Format::subRip), "line 2: " + times);
@@ -53,7 +53,7 @@ TEST(SubRip, errorsSayTheLineAndWhatIsWrong) {
     EXPECT_EQ(problemOf("00:00:02,000 --> 00:00:01,000\nHello\n", Format::subRip),
               "line 1: the caption ends before it starts");
     EXPECT_EQ(problemOf("00:00:01,000 --> 00:00:02,000\nna\xEFve\n", Format::subRip),
-              "line 2: is not UTF-8 text; save the file in this encoding");
+              "line 2: is not UTF-8 text; save the file as UTF-8");
 }
 
 TEST(WebVtt, headersNotesStylesAndSettingsAreLeftOut) {
@@ -65,21 +65,21 @@ TEST(WebVtt, headersNotesStylesAndSettingsAreLeftOut) {
     EXPECT_EQ(CaptionFile::parse(text, Format::webVtt),
               (Cues{{1, 2.5, "Hello there"}, {360000.5, 360001, "fish & chips <hot>\u00A0!"}}));
     EXPECT_EQ(problemOf("00:01.000 --> 00:02.000\nHello\n", Format::webVtt),
-              "line 1: a WebVTT file begins with WEBVTT");
-    EXPECT_EQ(problemOf("", Format::webVtt), "line 1: a WebVTT file begins with WEBVTT");
+              "line 1: a WebVTT file must begin with WEBVTT");
+    EXPECT_EQ(problemOf("", Format::webVtt), "line 1: a WebVTT file must begin with WEBVTT");
 }
 
-TEST(TimedWords, areGroupedAndFaultsGiveThePath) {
+TEST(TimedWords, areGroupedAndErrorsNameThePath) {
     EXPECT_EQ(
         CaptionFile::parse(R"([{"text":"Hello","start":1,"end":1.1},{"text":"world","start":1.2,"end":2,"p":0.9},
                                      {"text":"again","start":9,"end":9.5}])",
                            Format::timedWords),
-        (Cues{{1, 2, "Hello world"}, {9, 9.5, "again"}}));  // a pause of 7 s parts the cues
+        (Cues{{1, 2, "Hello world"}, {9, 9.5, "again"}}));  // a pause of 7 s separates the cues
     EXPECT_EQ(
         problemOf(R"([{"text":"a","start":0,"end":1},{"text":"b","start":"x","end":1}])", Format::timedWords),
         "[1].start: expected a number of seconds");
     EXPECT_EQ(problemOf(R"([{"text":"a","start":0}])", Format::timedWords), "[0].end: missing");
-    EXPECT_EQ(problemOf(R"([{"text":7,"start":0,"end":1}])", Format::timedWords), "[0].text: expected a text");
+    EXPECT_EQ(problemOf(R"([{"text":7,"start":0,"end":1}])", Format::timedWords), "[0].text: expected a string");
     EXPECT_EQ(problemOf(R"({"words":[]})", Format::timedWords).find("expected an array of words"), 0U);
     EXPECT_EQ(problemOf("[", Format::timedWords).find("not JSON: "), 0U);
 }

@@ -1,10 +1,12 @@
-#include "Lumenwhirl/Captions/CueParser.h"
+#include "Engine/Overlays/CaptionsModel.h"
+#include "Lumenwhirl/Captions/CaptionFile.h"
 
 #include <simdjson.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <optional>
 #include <utility>
 
 namespace lumenwhirl::CaptionFile {
@@ -23,7 +25,7 @@ bool isNumber(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-/// Lines without their ends, which are LF, CR LF or CR.
+/// Lines without their endings, which are LF, CR LF or CR.
 std::vector<std::string_view> splitLines(std::string_view text) {
     std::vector<std::string_view> lines;
     while (!text.empty()) {
@@ -35,7 +37,7 @@ std::vector<std::string_view> splitLines(std::string_view text) {
     return lines;
 }
 
-/// Takes digits from the front of `text`; at most nine, so that the value fits.
+/// Takes digits from the front of `text`, at most nine, so that the value fits.
 std::optional<int> takeNumber(std::string_view& text) {
     int value = 0;
     const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
@@ -47,7 +49,7 @@ std::optional<int> takeNumber(std::string_view& text) {
 
 /// "1:02:03,456", "02:03.4" or "02:03" at the front of `text`, in seconds.
 std::optional<double> takeTime(std::string_view& text) {
-    std::array<int, 3> parts{};  // hours, minutes, seconds, the last of them given
+    std::array<int, 3> parts{};  // hours, minutes, seconds; or only the last two
     std::size_t count = 0;
     while (count < parts.size()) {
         const std::optional<int> part = takeNumber(text);
@@ -73,7 +75,7 @@ std::optional<double> takeTime(std::string_view& text) {
     return hours * 3600.0 + minutes * 60.0 + seconds + fraction;
 }
 
-/// Whether `tag`, what stands between < and >, is one of the few that SubRip files use; other text may hold a "<".
+/// Whether `tag`, the text between < and >, is one of the few that SubRip files use; other text may contain a "<".
 bool isSubRipTag(std::string_view tag) {
     if (tag.starts_with('/')) tag.remove_prefix(1);
     const std::string_view name = tag.substr(0, std::min(tag.find_first_of(" \t="), tag.size()));
@@ -81,7 +83,8 @@ bool isSubRipTag(std::string_view tag) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// The character reference at the front of `text` and how many bytes it takes; nothing when there is none.
+/// The character that a reference at the front of `text` stands for, and the reference's length in bytes; 0 if
+/// there is none.
 std::pair<std::string_view, std::size_t> takeReference(std::string_view text) {
     constexpr std::array<std::pair<std::string_view, std::string_view>, 6> references{{{"&amp;", "&"},
                                                                                        {"&lt;", "<"},
@@ -94,7 +97,34 @@ std::pair<std::string_view, std::size_t> takeReference(std::string_view text) {
     return {{}, 0};
 }
 
-}  // namespace
+/// Reads SubRip and WebVTT, which share their structure: blocks of a time line and text lines, separated by blank
+/// lines. Tolerates what files in the wild do (missing numbers, missing blank lines, comma or point), but does not
+/// guess where a guess could misplace a caption. Used once.
+class CueParser {
+public:
+    /// Borrows `text`.
+    CueParser(std::string_view text, Format format);
+    /// Throws Error with the number of the line.
+    [[nodiscard]] std::vector<CaptionCue> parse();
+
+private:
+    struct Span {
+        double start = 0, end = 0;  // seconds
+    };
+    [[nodiscard]] bool atEnd() const noexcept { return line_ >= lines_.size(); }
+    [[nodiscard]] bool isTimeLine(std::size_t line) const;
+    [[nodiscard]] bool beginsOtherBlock(std::string_view line) const;
+    [[noreturn]] void fail(std::size_t line, const std::string& problem) const;
+    void skipHeader();
+    void skipBlock();
+    [[nodiscard]] Span parseTimes(std::size_t line) const;
+    [[nodiscard]] std::optional<CaptionCue> parseCue();
+    [[nodiscard]] std::string plainText(std::string_view line) const;
+
+    std::vector<std::string_view> lines_;
+    std::size_t line_ = 0;
+    Format format_;
+};
 
 CueParser::CueParser(std::string_view text, Format format) : lines_(splitLines(text)), format_(format) {}
 
@@ -102,14 +132,14 @@ std::vector<CaptionCue> CueParser::parse() {
     for (std::size_t i = 0; i < lines_.size(); ++i)
         if (!simdjson::validate_utf8(lines_[i].data(), lines_[i].size()) ||
             lines_[i].find('\0') != std::string_view::npos)
-            fail(i, "is not UTF-8 text; save the file in this encoding");
+            fail(i, "is not UTF-8 text; save the file as UTF-8");
     if (format_ == Format::webVtt) skipHeader();
     std::vector<CaptionCue> cues;
     while (!atEnd()) {
         const std::string_view line = trimmed(lines_[line_]);
         if (line.empty()) {
             ++line_;
-        } else if (beginsBesidesCues(line)) {
+        } else if (beginsOtherBlock(line)) {
             skipBlock();
         } else if (std::optional<CaptionCue> cue = parseCue()) {
             cues.push_back(std::move(*cue));
@@ -124,7 +154,7 @@ bool CueParser::isTimeLine(std::size_t line) const {
     return text.front() >= '0' && text.front() <= '9';  // a spoken "a --> b" is text
 }
 
-bool CueParser::beginsBesidesCues(std::string_view line) const {
+bool CueParser::beginsOtherBlock(std::string_view line) const {
     if (format_ != Format::webVtt) return false;
     constexpr std::array<std::string_view, 3> words{"NOTE", "STYLE", "REGION"};
     return std::any_of(words.begin(), words.end(), [&](std::string_view word) {
@@ -142,7 +172,7 @@ void CueParser::skipHeader() {
     const std::string_view first = lines_.empty() ? std::string_view() : lines_.front();
     if (!first.starts_with(mark) ||
         (first.size() > mark.size() && blanks.find(first[mark.size()]) == std::string_view::npos))
-        fail(0, "a WebVTT file begins with WEBVTT");
+        fail(0, "a WebVTT file must begin with WEBVTT");
     skipBlock();
 }
 
@@ -157,7 +187,7 @@ CueParser::Span CueParser::parseTimes(std::size_t line) const {
     std::string_view after = trimmed(whole.substr(arrowAt + arrow.size()));
     const std::optional<double> start = takeTime(before);
     const std::optional<double> end = takeTime(after);
-    // What follows the end is the cue's place on the screen, which the project's caption style decides here.
+    // What may follow is the cue's position on the screen; here the project's caption style decides that.
     if (!start || !end || !before.empty() ||
         (!after.empty() && blanks.find(after.front()) == std::string_view::npos))
         fail(line, "expected two times such as 00:01:02,500 --> 00:01:04,000");
@@ -197,7 +227,7 @@ std::string CueParser::plainText(std::string_view line) const {
                 continue;
             }
         }
-        if (!isWebVtt && rest.starts_with("{\\")) {  // "{\an8}": a place on the screen
+        if (!isWebVtt && rest.starts_with("{\\")) {  // "{\an8}": a position on the screen
             if (const std::size_t end = rest.find('}'); end != std::string_view::npos) {
                 i += end + 1;
                 continue;
@@ -212,6 +242,50 @@ std::string CueParser::plainText(std::string_view line) const {
         ++i;
     }
     return text;
+}
+
+using Word = CaptionsModel::Word;
+
+double numberOf(simdjson::dom::object word, std::string_view key, const std::string& path) {
+    double number = 0;
+    const simdjson::error_code error = word[key].get(number);
+    if (error == simdjson::NO_SUCH_FIELD) throw Error(path + "." + std::string(key) + ": missing");
+    if (error) throw Error(path + "." + std::string(key) + ": expected a number of seconds");
+    return number;
+}
+
+Word wordOf(simdjson::dom::element element, const std::string& path) {
+    simdjson::dom::object object;
+    if (element.get(object)) throw Error(path + R"(: expected {"text", "start", "end"})");
+    std::string_view text;
+    const simdjson::error_code error = object["text"].get(text);
+    if (error == simdjson::NO_SUCH_FIELD) throw Error(path + ".text: missing");
+    if (error) throw Error(path + ".text: expected a string");
+    Word word{std::string(text), numberOf(object, "start", path), numberOf(object, "end", path)};
+    if (word.end < word.start) throw Error(path + ": the word ends before it starts");
+    return word;
+}
+
+std::vector<CaptionCue> parseTimedWords(std::string_view json) {
+    simdjson::dom::parser parser;
+    simdjson::dom::element root;
+    if (const simdjson::error_code error = parser.parse(json.data(), json.size()).get(root))
+        throw Error(std::string("not JSON: ") + simdjson::error_message(error));
+    simdjson::dom::array elements;
+    if (root.get(elements)) throw Error(R"(expected an array of words, [{"text", "start", "end"}, ...])");
+    std::vector<Word> words;
+    for (const simdjson::dom::element element : elements) {
+        Word word = wordOf(element, "[" + std::to_string(words.size()) + "]");
+        words.push_back(std::move(word));
+    }
+    return CaptionsModel::groupIntoCues(std::move(words));
+}
+
+}  // namespace
+
+std::vector<CaptionCue> parse(std::string_view text, Format format) {
+    if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+    return format == Format::timedWords ? parseTimedWords(text) : CueParser(text, format).parse();
 }
 
 }  // namespace lumenwhirl::CaptionFile
