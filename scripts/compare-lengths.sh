@@ -1,12 +1,12 @@
 #!/bin/bash
-# compare-lengths.sh PROGRAM: what an export needs for a minute and for an hour, beside ffmpeg that only copies the
-# tracks: the index of an MP4 alone, which every program must hold to read and to write one, grows with its length.
+# compare-lengths.sh PROGRAM: the memory and time that an export of a minute and of an hour takes, next to ffmpeg copying
+# the tracks. The index of an MP4, which every program must hold to read and write one, grows with its length.
 set -eu
 program=$1
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
-# The picture is small, so that it takes minutes and what grows stands out.
+# The picture is small, so that this takes minutes only and growth stands out.
 for seconds in 60 3600; do
     "$program" demo "$folder" --seconds "$seconds" --size 320x180 >/dev/null
     printf '%s s, 320x180, 60 frames a second, %s of events\n' "$seconds" \

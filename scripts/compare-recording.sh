@@ -1,7 +1,7 @@
 #!/bin/bash
-# compare-recording.sh PROGRAM DESKTOP [SECONDS]: what recording a 1080p desktop at work costs beside ffmpeg encoding the
-# same pictures with the same settings: once from pixels as they are captured, once from planes that the encoder takes
-# as they are. DESKTOP draws it. Processor time a picture, as the recorder's own time is that of the clock.
+# compare-recording.sh PROGRAM DESKTOP [SECONDS]: what recording a busy 1080p desktop costs, next to ffmpeg encoding the
+# same pictures with the same settings: once from pixels as they are captured, once from planes as the encoder takes
+# them. DESKTOP draws it. Measured is the processor time per picture, because a recording runs in real time.
 set -eu
 program=$1
 desktop=$2
@@ -29,7 +29,7 @@ processes+=($!)
 read -rt 20 -u 7 number || { echo "compare-recording.sh: no X server" >&2; exit 1; }
 export DISPLAY=:$number
 
-# cost NAME COMMAND…: runs it; its processor seconds go to the file of that name.
+# cost NAME COMMAND…: runs the command, and writes its processor seconds to the file of that name.
 cost() {
     local name=$1
     shift
@@ -37,7 +37,7 @@ cost() {
 }
 frames() { ffprobe -v error -select_streams v -count_packets -show_entries stream=nb_read_packets -of csv=p=0 "$1" | tr -dc 0-9; }
 perPicture() { awk -v frames="$2" '{printf "%.1f", ($1 + $2) * 1000 / frames}' "$folder/$1"; }
-# encode NAME PIXELS CODEC: ffmpeg with the pictures of the recording.
+# encode NAME PIXELS CODEC: has ffmpeg encode the pictures of the recording.
 encode() {
     local -n settings=$3
     ffmpeg -v fatal -i "$recording" -map v -fps_mode passthrough -pix_fmt "$2" -f rawvideo - |
@@ -45,7 +45,7 @@ encode() {
             "${settings[@]}" "${common[@]}" "$folder/out.mp4"
 }
 
-printf '\nRecording %s s of a desktop at work, %sx%s\n' "$seconds" $width $height
+printf '\nRecording %s s of a busy desktop, %sx%s\n' "$seconds" $width $height
 printf '%8s%10s%10s%22s%30s%28s%14s\n' codec pictures dropped "recorder, ms each" "ffmpeg from pixels (ratio)" "from planes (ratio)" "peak memory"
 for codec in h264 hevc; do
     "$desktop" $width $height $((seconds + 30)) >/dev/null 2>&1 &

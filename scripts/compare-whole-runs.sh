@@ -1,7 +1,7 @@
 #!/bin/bash
-# compare-whole-runs.sh PROGRAM [RUNS]: whole runs of the program beside ffmpeg doing the unavoidable part of the same
-# work, in turn, so that a machine that grows slower or faster meanwhile changes both alike. Prints medians, the
-# fastest runs, their ratios, and peak memory.
+# compare-whole-runs.sh PROGRAM [RUNS]: whole runs of the program next to ffmpeg doing the unavoidable part of the same
+# work, in turn, so that changes in the machine's speed affect both alike. Prints medians, the fastest runs, their
+# ratios, and peak memory.
 set -eu
 program=$1
 runs=${2:-5}
@@ -14,7 +14,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 export LC_ALL=C
 
-# What goes on, for who looks at a terminal.
+# Shows what is being measured, on a terminal.
 note() { if [ -t 2 ]; then printf '\r\033[K%s' "$1" >&2; fi; }
 
 # measure NAME COMMAND…: appends "seconds kilobytes" to the file of that name.
@@ -28,14 +28,14 @@ measure() {
     cat "$folder/last" >>"$folder/$name.runs"
 }
 
-# column NAME NUMBER: one column of its runs, ascending.
+# column NAME NUMBER: one column of a command's runs, ascending.
 column() { awk -v column="$2" '{print $column}' "$folder/$1.runs" | sort -g; }
 median() { column "$1" "$2" | awk '{value[NR] = $1} END {print (value[int((NR + 1) / 2)] + value[int(NR / 2) + 1]) / 2}'; }
 lowest() { column "$1" "$2" | head -n 1; }
 highest() { column "$1" "$2" | tail -n 1; }
 calculate() { awk "BEGIN {printf \"%.${2:-2}f\", $1}"; }
 
-# compare TITLE A B: a table of two measured commands.
+# compare TITLE A B: prints a table of two measured commands.
 compare() {
     local name
     printf '\n%s\n%14s%12s%12s%16s\n' "$1" '' median fastest 'peak memory'
@@ -48,7 +48,7 @@ compare() {
         "$(calculate "($(highest "$2" 2) - $(highest "$3" 2)) / 1000" 0 | sed 's/^[0-9]/+&/')"
 }
 
-# transcode RECORDING OUTPUT: as an export would, without drawing.
+# Transcoding as an export does, without drawing.
 transcode=(ffmpeg -v error -y -i)
 transcodeOutput=("${webEncoder[@]}" -c:a copy -movflags +faststart)
 
@@ -64,7 +64,7 @@ for ((run = 1; run <= runs; ++run)); do
     measure ffmpeg "${transcode[@]}" "$package/recording.mp4" "${transcodeOutput[@]}" "$folder/b.mp4"
 done
 note ""
-compare "Export of $seconds s (preset web), and ffmpeg only transcoding the recording; $runs runs each, in turn" \
+compare "Export of $seconds s (preset web), and ffmpeg transcoding the recording; $runs runs each, in turn" \
     lumenwhirl ffmpeg
 
 printf '\n%14s%10s%14s%12s\n' preset seconds "frames a s" size
@@ -88,16 +88,16 @@ measure "long" "$program" export "$long" -o "$folder/a.mp4" --progress none
 printf '\nPeak memory of an export of %s s: %s MB, of %s s: %s MB\n' "$seconds" \
     "$(calculate "$(highest short 2) / 1000" 0)" $((seconds * times)) "$(calculate "$(highest long 2) / 1000" 0)"
 
-# Sound of a length that hides how long a program takes to start.
+# Audio long enough for the start-up time not to matter.
 ffmpeg -v error -stream_loop 99 -i "$package/recording.mp4" -vn -c copy "$folder/sound.m4a"
 rm -f "$folder"/*.runs
 for ((run = 1; run <= runs; ++run)); do
     measure lumenwhirl "$program" loudness "$folder/sound.m4a"
     measure ffmpeg ffmpeg -v error -i "$folder/sound.m4a" -f null -
 done
-compare "Loudness of $((seconds * 100 / 60)) minutes, and ffmpeg only decoding them" lumenwhirl ffmpeg
+compare "Loudness of $((seconds * 100 / 60)) minutes, and ffmpeg decoding them" lumenwhirl ffmpeg
 
-# cold TITLE COMMAND…: how long a command takes from its start, ten times.
+# cold TITLE COMMAND…: prints how long a command takes, on average over ten runs.
 cold() {
     local title=$1 start=$EPOCHREALTIME
     shift

@@ -1,8 +1,8 @@
-# Shared by ./run, ./test and ./bench: finds out what the build needs, installs it with apt, configures and builds.
-# Sourced by bash scripts that have set `root`. Everything here speaks on standard error, because standard output
-# belongs to the program that is being run.
+# Shared by ./run, ./test and ./bench: finds out what is missing, installs it with apt, configures and builds. Sourced by
+# bash scripts that have set `root`. Everything here prints to standard error, because standard output belongs to the
+# program.
 
-# What is needed, by purpose: how to look for it, its name there, and the Debian package that has it.
+# What each purpose requires: how to look for it, its name there, and the Debian package that contains it.
 requirementsOf() {
     case $1 in
     build) cat <<'TABLE' ;;
@@ -68,13 +68,13 @@ fail() {
     exit 1
 }
 
-# True when the requirement of `kind` and `name` is there.
+# True if the requirement is installed.
 isPresent() {
     local kind=$1 name=$2 package=$3
     case $kind in
     tool) type -P "$name" >/dev/null ;;
     module) command -v pkg-config >/dev/null && pkg-config --exists "$name" 2>/dev/null ;;
-    fuzzer)  # a library that only clang can find
+    fuzzer)  # a library that only clang finds
         echo 'extern "C" int LLVMFuzzerTestOneInput(const unsigned char*, unsigned long) { return 0; }' |
             clang++ -fsanitize=fuzzer,address -x c++ - -o /dev/null 2>/dev/null
         ;;
@@ -88,7 +88,7 @@ isPresent() {
     esac
 }
 
-# Prints the lines of the tables for the purposes given that are not fulfilled.
+# Prints the requirements of the given purposes that are missing.
 missingRequirements() {
     local purpose kind name package
     for purpose in "$@"; do
@@ -98,7 +98,7 @@ missingRequirements() {
     done
 }
 
-# Runs a command with its output in a log. A terminal sees one line that says how far it is; a failure shows the log.
+# Runs a command with its output in a log. A terminal shows the latest line; a failure shows the log.
 quietly() {
     local log=$1 line status
     shift
@@ -124,18 +124,18 @@ apt() {
         apt-get -q -o DPkg::Lock::Timeout=540 -o Dpkg::Use-Pty=0 "$@"
 }
 
-# True when apt's package lists are there and at most a day old.
+# True if apt's package lists exist and are at most a day old.
 packageListsAreFresh() {
     [ -n "$(find /var/lib/apt/lists -maxdepth 1 -name '*_Packages*' -mtime -1 -print -quit 2>/dev/null)" ]
 }
 
-# Makes sure that all that the given purposes need is installed, or ends the script with a list of what is missing.
+# Installs what the given purposes require, or ends the script with a list of what is missing.
 ensureInstalled() {
     local missing packages
     missing=$(missingRequirements "$@")
     [ -z "$missing" ] && return
     if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
-        say "$(basename "$0"): this system has no apt; please install what is missing with its own package manager:"
+        say "$(basename "$0"): this system has no apt; please install what is missing with its package manager:"
         while read -r kind name package; do
             case $kind in
             tool) say "  $name (a program)" ;;
@@ -151,8 +151,8 @@ ensureInstalled() {
         fail "packages are missing and there is no sudo; run as root: apt-get install --no-install-recommends $packages"
     fi
     say "Installing $packages"
-    packageListsAreFresh || apt update || say "The package lists could not be renewed; going on with those at hand."
-    # Fresh lists can still name files that have since been replaced on the server.
+    packageListsAreFresh || apt update || say "The package lists could not be updated; continuing with the old ones."
+    # Even fresh lists can name files that have since been replaced on the server.
     # shellcheck disable=SC2086
     apt install -y --no-install-recommends $packages ||
         { apt update && apt install -y --no-install-recommends $packages; } ||
@@ -161,8 +161,8 @@ ensureInstalled() {
     [ -z "$missing" ] || fail "still missing after installing: $(awk '{print $2}' <<<"$missing" | tr '\n' ' ')"
 }
 
-# buildPreset PRESET "TARGET…" [CMAKE OPTION…]: configures where that is needed and builds. One build at a time in a
-# folder: a second one waits.
+# buildPreset PRESET "TARGET…" [CMAKE OPTION…]: configures if necessary, and builds. A second build in the same folder
+# waits for the first.
 buildPreset() {
     local preset=$1 targets=$2 folder=$root/build/$1
     shift 2
