@@ -2,6 +2,6 @@
 #include "Media/MediaLog.h"
 
 int main(int argc, char** argv) {
-    lumenwhirl::silenceMediaLibraries();  // what they would print is in our own error lines
+    lumenwhirl::silenceMediaLibraries();  // our own error lines say what they would print
     return lumenwhirl::runCommandLine(argc, argv);
 }

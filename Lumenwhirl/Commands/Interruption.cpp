@@ -8,14 +8,14 @@
 namespace lumenwhirl {
 namespace {
 
-/// What the watcher is woken with to end; nobody else sends it.
+/// Wakes the watcher so that it can end; nobody else sends it.
 const int wakeSignal = SIGRTMIN;
 
-/// timeout(1) sends its signal to us and to our group, a wrapper passes on the Ctrl-C that we have met too: what
-/// comes so soon after the first is the same request.
+/// timeout(1) sends its signal both to us and to our group, and a wrapper may pass on a Ctrl-C that has reached us
+/// too: signals so soon after the first are the same request.
 constexpr std::chrono::milliseconds sameRequest{500};
 
-/// Takes the signals that come within that time; ends early with the waking one.
+/// Consumes the signals that arrive within that time; returns early at the wake signal.
 void takeEchoes(const sigset_t& signals) {
     using Clock = std::chrono::steady_clock;
     using std::chrono::nanoseconds;
@@ -40,7 +40,7 @@ Interruption::Interruption() {
     if (!isIgnored(SIGHUP)) sigaddset(&signals_, SIGHUP);
     sigaddset(&signals_, wakeSignal);
     if (const int error = pthread_sigmask(SIG_BLOCK, &signals_, &formerMask_))
-        throw std::system_error(error, std::generic_category(), "signals cannot be held back");
+        throw std::system_error(error, std::generic_category(), "cannot block signals");
     formerPipeAction_ = std::signal(SIGPIPE, SIG_IGN);
     watcher_ = std::jthread([this](const std::stop_token& end) { watch(end); });
 }
@@ -59,7 +59,7 @@ void Interruption::watch(const std::stop_token& end) {
         if (sigwait(&signals_, &signal) != 0 || signal == wakeSignal) continue;
         stop_.request_stop();
         takeEchoes(signals_);
-        // From here on this thread takes the signals the usual way, so the next one ends the process.
+        // From now on this thread accepts the signals in the default way, so that the next one ends the process.
         sigset_t released = signals_;
         sigdelset(&released, wakeSignal);
         sigdelset(&signals_, SIGINT);

@@ -6,12 +6,12 @@
 
 namespace lumenwhirl {
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP (unless ignored, as under nohup) ask for a stop instead of ending
-/// the process, so that work can be put away cleanly; a second one, half a second later or more, ends the process
-/// at once. A reader of standard output that goes away is a failed write, not a signal.
+/// While it exists, SIGINT, SIGTERM and SIGHUP (unless ignored, as under nohup) request a stop instead of ending
+/// the process, so that work can be ended cleanly. A second one, at least half a second later, ends the process at
+/// once. When the reader of standard output goes away, writing fails; there is no signal.
 ///
-/// At most one at a time, made and destroyed on the main thread before and after all threads that work under it,
-/// for they inherit which signals are held back.
+/// At most one at a time. Create it on the main thread before all threads that work under it, which inherit the
+/// blocked signals, and destroy it after them.
 class Interruption {
 public:
     /// Throws std::system_error.
@@ -21,7 +21,7 @@ public:
     Interruption& operator=(const Interruption&) = delete;
 
     [[nodiscard]] std::stop_token token() const { return stop_.get_token(); }
-    /// Asks for the stop without a signal.
+    /// Requests the stop without a signal.
     void requestStop() { stop_.request_stop(); }
 
 private:

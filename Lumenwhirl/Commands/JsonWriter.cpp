@@ -23,7 +23,7 @@ JsonWriter& JsonWriter::value(double number) {
     const std::string_view written(
         digits, static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits));
     text_ += written;
-    // As integers, readers would refuse those beyond 64 bits and lose the sign of -0.
+    // As an integer, a reader would refuse it beyond 64 bits, and lose the sign of -0.
     const bool looksIntegral = written.find_first_of(".e") == std::string_view::npos;
     if (looksIntegral && (std::abs(number) >= 0x1p63 || (number == 0 && std::signbit(number)))) text_ += ".0";
     return *this;

@@ -11,8 +11,8 @@
 namespace lumenwhirl {
 
 /// Writes JSON from front to back, keys in the order given. Numbers read back to the same double in every locale;
-/// a number that JSON cannot hold becomes null. The caller keeps the nesting right: a key before each value of an
-/// object.
+/// a number that JSON cannot represent becomes null. The caller is responsible for correct nesting, with a key in
+/// front of each value of an object.
 class JsonWriter {
 public:
     enum class Layout { compact, indented };
@@ -28,7 +28,7 @@ public:
     JsonWriter& value(std::int64_t number);
     JsonWriter& value(int number) { return value(std::int64_t{number}); }
     JsonWriter& value(bool truth);
-    /// Bytes that are not UTF-8, as file names may have, become U+FFFD.
+    /// Bytes that are not UTF-8, which file names may contain, become U+FFFD.
     JsonWriter& value(std::string_view text);
     JsonWriter& value(const char* text) { return value(std::string_view(text)); }
     JsonWriter& value(std::nullopt_t);

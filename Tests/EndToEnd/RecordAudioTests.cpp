@@ -1,7 +1,7 @@
-#include "Media/AudioReader.h"
 #include "Tests/EndToEnd/RecordTest.h"
 #include "Tests/Recorder/Pulse/AudioServer.h"
 #include "Tests/Recorder/Pulse/TonePlayer.h"
+#include "Tests/Support/Audio.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,18 +17,13 @@ struct HeardTone {
     double onset = 0, frequency = 0;  // seconds, Hz
 };
 std::optional<HeardTone> toneIn(const fs::path& file) {
-    AudioReader reader(file);
-    std::vector<float> audio;
-    for (AudioBuffer buffer; reader.read(buffer, 4800);)
-        audio.insert(audio.end(), buffer.channels[0].begin(), buffer.channels[0].end());
+    const std::vector<float> audio = readAll(file).channels.front();
     const auto onset =
         std::find_if(audio.begin(), audio.end(), [](float sample) { return std::abs(sample) > 0.1F; });
-    const auto half = std::ptrdiff_t{reader.sampleRate() / 2};
+    constexpr std::ptrdiff_t sampleRate = 48000, half = sampleRate / 2;
     if (audio.end() - onset <= half) return std::nullopt;
-    int crossings = 0;
-    for (auto sample = onset + 1; sample < onset + half; ++sample)
-        crossings += sample[-1] < 0 && sample[0] >= 0 ? 1 : 0;
-    return HeardTone{static_cast<double>(onset - audio.begin()) / reader.sampleRate(), 2.0 * crossings};
+    return HeardTone{static_cast<double>(onset - audio.begin()) / sampleRate,
+                     signals::frequencyOf({onset, onset + half})};
 }
 
 /// Records with an audio server of its own.
