@@ -25,19 +25,13 @@ LumenwhirlPackage edited(const TestFolder& folder, Edit edit) {
     return package;
 }
 
-TEST(Inspect, reportsTheVideoAndTheModels) {
+TEST(Inspect, reportsTheVideo) {
     const TestFolder folder;
-    const Json json = inspect(folder.makeRecording(), {"--at", "0.5"});
+    const Json json = inspect(folder.makeRecording());
     EXPECT_EQ(json.number("/video/width"), 320);
     EXPECT_EQ(json.number("/video/height"), 180);
     EXPECT_EQ(json.number("/video/fps"), 30);
-    EXPECT_NEAR(json.number("/video/duration"), 1,
-                0.1);  // audio is coded in blocks of 21 ms and may end later
-    EXPECT_TRUE(json.truth("/timeline/isIdentity"));
-    EXPECT_EQ(json.count("/timeline/segments"), 1U);
-    EXPECT_GT(json.number("/canvas/width"), 0);
-    EXPECT_EQ(json.number("/states/0/outputTime"), 0.5);
-    EXPECT_EQ(json.number("/states/0/sourceTime"), 0.5);
+    EXPECT_NEAR(json.number("/video/duration"), 1, 0.1);  // audio is coded in blocks of 21 ms and may end later
 }
 
 TEST(Inspect, takesAPackageWithoutVideoForItsDisplayAt60) {
@@ -133,29 +127,24 @@ TEST(Inspect, statesIncludeWhatTheProjectDoesNotDraw) {
     EXPECT_EQ(json.count("/states/1/pills"), 0U);
 }
 
-TEST(Inspect, theCameraUsesGeneratedZoomsUnlessTheProjectHasItsOwn) {
+TEST(Inspect, generatedZoomsAreListedButOnlyUsedIfTheProjectHasNone) {
     const TestFolder folder;
-    ProjectSettings project;
-    LumenwhirlPackage package = edited(folder, [&](ProjectSettings& settings) { project = settings; });
+    const LumenwhirlPackage package = folder.makeDocuments();
     EventLog events = package.readEvents();
     events.clicks = {{3, 400, 300, MouseButton::left, ClickPhase::down}};
     package.writeEvents(events);
-    const auto scaleAtTheClick = [&] { return inspect(package, {"--at", "3"}).number("/states/0/camera/scale"); };
-
     const Json generated = inspect(package, {"--at", "3"});
     ASSERT_EQ(generated.count("/autoSegments"), 1U);
     EXPECT_EQ(generated.text("/autoSegments/0/id"), "auto-0");
-    EXPECT_EQ(generated.number("/autoSegments/0/level"), 1.75);
     EXPECT_EQ(generated.number("/states/0/camera/scale"), 1.75);
 
+    ProjectSettings project = package.readProject();
     project.zoom.automatic = false;
-    package.writeProject(project);
-    EXPECT_EQ(scaleAtTheClick(), 1);
-    EXPECT_EQ(inspect(package).count("/autoSegments"), 1U);
-
     project.zoom.segments = {{"mine", 1, 5, 3, true}};
     package.writeProject(project);
-    EXPECT_EQ(scaleAtTheClick(), 3);
+    const Json own = inspect(package, {"--at", "3"});
+    EXPECT_EQ(own.count("/autoSegments"), 1U);
+    EXPECT_EQ(own.number("/states/0/camera/scale"), 3);
 }
 
 TEST(Inspect, numbersAreExactInEveryLocale) {

@@ -94,13 +94,5 @@ TEST_F(AudioRecordTest, continuesWhenTheAudioEnds) {
     EXPECT_NE(stop().errors.find("continues without audio: "), std::string::npos);
 }
 
-class SilentRecordTest : public RecordTest {};
-TEST_F(SilentRecordTest, recordsWithoutAnAudioServer) {
-    hasAudio = true;
-    record();
-    EXPECT_NE(stop().errors.find("recording without sound: "), std::string::npos);
-    EXPECT_FALSE(VideoReader(package.recordingURL()).info().hasAudio);
-}
-
 }  // namespace
 }  // namespace lumenwhirl::test

@@ -2,8 +2,8 @@
 #include "Lumenwhirl/Session/Packages.h"
 #include "Lumenwhirl/Session/Recording.h"
 #include "Lumenwhirl/Session/Texts.h"
-#include "Tests/Support/Files.h"
 #include "Tests/Recorder/ScriptedDesktop.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 
