@@ -1,6 +1,6 @@
+#include "Files/AtomicFile.h"
 #include "Lumenwhirl/Captions/CaptionFile.h"
 #include "Lumenwhirl/Commands/Command.h"
-#include "Lumenwhirl/Commands/Files.h"
 #include "Lumenwhirl/Commands/Options.h"
 #include "Lumenwhirl/Commands/Terminal.h"
 
@@ -16,9 +16,9 @@ void writeCaptions(const ProjectSettings& project, const std::filesystem::path& 
         throw UsageError("--export: captions are written as .srt or .vtt");
     Session::checkDestination(destination, &package);
     const std::vector<CaptionCue> cues = project.captions ? project.captions->cues : std::vector<CaptionCue>();
-    NewFile file(destination);
+    AtomicFile file(destination, AtomicFile::Access::umask);
     file.write(CaptionFile::textOf(cues, format));
-    file.commit();
+    file.commit(AtomicFile::Durability::content);
 }
 
 /// `lumenwhirl captions`: imports, exports or removes captions.
@@ -34,9 +34,8 @@ public:
         parser.add_flag("--clear", clear_, "Remove all captions");
         parser.footer(
             "The file's extension tells its format: SubRip (.srt), WebVTT (.vtt), or timed words as speech\n"
-            "recognition delivers them (.json: [{\"text\":\"Hello\",\"start\":0.2,\"end\":0.5}, ...], in seconds), "
-            "which are\n"
-            "grouped into captions. Times are those of the recording, before any edit.\n\n"
+            "recognition delivers them (.json: [{\"text\":\"Hello\",\"start\":0.2,\"end\":0.5}, ...], in seconds),\n"
+            "which are grouped into captions. Times are those of the recording, before any edit.\n\n"
             "Examples:\n"
             "  lumenwhirl captions Demo.lumenwhirl --import talk.srt\n"
             "  lumenwhirl captions Demo.lumenwhirl --export talk.vtt");

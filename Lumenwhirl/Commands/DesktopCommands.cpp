@@ -25,8 +25,8 @@ class TargetsCommand final : public Command {
 public:
     explicit TargetsCommand(CLI::App& parser) : Command(parser) {
         parser.footer(
-            "Prints {\"displays\":[…],\"windows\":[…]}, the windows from the bottom to the top one. \"lumenwhirl "
-            "record\"\ntakes an \"id\" after --display or --window.");
+            "Prints {\"displays\":[…],\"windows\":[…]}, the windows from bottom to top.\n"
+            "\"lumenwhirl record\" takes an \"id\" after --display or --window.");
     }
 
     void run() override {
@@ -79,8 +79,8 @@ class PermissionsCommand final : public Command {
 public:
     explicit PermissionsCommand(CLI::App& parser) : Command(parser) {
         parser.footer(
-            "Prints {\"screenRecording\",\"inputMonitoring\",\"microphone\"}, each \"granted\", \"denied\" or "
-            "\"notDetermined\";\nthe last where there is no display or no audio server.");
+            "Prints {\"screenRecording\",\"inputMonitoring\",\"microphone\"}, each \"granted\", \"denied\" or \"notDetermined\";\n"
+            "the last where there is no display or no audio server.");
     }
 
     void run() override {

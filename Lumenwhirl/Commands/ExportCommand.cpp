@@ -1,5 +1,4 @@
 #include "Lumenwhirl/Commands/Command.h"
-#include "Lumenwhirl/Commands/Files.h"
 #include "Lumenwhirl/Commands/Interruption.h"
 #include "Lumenwhirl/Commands/Options.h"
 #include "Lumenwhirl/Commands/Progress.h"
@@ -22,8 +21,7 @@ public:
             parser, "--preset",
             [this](const std::string& name) { return Options::assign(preset_, presetFromRawValue(name)); },
             "one of " + Session::presetNames(),
-            "What the video is for: web (H.264), social (HEVC), prores (further editing) or gif; the project's "
-            "preset by default")
+            "What the video is for: web (H.264), social (HEVC), prores (further editing) or gif; the project's preset by default")
             ->option_text("NAME");
         Options::addEncoder(parser, encoder_);
         parser.add_flag("--no-zoom", noZoom_, "Do not zoom in");

@@ -1,7 +1,7 @@
 #include "Lumenwhirl/Commands/Command.h"
-#include "Lumenwhirl/Commands/Files.h"
 #include "Lumenwhirl/Commands/JsonWriter.h"
 #include "Lumenwhirl/Commands/Options.h"
+#include "Lumenwhirl/Commands/Terminal.h"
 #include "Lumenwhirl/Session/Export.h"
 #include "Media/VideoReader.h"
 

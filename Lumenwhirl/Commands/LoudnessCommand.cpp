@@ -1,9 +1,11 @@
 #include "Exporter/AudioNormalizer.h"
+#include "Files/AtomicFile.h"
+#include "Files/TemporaryFile.h"
 #include "Lumenwhirl/Commands/Command.h"
-#include "Lumenwhirl/Commands/Files.h"
 #include "Lumenwhirl/Commands/Interruption.h"
 #include "Lumenwhirl/Commands/JsonWriter.h"
 #include "Lumenwhirl/Commands/Options.h"
+#include "Lumenwhirl/Session/Packages.h"
 
 #include <CLI/CLI.hpp>
 
@@ -11,22 +13,6 @@
 
 namespace lumenwhirl {
 namespace {
-
-/// Removes the copy from the temporary folder.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(std::filesystem::path file) : file_(std::move(file)) {}
-    ~TemporaryFile() {
-        std::error_code error;  // the system clears its temporary folder sooner or later
-        std::filesystem::remove(file_, error);
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    [[nodiscard]] const std::filesystem::path& path() const noexcept { return file_; }
-
-private:
-    std::filesystem::path file_;
-};
 
 std::string report(const AudioNormalizer::Levels& levels, float gain) {
     JsonWriter json(JsonWriter::Layout::compact);
@@ -45,10 +31,9 @@ public:
         Options::addNumber(parser, "--gain", gain_, {1e-6, 1e6}, "Use this gain instead of what the speech needs")
             ->option_text("G");
         parser.footer(
-            "Prints {\"peak\",\"speechLevel\",\"gain\",\"sampleRate\",\"channels\"}. Levels are linear, 1 is full "
-            "scale; the gain\n"
-            "is what brings the speech to 0.14. Nothing is ever made quieter: at a gain of 1.05 or less no copy is "
-            "written.\n\n"
+            "Prints {\"peak\",\"speechLevel\",\"gain\",\"sampleRate\",\"channels\"}. Levels are linear, 1 is full scale;\n"
+            "the gain is what brings the speech to 0.14. Nothing is ever made quieter: at a gain of 1.05 or less\n"
+            "no copy is written.\n\n"
             "Examples:\n"
             "  lumenwhirl loudness Demo.lumenwhirl/recording.mp4\n"
             "  lumenwhirl loudness talk.wav -o talk.m4a --gain 2");
@@ -79,9 +64,9 @@ private:
                                          std::filesystem::temp_directory_path().string());
         }
         const TemporaryFile temporary(*copy);
-        NewFile file(output_);
+        AtomicFile file(output_, AtomicFile::Access::umask);
         file.copyFrom(temporary.path());
-        file.commit();
+        file.commit(AtomicFile::Durability::content);
     }
 
     std::string file_, output_;

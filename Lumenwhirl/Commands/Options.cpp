@@ -60,8 +60,7 @@ void addEncoder(CLI::App& parser, EncoderChoice& choice) {
         parser, "--encoder",
         [&choice](const std::string& name) { return assign(choice, encoderChoiceFromName(name)); },
         "auto, software, vaapi, nvenc or qsv",
-        "What encodes H.264 and HEVC: software, or a graphics card through vaapi, nvenc or qsv; auto, the default, "
-        "takes a card that can, or else software")
+        "What encodes H.264 and HEVC: a graphics card (vaapi, nvenc, qsv) or software; auto, the default, prefers a card that can")
         ->option_text("NAME");
 }
 

@@ -86,8 +86,8 @@ public:
             ->option_text("NAME");
         Options::addEncoder(parser, encoder_);
         parser.footer(
-            "Records until Ctrl-C, Super+Shift+2, SIGTERM or the end of --seconds. Prints the path of the package "
-            "once it\nhas begun. A crash loses nothing: the next command that opens the package completes it.\n\n"
+            "Records until Ctrl-C, Super+Shift+2, SIGTERM or the end of --seconds. Prints the path of the package once it has\n"
+            "begun. A crash loses nothing: the next command that opens the package completes it.\n\n"
             "Examples:\n"
             "  lumenwhirl record\n"
             "  lumenwhirl record --seconds 30 --mic --folder . --name Talk\n"

@@ -30,6 +30,12 @@ void tell(std::string_view message) {
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+LumenwhirlPackage openPackage(const std::filesystem::path& path) {
+    const Session::OpenedPackage opened = Session::openPackage(path);
+    for (const std::string& notice : opened.notices()) tell(notice);
+    return opened.package;
+}
+
 bool StatusLine::isWatched() {
     return isatty(STDERR_FILENO) != 0;
 }

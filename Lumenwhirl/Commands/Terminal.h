@@ -1,7 +1,9 @@
 #pragma once
 
 #include "Lumenwhirl/Commands/StatusText.h"
+#include "Lumenwhirl/Session/Packages.h"
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -13,6 +15,9 @@ namespace lumenwhirl {
 
 /// Prints "lumenwhirl: message" as one line on standard error.
 void tell(std::string_view message);
+
+/// Opens a package, and tells what had to be recovered. Throws like Session::openPackage().
+[[nodiscard]] LumenwhirlPackage openPackage(const std::filesystem::path& path);
 
 /// A line on standard error that is redrawn in place, and erased when its owner is destroyed.
 class StatusLine {
