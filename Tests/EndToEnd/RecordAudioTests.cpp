@@ -48,7 +48,7 @@ protected:
         player.waitUntilPlayed();
         stop();
         const auto flash = firstFrame(framesOf(package.recordingURL()),
-                                      [](const VideoFrame& frame) { return lumaAt(frame, 100, 100) > 200; });
+                                      [](const Picture& frame) { return lumaAt(frame, 100, 100) > 200; });
         const auto tone = toneIn(package.recordingURL());
         ASSERT_TRUE(flash && tone);
         EXPECT_NEAR(tone->frequency, 1000, 10);

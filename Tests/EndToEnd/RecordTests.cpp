@@ -30,7 +30,7 @@ struct Box {
     }
 };
 
-Box brightPart(const VideoFrame& frame) {
+Box brightPart(const Picture& frame) {
     Box box;
     for (int y = 0; y < frame.height(); ++y)
         for (int x = 0; x < frame.width(); ++x)
@@ -81,7 +81,7 @@ TEST_F(RecordTest, aDisplayWithItsInputAndWithoutTheCursor) {
     const std::vector<VideoFrame> frames = framesOf(package.recordingURL());
     ASSERT_GT(frames.size(), 4U);
     EXPECT_EQ(log.recording.display.pixelWidth, 640);
-    for (const VideoFrame& frame : frames) {
+    for (const Picture& frame : frames) {
         EXPECT_EQ(frame.width(), 640);
         // Around the pointer there is one colour, whichever.
         const int luma = lumaAt(frame, 250, 130);
@@ -95,7 +95,7 @@ TEST_F(RecordTest, aDisplayWithItsInputAndWithoutTheCursor) {
     EXPECT_NEAR(log.cursor.back().x, 250, 2);
     EXPECT_NEAR(log.cursor.back().y, 130, 2);
     expectInStep(log.cursor.back().t,
-                 firstFrame(frames, [](const VideoFrame& frame) { return brightPart(frame).left > 150; }),
+                 firstFrame(frames, [](const Picture& frame) { return brightPart(frame).left > 150; }),
                  longest);
     ASSERT_EQ(log.clicks.size(), 2U);
     EXPECT_EQ(log.clicks[0].phase, ClickPhase::down);
@@ -103,12 +103,12 @@ TEST_F(RecordTest, aDisplayWithItsInputAndWithoutTheCursor) {
     EXPECT_NEAR(log.clicks[0].x, 250, 2);
     EXPECT_NEAR(log.clicks[0].y, 130, 2);
     expectInStep(log.clicks[0].t,
-                 firstFrame(frames, [](const VideoFrame& frame) { return lumaAt(frame, 300, 120) > 200; }),
+                 firstFrame(frames, [](const Picture& frame) { return lumaAt(frame, 300, 120) > 200; }),
                  longest);
     ASSERT_EQ(log.scroll.size(), 1U);
     EXPECT_EQ(log.scroll[0].dy, -1);
     expectInStep(log.scroll[0].t,
-                 firstFrame(frames, [](const VideoFrame& frame) { return brightPart(frame).left > 300; }),
+                 firstFrame(frames, [](const Picture& frame) { return brightPart(frame).left > 300; }),
                  longest);
     ASSERT_EQ(log.keys.size(), 1U);
     EXPECT_EQ(log.keys[0].chars, "s");
@@ -116,7 +116,7 @@ TEST_F(RecordTest, aDisplayWithItsInputAndWithoutTheCursor) {
     expectInStep(
         log.keys[0].t,
         firstFrame(frames,
-                   [](const VideoFrame& frame) { return std::abs(lumaAt(frame, 420, 270) - greyLuma) < 8; }),
+                   [](const Picture& frame) { return std::abs(lumaAt(frame, 420, 270) - greyLuma) < 8; }),
         longest);
 }
 
