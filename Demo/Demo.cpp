@@ -2,7 +2,6 @@
 
 #include "Demo/DemoScript.h"
 #include "Demo/DemoSpeech.h"
-#include "Demo/Desktop.h"
 #include "Demo/DesktopPicture.h"
 #include "Demo/FrameMaker.h"
 #include "Media/VideoWriter.h"
@@ -111,12 +110,11 @@ VideoSettings videoSettings(const DemoOptions& options) {
 
 void record(const LumenwhirlPackage& package, const DemoOptions& options, std::int64_t frameCount,
             const DemoScript& script, const std::function<void(double)>& progress, const std::stop_token& stop) {
-    const demo::DesktopLayout layout(options.width, options.height);
-    demo::Desktop desktop(layout);
+    demo::Desktop desktop(demo::Layout(options.width, options.height));
     demo::LogPlayer player(script.log, desktop);
-    demo::DesktopPicture picture(layout, options.width, options.height, options.seed);
+    demo::DesktopPicture picture(options.width, options.height, options.seed);
     demo::FrameMaker frames(options.width, options.height);
-    demo::DemoSpeech speech(script.cues, script.log, options.seed);
+    demo::DemoSpeech speech(script, options.seed);
     constexpr int rate = demo::DemoSpeech::sampleRate;
     VideoWriter writer(package.recordingURL(), videoSettings(options), AudioSettings{rate, 1, 96000});
 
@@ -127,7 +125,7 @@ void record(const LumenwhirlPackage& package, const DemoOptions& options, std::i
         if (stop.stop_requested()) throw DemoError(DemoError::Kind::stopped, "making the demo was stopped");
         const double time = static_cast<double>(i) / options.fps;
         player.advance(time);
-        const cairo_region_t* const changed = picture.update(desktop.state(), time);
+        const cairo_region_t* const changed = picture.update(desktop, time);
         writer.write(frames.make(picture.surface(), changed), i);
 
         const std::int64_t samples = (i + 1) * rate / options.fps - samplesDone;

@@ -1,267 +1,221 @@
 #include "Demo/Desktop.h"
 
-#include "Demo/DesktopContent.h"
-#include "Demo/KeyCodes.h"
-
-#include <algorithm>
 #include <limits>
 #include <utility>
 
 namespace lumenwhirl::demo {
 namespace {
 
-using Kind = Target::Kind;
+struct Place {
+    Part part, parent;
+    Rect box;         // inside the parent; `none` is the stage
+    Point step = {};  // from one to the next of several alike
+    int count = 1;
+};
+constexpr std::array places{
+    Place{Part::boards, Part::none, {64, 84, 1080, 768}},
+    Place{Part::notes, Part::none, {1064, 128, 776, 600}},
+    Place{Part::terminal, Part::none, {1176, 752, 664, 220}},
+    Place{Part::palette, Part::none, {640, 236, 640, 300}},
+    Place{Part::composer, Part::none, {300, 260, 348, 194}},
+    Place{Part::menu, Part::none, {1488, 178, 236, 168}},
+    Place{Part::dock, Part::none, {744, 0, 432, 72}},  // 14 above the desktop's lower edge
+    Place{Part::newTask, Part::boards, {236, 132, 118, 34}},
+    Place{Part::filter, Part::boards, {364, 132, 84, 34}},
+    Place{Part::group, Part::boards, {458, 132, 114, 34}},
+    Place{Part::labelChip, Part::composer, {16, 100, 74, 28}, {80, 0}, labelCount},
+    Place{Part::cancelTask, Part::composer, {156, 146, 76, 32}},
+    Place{Part::addTask, Part::composer, {240, 146, 92, 32}},
+    Place{Part::page, Part::notes, {1, 53, 774, 546}},
+    Place{Part::publish, Part::notes, {536, 10, 124, 32}},
+    Place{Part::menuItem, Part::menu, {8, 8, 220, 38}, {0, 38}, menuItemCount},
+    Place{Part::dockIcon, Part::dock, {12, 12, 48, 48}, {60, 0}, dockIconCount},
+};
 
-constexpr std::size_t mostCardsInColumn = 5;
-constexpr std::size_t mostTerminalLines = 12;
-constexpr std::size_t mostTyped = 24;
-
-bool has(const KeyEvent& key, std::string_view modifier) {
-    return std::find(key.modifiers.begin(), key.modifiers.end(), modifier) != key.modifiers.end();
+const Place& placeOf(Part part) {
+    return *std::find_if(places.begin(), places.end(), [part](const Place& place) { return place.part == part; });
 }
 
-bool isWindowSurface(Kind kind) {
-    return kind == Kind::boards || kind == Kind::notes || kind == Kind::terminal;
+bool contains(const Rect& rect, Point point) {
+    return point.x >= rect.x && point.x < rect.x + rect.width && point.y >= rect.y &&
+           point.y < rect.y + rect.height;
+}
+
+bool holds(const KeyEvent& key, std::string_view modifier) {
+    return std::find(key.modifiers.begin(), key.modifiers.end(), modifier) != key.modifiers.end();
 }
 
 }  // namespace
 
-Desktop::Desktop(const DesktopLayout& layout) : state_(layout) {
-    state_.columns = initialCards();
-    state_.terminal = initialTerminal();
-    pointer_ = {-1, -1};
+Layout::Layout(int pixelWidth, int pixelHeight) : scale_(std::min(pixelWidth / 1920.0, pixelHeight / 1080.0)) {
+    desktop_ = {pixelWidth / scale_, pixelHeight / scale_};
+    stage_ = {(desktop_.width - 1920) / 2, (desktop_.height - 1080) / 2};
 }
 
-Point Desktop::logical(double x, double y) const {
-    return {x / state_.layout.scale(), y / state_.layout.scale()};
+Rect Layout::rectInside(Target target) {
+    const Place& place = placeOf(target.part);
+    Rect box = place.box;
+    box.x += target.index * place.step.x;
+    box.y += target.index * place.step.y;
+    return box;
+}
+
+Rect Layout::rect(Target target) const {
+    const Part parent = parentOf(target.part);
+    const Rect around = parent == Part::none ? Rect{stage_.x, stage_.y, 1920, 1080} : rect({parent});
+    Rect box = rectInside(target);
+    box.x += around.x;
+    box.y = target.part == Part::dock ? desktop_.height - 14 - box.height : box.y + around.y;
+    return box;
+}
+
+Part Layout::parentOf(Part part) {
+    return part == Part::none ? part : placeOf(part).parent;
+}
+
+Target Layout::innermost(Part parent, Point point) const {
+    for (const Place& place : places)
+        for (int i = 0; place.parent == parent && i < place.count; ++i)
+            if (contains(rect({place.part, i}), point)) return {place.part, i};
+    return {parent};
+}
+
+Desktop::Desktop(const Layout& where) : layout(where) {
+    columns = {{
+        {
+            {"Order 300 paper lanterns", 3, "12 Sep", 4, 1},
+            {"Map the route along the river", 0, "14 Sep", 2, 0, 0.4},
+            {"Print the signposts", 2, "18 Sep", 0, 2},
+            {"Ask the rowing club for boats", 0, "20 Sep", 1, 3},
+        },
+        {
+            {"Poster for the station hall", 2, "6 Sep", 7, 2, -1, true},
+            {"Invite the brass band", 1, "9 Sep", 3, 1},
+            {"Test the lights at the boathouse", 3, "10 Sep", 5, 3, 0.75},
+        },
+        {
+            {"Choose the evening", 0, "1 Aug", 6, 0},
+            {"Permit for the old bridge", 0, "16 Aug", 9, 3},
+            {"Pick twelve volunteers", 1, "23 Aug", 2, 1},
+            {"Sketch the programme", 2, "28 Aug", 4, 2},
+        },
+    }};
+    using enum TerminalLine::Tone;
+    terminal = {{never, "~/lantern-walk $ site watch", prompt},
+                {never, "reading 24 pages, 61 pictures", plain},
+                {never, "built in 1.84 s, no warnings", good},
+                {never, "watching for changes \u2026", faint}};
+}
+
+int Desktop::taskCount(std::size_t column) const {
+    return column == 0 ? 4 + addedTasks : static_cast<int>(columns[column].size());
 }
 
 Target Desktop::targetAt(Point point) const {
-    const DesktopLayout& layout = state_.layout;
-    if (state_.palette.isOpen())
-        return contains(layout.rect({Kind::palette}), point) ? Target{Kind::palette} : Target{};
-    if (state_.menu.isOpen() && contains(layout.rect({Kind::menu}), point)) {
-        for (int i = 0; i < menuItemCount; ++i)
-            if (contains(layout.rect({Kind::menuItem, i}), point)) return {Kind::menuItem, i};
-        return {Kind::menu};
+    std::vector<Part> frontToBack;
+    if (palette.isOpen()) {
+        frontToBack = {Part::palette};
+    } else {
+        if (menu.isOpen()) frontToBack.push_back(Part::menu);
+        if (composer.isOpen()) frontToBack.push_back(Part::composer);
+        frontToBack.insert(frontToBack.end(), windows.rbegin(), windows.rend());
+        frontToBack.push_back(Part::dock);
     }
-    if (state_.composer.isOpen() && contains(layout.rect({Kind::composer}), point)) {
-        for (int i = 0; i < labelCount; ++i)
-            if (contains(layout.rect({Kind::labelChip, i}), point)) return {Kind::labelChip, i};
-        for (const Kind kind : {Kind::cancelTask, Kind::addTask})
-            if (contains(layout.rect({kind}), point)) return {kind};
-        return {Kind::composer};
-    }
-    for (auto window = state_.order.rbegin(); window != state_.order.rend(); ++window)
-        if (contains(layout.window(*window), point)) return targetInWindow(*window, point);
-    for (int i = 0; i < dockItemCount; ++i)
-        if (contains(layout.rect({Kind::dock, i}), point)) return {Kind::dock, i};
+    for (const Part part : frontToBack)
+        if (contains(layout.rect({part}), point)) return layout.innermost(part, point);
     return {};
 }
 
-Target Desktop::targetInWindow(Window window, Point point) const {
-    const DesktopLayout& layout = state_.layout;
-    if (window == Window::notes && contains(layout.rect({Kind::publish}), point)) return {Kind::publish};
-    const Target titleBar{Kind::titleBar, static_cast<int>(window)};
-    if (contains(layout.rect(titleBar), point)) return titleBar;
-    if (window == Window::boards)
-        for (const Kind kind : {Kind::newTask, Kind::filter, Kind::group})
-            if (contains(layout.rect({kind}), point)) return {kind};
-    constexpr std::array surfaces{Kind::boards, Kind::notes, Kind::terminal};
-    return {surfaces[static_cast<std::size_t>(window)]};
-}
-
-void Desktop::pointAt(Point point) {
-    if (isDragging_) state_.layout.moveWindow(dragged_, point.x - pointer_.x, point.y - pointer_.y);
-    pointer_ = point;
-    state_.hovered = targetAt(point);
+void Desktop::pointAt(double x, double y) {
+    hovered = targetAt({x / layout.scale(), y / layout.scale()});
 }
 
 void Desktop::handle(const CursorSample& sample) {
-    pointAt(logical(sample.x, sample.y));
+    pointAt(sample.x, sample.y);
 }
 
 void Desktop::handle(const ClickEvent& click) {
-    pointAt(logical(click.x, click.y));
+    pointAt(click.x, click.y);
     if (click.phase == ClickPhase::down) {
-        press(state_.hovered, click.t);
+        pressed = hovered;
+        const auto window = std::find(windows.begin(), windows.end(), Layout::parentOf(pressed.part));
+        if (window != windows.end()) std::rotate(window, window + 1, windows.end());
         return;
     }
-    const Target released = std::exchange(state_.pressed, Target{});
-    isDragging_ = false;
-    if (released == state_.hovered) activate(released, click.t);
-    state_.hovered = targetAt(pointer_);  // what opened or closed may lie under the pointer
-}
-
-void Desktop::press(Target target, double now) {
-    state_.pressed = target;
-    const bool inMenu = target.kind == Kind::menu || target.kind == Kind::menuItem;
-    if (state_.menu.isOpen() && !inMenu && target.kind != Kind::publish) state_.menu.closedAt = now;
-    if (state_.palette.isOpen() && target.kind != Kind::palette) state_.palette.closedAt = now;
-    switch (target.kind) {
-        case Kind::boards:
-        case Kind::newTask:
-        case Kind::filter:
-        case Kind::group:
-            raise(Window::boards);
-            break;
-        case Kind::notes:
-        case Kind::publish:
-            raise(Window::notes);
-            break;
-        case Kind::terminal:
-            raise(Window::terminal);
-            break;
-        case Kind::titleBar:
-            dragged_ = static_cast<Window>(target.index);
-            isDragging_ = true;
-            raise(dragged_);
-            break;
-        default:
-            break;
-    }
-    if (state_.composer.isOpen() && isWindowSurface(target.kind)) state_.composer.closedAt = now;
+    const Target released = std::exchange(pressed, Target{});
+    if (released == hovered) activate(released, click.t);
+    pointAt(click.x, click.y);  // what opened or closed may lie under the pointer
 }
 
 void Desktop::activate(Target target, double now) {
-    switch (target.kind) {
-        case Kind::newTask:
-            openComposer(now);
-            break;
-        case Kind::labelChip:
-            state_.draftLabel = target.index;
-            break;
-        case Kind::cancelTask:
-            state_.composer.closedAt = now;
-            break;
-        case Kind::addTask:
-            addTask(now);
-            break;
-        case Kind::publish:
-            (state_.menu.isOpen() ? state_.menu.closedAt : state_.menu.openedAt) = now;
-            break;
-        case Kind::menuItem:
-            state_.menu.closedAt = now;
-            publish(target.index, now);
-            break;
-        default:
-            break;
+    if (target.part == Part::newTask) {
+        draft = {{}, now};
+        draftLabel = 0;
+        composer.openedAt = now;
+    } else if (target.part == Part::labelChip) {
+        draftLabel = target.index;
+    } else if (target.part == Part::addTask) {
+        composer.closedAt = now;
+        addTask(now);
+    } else if (target.part == Part::publish) {
+        menu.openedAt = now;
+    } else if (target.part == Part::menuItem) {
+        menu.closedAt = now;
+        publish(target.index, now);
     }
 }
 
-void Desktop::raise(Window window) {
-    const auto found = std::find(state_.order.begin(), state_.order.end(), window);
-    std::rotate(found, found + 1, state_.order.end());
+void Desktop::addTask(double now) {
+    constexpr std::size_t mostShown = 5;
+    auto& column = columns.front();
+    column.insert(column.begin(), {draft.text, draftLabel, "27 Sep", 0, addedTasks % 4, -1, false, now + 0.08});
+    if (column.size() > mostShown) column.pop_back();
+    ++addedTasks;
+    isBoardSaved = false;
+}
+
+void Desktop::publish(int choice, double now) {
+    publishing = {now, choice};
+    const std::string what(menuEntries[static_cast<std::size_t>(choice)].logLine);
+    print(now + 0.15, "\u25b8 " + what, TerminalLine::Tone::plain);
+    print(publishing.endsAt(), "\u2713 " + what + " done in 1.1 s", TerminalLine::Tone::good);
 }
 
 void Desktop::handle(const ScrollEvent& event) {
-    pointAt(logical(event.x, event.y));
-    if (state_.hovered.kind != Kind::notes && state_.hovered.kind != Kind::publish) return;
-    Scroll& scroll = state_.scroll;
+    pointAt(event.x, event.y);
+    if (Layout::parentOf(hovered.part) != Part::notes) return;
     scroll.from = scroll.offset(event.t);
     scroll.target = std::clamp(scroll.target - event.dy * Scroll::pixelsPerLine, 0.0, Scroll::furthest);
     scroll.startedAt = event.t;
 }
 
 void Desktop::handle(const KeyEvent& key) {
-    if (has(key, "cmd") || has(key, "control")) return handleShortcut(key);
-    if (key.keyCode == keyCode::escape) return dismiss(key.t);
-    if (key.keyCode == keyCode::returnKey) return confirm(key.t);
-    TextField* const field = state_.palette.isOpen()    ? &state_.query
-                             : state_.composer.isOpen() ? &state_.draft
-                                                        : nullptr;
-    if (field == nullptr) return;
-    field->lastInput = key.t;
-    if (key.keyCode == keyCode::backspace) {
-        if (!field->text.empty()) field->text.pop_back();
-    } else if (field->text.size() < mostTyped) {
-        field->text += key.chars;
-    }
-}
-
-void Desktop::handleShortcut(const KeyEvent& key) {
-    const KeyStroke save = keyStrokeFor('s'), palette = keyStrokeFor('p');
-    if (key.keyCode == save.code && !has(key, "shift")) {
-        if (!state_.isBoardSaved)
-            print(key.t + 0.1, "saved board, " + std::to_string(taskCount(state_)) + " tasks",
-                  TerminalLine::Tone::plain);
-        state_.isBoardSaved = true;
-        state_.savedAt = key.t;
-    } else if (key.keyCode == palette.code && has(key, "shift")) {
-        state_.query = {};
-        state_.query.lastInput = key.t;
-        state_.palette.openedAt = key.t;
-    }
-}
-
-void Desktop::dismiss(double now) {
-    for (Popup* const popup : {&state_.palette, &state_.menu, &state_.composer}) {
-        if (!popup->isOpen()) continue;
-        popup->closedAt = now;
-        return;
-    }
-}
-
-void Desktop::confirm(double now) {
-    if (state_.palette.isOpen()) {
-        runPaletteCommand(now);
-    } else if (state_.composer.isOpen()) {
-        addTask(now);
-    }
-}
-
-void Desktop::openComposer(double now) {
-    if (state_.composer.isOpen()) return;
-    state_.draft = {};
-    state_.draft.lastInput = now;
-    state_.draftLabel = 0;
-    state_.composer.openedAt = now;
-}
-
-void Desktop::addTask(double now) {
-    state_.composer.closedAt = now;
-    if (state_.draft.text.empty()) return;
-    auto& column = state_.columns.front();
-    const auto owner = state_.addedTasks % static_cast<int>(people.size());
-    column.insert(column.begin(),
-                  {state_.draft.text, state_.draftLabel, "27 Sep", 0, owner, -1, false, now + 0.08});
-    if (column.size() > mostCardsInColumn) column.pop_back();
-    ++state_.addedTasks;
-    state_.isBoardSaved = false;
-}
-
-void Desktop::publish(int choice, double now) {
-    const MenuEntry& entry = menuEntries[static_cast<std::size_t>(choice)];
-    const double done = now + Publishing::duration;
-    state_.publishing = {now, choice};
-    state_.toast = {std::string(entry.doneTitle), std::string(entry.doneDetail), done + 0.1};
-    print(now + 0.15, "\u25b8 " + std::string(entry.logLine), TerminalLine::Tone::plain);
-    print(done, "\u2713 " + std::string(entry.logLine) + " done in 1.1 s", TerminalLine::Tone::good);
-}
-
-void Desktop::runPaletteCommand(double now) {
-    const std::vector<std::size_t> matching = matchingCommands(state_.isDark, state_.query.text);
-    if (matching.empty()) return;
-    state_.palette.closedAt = now;
-    switch (matching.front()) {
-        case 0:
-            state_.isDark = !state_.isDark;
-            state_.appearanceChangedAt = now + Popup::closing;  // once the palette has gone
-            break;
-        case 1:
-            openComposer(now);
-            break;
-        case 2:
-            publish(0, now);
-            break;
-        default:
-            break;
+    if (holds(key, "cmd")) {
+        if (key.chars == "p") {
+            query = {{}, key.t};
+            palette.openedAt = key.t;
+        } else if (key.chars == "s") {
+            if (!isBoardSaved)
+                print(key.t + 0.1, "saved board, " + std::to_string(taskCount()) + " tasks",
+                      TerminalLine::Tone::plain);
+            isBoardSaved = true;
+            savedAt = key.t;
+        }
+    } else if (palette.isOpen() && key.chars == "\r") {
+        palette.closedAt = key.t;
+        isDark = !isDark;
+        appearanceChangedAt = key.t + Popup::closing;  // once the palette has gone
+    } else if (palette.isOpen() || composer.isOpen()) {
+        TextField& field = palette.isOpen() ? query : draft;
+        field.text += key.chars;
+        field.lastInput = key.t;
     }
 }
 
 void Desktop::print(double at, std::string text, TerminalLine::Tone tone) {
-    state_.terminal.push_back({at, std::move(text), tone});
-    while (state_.terminal.size() > mostTerminalLines) state_.terminal.pop_front();
+    constexpr std::size_t mostKept = 12;
+    terminal.push_back({at, std::move(text), tone});
+    if (terminal.size() > mostKept) terminal.pop_front();
 }
 
 void LogPlayer::advance(double time) {

@@ -1,12 +1,8 @@
 #include "Demo/DesktopPicture.h"
 
-#include "Demo/Wallpaper.h"
-
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstddef>
-#include <new>
+#include <iterator>
 
 namespace lumenwhirl::demo {
 namespace {
@@ -17,80 +13,60 @@ constexpr int mostRectangles = 24;
 
 constexpr std::array accents{rgb(0x5B57EE), rgb(0x2F6FED), rgb(0x7A4FE0), rgb(0x0F8B8D)};
 
-}  // namespace
-
-DesktopPicture::DesktopPicture(const DesktopLayout& layout, int pixelWidth, int pixelHeight, std::uint64_t seed)
-    : width_(pixelWidth),
-      height_(pixelHeight),
-      scale_(layout.scale()),
-      seed_(seed),
-      painter_(layout.scale()),
-      changed_(cairo_region_create()),
-      drawn_(makeSurface()) {}
-
-SurfaceHandle DesktopPicture::makeSurface() const {
-    SurfaceHandle surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width_, height_));
-    if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
-    return surface;
+CairoRegion regionOf(const cairo_rectangle_int_t& area) {
+    return CairoRegion(cairo_region_create_rectangle(&area));
 }
 
+}  // namespace
+
+DesktopPicture::DesktopPicture(int pixelWidth, int pixelHeight, std::uint64_t seed)
+    : width_(pixelWidth),
+      height_(pixelHeight),
+      scale_(Layout(pixelWidth, pixelHeight).scale()),
+      seed_(seed),
+      painter_(scale_),
+      everything_(regionOf({0, 0, pixelWidth, pixelHeight})),
+      drawn_(makeSurface(pixelWidth, pixelHeight)) {}
+
 cairo_surface_t* DesktopPicture::wallpaper(bool isDark) {
-    SurfaceHandle& surface = wallpapers_[isDark ? 1 : 0];
+    CairoSurface& surface = wallpapers_[isDark ? 1 : 0];
     if (!surface) surface = makeWallpaper(width_, height_, isDark, seed_);
     return surface.get();
 }
 
-void DesktopPicture::show(const DesktopState& state, bool isDark, double now) {
+void DesktopPicture::list(const Desktop& desktop, bool isDark, double now) {
     list_.clear();
-    showDesktop({list_, state, isDark ? darkTheme() : lightTheme(), accents[seed_ % accents.size()], now});
-    after_.clear();
-    for (const DrawCommand& command : list_.commands())
-        after_.push_back({command.fingerprint(), command.bounds()});
-    std::sort(after_.begin(), after_.end(),
-              [](const Shown& a, const Shown& b) { return a.fingerprint < b.fingerprint; });
+    listDesktop(list_, desktop, isDark, accents[seed_ % accents.size()], now);
 }
 
+/// Adds to `changed_` what is only on the picture before, or only on the one listed now.
 void DesktopPicture::addDifferences() {
-    const cairo_rectangle_int_t everything{0, 0, width_, height_};
-    const auto add = [this, &everything](const Shown& shown) {
-        const Rect& area = shown.bounds;
-        const Rect pixels =
-            intersection({area.x * scale_, area.y * scale_, area.width * scale_, area.height * scale_},
-                         {0, 0, static_cast<double>(everything.width), static_cast<double>(everything.height)});
-        if (pixels.width <= 0 || pixels.height <= 0) return;
-        const int left = static_cast<int>(std::floor(pixels.x)), top = static_cast<int>(std::floor(pixels.y));
-        const cairo_rectangle_int_t rectangle{left, top,
-                                              static_cast<int>(std::ceil(pixels.x + pixels.width)) - left,
-                                              static_cast<int>(std::ceil(pixels.y + pixels.height)) - top};
-        cairo_region_union_rectangle(changed_.get(), &rectangle);
-    };
-    auto old = before_.cbegin();
-    auto fresh = after_.cbegin();
-    while (old != before_.cend() || fresh != after_.cend()) {
-        if (fresh == after_.cend() || (old != before_.cend() && old->fingerprint < fresh->fingerprint)) {
-            add(*old++);
-        } else if (old == before_.cend() || fresh->fingerprint < old->fingerprint) {
-            add(*fresh++);
-        } else {
-            ++old;
-            ++fresh;
-        }
-    }
+    const auto byFingerprint = [](const Shown& a, const Shown& b) { return a.first < b.first; };
+    after_.clear();
+    for (const DrawCommand& command : list_.commands())
+        after_.emplace_back(command.fingerprint(), command.pixels(scale_));
+    std::sort(after_.begin(), after_.end(), byFingerprint);
+    std::vector<Shown> different;
+    std::set_symmetric_difference(before_.begin(), before_.end(), after_.begin(), after_.end(),
+                                  std::back_inserter(different), byFingerprint);
+    for (const auto& [fingerprint, area] : different) cairo_region_union_rectangle(changed_.get(), &area);
+    cairo_region_intersect(changed_.get(), everything_.get());
     if (cairo_region_num_rectangles(changed_.get()) > mostRectangles) {
         cairo_rectangle_int_t around;
         cairo_region_get_extents(changed_.get(), &around);
         cairo_region_union_rectangle(changed_.get(), &around);
     }
+    std::swap(before_, after_);
 }
 
+/// The new look spreads from where the command was given; the old one stays outside a circle with a soft edge.
 void DesktopPicture::reveal(double progress) {
-    const ContextHandle context(cairo_create(revealed_.get()));
+    const CairoContext context(cairo_create(revealed_.get()));
     cairo_set_source_surface(context.get(), drawn_.get(), 0, 0);
     cairo_paint(context.get());
-    // The new look spreads from where the command was given; the old one stays outside a circle with a soft edge.
     const double x = width_ / 2.0, y = 0.27 * height_, edge = 90 * scale_;
     const double radius = progress * (std::hypot(x, height_ - y) + edge);
-    const PatternHandle outside(
+    const CairoPattern outside(
         cairo_pattern_create_radial(x, y, std::max(radius - edge, 0.0), x, y, std::max(radius, 1.0)));
     cairo_pattern_add_color_stop_rgba(outside.get(), 0, 0, 0, 0, 0);
     cairo_pattern_add_color_stop_rgba(outside.get(), 1, 0, 0, 0, 1);
@@ -99,28 +75,21 @@ void DesktopPicture::reveal(double progress) {
     cairo_surface_flush(revealed_.get());
 }
 
-void DesktopPicture::keepPast(const DesktopState& state) {
+void DesktopPicture::keepPast(const Desktop& desktop) {
     // As it looked at that moment, so that the picture depends on the log only, not on the frames drawn before.
-    const bool wasDark = !state.isDark;
-    show(state, wasDark, state.appearanceChangedAt);
-    const cairo_rectangle_int_t everything{0, 0, width_, height_};
-    const RegionHandle whole(cairo_region_create_rectangle(&everything));
-    past_ = makeSurface();
-    painter_.paint(past_.get(), list_, whole.get(), wallpaper(wasDark));
-    revealed_ = makeSurface();
-    before_.clear();
+    list(desktop, !desktop.isDark, desktop.appearanceChangedAt);
+    past_ = makeSurface(width_, height_);
+    painter_.paint(past_.get(), list_, everything_.get(), wallpaper(!desktop.isDark));
+    revealed_ = makeSurface(width_, height_);
 }
 
-const cairo_region_t* DesktopPicture::update(const DesktopState& state, double now) {
-    const cairo_rectangle_int_t everything{0, 0, width_, height_};
+const cairo_region_t* DesktopPicture::update(const Desktop& desktop, double now) {
     changed_.reset(cairo_region_create());
-    const double elapsed = now - state.appearanceChangedAt;
-    if (elapsed >= 0 && state.appearanceChangedAt != appearanceChangedAt_) {
-        appearanceChangedAt_ = state.appearanceChangedAt;
-        if (elapsed < revealTime)
-            keepPast(state);
-        else
-            before_.clear();
+    const double elapsed = now - desktop.appearanceChangedAt;
+    if (elapsed >= 0 && desktop.appearanceChangedAt != appearanceChangedAt_) {
+        appearanceChangedAt_ = desktop.appearanceChangedAt;
+        if (elapsed < revealTime) keepPast(desktop);
+        before_.clear();
     }
     const bool wasRevealing = revealed_ != nullptr;
     if (elapsed >= revealTime) {
@@ -128,15 +97,14 @@ const cairo_region_t* DesktopPicture::update(const DesktopState& state, double n
         revealed_.reset();
     }
 
-    const bool isDark = state.isDarkAt(now);
-    show(state, isDark, now);
-    if (before_.empty()) cairo_region_union_rectangle(changed_.get(), &everything);
+    const bool isDark = desktop.isDarkAt(now);
+    list(desktop, isDark, now);
+    if (before_.empty()) cairo_region_union(changed_.get(), everything_.get());
     addDifferences();
-    std::swap(before_, after_);
     if (!cairo_region_is_empty(changed_.get()))
         painter_.paint(drawn_.get(), list_, changed_.get(), wallpaper(isDark));
     if (revealed_) reveal(eased(elapsed / revealTime));
-    if (wasRevealing) cairo_region_union_rectangle(changed_.get(), &everything);
+    if (wasRevealing) cairo_region_union(changed_.get(), everything_.get());
     return changed_.get();
 }
 
