@@ -104,7 +104,7 @@ VideoSettings videoSettings(const DemoOptions& options) {
     const double bits = 0.2 * options.width * options.height * options.fps;
     settings.bitRate = static_cast<std::int64_t>(std::clamp(bits, 1e6, 120e6));
     settings.keyFrameInterval = 2 * options.fps;
-    settings.speed = "ultrafast";
+    settings.software.preset = "ultrafast";
     return settings;
 }
 

@@ -44,14 +44,11 @@ void checkDestination(const fs::path& recording, const fs::path& destination) {
 
 /// Graphics cards encode neither ProRes nor GIF.
 void checkEncoder(const Options& options, const fs::path& destination) {
-    const bool isCard = options.encoder != EncoderChoice::automatic && options.encoder != EncoderChoice::software;
-    const char* what = options.preset == Preset::prores ? "ProRes"
-                       : options.preset == Preset::gif  ? "GIFs"
-                                                        : nullptr;
-    if (!isCard || !what) return;
+    if (!isGraphicsCard(options.encoder)) return;
+    if (options.preset != Preset::prores && options.preset != Preset::gif) return;
     throw ExportError(ExportError::Kind::cannotCreateWriter,
-                      destination.string() + ": the encoder " + std::string(nameOf(options.encoder)) +
-                          " cannot make " + what + "; choose \"software\" or \"auto\"");
+                      destination.string() + ": " +
+                          cannotMake(options.encoder, options.preset == Preset::prores ? "ProRes" : "GIFs"));
 }
 
 }  // namespace

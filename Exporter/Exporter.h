@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Exporter/Preset.h"
-#include "Media/Encoders.h"
+#include "Media/EncodingSettings.h"
 #include "Pixels/Image.h"
 #include "Scene/FrameStates.h"
 

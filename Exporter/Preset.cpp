@@ -67,11 +67,11 @@ VideoSettings Exporter::encoderSettings(Preset preset, Size canvas, int fps, Rat
             // more for 0.9958 and 0.9938, with three B frames 2.4 s for 0.9962 and 0.9933; "veryfast" takes 15.2 s
             // for that. "ultrafast" with CABAC, deblocking and all else that pays: 6.9 s, 0.9949 and 0.9919.
             // Weighted prediction is for fades, which screens do not have.
-            settings.speed = "superfast";
-            settings.lookahead = 15;
-            settings.bFrames = 0;
-            settings.subpixelMotion = false;
-            settings.weightedPrediction = false;
+            settings.software.preset = "superfast";
+            settings.software.lookahead = 15;
+            settings.software.bFrames = 0;
+            settings.software.subpixelMotion = false;
+            settings.software.weightedPrediction = false;
             break;
         case Preset::social:
             settings.codec = VideoCodec::hevc;
@@ -79,8 +79,8 @@ VideoSettings Exporter::encoderSettings(Preset preset, Size canvas, int fps, Rat
             // and 0.9942; with a lookahead of 20 frames instead of 10, 24 to 26 s, 0.9980 and 0.9952. 40 give
             // 0.9982 and 0.9957 for much more memory; "ultrafast" 19 s, 0.9959 and 0.9812; "veryfast" 35 s, 0.9987
             // and 0.9961.
-            settings.speed = "superfast";
-            settings.lookahead = 20;
+            settings.software.preset = "superfast";
+            settings.software.lookahead = 20;
             break;
         case Preset::prores:
             settings.codec = VideoCodec::prores;

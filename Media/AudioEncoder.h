@@ -1,14 +1,13 @@
 #pragma once
 
-#include "Media/AudioSettings.h"
-#include "Media/FFmpegHandles.h"
-#include "Media/OutputFile.h"
+#include "Media/EncodingSettings.h"
+#include "Media/TrackEncoder.h"
 
 #include <cstdint>
 
 namespace lumenwhirl {
 
-/// Encodes planar floats to AAC into a track of a file. The encoder's delay becomes negative time, which the MP4
+/// Encodes planar floats as AAC into a track of a file. The encoder's delay becomes negative time, which the MP4
 /// family stores in the edit list.
 class AudioEncoder {
 public:
@@ -16,26 +15,26 @@ public:
     /// The lowest sample rate AAC has that is not below `sampleRate`, else its highest: 96 kHz.
     [[nodiscard]] static int rateFor(int sampleRate) noexcept;
 
-    /// Adds the track; to be made before output.start(). Throws MediaError (unsupported, encoderFailed).
+    /// Adds the track to `output`, which is not started yet and must outlive this. Throws MediaError (unsupported,
+    /// encoderFailed), as all below, which also throw cannotWrite.
     AudioEncoder(OutputFile& output, const AudioSettings& settings);
 
-    /// Before all else, for fragmented files: some silence before time 0, so that the track has its first packet
-    /// before there is sound.
+    /// For fragmented files, before anything else: some silence before time 0, so that the track has a packet
+    /// before the first audio comes.
     void writeLeadIn();
+    /// `channels[c][0..frames)`, nominal -1...1; follows what was written before without a gap.
     void write(const float* const* channels, std::size_t frames);
-    /// Encodes what is left. The file is the caller's to finish.
+    /// Encodes what is left. Does not finish the file.
     void finish();
 
 private:
-    void encode(const AVFrame* frame);
+    [[nodiscard]] int frameSize() const noexcept { return encoder_.codec().frame_size; }
+    void encodeFrame();
 
-    OutputFile& output_;
-    AVStream& stream_;
-    CodecHandle codec_;
+    TrackEncoder encoder_;
     FrameHandle frame_ = makeFrame();  // being filled
     int filled_ = 0;                   // samples of frame_
-    std::int64_t written_ = 0;         // samples, those of frame_ not counted
-    PacketHandle packet_ = makePacket();
+    std::int64_t written_ = 0;         // samples, without those of frame_
 };
 
 }  // namespace lumenwhirl

@@ -22,12 +22,6 @@ constexpr std::int64_t longestSilence = 2 * 24 * 60 * 60;
 // Samples; no real time is near it, and sums of two do not overflow.
 constexpr std::int64_t farthest = std::int64_t{1} << 60;
 
-AVStream& audioStreamOf(const InputFile& input) {
-    AVStream* stream = input.firstStream(AVMEDIA_TYPE_AUDIO);
-    if (!stream) throw MediaError(MediaError::Kind::noAudioTrack, input.path(), "no sound track");
-    return *stream;
-}
-
 }  // namespace
 
 struct AudioReader::State {
@@ -54,7 +48,7 @@ struct AudioReader::State {
 };
 
 AudioReader::State::State(const std::filesystem::path& file)
-    : input(file, AVMEDIA_TYPE_AUDIO), decoder(input, audioStreamOf(input)) {
+    : input(file, AVMEDIA_TYPE_AUDIO), decoder(input, input.requiredStream(AVMEDIA_TYPE_AUDIO)) {
     sampleRate = decoder.codec().sample_rate;
     channels = decoder.codec().ch_layout.nb_channels;
     // What the decoder makes of it counts: HE-AAC, for one, comes out at twice the rate that its header says.

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "Media/AudioReader.h"
-#include "Media/AudioSettings.h"
-#include "Media/Container.h"
+#include "Media/EncodingSettings.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -2,6 +2,12 @@
 
 #include "Media/MediaError.h"
 
+#include <algorithm>
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
 namespace lumenwhirl {
 
 CopiedTrack::CopiedTrack(InputFile& input, AVStream& from, OutputFile& output)
@@ -14,7 +20,9 @@ CopiedTrack::CopiedTrack(InputFile& input, AVStream& from, OutputFile& output)
     to_.avg_frame_rate = from.avg_frame_rate;
     to_.sample_aspect_ratio = from.sample_aspect_ratio;
     to_.disposition = AV_DISPOSITION_DEFAULT;
-    keepTag();
+    // The codec's tag of the source where the container has it too, else the container's own.
+    if (av_codec_get_id(output.context().oformat->codec_tag, to_.codecpar->codec_tag) != to_.codecpar->codec_id)
+        to_.codecpar->codec_tag = 0;
 }
 
 void CopiedTrack::write(AVPacket& packet) {
@@ -24,15 +32,26 @@ void CopiedTrack::write(AVPacket& packet) {
     output_.write(packet);
 }
 
-/// The codec's tag of the source where the container has it too, else the container's own.
-void CopiedTrack::keepTag() {
-    AVCodecParameters& parameters = *to_.codecpar;
-    const auto* tags = output_.context().oformat->codec_tag;
-    if (parameters.codec_id == AV_CODEC_ID_HEVC) {
-        parameters.codec_tag = MKTAG('h', 'v', 'c', '1');
-    } else if (av_codec_get_id(tags, parameters.codec_tag) != parameters.codec_id) {
-        parameters.codec_tag = 0;
+CopiedAudio::CopiedAudio(const std::filesystem::path& audio, OutputFile& output)
+    : input_(audio, AVMEDIA_TYPE_AUDIO),
+      track_(input_, input_.requiredStream(AVMEDIA_TYPE_AUDIO), output),
+      hasPacket_(track_.read(*packet_)) {}
+
+void CopiedAudio::copyUntil(std::int64_t end, AVRational base) {
+    while (hasPacket_ && av_compare_ts(startOf(*packet_), track_.timeBase(), end, base) < 0) copyOne();
+}
+
+void CopiedAudio::finishAt(std::int64_t end, AVRational base) {
+    const std::int64_t last = av_rescale_q_rnd(end, base, track_.timeBase(), AV_ROUND_UP);
+    while (hasPacket_ && startOf(*packet_) < last) {
+        packet_->duration = std::min(packet_->duration, last - startOf(*packet_));
+        copyOne();
     }
+}
+
+void CopiedAudio::copyOne() {
+    track_.write(*packet_);
+    hasPacket_ = track_.read(*packet_);
 }
 
 }  // namespace lumenwhirl

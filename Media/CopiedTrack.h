@@ -6,6 +6,7 @@
 #include "Media/OutputFile.h"
 
 #include <cstdint>
+#include <filesystem>
 
 namespace lumenwhirl {
 
@@ -14,8 +15,8 @@ namespace lumenwhirl {
     return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
 }
 
-/// A track on its way from one file into another, as it is: only the codec's tag follows the container. Both files
-/// must outlive it.
+/// Copies a track from one file into another as it is, except that the codec's tag follows the container. Both
+/// files must outlive it.
 class CopiedTrack {
 public:
     /// Adds a track to `output`, which is not started yet. Throws MediaError (cannotWrite).
@@ -27,17 +28,40 @@ public:
 
     [[nodiscard]] const AVStream& source() const noexcept { return from_; }
     [[nodiscard]] const AVFormatContext& sourceFile() const noexcept { return input_.context(); }
-    /// How many packets there are, and for how long, is known only when such a file has been read.
+    /// How many packets such a file has, and how long they play, is known only once it has been read.
     [[nodiscard]] bool isFragmented() const { return fragmentsOf(input_.path()).isFragmented; }
     [[nodiscard]] AVRational timeBase() const noexcept { return from_.time_base; }  // of the packets read
 
 private:
-    void keepTag();
-
     InputFile& input_;
     AVStream& from_;
     OutputFile& output_;
     AVStream& to_;
+};
+
+/// Lays the first audio track of a file under video that is being written to another file: as it is, up to the end
+/// of the video.
+class CopiedAudio {
+public:
+    /// Adds a track to `output`, which is not started yet and must outlive this. Throws MediaError: cannotOpen,
+    /// noAudioTrack, damaged.
+    CopiedAudio(const std::filesystem::path& audio, OutputFile& output);
+
+    /// Copies what begins before `end`, in ticks of `base`. To be called as the video goes on, with its decoding
+    /// time: no frame ends before that. Throws MediaError (damaged, cannotWrite).
+    void copyUntil(std::int64_t end, AVRational base);
+    /// The same for the end of the video: a packet across it is shortened.
+    void finishAt(std::int64_t end, AVRational base);
+
+    [[nodiscard]] const CopiedTrack& track() const noexcept { return track_; }
+
+private:
+    void copyOne();
+
+    InputFile input_;
+    CopiedTrack track_;
+    PacketHandle packet_ = makePacket();
+    bool hasPacket_;
 };
 
 }  // namespace lumenwhirl

@@ -1,9 +1,9 @@
 #include "Media/GifWriter.h"
 
-#include "Media/FFmpegHandles.h"
 #include "Media/MediaError.h"
 #include "Media/OutputFile.h"
 #include "Media/Palette.h"
+#include "Media/TrackEncoder.h"
 
 #include <algorithm>
 #include <cassert>
@@ -82,25 +82,19 @@ void check(const GifSettings& settings, const std::filesystem::path& file) {
     return scaler;
 }
 
-[[nodiscard]] CodecHandle openEncoder(const AVFrame& picture, const GifSettings& settings,
-                                      const std::filesystem::path& file) {
-    const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_GIF);
-    if (!encoder) throw MediaError(MediaError::Kind::unsupported, file, "this FFmpeg has no encoder gif");
-    CodecHandle codec(avcodec_alloc_context3(encoder));
-    if (!codec) throw std::bad_alloc();
-    codec->width = picture.width;
-    codec->height = picture.height;
-    codec->pix_fmt = AV_PIX_FMT_PAL8;
-    codec->time_base = {1, ticksPerSecond};
-    codec->framerate = {settings.frameRate, 1};
-    codec->thread_count = 1;
-    codec->log_level_offset = AV_LOG_TRACE;
-    const int result = orOutOfMemory(avcodec_open2(codec.get(), encoder, nullptr));
-    if (result < 0) {
-        throw MediaError(MediaError::Kind::encoderFailed, file,
-                         "cannot start the GIF encoder: " + reasonFor(result));
-    }
-    return codec;
+[[nodiscard]] TrackEncoder openEncoder(const AVFrame& picture, const GifSettings& settings,
+                                       const std::filesystem::path& file) {
+    TrackEncoder encoder("gif", file);
+    AVCodecContext& codec = encoder.codec();
+    codec.width = picture.width;
+    codec.height = picture.height;
+    codec.pix_fmt = AV_PIX_FMT_PAL8;
+    codec.time_base = {1, ticksPerSecond};
+    codec.framerate = {settings.frameRate, 1};
+    codec.thread_count = 1;
+    Dictionary none;
+    encoder.open(none);
+    return encoder;
 }
 
 /// Whether two pixels (R, G, B, A) look the same.
@@ -129,15 +123,12 @@ struct GifWriter::State {
     void draw(const AVFrame& picture, const Area& area);
     void showUntil(std::int64_t tick);
     void send(std::int64_t tick);
-    void encode(const AVFrame* frame);
     void finish();
     void abandon() noexcept;
 
     GifSettings settings;
     std::optional<OutputFile> output;
-    AVStream* stream = nullptr;
-    CodecHandle codec;
-    PacketHandle packet = makePacket();
+    std::optional<TrackEncoder> encoder;
     ScalerHandle scaler;
     std::optional<Palette> palette;
     bool hasLearned = false;
@@ -160,16 +151,11 @@ GifWriter::State::State(const std::filesystem::path& file, const GifSettings& ho
     shown = makePixels(next->width, next->height, AV_PIX_FMT_PAL8);
     scaler = makeScaler(settings, *next);
     if (!scaler) throw MediaError(MediaError::Kind::unsupported, file, "cannot scale the pictures for a GIF");
-    codec = openEncoder(*next, settings, file);
+    encoder.emplace(openEncoder(*next, settings, file));
     palette.emplace(file);
 
     output.emplace(file, "gif");
-    stream = &output->addStream();
-    stream->time_base = codec->time_base;
-    stream->avg_frame_rate = codec->framerate;
-    if (orOutOfMemory(avcodec_parameters_from_context(stream->codecpar, codec.get())) < 0) {
-        throw MediaError(MediaError::Kind::encoderFailed, file, "cannot describe the picture");
-    }
+    encoder->addTo(*output);
     Dictionary options{{"loop", "0"}};  // for ever
     output->start(options);
 }
@@ -265,29 +251,14 @@ void GifWriter::State::showUntil(std::int64_t tick) {
 void GifWriter::State::send(std::int64_t tick) {
     sentTick = tick;
     shown->pts = tick;
-    encode(shown.get());
-}
-
-void GifWriter::State::encode(const AVFrame* frame) {
-    int result = avcodec_send_frame(codec.get(), frame);
-    while (result >= 0) {
-        result = avcodec_receive_packet(codec.get(), packet.get());
-        if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
-        if (result < 0) break;
-        packet->stream_index = stream->index;
-        av_packet_rescale_ts(packet.get(), codec->time_base, stream->time_base);
-        output->write(*packet);
-    }
-    orOutOfMemory(result);
-    throw MediaError(MediaError::Kind::encoderFailed, output->path(),
-                     "cannot encode the GIF: " + reasonFor(result));
+    encoder->encode(shown.get());
 }
 
 void GifWriter::State::finish() {
     assert(frames > 0);
     const std::int64_t end = tickOf(frames, settings.frameRate);
     showUntil(end);
-    encode(nullptr);
+    encoder->encode(nullptr);
     // Until here the container cannot know how long the last picture stays.
     if (av_opt_set_int(output->context().priv_data, "final_delay", end - sentTick, 0) < 0) {
         throw MediaError(MediaError::Kind::encoderFailed, output->path(), "cannot end the GIF");

@@ -10,8 +10,8 @@
 namespace lumenwhirl {
 namespace {
 
-/// Containers that hold their own data. Playlists and the like are left out: opening a file must not open others,
-/// nor the network. Names as libavformat gives them.
+/// Containers that hold their own data, by libavformat's names. Playlists and the like are left out: opening a
+/// file must open neither other files nor the network.
 constexpr std::array<std::string_view, 17> movieFormats = {"mov,mp4,m4a,3gp,3g2,mj2",
                                                            "matroska,webm",
                                                            "avi",
@@ -30,11 +30,11 @@ constexpr std::array<std::string_view, 17> movieFormats = {"mov,mp4,m4a,3gp,3g2,
                                                            "hevc",
                                                            "yuv4mpegpipe"};
 
-constexpr std::array<std::string_view, 8> stillFormats = {"image2",   "png_pipe",  "jpeg_pipe", "webp_pipe",
+constexpr std::array<std::string_view, 8> imageFormats = {"image2",   "png_pipe",  "jpeg_pipe", "webp_pipe",
                                                           "bmp_pipe", "tiff_pipe", "gif",       "ppm_pipe"};
 
 std::span<const std::string_view> formatsFor(InputFile::Contents contents) {
-    if (contents == InputFile::Contents::still) return stillFormats;
+    if (contents == InputFile::Contents::image) return imageFormats;
     return movieFormats;
 }
 
@@ -45,7 +45,7 @@ InputFile::InputFile(std::filesystem::path file, AVMediaType wanted, Contents co
     std::string names;
     for (const auto name : formatsFor(contents)) names.append(names.empty() ? "" : ",").append(name);
     options.set("format_whitelist", names);
-    if (contents == Contents::still) options.set("pattern_type", "none");  // "%d" in a name is a name
+    if (contents == Contents::image) options.set("pattern_type", "none");  // "%d" in a name is a name
 
     AVFormatContext* opened = nullptr;
     const int result = avformat_open_input(&opened, urlOf(path_.string()).c_str(), nullptr, options.address());
@@ -76,6 +76,12 @@ AVStream* InputFile::firstStream(AVMediaType type) const noexcept {
     return nullptr;
 }
 
+AVStream& InputFile::requiredStream(AVMediaType type) const {
+    if (AVStream* stream = firstStream(type)) return *stream;
+    if (type == AVMEDIA_TYPE_AUDIO) throw MediaError(MediaError::Kind::noAudioTrack, path_, "no audio track");
+    throw MediaError(MediaError::Kind::noVideoTrack, path_, "no video track");
+}
+
 void InputFile::readOnly(const AVStream& stream) noexcept {
     for (unsigned i = 0; i < context_->nb_streams; ++i) {
         AVStream* other = context_->streams[i];
@@ -98,7 +104,7 @@ bool InputFile::read(AVPacket& packet) {
         return true;
     }
     av_packet_unref(&packet);
-    // Demuxers take a read error for the end, and a missing tail too.
+    // Demuxers report read errors and a missing tail as the end.
     const int failure = context_->pb ? context_->pb->error : 0;
     if (failure < 0 && failure != AVERROR_EOF) {
         throw MediaError(MediaError::Kind::damaged, path_, "cannot read on: " + reasonFor(failure));

@@ -1,22 +1,19 @@
 #include "Media/LiveWriter.h"
 
 #include "Media/AudioEncoder.h"
-#include "Media/FFmpegHandles.h"
-#include "Media/MediaError.h"
 #include "Media/OutputFile.h"
 #include "Media/PixelBuffers.h"
 #include "Media/VideoEncoder.h"
 
 #include <algorithm>
 #include <cassert>
-#include <string>
 #include <utility>
 
 namespace lumenwhirl {
 namespace {
 
-/// Ticks. libavformat allows for 2^31 between two packets; a picture that stays for longer is written again.
-constexpr std::int64_t longestPicture = std::int64_t{1} << 30;
+/// Ticks. libavformat allows 2^31 between two packets; a frame that stays for longer is written again.
+constexpr std::int64_t longestFrame = std::int64_t{1} << 30;
 
 [[nodiscard]] VideoSettings inRealTime(VideoSettings settings) {
     settings.realTime = true;
@@ -26,30 +23,25 @@ constexpr std::int64_t longestPicture = std::int64_t{1} << 30;
 }  // namespace
 
 struct LiveWriter::State {
-    State(std::filesystem::path file, const VideoSettings& video)
-        : path(std::move(file)),
+    State(std::filesystem::path path, const VideoSettings& video)
+        : file(std::move(path)),
           settings(inRealTime(video)),
-          encoder(settings, path),
+          encoder(VideoEncoder::make(settings, file)),
           keyFrameTicks(settings.keyFrameInterval * frameTicks()) {}
 
     void start(const std::optional<AudioSettings>& audioSettings);
     void write(const Picture& picture, std::int64_t pts);
     void encode(const AVFrame* frame);
-    [[nodiscard]] AVRational timeBase() const noexcept {
-        return {settings.timeBase.numerator, settings.timeBase.denominator};
-    }
     [[nodiscard]] std::int64_t frameTicks() const noexcept {
         const AVRational frame{settings.frameRate.denominator, settings.frameRate.numerator};
-        return std::max<std::int64_t>(1, av_rescale_q(1, frame, timeBase()));
+        return std::max<std::int64_t>(1, av_rescale_q(1, frame, encoder.timeBase()));
     }
 
-    std::filesystem::path path;
+    std::filesystem::path file;
     VideoSettings settings;
     VideoEncoder encoder;
     std::optional<OutputFile> output;
-    AVStream* stream = nullptr;
     std::optional<AudioEncoder> audio;
-    PacketHandle packet = makePacket();
     std::int64_t keyFrameTicks;  // 0: as the encoder does
     std::int64_t latestKeyFrame = 0;
     std::optional<Picture> latest;
@@ -59,17 +51,11 @@ struct LiveWriter::State {
 void LiveWriter::State::start(const std::optional<AudioSettings>& audioSettings) {
     audio.reset();
     output.reset();
-    output.emplace(path, formatName(Container::mp4), FileLayout::fragmented);
-    stream = &output->addStream();
-    stream->time_base = timeBase();
-    stream->avg_frame_rate = {settings.frameRate.numerator, settings.frameRate.denominator};
-    if (orOutOfMemory(encoder.describe(*stream->codecpar)) < 0)
-        throw MediaError(MediaError::Kind::encoderFailed, path, "cannot describe the video track");
-    // Players of Apple's take HEVC only with its parameter sets in the header, which this tag says.
-    if (settings.codec == VideoCodec::hevc) stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
+    output.emplace(file, formatName(Container::mp4), FileLayout::fragmented);
+    encoder.addTo(*output);
     if (audioSettings) audio.emplace(*output, *audioSettings);
     Dictionary options;
-    setMovieTimescale(options, timeBase(), {1, audioSettings ? audioSettings->sampleRate : 1});
+    setMovieTimescale(options, encoder.timeBase(), {1, audioSettings ? audioSettings->sampleRate : 1});
     output->start(options);
     if (audio) audio->writeLeadIn();
     output->flush();
@@ -83,21 +69,12 @@ void LiveWriter::State::write(const Picture& picture, std::int64_t pts) {
 }
 
 void LiveWriter::State::encode(const AVFrame* frame) {
-    int result = encoder.send(frame);
-    while (result >= 0) {
-        result = encoder.receive(*packet);
-        if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
-        if (result < 0) break;
-        packet->stream_index = stream->index;
-        packet->duration = 1;  // not known before the next one comes, and no longer than until then
-        if ((packet->flags & AV_PKT_FLAG_KEY) != 0) latestKeyFrame = packet->pts;
-        av_packet_rescale_ts(packet.get(), timeBase(), stream->time_base);
-        output->write(*packet);
-    }
-    if (!encoder.isHardware()) orOutOfMemory(result);
-    throw MediaError(MediaError::Kind::encoderFailed, path,
-                     std::string("cannot encode with ") + encoder.name() + ": " + reasonFor(result) +
-                         (encoder.isHardware() ? "; choose the encoder \"software\"" : ""));
+    encoder.encode(frame, [this](AVPacket& packet) {
+        packet.duration = 1;  // known only when the next one comes; never longer than until then
+        if ((packet.flags & AV_PKT_FLAG_KEY) != 0) latestKeyFrame = packet.pts;
+        encoder.assign(packet);
+        output->write(packet);
+    });
 }
 
 LiveWriter::LiveWriter(std::filesystem::path file, const VideoSettings& video)
@@ -119,8 +96,8 @@ void LiveWriter::start(const std::optional<AudioSettings>& audio) {
 void LiveWriter::write(const Picture& frame, std::int64_t pts) {
     assert(frame.width() == state_->settings.width && frame.height() == state_->settings.height);
     State& state = *state_;
-    while (state.latest && pts - state.latestPts > longestPicture) {
-        state.latestPts += longestPicture;
+    while (state.latest && pts - state.latestPts > longestFrame) {
+        state.latestPts += longestFrame;
         state.write(*state.latest, state.latestPts);
     }
     state.write(frame, pts);

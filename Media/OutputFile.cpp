@@ -90,6 +90,13 @@ void OutputFile::start(Dictionary& options) {
             isOurs_ = true;
             break;
     }
+    // Apple's players take HEVC only with its parameter sets in the header, which this tag says.
+    constexpr unsigned hvc1 = MKTAG('h', 'v', 'c', '1');
+    const bool hasTag = av_codec_get_id(context_->oformat->codec_tag, hvc1) == AV_CODEC_ID_HEVC;
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        AVCodecParameters& track = *context_->streams[i]->codecpar;
+        if (hasTag && track.codec_id == AV_CODEC_ID_HEVC) track.codec_tag = hvc1;
+    }
     check(avio_open(&context_->pb, context_->url, AVIO_FLAG_WRITE), "cannot create");
     isOurs_ = true;
     check(avformat_write_header(context_.get(), options.address()), "cannot write");

@@ -1,7 +1,6 @@
 #include "Media/Remuxer.h"
 
 #include "Files/AtomicFile.h"
-#include "Media/CopiedAudio.h"
 #include "Media/CopiedTrack.h"
 #include "Media/FFmpegHandles.h"
 #include "Media/Fragments.h"
@@ -22,12 +21,6 @@
 
 namespace lumenwhirl::Remuxer {
 namespace {
-
-AVStream& streamOf(const InputFile& input, AVMediaType type, MediaError::Kind kind, const char* problem) {
-    AVStream* stream = input.firstStream(type);
-    if (!stream) throw MediaError(kind, input.path(), problem);
-    return *stream;
-}
 
 /// The most that the index of some packets can take up, in bytes; empty where that is beyond all files of ours.
 std::optional<std::int64_t> indexRoom(std::int64_t packets, std::int64_t extradata) {
@@ -196,7 +189,7 @@ void writePlain(const std::filesystem::path& file, const Fragments& fragments, d
 void mux(const std::filesystem::path& video, const std::filesystem::path& audio,
          const std::filesystem::path& destination, std::optional<double> videoEnd, Container container) {
     InputFile input(video, AVMEDIA_TYPE_VIDEO);
-    AVStream& stream = streamOf(input, AVMEDIA_TYPE_VIDEO, MediaError::Kind::noVideoTrack, "no video track");
+    AVStream& stream = input.requiredStream(AVMEDIA_TYPE_VIDEO);
     OutputFile output(destination, formatName(container));
     CopiedTrack picture(input, stream, output);
     CopiedAudio copied(audio, output);
@@ -241,8 +234,7 @@ void complete(const std::filesystem::path& file, double lastPicture) {
 
 bool canCopyAudio(const std::filesystem::path& audio) {
     const InputFile input(audio, AVMEDIA_TYPE_AUDIO);
-    switch (
-        streamOf(input, AVMEDIA_TYPE_AUDIO, MediaError::Kind::noAudioTrack, "no sound track").codecpar->codec_id) {
+    switch (input.requiredStream(AVMEDIA_TYPE_AUDIO).codecpar->codec_id) {
         case AV_CODEC_ID_AAC:
         case AV_CODEC_ID_ALAC:
         case AV_CODEC_ID_MP3:

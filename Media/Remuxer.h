@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Media/Container.h"
+#include "Media/EncodingSettings.h"
 
 #include <filesystem>
 #include <optional>

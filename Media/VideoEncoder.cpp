@@ -7,7 +7,6 @@
 #include <array>
 #include <cmath>
 #include <new>
-#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -30,64 +29,58 @@ namespace {
     return "";
 }
 
-/// What every encoder is told. Null when the library lacks it.
-[[nodiscard]] CodecHandle describedEncoder(const char* name, const VideoSettings& settings) {
-    const AVCodec* encoder = avcodec_find_encoder_by_name(name);
-    if (!encoder) return nullptr;
-    CodecHandle codec(avcodec_alloc_context3(encoder));
-    if (!codec) throw std::bad_alloc();
-    codec->width = settings.width;
-    codec->height = settings.height;
-    codec->pix_fmt = libraryFormat(VideoEncoder::formatFor(settings.codec));
-    codec->time_base = {settings.timeBase.numerator, settings.timeBase.denominator};
-    codec->framerate = {settings.frameRate.numerator, settings.frameRate.denominator};
-    codec->sample_aspect_ratio = {1, 1};
-    tagAsOurs(*codec);
-    codec->chroma_sample_location = AVCHROMA_LOC_LEFT;
-    codec->field_order = AV_FIELD_PROGRESSIVE;
-    codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    codec->log_level_offset = AV_LOG_TRACE;  // x264 would print its statistics
-    if (settings.keyFrameInterval > 0) codec->gop_size = settings.keyFrameInterval;
-    return codec;
+void check(const VideoSettings& settings, const std::filesystem::path& file) {
+    const auto fail = [&](const std::string& problem) {
+        throw MediaError(MediaError::Kind::unsupported, file, problem);
+    };
+    constexpr int largestSide = 32768;
+    const auto isSide = [](int side) { return side >= 2 && side <= largestSide && side % 2 == 0; };
+    if (!isSide(settings.width) || !isSide(settings.height)) {
+        fail("cannot encode frames of " + std::to_string(settings.width) + "x" + std::to_string(settings.height));
+    }
+    const auto isPositive = [](Rational value) { return value.numerator > 0 && value.denominator > 0; };
+    if (!isPositive(settings.frameRate) || !isPositive(settings.timeBase))
+        fail("needs a frame rate and a time base");
 }
 
-/// Of x264 and x265 alike. A picture that is asked to be a key frame is one where reading can begin.
+/// For x264 and x265 alike. A frame that is asked to be a key frame becomes one where reading can begin.
 void setRealTime(Dictionary& options) {
     options.set("tune", "zerolatency");
     options.set("forced-idr", "1");
 }
 
 void setX264Options(Dictionary& options, const VideoSettings& settings) {
-    options.set("preset", settings.speed);
-    if (settings.bFrames >= 0) options.set("bf", std::to_string(settings.bFrames));
-    if (!settings.subpixelMotion) options.set("subq", "0");
-    if (!settings.weightedPrediction) options.set("weightp", "0");
-    if (settings.lookahead > 0) {
-        options.set("rc-lookahead", std::to_string(settings.lookahead));
-        options.set("mbtree", "1");  // what looking ahead is for
+    options.set("preset", settings.software.preset);
+    if (settings.software.bFrames >= 0) options.set("bf", std::to_string(settings.software.bFrames));
+    if (!settings.software.subpixelMotion) options.set("subq", "0");
+    if (!settings.software.weightedPrediction) options.set("weightp", "0");
+    if (settings.software.lookahead > 0) {
+        options.set("rc-lookahead", std::to_string(settings.software.lookahead));
+        options.set("mbtree", "1");  // the use of looking ahead
     }
     if (settings.realTime) setRealTime(options);
     if (settings.quality) options.set("crf", std::to_string(*settings.quality));
 }
 
 void setX265Options(Dictionary& options, const VideoSettings& settings) {
-    options.set("preset", settings.speed);
+    options.set("preset", settings.software.preset);
     std::string parameters = "log-level=none";  // x265 writes past libavutil's log
-    if (settings.lookahead > 0) parameters += ":rc-lookahead=" + std::to_string(settings.lookahead);
-    // x265 3.5 writes past its tables for pictures narrower than that.
+    if (settings.software.lookahead > 0)
+        parameters += ":rc-lookahead=" + std::to_string(settings.software.lookahead);
+    // x265 3.5 writes past its tables for narrower pictures.
     if (settings.width < 64) parameters += ":cutree=0";
-    if (settings.threads > 0) parameters += ":pools=" + std::to_string(settings.threads);
-    // What pleases the eye costs 7 to 10 % of the time with the fastest preset, and brings nothing nearer to the
-    // original.
+    if (settings.software.threads > 0) parameters += ":pools=" + std::to_string(settings.software.threads);
+    // Psychovisual tuning costs 7 to 10 % of the time with the fastest preset and does not bring the result closer
+    // to the original.
     if (settings.realTime) parameters += ":psy-rd=0";
     if (settings.realTime) setRealTime(options);
     if (settings.quality) options.set("crf", std::to_string(*settings.quality));
     options.set("x265-params", parameters);
 }
 
-/// One quantiser for all, which spares the encoder its search for one: held to ProRes 422's nominal rate (309
-/// Mbit/s at 1080p60), a page of dense text takes 800 ms of a core a frame, and the letters come out at 28 dB.
-/// Measured with this one at 1080p60, of one core on a busy machine:
+/// One quantiser for everything, which saves the encoder its search for one: held to ProRes 422's nominal rate
+/// (309 Mbit/s at 1080p60), a page of dense text takes 800 ms of a core a frame, and the letters come out at 28
+/// dB. Measured with this one at 1080p60, on one core of a busy machine:
 ///     a finished demo         151 Mbit/s   22 ms   luma 55.8 dB, SSIM 0.9988
 ///     text from edge to edge  836 Mbit/s   36 ms   luma 47.1 dB, SSIM 0.9991
 /// 2 costs 214 and 1004 Mbit/s for 59.4 and 53.1 dB; 8 leaves the text at 41.3 dB and still takes 674 Mbit/s. No
@@ -107,7 +100,7 @@ void setProresOptions(Dictionary& options, AVCodecContext& codec) {
     }
 }
 
-/// Something like a screen to try an encoder with: rows of letters on a slope of light, moving up.
+/// Something like a screen to try an encoder with: rows of letters on a gradient, scrolling up.
 void paintTrial(const Planes<std::uint8_t>& planes, int number) {
     const int width = planes.width(), height = planes.height();
     for (int y = 0; y < height; ++y) {
@@ -142,8 +135,8 @@ struct VideoEncoder::Hardware {
     }
 
     /// In the order in which they are tried. NVENC first: where it works at all there is a card with its maker's
-    /// driver. Quick Sync before VA-API, which drives the same hardware with fewer of its means. Recent chips of
-    /// Intel's have VA-API's low-power encoder alone.
+    /// driver. Quick Sync before VA-API, which uses less of the same hardware. Recent Intel chips have VA-API's
+    /// low-power encoder alone.
     static const std::array<Hardware, 4> all;
 };
 
@@ -156,55 +149,84 @@ const std::array<VideoEncoder::Hardware, 4> VideoEncoder::Hardware::all{
 
 constexpr int h264High = 100;  // profile_idc, Rec. ITU-T H.264, A.2.4; libavcodec's name for it has changed
 
-/// Why a hardware encoder does not work.
-class VideoEncoder::Failure : public std::runtime_error {
-public:
-    using runtime_error::runtime_error;
-    Failure(const char* encoder, int result) : runtime_error(std::string(encoder) + ": " + reasonFor(result)) {}
-};
+[[nodiscard]] std::int64_t ticksPerFrame(const VideoSettings& settings) {
+    return std::max<std::int64_t>(1, std::llround(1 / (settings.frameRate.value() * settings.timeBase.value())));
+}
+
+std::int64_t FrameNumbers::numberFor(std::int64_t pts) {
+    times_.push_back(pts);
+    return first_ + static_cast<std::int64_t>(times_.size()) - 1;
+}
+
+bool FrameNumbers::restore(AVPacket& packet) {
+    if (packet.dts == AV_NOPTS_VALUE) packet.dts = packet.pts;  // an encoder that does not reorder
+    const std::int64_t last = first_ + static_cast<std::int64_t>(times_.size()) - 1;
+    const auto isKnown = [&](std::int64_t number) { return number >= first_ && number <= last; };
+    // Decoding starts before the first frame is shown, by as many frames as the encoder reorders.
+    const bool isEarly = packet.dts < 0 && first_ == 0;
+    if (!isKnown(packet.pts) || (!isEarly && !isKnown(packet.dts))) return false;
+    const auto timeOf = [&](std::int64_t number) { return times_[static_cast<std::size_t>(number - first_)]; };
+    const std::int64_t decoded = packet.dts;
+    packet.pts = timeOf(packet.pts);
+    packet.dts = isEarly ? times_.front() + decoded * nominalTicks_ : timeOf(decoded);
+    // What follows is decoded later, and shown no earlier than it is decoded.
+    const std::int64_t done = std::max<std::int64_t>(0, decoded - first_);
+    times_.erase(times_.begin(), times_.begin() + static_cast<std::ptrdiff_t>(done));
+    first_ += done;
+    return true;
+}
 
 PixelFormat VideoEncoder::formatFor(VideoCodec codec) noexcept {
     return codec == VideoCodec::prores ? PixelFormat::yuv422p10 : PixelFormat::yuv420p8;
 }
 
-VideoEncoder::VideoEncoder(const VideoSettings& settings, const std::filesystem::path& file) {
+VideoEncoder VideoEncoder::make(const VideoSettings& settings, const std::filesystem::path& file) {
+    check(settings, file);
     const EncoderChoice choice = settings.encoder;
-    const bool isNamed = choice != EncoderChoice::automatic && choice != EncoderChoice::software;
     if (settings.codec == VideoCodec::prores) {
-        if (isNamed) {
-            throw MediaError(MediaError::Kind::unsupported, file,
-                             "the encoder " + std::string(nameOf(choice)) +
-                                 " cannot make ProRes; choose \"software\" or \"auto\"");
-        }
-        openSoftware(settings, file);
-        return;
+        if (isGraphicsCard(choice))
+            throw MediaError(MediaError::Kind::unsupported, file, cannotMake(choice, "ProRes"));
+        return inSoftware(settings, file);
     }
     std::string reason;
     for (const Hardware& hardware : Hardware::all) {
         if (choice != hardware.choice && choice != EncoderChoice::automatic) continue;
         try {
-            *this = proven(settings, hardware);
-            return;
-        } catch (const Failure& failure) {  // most machines lack most of them
-            if (reason.empty()) reason = failure.what();
+            return proven(settings, hardware, file);
+        } catch (const MediaError& error) {  // most machines lack most of them
+            if (reason.empty()) reason = std::string(error.what()).substr(file.string().size() + 2);
         }
     }
-    if (isNamed) {
+    if (isGraphicsCard(choice)) {
         throw MediaError(MediaError::Kind::unsupported, file,
                          "the encoder " + std::string(nameOf(choice)) + " does not work on this machine (" +
                              reason + "); choose \"software\" or \"auto\"");
     }
-    openSoftware(settings, file);
+    return inSoftware(settings, file);
 }
 
-void VideoEncoder::openSoftware(const VideoSettings& settings, const std::filesystem::path& file) {
-    const char* name = softwareName(settings.codec);
-    codec_ = describedEncoder(name, settings);
-    if (!codec_) {
-        throw MediaError(MediaError::Kind::unsupported, file, std::string("this FFmpeg has no encoder ") + name);
-    }
-    codec_->thread_count = settings.threads;
-    if (settings.bitRate > 0) codec_->bit_rate = settings.bitRate;
+/// Not open yet: what every encoder is told.
+VideoEncoder::VideoEncoder(const char* encoder, const VideoSettings& settings, const std::filesystem::path& file)
+    : TrackEncoder(encoder, file) {
+    AVCodecContext& to = codec();
+    to.width = settings.width;
+    to.height = settings.height;
+    to.pix_fmt = libraryFormat(formatFor(settings.codec));
+    to.time_base = {settings.timeBase.numerator, settings.timeBase.denominator};
+    to.framerate = {settings.frameRate.numerator, settings.frameRate.denominator};
+    to.sample_aspect_ratio = {1, 1};
+    tagAsOurs(to);
+    to.chroma_sample_location = AVCHROMA_LOC_LEFT;
+    to.field_order = AV_FIELD_PROGRESSIVE;
+    to.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    if (settings.keyFrameInterval > 0) to.gop_size = settings.keyFrameInterval;
+}
+
+VideoEncoder VideoEncoder::inSoftware(const VideoSettings& settings, const std::filesystem::path& file) {
+    VideoEncoder encoder(softwareName(settings.codec), settings, file);
+    AVCodecContext& codec = encoder.codec();
+    codec.thread_count = settings.software.threads;
+    if (settings.bitRate > 0) codec.bit_rate = settings.bitRate;
     Dictionary options;
     switch (settings.codec) {
         case VideoCodec::h264:
@@ -214,50 +236,43 @@ void VideoEncoder::openSoftware(const VideoSettings& settings, const std::filesy
             setX265Options(options, settings);
             break;
         case VideoCodec::prores:
-            setProresOptions(options, *codec_);
+            setProresOptions(options, codec);
             break;
     }
-    const int result = orOutOfMemory(avcodec_open2(codec_.get(), codec_->codec, options.address()));
-    if (result < 0) {
-        throw MediaError(MediaError::Kind::encoderFailed, file,
-                         std::string("cannot start ") + name + " at " + std::to_string(settings.width) + "x" +
-                             std::to_string(settings.height) + ": " + reasonFor(result));
-    }
+    encoder.open(options);
+    return encoder;
 }
 
-/// Throws Failure. Results of drivers are never taken for this process's memory running out: they say so of the
-/// card's, and when it encodes for too many already.
-VideoEncoder::VideoEncoder(const VideoSettings& settings, const Hardware& hardware) {
-    const char* name = hardware.nameFor(settings.codec);
-    codec_ = describedEncoder(name, settings);
-    if (!codec_) throw Failure(std::string("this FFmpeg has no encoder ") + name);
-    const double fps = settings.frameRate.value();
-    numbers_.emplace(std::max<std::int64_t>(1, std::llround(1 / (fps * settings.timeBase.value()))));
+VideoEncoder::VideoEncoder(const VideoSettings& settings, const Hardware& hardware,
+                           const std::filesystem::path& file)
+    : VideoEncoder(hardware.nameFor(settings.codec), settings, file) {
+    AVCodecContext& to = codec();
+    numbers_.emplace(ticksPerFrame(settings));
     // FFmpeg 5.1 takes the numerator for one frame's duration, so it must be 1.
-    codec_->time_base = {1, static_cast<int>(std::clamp(std::round(fps), 1.0, 1000.0))};
+    to.time_base = {1, static_cast<int>(std::clamp(std::round(settings.frameRate.value()), 1.0, 1000.0))};
     uploadedAs_ = hardware.format;
-    codec_->pix_fmt = hardware.format;
+    to.pix_fmt = hardware.format;
     if (hardware.format == AV_PIX_FMT_VAAPI) addSurfaces(settings);
     const int constantQuality = static_cast<int>(std::lround(settings.quality.value_or(23)));
-    codec_->bit_rate = settings.bitRate;
+    to.bit_rate = settings.bitRate;
     if (settings.bitRate > 0) {
         // Drivers of Quick Sync and VA-API keep to an average only with a limit above it.
-        codec_->rc_max_rate = 2 * settings.bitRate;
+        to.rc_max_rate = 2 * settings.bitRate;
     } else {
-        codec_->global_quality = constantQuality;
+        to.global_quality = constantQuality;
     }
     Dictionary options;
-    int result = av_dict_parse_string(options.address(), hardware.options, "=", ":", 0);
+    if (av_dict_parse_string(options.address(), hardware.options, "=", ":", 0) < 0) throw std::bad_alloc();
     if (settings.bitRate <= 0) options.set("cq", std::to_string(constantQuality));  // NVENC's own name for it
     // As software does; NVENC would take Main, and knows the profile by an option of its own.
     if (settings.codec == VideoCodec::h264) {
-        codec_->profile = h264High;
+        to.profile = h264High;
         if (hardware.choice == EncoderChoice::nvenc) options.set("profile", "high");
     }
     if (settings.realTime) {
         // Each knows some of these; what it does not know is left in the dictionary.
-        codec_->max_b_frames = 0;
-        codec_->flags |= AV_CODEC_FLAG_LOW_DELAY;
+        to.max_b_frames = 0;
+        to.flags |= AV_CODEC_FLAG_LOW_DELAY;
         options.set("async_depth", "1");  // Quick Sync and VA-API
         options.set("delay", "0");        // NVENC, as the two below
         options.set("zerolatency", "1");
@@ -265,18 +280,22 @@ VideoEncoder::VideoEncoder(const VideoSettings& settings, const Hardware& hardwa
         options.set("forced-idr", "1");
         options.set("forced_idr", "1");  // Quick Sync's spelling
     }
-    if (result >= 0) result = avcodec_open2(codec_.get(), codec_->codec, options.address());
-    if (result < 0) throw Failure(name, result);
-    if (codec_->extradata_size <= 0) throw Failure(std::string(name) + ": gives no headers");
+    open(options);
+    setTimeBase({settings.timeBase.numerator, settings.timeBase.denominator});
+    if (to.extradata_size <= 0) failToWork("gives no headers");
 }
 
-/// A device of VA-API and its pool of surfaces, for the encoder to read from.
+void VideoEncoder::failToWork(const std::string& reason) const {
+    throw MediaError(MediaError::Kind::encoderFailed, file(), std::string(codec().codec->name) + ": " + reason);
+}
+
+/// Adds a VA-API device and its pool of surfaces, from which the encoder reads.
 void VideoEncoder::addSurfaces(const VideoSettings& settings) {
-    constexpr int surfaces = 20;  // what encoders reorder and work on, with room; some drivers cannot add any
+    constexpr int surfaces = 20;  // more than encoders reorder and work on; some drivers cannot add any later
     AVBufferRef* made = nullptr;
     int result = av_hwdevice_ctx_create(&made, AV_HWDEVICE_TYPE_VAAPI, nullptr, nullptr, 0);
     const BufferHandle device(made);
-    if (result < 0) throw Failure("no device of VA-API: " + reasonFor(result));
+    if (result < 0) failToWork("no device: " + reasonFor(result));
     const BufferHandle pool(av_hwframe_ctx_alloc(device.get()));
     if (!pool) throw std::bad_alloc();
     auto& description = *reinterpret_cast<AVHWFramesContext*>(pool->data);
@@ -286,74 +305,65 @@ void VideoEncoder::addSurfaces(const VideoSettings& settings) {
     description.height = settings.height;
     description.initial_pool_size = surfaces;
     result = av_hwframe_ctx_init(pool.get());
-    if (result < 0) throw Failure("no surfaces of VA-API: " + reasonFor(result));
-    codec_->hw_frames_ctx = av_buffer_ref(pool.get());
-    if (!codec_->hw_frames_ctx) throw std::bad_alloc();
+    if (result < 0) failToWork("no surfaces: " + reasonFor(result));
+    codec().hw_frames_ctx = av_buffer_ref(pool.get());
+    if (!codec().hw_frames_ctx) throw std::bad_alloc();
 }
 
-/// The encoder, after one like it has encoded a few pictures. Names and even opened encoders prove nothing: there
-/// are drivers that fail at the first frame. Throws Failure.
-VideoEncoder VideoEncoder::proven(const VideoSettings& settings, const Hardware& hardware) {
-    constexpr int trialFrames = 8;
-    VideoEncoder trial(settings, hardware);
-    const auto check = [&](int result) {
-        if (result < 0 && result != AVERROR(EAGAIN) && result != AVERROR_EOF) throw Failure(trial.name(), result);
-        return result;
-    };
-    const std::int64_t ticks =
-        std::max<std::int64_t>(1, std::llround(1 / (settings.frameRate.value() * settings.timeBase.value())));
-    int packets = 0;
-    const PacketHandle packet = makePacket();
-    for (int i = 0; i <= trialFrames; ++i) {
-        if (i < trialFrames) {
-            Picture painted(settings.width, settings.height, PixelFormat::yuv420p8);
-            paintTrial(painted.mutablePlanes(), i);
-            const FrameHandle picture = frameAround(painted);
-            picture->pts = i * ticks;
-            check(trial.send(picture.get()));
-        } else {
-            check(trial.send(nullptr));
+/// The encoder, after one like it has encoded a few frames. Names and even opened encoders prove nothing: there
+/// are drivers that fail at the first frame.
+VideoEncoder VideoEncoder::proven(const VideoSettings& settings, const Hardware& hardware,
+                                  const std::filesystem::path& file) {
+    {
+        constexpr int trialFrames = 8;
+        VideoEncoder trial(settings, hardware, file);
+        int packets = 0;
+        for (int i = 0; i <= trialFrames; ++i) {
+            FrameHandle frame;
+            if (i < trialFrames) {
+                Picture painted(settings.width, settings.height, PixelFormat::yuv420p8);
+                paintTrial(painted.mutablePlanes(), i);
+                frame = frameAround(painted);
+                frame->pts = i * ticksPerFrame(settings);
+            }
+            const int result =
+                trial.tryEncode(frame.get(), [&](const AVPacket& packet) { packets += packet.size > 0 ? 1 : 0; });
+            if (result < 0) trial.failToWork(reasonFor(result));
         }
-        while (check(trial.receive(*packet)) >= 0) packets += packet->size > 0 ? 1 : 0;
-    }
-    if (packets != trialFrames) throw Failure(std::string(trial.name()) + ": loses frames");
-    trial.codec_.reset();  // before the next: cards limit how many there are at once
-    return {settings, hardware};
-}
-
-int VideoEncoder::describe(AVCodecParameters& parameters) const {
-    return avcodec_parameters_from_context(&parameters, codec_.get());
+        if (packets != trialFrames) trial.failToWork("loses frames");
+    }  // closed before the next is opened: cards limit how many there are at once
+    return {settings, hardware, file};
 }
 
 int VideoEncoder::send(const AVFrame* frame) {
-    if (!frame || !isHardware()) return avcodec_send_frame(codec_.get(), frame);
+    if (!frame || !numbers_) return TrackEncoder::send(frame);
     int result = 0;
     const FrameHandle own = forHardware(*frame, result);
     if (result < 0) return result;
     own->pts = numbers_->numberFor(frame->pts);
     own->pict_type = frame->pict_type;
-    return avcodec_send_frame(codec_.get(), own.get());
+    return TrackEncoder::send(own.get());
 }
 
 int VideoEncoder::receive(AVPacket& packet) {
-    const int result = avcodec_receive_packet(codec_.get(), &packet);
-    if (result < 0 || !isHardware()) return result;
+    const int result = TrackEncoder::receive(packet);
+    if (result < 0 || !numbers_) return result;
     return numbers_->restore(packet) ? result : AVERROR_INVALIDDATA;
 }
 
-/// The picture in the form and the memory that the encoder takes it from.
+/// The frame in the form and the memory that the encoder reads it from.
 FrameHandle VideoEncoder::forHardware(const AVFrame& frame, int& result) {
     if (uploadedAs_ == AV_PIX_FMT_YUV420P) {
         FrameHandle shared(av_frame_clone(&frame));
         if (!shared) throw std::bad_alloc();
         return shared;
     }
-    Picture picture = staging_.take(codec_->width, codec_->height, PixelFormat::nv12);
+    Picture picture = staging_.take(codec().width, codec().height, PixelFormat::nv12);
     copyAsNv12(frame, picture);
     FrameHandle interleaved = frameAround(picture);
     if (uploadedAs_ == AV_PIX_FMT_NV12) return interleaved;
     FrameHandle surface = makeFrame();
-    result = av_hwframe_get_buffer(codec_->hw_frames_ctx, surface.get(), 0);
+    result = av_hwframe_get_buffer(codec().hw_frames_ctx, surface.get(), 0);
     if (result < 0) return surface;
     result = av_hwframe_transfer_data(surface.get(), interleaved.get(), 0);
     tagAsOurs(*surface);

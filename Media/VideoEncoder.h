@@ -1,46 +1,62 @@
 #pragma once
 
-#include "Media/FFmpegHandles.h"
-#include "Media/FrameNumbers.h"
-#include "Media/VideoWriter.h"
+#include "Media/EncodingSettings.h"
+#include "Media/TrackEncoder.h"
 #include "Pixels/PicturePool.h"
 
+#include <cstdint>
+#include <deque>
 #include <filesystem>
 #include <optional>
 #include <vector>
 
 namespace lumenwhirl {
 
-/// An encoder at work: in software, or on a graphics card that first showed that it can.
-class VideoEncoder {
+/// Numbers frames on their way into an encoder and gives its packets the frames' own times back. Drivers keep
+/// times in units of their own (Quick Sync: 1/90000 s), which would round ours; numbers survive.
+class FrameNumbers {
 public:
-    /// `settings` in their limits. Throws MediaError naming `file`: encoderFailed, or unsupported where the
-    /// encoder that was asked for does not work here.
-    VideoEncoder(const VideoSettings& settings, const std::filesystem::path& file);
+    /// `nominalTicks`: between two frames, at least 1; for decoding times before the first frame.
+    explicit FrameNumbers(std::int64_t nominalTicks) : nominalTicks_(nominalTicks) {}
 
-    /// The pixel format of the frames it takes.
+    /// The number that stands for the next frame's time; times ascend.
+    [[nodiscard]] std::int64_t numberFor(std::int64_t pts);
+    /// Replaces a packet's numbers by times; packets come in decoding order. False where no frame has such a
+    /// number.
+    [[nodiscard]] bool restore(AVPacket& packet);
+
+private:
+    std::int64_t nominalTicks_;
+    std::int64_t first_ = 0;          // number of the first of times_
+    std::deque<std::int64_t> times_;  // of the frames that packets may still refer to
+};
+
+/// A video track being encoded: in software, or on a graphics card that first proved that it can. Times are in
+/// ticks of the settings' time base.
+class VideoEncoder : public TrackEncoder {
+public:
+    /// Opens the encoder. An automatic choice takes a graphics card if it encodes a few frames of this size well.
+    /// Throws MediaError naming `file`: encoderFailed; unsupported for sizes and rates out of range, and where the
+    /// encoder that was asked for does not work here.
+    [[nodiscard]] static VideoEncoder make(const VideoSettings& settings, const std::filesystem::path& file);
+
+    /// The format of the frames it takes.
     [[nodiscard]] static PixelFormat formatFor(VideoCodec codec) noexcept;
-    /// The library's name of the encoder.
-    [[nodiscard]] const char* name() const noexcept { return codec_->codec->name; }
-    [[nodiscard]] bool isHardware() const noexcept { return numbers_.has_value(); }
-    /// Fills in what a container needs to know of the track. A code of libavutil, as all below.
-    [[nodiscard]] int describe(AVCodecParameters& parameters) const;
-    /// A frame with its time in ticks of the settings' time base; null ends the stream.
-    [[nodiscard]] int send(const AVFrame* frame);
-    /// The next packet, times in the same ticks. AVERROR(EAGAIN): only after further frames; AVERROR_EOF: no more.
-    [[nodiscard]] int receive(AVPacket& packet);
 
 private:
     struct Hardware;
-    class Failure;
-    VideoEncoder(const VideoSettings& settings, const Hardware& hardware);
+    VideoEncoder(const char* encoder, const VideoSettings& settings, const std::filesystem::path& file);
+    VideoEncoder(const VideoSettings& settings, const Hardware& hardware, const std::filesystem::path& file);
 
-    [[nodiscard]] static VideoEncoder proven(const VideoSettings& settings, const Hardware& hardware);
-    void openSoftware(const VideoSettings& settings, const std::filesystem::path& file);
+    [[nodiscard]] static VideoEncoder inSoftware(const VideoSettings& settings, const std::filesystem::path& file);
+    [[nodiscard]] static VideoEncoder proven(const VideoSettings& settings, const Hardware& hardware,
+                                             const std::filesystem::path& file);
+    [[nodiscard]] int send(const AVFrame* frame) override;
+    [[nodiscard]] int receive(AVPacket& packet) override;
     void addSurfaces(const VideoSettings& settings);
     [[nodiscard]] FrameHandle forHardware(const AVFrame& frame, int& result);
+    [[noreturn]] void failToWork(const std::string& reason) const;
 
-    CodecHandle codec_;
     // For hardware alone.
     AVPixelFormat uploadedAs_ = AV_PIX_FMT_NONE;
     PicturePool staging_;  // NV12 in main memory

@@ -1,6 +1,5 @@
 #include "Media/VideoReader.h"
 
-#include "Media/FFmpegVersions.h"
 #include "Media/InputFile.h"
 #include "Media/MediaError.h"
 #include "Media/PixelBuffers.h"
@@ -8,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <deque>
 #include <utility>
 
@@ -20,12 +20,6 @@ namespace {
 
 constexpr double latestTime = 1e9;   // seconds; as ticks of any time base it fits 64 bits
 constexpr double longestFrame = 10;  // seconds, for frames without a time of their own
-
-AVStream& videoStreamOf(const InputFile& input) {
-    AVStream* stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
-    if (!stream) throw MediaError(MediaError::Kind::noVideoTrack, input.path(), "no video track");
-    return *stream;
-}
 
 double nominalFrameRate(const AVStream& stream) {
     for (const AVRational rate : {stream.avg_frame_rate, stream.r_frame_rate}) {
@@ -46,6 +40,22 @@ VideoInfo describe(const InputFile& input, const AVStream& stream) {
     return info;
 }
 
+/// The matrix with which to show the stream's pictures (9 integers), or null. FFmpeg 7.1 keeps it in the codec
+/// parameters and deprecates the call that 5.1 has.
+const std::int32_t* displayMatrix(const AVStream& stream) {
+#if LIBAVFORMAT_VERSION_INT >= AV_VERSION_INT(60, 15, 100)
+    const AVPacketSideData* data = av_packet_side_data_get(
+        stream.codecpar->coded_side_data, stream.codecpar->nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
+    if (!data || data->size < 9 * sizeof(std::int32_t)) return nullptr;
+    return reinterpret_cast<const std::int32_t*>(data->data);
+#else
+    std::size_t size = 0;
+    const std::uint8_t* data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    if (!data || size < 9 * sizeof(std::int32_t)) return nullptr;
+    return reinterpret_cast<const std::int32_t*>(data);
+#endif
+}
+
 /// Pictures to be turned or mirrored before they are shown; a matrix that changes nothing is none.
 bool isTurned(const AVStream& stream) {
     const std::int32_t* matrix = displayMatrix(stream);
@@ -64,7 +74,9 @@ double pixelShape(const AVStream& stream) {
 
 struct VideoReader::State {
     explicit State(const std::filesystem::path& file)
-        : input(file), decoder(input, videoStreamOf(input)), info(describe(input, decoder.stream())) {
+        : input(file),
+          decoder(input, input.requiredStream(AVMEDIA_TYPE_VIDEO)),
+          info(describe(input, decoder.stream())) {
         const AVStream& stream = decoder.stream();
         if (isTurned(stream)) {
             throw MediaError(MediaError::Kind::unsupported, file,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Media/Encoders.h"
+#include "Media/EncodingSettings.h"
 #include "Media/VideoWriter.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
 #include "Recorder/Platform/AudioSystem.h"

@@ -34,7 +34,7 @@ constexpr std::size_t queuedAudioSeconds = 10;
     //     x264 superfast 20    5 to  7 ms, key  40 ms   0.9 to  3.6 Mbit/s   SSIM 0.9992   48.6 dB
     // On two idle cores x265 ultrafast takes 12 to 14 ms: 60 frames a second, and the queue rides out its key
     // frames, which it would not with superfast. Gradients come out with errors of 2 codes at most, 61 dB.
-    video.speed = "ultrafast";
+    video.software.preset = "ultrafast";
     video.quality = settings.codec == VideoCodec::hevc ? 16 : 18;
     return video;
 }

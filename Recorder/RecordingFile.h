@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Media/AudioTimeline.h"
-#include "Media/Encoders.h"
+#include "Media/EncodingSettings.h"
 #include "Media/LiveWriter.h"
 #include "Media/VideoWriter.h"
 #include "Pixels/PicturePool.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Media/Encoders.h"
+#include "Media/EncodingSettings.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "Media/StillReader.h"
+#include "Media/ImageReader.h"
 #include "Recorder/Package/EventJournal.h"
 #include "Tests/EndToEnd/RecordTest.h"
 
@@ -181,13 +181,12 @@ TEST_F(RecordTest, theExportDrawsTheCursorWhereThePointerWas) {
         const Outcome outcome =
             Program::run({"frame", package.url().string(), "--at", std::to_string(time), "-o", picture});
         EXPECT_EQ(outcome.status, 0) << outcome.errors;
-        const StillPicture still = readStill(picture);
-        EXPECT_EQ(still.width, 640);
+        const Image image = readImage(picture);
+        EXPECT_EQ(image.width, 640);
         Box box;
-        for (int y = 0; y < still.height; ++y)
-            for (int x = 0; x < still.width; ++x)
-                if (still.pixels[4 * (static_cast<std::size_t>(y) * 640 + static_cast<std::size_t>(x))] > 100)
-                    box.add(x, y);
+        for (int y = 0; y < image.height; ++y)
+            for (int x = 0; x < image.width; ++x)
+                if (image.row(y)[4 * x] > 100) box.add(x, y);
         return box;
     };
     // An arrow, whose tip is its top-left corner.

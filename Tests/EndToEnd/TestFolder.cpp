@@ -19,7 +19,7 @@ void writeVideo(const std::filesystem::path& file, int frames) {
     movie.video.height = height;
     movie.video.frameRate = {recordedFps, 1};
     movie.video.timeBase = {1, recordedFps};
-    movie.video.speed = "ultrafast";
+    movie.video.software.preset = "ultrafast";
     movie.ticks = movies::steady(frames, 1);
     movie.frame = [](unsigned number) {
         Picture frame(width, height, PixelFormat::yuv420p8);

@@ -99,7 +99,7 @@ TEST_F(FailingEncoder, ofTheAudioFailsAnEditAndNothingElse) {
     recordTiny(120);
     for (const int frame : {1, 50}) {
         audiosLeft = frame - 1;
-        expectFailure(edited(2), "edited audio: cannot encode the sound: ");
+        expectFailure(edited(2), "edited audio: cannot encode with aac: ");
     }
     audiosLeft = 0;
     EXPECT_NO_THROW(exportTo(destination, plainProject(2)));  // copied

@@ -58,8 +58,8 @@ inline void write(const std::filesystem::path& file, const Recording& recording)
     video.height = height;
     video.frameRate = recording.frameRate;
     video.timeBase = recording.timeBase;
-    video.speed = "ultrafast";
-    video.threads = 1;
+    video.software.preset = "ultrafast";
+    video.software.threads = 1;
     movies::write(file, {recording.ticks, recording.picture, video, recording.audio});
 }
 

@@ -1,6 +1,6 @@
-#include "Media/FrameNumbers.h"
 #include "Media/MediaError.h"
 #include "Media/PixelBuffers.h"
+#include "Media/VideoEncoder.h"
 #include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
 #include "Tests/Support/Files.h"

@@ -479,7 +479,7 @@ TEST(VideoWriter, whatCannotBeEncodedIsRefusedBeforeAnyFileIsTouched) {
     settings.width = 161;
     EXPECT_EQ(thrownBy([&] { VideoWriter{file, settings}; }), Kind::unsupported);
     settings = movies::settings();
-    settings.speed = "warp";
+    settings.software.preset = "warp";
     EXPECT_EQ(thrownBy([&] { VideoWriter{file, settings}; }), Kind::encoderFailed);
     EXPECT_EQ(thrownBy([&] {
                   VideoWriter{file, movies::settings(), AudioSettings{.sampleRate = 12'345}};

@@ -97,8 +97,8 @@ inline constexpr int width = 160, height = 64;
     settings.codec = codec;
     settings.width = width;
     settings.height = height;
-    settings.speed = codec == VideoCodec::h264 ? "veryfast" : "ultrafast";  // x264 and x265 use B-frames
-    settings.threads = 2;
+    settings.software.preset = codec == VideoCodec::h264 ? "veryfast" : "ultrafast";  // x264 and x265 use B-frames
+    settings.software.threads = 2;
     return settings;
 }
 

@@ -1,4 +1,4 @@
-#include "Media/StillReader.h"
+#include "Media/ImageReader.h"
 
 #include "Media/FFmpegHandles.h"
 #include "Media/InputFile.h"
@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 namespace lumenwhirl {
 namespace {
@@ -21,39 +22,46 @@ bool isFullRange(const AVFrame& frame) {
            std::find(always.begin(), always.end(), frame.format) != always.end();
 }
 
-StillPicture converted(const AVFrame& frame, const std::filesystem::path& file) {
-    StillPicture picture{frame.width, frame.height, {}};
-    picture.pixels.resize(std::size_t{4} * static_cast<std::size_t>(frame.width) *
-                          static_cast<std::size_t>(frame.height));
+void premultiply(Image& image) {
+    for (std::size_t i = 0; i < image.pixels.size(); i += 4) {
+        const int alpha = image.pixels[i + 3];
+        for (std::size_t c = i; c < i + 3; ++c)
+            image.pixels[c] = static_cast<std::uint8_t>((image.pixels[c] * alpha + 127) / 255);
+    }
+}
+
+Image converted(const AVFrame& frame, const std::filesystem::path& file) {
+    Image image(frame.width, frame.height);
     const ScalerHandle scaler(sws_getContext(
         frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width, frame.height,
         AV_PIX_FMT_RGBA, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
     constexpr int one = 1 << 16;
-    // Stills that do not say are BT.601 (JFIF 1.02, page 4); pictures that are RGB already ignore it.
+    // Images that do not say are BT.601 (JFIF 1.02, page 4); those that are RGB already ignore it.
     const int matrix =
         frame.colorspace == AVCOL_SPC_UNSPECIFIED ? static_cast<int>(SWS_CS_ITU601) : frame.colorspace;
     if (scaler)
         sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(matrix), isFullRange(frame) ? 1 : 0,
                                  sws_getCoefficients(SWS_CS_ITU709), 1, 0, one, one);
-    std::uint8_t* const planes[] = {picture.pixels.data()};
+    std::uint8_t* const planes[] = {image.pixels.data()};
     const int strides[] = {4 * frame.width};
     if (!scaler ||
         sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, planes, strides) != frame.height)
-        throw MediaError(MediaError::Kind::unsupported, file, "its pixels are of a kind that cannot be read");
-    return picture;
+        throw MediaError(MediaError::Kind::unsupported, file, "its pixel format is not supported");
+    premultiply(image);
+    return image;
 }
 
 }  // namespace
 
-StillPicture readStill(const std::filesystem::path& file) {
-    InputFile input(file, AVMEDIA_TYPE_VIDEO, InputFile::Contents::still);
+Image readImage(const std::filesystem::path& file) {
+    InputFile input(file, AVMEDIA_TYPE_VIDEO, InputFile::Contents::image);
     AVStream* stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
-    if (!stream) throw MediaError(MediaError::Kind::cannotOpen, file, "no picture");
+    if (!stream) throw MediaError(MediaError::Kind::cannotOpen, file, "no image");
     if (stream->codecpar->width > largestSide || stream->codecpar->height > largestSide)
-        throw MediaError(MediaError::Kind::unsupported, file, "the picture is too large");
+        throw MediaError(MediaError::Kind::unsupported, file, "the image is too large");
     StreamDecoder decoder(input, *stream);
     const FrameHandle frame = makeFrame();
-    if (!decoder.receive(*frame)) throw MediaError(MediaError::Kind::damaged, file, "no picture");
+    if (!decoder.receive(*frame)) throw MediaError(MediaError::Kind::damaged, file, "no image");
     return converted(*frame, file);
 }
 

@@ -1,4 +1,4 @@
-#include "Media/Encoders.h"
+#include "Media/EncodingSettings.h"
 
 #include <algorithm>
 
@@ -23,6 +23,15 @@ std::string_view nameOf(EncoderChoice choice) noexcept {
 std::optional<EncoderChoice> encoderChoiceFromName(std::string_view name) noexcept {
     const auto found = std::ranges::find(allEncoderChoices, name, nameOf);
     return found != allEncoderChoices.end() ? std::optional(*found) : std::nullopt;
+}
+
+bool isGraphicsCard(EncoderChoice choice) noexcept {
+    return choice != EncoderChoice::automatic && choice != EncoderChoice::software;
+}
+
+std::string cannotMake(EncoderChoice choice, std::string_view what) {
+    return std::string("the encoder ").append(nameOf(choice)).append(" cannot make ").append(what) +
+           "; choose \"software\" or \"auto\"";
 }
 
 }  // namespace lumenwhirl
