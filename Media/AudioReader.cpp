@@ -1,11 +1,14 @@
 #include "Media/AudioReader.h"
 
+#include "Media/Fragments.h"
 #include "Media/InputFile.h"
 #include "Media/MediaError.h"
 #include "Media/StreamDecoder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
+#include <string_view>
 #include <utility>
 
 extern "C" {
@@ -17,7 +20,7 @@ namespace lumenwhirl {
 namespace {
 
 constexpr int highestRate = 1'000'000;  // Hz; converters give up to 768 kHz
-// Seconds: longer than anybody records. A file with a damaged time must not be silent for years.
+// Seconds: longer than anybody records. A file with a damaged time must not become years of silence.
 constexpr std::int64_t longestSilence = 2 * 24 * 60 * 60;
 // Samples; no real time is near it, and sums of two do not overflow.
 constexpr std::int64_t farthest = std::int64_t{1} << 60;
@@ -30,6 +33,9 @@ struct AudioReader::State {
     void decodeAhead(FrameHandle unused);
     [[nodiscard]] bool advance();
     void place(std::int64_t start);
+    void dropUnwanted();
+    [[nodiscard]] bool jumpBefore(std::int64_t sample);
+    [[nodiscard]] std::int64_t stampOf(const AVFrame& frame) const;
     void trimEnd(std::int64_t start);
     void toPlanarFloat();
 
@@ -38,11 +44,13 @@ struct AudioReader::State {
     int sampleRate = 0, channels = 0;
     std::int64_t latestStart = 0;  // samples; a frame that claims to begin later is damage, not silence
 
-    FrameHandle current, ahead;  // one more than needed, as only the last one is cut at its end
+    FrameHandle current, ahead;  // one more than needed, as only the last one is trimmed at its end
     std::size_t offset = 0;      // samples of current that were delivered or dropped
     std::size_t silence = 0;     // samples to deliver before current
     std::int64_t position = 0;   // of the next sample after silence and current, from time 0
+    std::int64_t wanted = 0;     // the first sample to deliver
     bool hasStarted = false;
+    bool hasJumped = false;      // so that the next frame's own time tells its position
     ResamplerHandle resampler;   // where the decoder does not give planar floats
     std::exception_ptr failure;  // to be thrown once what came before it is delivered
 };
@@ -51,7 +59,7 @@ AudioReader::State::State(const std::filesystem::path& file)
     : input(file, AVMEDIA_TYPE_AUDIO), decoder(input, input.requiredStream(AVMEDIA_TYPE_AUDIO)) {
     sampleRate = decoder.codec().sample_rate;
     channels = decoder.codec().ch_layout.nb_channels;
-    // What the decoder makes of it counts: HE-AAC, for one, comes out at twice the rate that its header says.
+    // What the decoder makes of it counts: HE-AAC comes out at twice the rate that its header says.
     decodeAhead(makeFrame());
     if (ahead) {
         sampleRate = ahead->sample_rate;
@@ -59,7 +67,7 @@ AudioReader::State::State(const std::filesystem::path& file)
     }
     if (sampleRate <= 0 || sampleRate > highestRate || channels <= 0) {
         throw MediaError(MediaError::Kind::unsupported, file,
-                         "the sound track has no sample rate that makes sense, or no channels");
+                         "the audio track has no usable sample rate, or no channels");
     }
     const std::int64_t duration = input.context().duration;
     latestStart =
@@ -85,9 +93,9 @@ bool AudioReader::State::advance() {
     decodeAhead(unused ? std::move(unused) : makeFrame());
     if (current->sample_rate != sampleRate || current->ch_layout.nb_channels != channels) {
         throw MediaError(MediaError::Kind::unsupported, input.path(),
-                         "the sound changes its sample rate or channels");
+                         "the audio changes its sample rate or channels");
     }
-    const std::int64_t stamp = current->pts != AV_NOPTS_VALUE ? current->pts : current->best_effort_timestamp;
+    const std::int64_t stamp = stampOf(*current);
     const AVRational tick{1, sampleRate};
     const std::int64_t start =
         stamp == AV_NOPTS_VALUE
@@ -95,11 +103,17 @@ bool AudioReader::State::advance() {
             : std::clamp(av_rescale_q(stamp, decoder.stream().time_base, tick), -farthest, farthest);
     if (!ahead && !failure) trimEnd(start);
     if (current->format != AV_SAMPLE_FMT_FLTP) toPlanarFloat();
+    if (std::exchange(hasJumped, false)) position = std::min(start, wanted);
     place(start);
+    dropUnwanted();
     return true;
 }
 
-/// The last frame is a whole one even where the track ends inside it: the last packet's duration tells.
+std::int64_t AudioReader::State::stampOf(const AVFrame& frame) const {
+    return frame.pts != AV_NOPTS_VALUE ? frame.pts : frame.best_effort_timestamp;
+}
+
+/// The last frame is whole even if the track ends inside it: the last packet's duration tells where.
 void AudioReader::State::trimEnd(std::int64_t start) {
     const AVStream& stream = decoder.stream();
     if (decoder.endOfPackets() == AV_NOPTS_VALUE || av_cmp_q(stream.time_base, AVRational{1, sampleRate}) != 0)
@@ -111,7 +125,7 @@ void AudioReader::State::trimEnd(std::int64_t start) {
 /// Puts the current frame at its time: silence before it, or samples of it dropped.
 void AudioReader::State::place(std::int64_t start) {
     offset = 0;
-    // Coarse time stamps jitter around continuous sound; only more than that is a gap. The start is exact.
+    // Coarse time stamps jitter around continuous audio; only more than that is a gap. The start is exact.
     const AVRational base = decoder.stream().time_base;
     const std::int64_t tolerance =
         hasStarted ? std::max<std::int64_t>(sampleRate / 100, av_rescale_q(2, base, AVRational{1, sampleRate}))
@@ -121,7 +135,7 @@ void AudioReader::State::place(std::int64_t start) {
     if (gap > tolerance) {
         if (start > latestStart) {
             throw MediaError(MediaError::Kind::damaged, input.path(),
-                             "the sound's time stamps run past the file's end");
+                             "the audio's time stamps run past the file's end");
         }
         silence = static_cast<std::size_t>(gap);
         position += gap;
@@ -131,11 +145,41 @@ void AudioReader::State::place(std::int64_t start) {
     position += current->nb_samples - static_cast<std::int64_t>(offset);
 }
 
+/// Of the silence and the frame that were just placed, what lies before the first sample to deliver.
+void AudioReader::State::dropUnwanted() {
+    const std::int64_t left = current->nb_samples - static_cast<std::int64_t>(offset);
+    const std::int64_t unwanted = wanted - (position - left - static_cast<std::int64_t>(silence));
+    if (unwanted <= 0) return;
+    const std::int64_t silent = std::min(unwanted, static_cast<std::int64_t>(silence));
+    silence -= static_cast<std::size_t>(silent);
+    offset += static_cast<std::size_t>(std::min(unwanted - silent, left));
+}
+
+/// Continues at a packet some time before `sample`. False where only decoding from the start tells which sample a
+/// packet begins with.
+bool AudioReader::State::jumpBefore(std::int64_t sample) {
+    // Decoders need some packets before their output is right: AAC 1, MP3 up to 10, or 0.26 s at 48 kHz.
+    const std::int64_t from = sample - sampleRate / 2;
+    const AVRational tick = decoder.stream().time_base;
+    const bool isIndexed = std::string_view(input.context().iformat->name).starts_with("mov") &&
+                           !fragmentsOf(input.path()).isFragmented;
+    if (from <= 0 || !isIndexed || tick.den % (std::int64_t{sampleRate} * tick.num) != 0) return false;
+    if (!decoder.seek(av_rescale_q(from, AVRational{1, sampleRate}, tick))) return false;
+    current.reset();
+    ahead.reset();
+    failure = nullptr;
+    offset = silence = 0;
+    hasStarted = false;
+    hasJumped = true;
+    decodeAhead(makeFrame());
+    return !ahead || stampOf(*ahead) != AV_NOPTS_VALUE;
+}
+
 void AudioReader::State::toPlanarFloat() {
     const auto check = [this](int result) {
         if (orOutOfMemory(result) >= 0) return;
         throw MediaError(MediaError::Kind::unsupported, input.path(),
-                         "cannot convert the sound: " + reasonFor(result));
+                         "cannot convert the audio: " + reasonFor(result));
     };
     if (!resampler) {
         SwrContext* made = nullptr;
@@ -152,7 +196,7 @@ void AudioReader::State::toPlanarFloat() {
     converted->nb_samples = current->nb_samples;
     check(av_channel_layout_copy(&converted->ch_layout, &current->ch_layout));
     check(av_frame_get_buffer(converted.get(), 0));
-    // By pointers: the frame's own lengths may say more than is left of it after its end was trimmed.
+    // By pointers: the frame's own lengths may still count what was trimmed off its end.
     const int count = swr_convert(resampler.get(), converted->extended_data, converted->nb_samples,
                                   const_cast<const std::uint8_t**>(current->extended_data), current->nb_samples);
     check(count);
@@ -170,6 +214,17 @@ int AudioReader::sampleRate() const noexcept {
 }
 int AudioReader::channels() const noexcept {
     return state_->channels;
+}
+
+void AudioReader::seek(double sourceTime) {
+    const double latest = static_cast<double>(longestSilence);
+    const double time = std::isnan(sourceTime) ? 0 : std::clamp(sourceTime, 0.0, latest);
+    const std::int64_t sample = std::llround(time * state_->sampleRate);
+    if (!state_->jumpBefore(sample)) {
+        const std::filesystem::path file = state_->input.path();
+        state_ = std::make_unique<State>(file);
+    }
+    state_->wanted = sample;
 }
 
 bool AudioReader::read(AudioBuffer& buffer, std::size_t maxFrames) {

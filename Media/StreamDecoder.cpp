@@ -13,7 +13,7 @@ extern "C" {
 namespace lumenwhirl {
 namespace {
 
-/// Of a picture: four times the largest that H.264's and HEVC's level 6.2 allow. A damaged header could ask for a
+/// In a picture: four times the most that level 6.2 of H.264 and HEVC allows. A damaged header could ask for a
 /// hundred times as much, for a frame of every thread.
 constexpr std::int64_t mostPixels = std::int64_t{16384} * 8704;
 
@@ -62,7 +62,7 @@ bool StreamDecoder::receive(AVFrame& frame) {
     }
 }
 
-/// What was decoded before is still to come.
+/// Frames decoded before the failure still come.
 void StreamDecoder::failDecoding(int result) {
     if (failure_) return;
     // Damaged headers ask for memory that no machine has.
@@ -90,7 +90,10 @@ void StreamDecoder::feed() {
         failure_ = error.problem();
     }
     if (next) {
-        if (next->dts != AV_NOPTS_VALUE) lastDecodeTime_ = next->dts;
+        if (next->dts != AV_NOPTS_VALUE) {
+            lastDecodeTime_ = next->dts;
+            if (firstDecodeTime_ == AV_NOPTS_VALUE) firstDecodeTime_ = next->dts;
+        }
         if (next->pts != AV_NOPTS_VALUE)
             endOfPackets_ = std::max(endOfPackets_, av_sat_add64(next->pts, next->duration));
     }
@@ -98,11 +101,19 @@ void StreamDecoder::feed() {
     if (result < 0 && result != AVERROR_EOF) failDecoding(result);
 }
 
+void StreamDecoder::learnIndex() {
+    try {
+        while (input_.read(*packet_)) {
+        }
+    } catch (const MediaError&) {  // reported when the packets are decoded
+    }
+}
+
 bool StreamDecoder::seek(std::int64_t timestamp) {
     if (av_seek_frame(&input_.context(), stream_.index, timestamp, AVSEEK_FLAG_BACKWARD) < 0) return false;
     avcodec_flush_buffers(codec_.get());
     failure_.reset();
-    lastDecodeTime_ = endOfPackets_ = latestFrame_ = AV_NOPTS_VALUE;
+    firstDecodeTime_ = lastDecodeTime_ = endOfPackets_ = latestFrame_ = AV_NOPTS_VALUE;
     return true;
 }
 

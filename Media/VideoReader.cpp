@@ -1,5 +1,6 @@
 #include "Media/VideoReader.h"
 
+#include "Media/Fragments.h"
 #include "Media/InputFile.h"
 #include "Media/MediaError.h"
 #include "Media/PixelBuffers.h"
@@ -56,13 +57,13 @@ const std::int32_t* displayMatrix(const AVStream& stream) {
 #endif
 }
 
-/// Pictures to be turned or mirrored before they are shown; a matrix that changes nothing is none.
+/// Whether pictures must be turned or mirrored to be shown; a matrix may also change nothing.
 bool isTurned(const AVStream& stream) {
     const std::int32_t* matrix = displayMatrix(stream);
     return matrix && (matrix[1] != 0 || matrix[3] != 0 || matrix[0] < 0 || matrix[4] < 0);
 }
 
-/// How much wider than high the file says that a pixel is.
+/// Width to height of a pixel, as the file states it.
 double pixelShape(const AVStream& stream) {
     for (const AVRational shape : {stream.sample_aspect_ratio, stream.codecpar->sample_aspect_ratio}) {
         if (shape.num > 0 && shape.den > 0) return av_q2d(shape);
@@ -76,13 +77,14 @@ struct VideoReader::State {
     explicit State(const std::filesystem::path& file)
         : input(file),
           decoder(input, input.requiredStream(AVMEDIA_TYPE_VIDEO)),
-          info(describe(input, decoder.stream())) {
+          info(describe(input, decoder.stream())),
+          isIndexKnown(!fragmentsOf(file).isFragmented) {
         const AVStream& stream = decoder.stream();
         if (isTurned(stream)) {
             throw MediaError(MediaError::Kind::unsupported, file,
                              "the picture is stored turned; turn it upright first");
         }
-        // Some encoders write what is left of rounding a size; nobody sees a hundredth.
+        // Some encoders write what rounding a size left over; nobody sees one per cent.
         if (std::abs(pixelShape(stream) - 1) > 0.01) {
             throw MediaError(MediaError::Kind::unsupported, file,
                              "its pixels are not square; scale the picture to square ones first");
@@ -109,6 +111,7 @@ struct VideoReader::State {
     std::optional<std::int64_t> latestPts;  // of the frames decoded since the start or the last jump
     FrameHandle latestGiven;                // so that a seek to it need not decode it again
     std::deque<FrameHandle> waiting;        // decoded, to be given by the next calls: two at most
+    bool isIndexKnown;                      // of the whole file; fragments are known only once they were read
 };
 
 /// The next decoded frame with its final time in `pts`; null at the end.
@@ -145,16 +148,17 @@ bool VideoReader::State::isAheadInThisGroup(double sourceTime) const {
     return keyFrame && keyFrame->timestamp <= decoder.lastDecodeTime();
 }
 
-/// Jumps to a key frame before `sourceTime` and gives the first frame from there on.
+/// Jumps to the newest key frame at or before `sourceTime` and gives the first frame from there on.
 FrameHandle VideoReader::State::restartBefore(double sourceTime) {
     const AVStream& stream = decoder.stream();
     const double base = av_q2d(stream.time_base);
     const double start = stream.start_time == AV_NOPTS_VALUE ? 0 : static_cast<double>(stream.start_time) * base;
-    // Files are searched by decoding time, which is before the presentation time; and pictures shown before a key
-    // frame may need what came before it. So a first frame that is too late calls for a jump further back.
-    double lead = 0;
+    // Files are searched by decoding time, which is before the presentation time; and frames shown before a key
+    // frame may need what came before it. So a first frame that is too late calls for a jump to the key frame
+    // before.
+    double from = sourceTime, lead = 0.5;
     for (;;) {
-        const double from = std::max(sourceTime - lead, start - 1);
+        from = std::max(from, start - 1);
         const bool isStart = from <= start - 1;
         const bool isUntouched = !latestPts;  // also a file without any frame, where some formats cannot seek
         latestPts.reset();
@@ -166,7 +170,13 @@ FrameHandle VideoReader::State::restartBefore(double sourceTime) {
         }
         FrameHandle first = decode();
         if (isStart || (first && timeOf(*first) <= sourceTime)) return first;
-        lead = std::max(0.5, lead * 2);
+        const std::int64_t landed = decoder.firstDecodeTime();
+        if (landed != AV_NOPTS_VALUE && static_cast<double>(landed) * base < from) {
+            from = static_cast<double>(landed - 1) * base;
+        } else {
+            from -= lead;
+            lead *= 2;
+        }
     }
 }
 
@@ -201,9 +211,15 @@ std::optional<VideoFrame> VideoReader::next() {
     return VideoFrame(std::move(*picture), pts, time);
 }
 
-void VideoReader::seek(double sourceTime) {
+void VideoReader::seek(double sourceTime, Seek which) {
     State& state = *state_;
     sourceTime = std::isnan(sourceTime) ? 0 : std::clamp(sourceTime, -latestTime, latestTime);
+    if (which == Seek::keyFrame) {
+        state.waiting.clear();
+        if (!std::exchange(state.isIndexKnown, true)) state.decoder.learnIndex();
+        if (FrameHandle first = state.restartBefore(sourceTime)) state.waiting.push_back(std::move(first));
+        return;
+    }
     FrameHandle newest;
     std::deque<FrameHandle> known;
     if (state.isAheadInThisGroup(sourceTime)) {
@@ -226,7 +242,7 @@ void VideoReader::seek(double sourceTime) {
             newest = std::move(following);
         }
     } catch (const MediaError&) {
-        // What lies behind cannot be read; the decoder says so again after the frames before it were given.
+        // What follows cannot be read; the decoder reports it again after the frames before it were given.
     }
     if (newest) state.waiting.push_back(std::move(newest));
     if (following) state.waiting.push_back(std::move(following));

@@ -8,7 +8,7 @@
 
 namespace lumenwhirl {
 
-/// What a file says of its first video track.
+/// What a file says about its first video track.
 struct VideoInfo {
     int width = 0, height = 0;
     double frameRate = 0;  // nominal, 0 when the file does not say
@@ -18,8 +18,8 @@ struct VideoInfo {
     bool operator==(const VideoInfo&) const = default;
 };
 
-/// Decodes the first video track, in presentation order with exact times. Every other pixel format, range or
-/// matrix is converted to the one of VideoFrame; what the stream's tags leave open is BT.709 limited (BT.601 below
+/// Decodes the first video track, in presentation order with exact times. Any other pixel format, range or matrix
+/// is converted to that of VideoFrame; what the stream's tags leave open is taken for BT.709 limited (BT.601 below
 /// 720 lines). One thread at a time; decodes on threads of its own.
 class VideoReader {
 public:
@@ -32,8 +32,13 @@ public:
     [[nodiscard]] const VideoInfo& info() const noexcept;
     /// The next frame; empty at the end. Throws MediaError (damaged) when the rest cannot be read.
     [[nodiscard]] std::optional<VideoFrame> next();
-    /// Makes `next` give the newest frame at or before `sourceTime` seconds (the first frame when there is none).
-    void seek(double sourceTime);
+    enum class Seek {
+        exact,
+        keyFrame,  // quicker: nothing between the key frame and the time is decoded
+    };
+    /// Makes `next` give the newest frame, or key frame, at or before `sourceTime` seconds (the first frame when
+    /// there is none), and then those after it.
+    void seek(double sourceTime, Seek which = Seek::exact);
 
 private:
     struct State;

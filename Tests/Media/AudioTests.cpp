@@ -56,15 +56,15 @@ TEST_P(EncodedAudio, keepsEverySampleInItsPlaceAndItsLength) {
     const auto [sampleRate, channels] = GetParam();
     const TemporaryFolder folder;
     const auto file = folder / "sound.m4a";
-    // Not whole AAC frames of 1,024, and one of less than a frame.
+    // Less than one AAC frame of 1,024, a whole one, and no multiple of one.
     for (const std::size_t frames : {700UL, 1024UL, 50'000UL, 70'001UL}) {
         SCOPED_TRACE(frames);
         AudioBuffer audio = silence(frames, channels);
         std::vector<std::size_t> clicks;
         for (std::size_t at = 300; at < frames; at += 9'973) clicks.push_back(at);
         for (std::size_t c = 0; c < channels; ++c) {
-            // The channels' clicks differ, so that channels that changed places show.
-            // Five samples wide: of a single one the encoder keeps too little to tell its place.
+            // The clicks differ between channels, so that swapped channels show. They are five samples wide: the
+            // encoder keeps too little of a single one to tell its place.
             for (const auto at : clicks) {
                 const std::array pulse{0.3F, 0.6F, 0.9F, 0.6F, 0.3F};
                 std::copy(pulse.begin(), pulse.end(),
@@ -72,7 +72,7 @@ TEST_P(EncodedAudio, keepsEverySampleInItsPlaceAndItsLength) {
             }
         }
         {
-            // In pieces that fit neither the encoder's nor the test's.
+            // In pieces of another size than the encoder's frames and the reader's pieces.
             AudioWriter writer(file, {.sampleRate = sampleRate, .channels = static_cast<int>(channels)});
             for (std::size_t at = 0; at < frames; at += 3'001) {
                 AudioBuffer piece;
@@ -128,10 +128,9 @@ TEST(AudioReader, deliversFloatsUnchangedInPiecesOfAnySize) {
     }
 }
 
-TEST(AudioReader, aLateStartAndAGapAreSilence) {
-    const TemporaryFolder folder;
-    const auto file = folder / "late.mov";
-    OutputFile output(file, "mov");
+/// A track of packets that start at these samples and count 1,000 samples of 16 bits from 1.
+void writePcm(const std::filesystem::path& file, const char* container, const std::vector<std::int64_t>& starts) {
+    OutputFile output(file, container);
     AVStream& stream = output.addStream();
     stream.time_base = {1, 48'000};
     stream.codecpar->codec_type = AVMEDIA_TYPE_AUDIO;
@@ -143,7 +142,7 @@ TEST(AudioReader, aLateStartAndAGapAreSilence) {
     Dictionary options{{"movie_timescale", "48000"}};
     output.start(options);
     constexpr int packetFrames = 1'000;
-    for (const std::int64_t start : {12'345, 13'345, 14'345}) {
+    for (const std::int64_t start : starts) {
         const PacketHandle packet = makePacket();
         ASSERT_GE(av_new_packet(packet.get(), 2 * packetFrames), 0);
         for (int i = 0; i < packetFrames; ++i) {
@@ -152,20 +151,67 @@ TEST(AudioReader, aLateStartAndAGapAreSilence) {
         }
         packet->pts = packet->dts = start;
         packet->duration = packetFrames;
+        av_packet_rescale_ts(packet.get(), {1, 48'000}, stream.time_base);
         output.write(*packet);
     }
     output.finish();
+}
 
-    const AudioBuffer audio = readAll(file, 500);
+TEST(AudioReader, aLateStartIsSilence) {
+    const TemporaryFolder folder;
+    writePcm(folder / "late.mov", "mov", {12'345, 13'345, 14'345});
+    const AudioBuffer audio = readAll(folder / "late.mov", 500);
     ASSERT_EQ(audio.frames(), 15'345U);
     EXPECT_EQ(std::count(audio.channels[0].begin(), audio.channels[0].begin() + 12'345, 0.F), 12'345);
     for (std::size_t i = 12'345; i < audio.frames(); ++i) {
-        // 16 bits are of 1/32768 each.
+        // 16 bits in steps of 1/32768.
         ASSERT_EQ(audio.channels[0][i], static_cast<float>((i - 12'345) % 1'000 + 1) / 32'768.F) << i;
     }
 }
 
-TEST(AudioReader, whatIsNoAudioIsRefusedAndWhatIsCutIsDamaged) {
+TEST(AudioReader, seekingContinuesAtTheSampleOfATime) {
+    const TemporaryFolder folder;
+    constexpr std::size_t frames = 120'000;
+    AudioBuffer clicks = silence(frames);
+    for (std::size_t at = 300; at + 5 < frames; at += 4'973)
+        for (std::size_t i = 0; i < 5; ++i) clicks.channels[0][at + i] = i == 2 ? 0.9F : 0.45F;
+    writeWave(folder / "sound.wav", clicks, 48'000);
+    writeAudio(folder / "sound.m4a", clicks);  // encoder delay in the edit list
+    {
+        AudioWriter writer(folder / "fragmented.m4a", {.sampleRate = 48'000, .channels = 2},
+                           FileLayout::fragmented);
+        writer.write(clicks);
+        writer.flush();
+        writer.finish();
+    }
+    std::vector<std::int64_t> starts;
+    for (int i = 0; i < 100; ++i) starts.push_back(30'001 + 1'000 * i);
+    writePcm(folder / "late.mov", "mov", starts);
+    writePcm(folder / "coarse.mkv", "matroska", starts);  // times in milliseconds
+    movies::write(folder / "video.mp4", movies::steady(150, 10));
+    Remuxer::mux(folder / "video.mp4", folder / "sound.m4a", folder / "both.mp4");
+    for (const char* name : {"sound.wav", "sound.m4a", "fragmented.m4a", "late.mov", "coarse.mkv", "both.mp4"}) {
+        SCOPED_TRACE(name);
+        const std::vector<float> whole = readAll(folder / name).channels[0];
+        ASSERT_GE(whole.size(), frames);
+        AudioReader reader(folder / name);
+        for (const std::size_t sample : {90'000UL, 30'000UL, 30'001UL, 30'002UL, 0UL, 1UL, 60'001UL, 20'000UL,
+                                         100'123UL, whole.size() - 1, whole.size(), 500'000UL, 77'777UL}) {
+            SCOPED_TRACE(sample);
+            reader.seek(static_cast<double>(sample) / 48'000);
+            const std::vector<float> rest = readRest(reader, 777).channels[0];
+            ASSERT_EQ(rest.size(), whole.size() - std::min(sample, whole.size()));
+            float difference = 0;
+            for (std::size_t i = 0; i < rest.size(); ++i)
+                difference = std::max(difference, std::fabs(rest[i] - whole[sample + i]));
+            EXPECT_LE(difference, 0);
+        }
+        reader.seek(-1);
+        EXPECT_EQ(readRest(reader).frames(), whole.size());
+    }
+}
+
+TEST(AudioReader, refusesFilesWithoutAudioAndReportsCutOnes) {
     const TemporaryFolder folder;
     movies::write(folder / "video.mp4", movies::steady(60, 10));
     EXPECT_EQ(thrownBy([&] { AudioReader{folder / "video.mp4"}; }), Kind::noAudioTrack);
@@ -187,7 +233,7 @@ TEST(AudioReader, whatIsNoAudioIsRefusedAndWhatIsCutIsDamaged) {
     EXPECT_EQ(thrownBy([&] { (void)reader.read(buffer, 4'096); }), Kind::damaged);
 }
 
-TEST(AudioWriter, whatWasFlushedOfAFragmentedFilePlaysThoughItIsNeverFinished) {
+TEST(AudioWriter, aFragmentedFilePlaysUpToItsLastFlush) {
     const TemporaryFolder folder;
     const auto file = folder / "mic.m4a";
     const AudioSettings settings{.sampleRate = 48'000, .channels = 1, .bitRate = 128'000};
@@ -202,7 +248,8 @@ TEST(AudioWriter, whatWasFlushedOfAFragmentedFilePlaysThoughItIsNeverFinished) {
         for (int i = 0; i < 3; ++i) {
             writer.write(second);
             writer.flush();
-            // Beside the writer, as if it had been killed. The encoder holds back three frames at most.
+            // Read while it is being written, as if the writer had been killed. The encoder holds three frames at
+            // most.
             EXPECT_EQ(writer.bytes(), static_cast<std::int64_t>(std::filesystem::file_size(file)));
             const AudioBuffer back = readAll(file);
             EXPECT_GE(back.frames(), 48'000U * static_cast<unsigned>(i + 1) - 3072U);
@@ -239,7 +286,7 @@ TEST(AudioWriter, leavesNoFileWhenItCannotFinish) {
     }
 }
 
-/// The tick of 1/600 s at which each picture is shown.
+/// The tick of 1/600 s at which each frame is shown.
 std::vector<double> ticksOf(const std::filesystem::path& file) {
     VideoReader reader(file);
     std::vector<double> ticks;
@@ -252,17 +299,17 @@ std::vector<double> ticksOf(const std::filesystem::path& file) {
 
 class JoinedTracks : public testing::TestWithParam<VideoCodec> {};
 
-TEST_P(JoinedTracks, clickAndPictureStayTogetherToTheSample) {
+TEST_P(JoinedTracks, clickAndFrameStayTogetherToTheSample) {
     const TemporaryFolder folder;
     const auto video = folder / "video.mp4", audio = folder / "sound.m4a";
-    // Irregular times, a last frame of a sixtieth; 500 ticks are 40,000 samples.
+    // Uneven times, the last frame lasts a sixtieth; 500 ticks are 40,000 samples.
     std::vector<std::int64_t> ticks = movies::steady(40, 11);
     ticks.push_back(490);
     movies::write(video, ticks, movies::settings(GetParam()));
     const bool isMovie = GetParam() == VideoCodec::prores;  // whatever its name ends in
     const Container container = isMovie ? Container::mov : Container::mp4;
     const char* const tag = isMovie ? "apcn" : GetParam() == VideoCodec::hevc ? "hvc1" : "avc1";
-    // Longer and shorter than the picture, and of the same length.
+    // Longer than the video, shorter, and as long.
     for (const std::size_t frames : {100'000UL, 20'000UL, 40'000UL}) {
         SCOPED_TRACE(frames);
         AudioBuffer clicks = silence(frames);
@@ -272,8 +319,8 @@ TEST_P(JoinedTracks, clickAndPictureStayTogetherToTheSample) {
             if (i < frames) clicks.channels[0][i] = 0.9F;
         }
         writeAudio(audio, clicks);
-        // Once from the sound alone, once from a file that has a picture too; and with pictures that are still
-        // being encoded, where the sound comes before the first, after some, or when all are.
+        // Muxed from the audio alone, and from a file with video too; and under video that is still being encoded,
+        // where the audio is found before the first frame, after some, or after all.
         const double end = 500.0 / 600;
         Remuxer::mux(video, audio, folder / "once.mp4", end, container);
         Remuxer::mux(video, folder / "once.mp4", folder / "twice.mp4", end, container);
@@ -315,7 +362,7 @@ INSTANTIATE_TEST_SUITE_P(Codecs, JoinedTracks,
                          testing::Values(VideoCodec::h264, VideoCodec::hevc, VideoCodec::prores),
                          [](const auto& instance) { return movies::nameOf(instance.param); });
 
-TEST(VideoWriter, audioWrittenWithThePictureStaysWithIt) {
+TEST(VideoWriter, audioWrittenWithFramesStaysWithThem) {
     const TemporaryFolder folder;
     const auto file = folder / "both.mp4";
     AudioBuffer audio = silence(48'000, 1);
@@ -375,7 +422,7 @@ TEST(VideoWriter, waitsForAudioNoLongerThanMemoryAllows) {
     EXPECT_NEAR(reader.info().duration, static_cast<double>(frames) / 60, 1e-9);
 }
 
-TEST(VideoWriter, leavesNoFileWhenTheAudioCannotBeHad) {
+TEST(VideoWriter, leavesNoFileWhenTheAudioFails) {
     const TemporaryFolder folder;
     const auto file = folder / "both.mp4", audio = folder / "sound.m4a";
     const auto writing = [&](const AudioFinder& find) {
@@ -419,7 +466,7 @@ TEST(Remuxer, reportsWhatIsMissingAndLeavesNoPartialFile) {
         }));
         EXPECT_TRUE(target.isEmpty());
     }
-    // A cut picture is no shorter picture.
+    // Cut video is damaged, not shorter.
     std::filesystem::resize_file(video, std::filesystem::file_size(video) / 2);
     EXPECT_EQ(thrownBy([&] { Remuxer::mux(video, audio, destination); }), Kind::damaged);
     EXPECT_TRUE(target.isEmpty());

@@ -1,3 +1,5 @@
+#include "Media/InputFile.h"
+#include "Media/LiveWriter.h"
 #include "Media/MediaError.h"
 #include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
@@ -74,11 +76,8 @@ TEST_P(VideoFiles, aSteadyFileIsAsLongAsItsFramesAndTaggedForTheWeb) {
     EXPECT_NEAR(info.duration, 2.5, 1e-9);
     EXPECT_FALSE(info.hasAudio);
 
-    AVFormatContext* opened = nullptr;
-    ASSERT_GE(avformat_open_input(&opened, file.c_str(), nullptr, nullptr), 0);
-    const InputHandle input(opened);
-    ASSERT_GE(avformat_find_stream_info(input.get(), nullptr), 0);
-    AVStream& stream = *input->streams[0];
+    InputFile input(file);
+    AVStream& stream = input.requiredStream(AVMEDIA_TYPE_VIDEO);
     const bool isProres = GetParam() == VideoCodec::prores;
     EXPECT_EQ(stream.codecpar->codec_tag, isProres                         ? MKTAG('a', 'p', 'c', 'n')
                                           : GetParam() == VideoCodec::hevc ? MKTAG('h', 'v', 'c', '1')
@@ -87,7 +86,7 @@ TEST_P(VideoFiles, aSteadyFileIsAsLongAsItsFramesAndTaggedForTheWeb) {
     EXPECT_EQ(stream.codecpar->color_primaries, AVCOL_PRI_BT709);
     EXPECT_EQ(stream.codecpar->color_trc, AVCOL_TRC_BT709);
     EXPECT_EQ(stream.codecpar->color_space, AVCOL_SPC_BT709);
-    // ProRes knows no other range, and QuickTime's colr box none at all: libavformat 7.1 leaves it open.
+    // ProRes has no other range, and QuickTime's colr box none at all: libavformat 7.1 leaves it unspecified.
     if (!isProres || stream.codecpar->color_range != AVCOL_RANGE_UNSPECIFIED) {
         EXPECT_EQ(stream.codecpar->color_range, AVCOL_RANGE_MPEG);
     }
@@ -105,39 +104,80 @@ TEST_P(VideoFiles, aSteadyFileIsAsLongAsItsFramesAndTaggedForTheWeb) {
         if ((avformat_index_get_entry(&stream, i)->flags & AVINDEX_KEYFRAME) != 0) lastKeyFrame = i;
         EXPECT_LE(i - lastKeyFrame, 33);  // 30 as shown; up to 3 reordered ones may be stored behind the key frame
     }
-    // Both the bit stream and the container say how the colours are meant; the latter in a colr box.
+    // Both the bit stream and the container state the colour space; the latter in a colr box.
     EXPECT_NE(content.find("colrnclx"), std::string::npos);
-    // Small pictures keep to a rate only roughly: this catches a rate per tick instead of per frame.
+    // Small frames keep to a rate only roughly: this catches a rate per tick instead of per frame.
     EXPECT_NEAR(static_cast<double>(content.size()) * 8 / 2.5, 200'000, 100'000);
 }
 
-TEST_P(VideoFiles, seekingGivesTheNewestFrameAtOrBeforeEachTime) {
+/// The numbers of the frames that are key frames, by their packets.
+std::vector<unsigned> keyFramesOf(const std::filesystem::path& file, const std::vector<std::int64_t>& ticks) {
+    InputFile input(file);
+    const AVStream& stream = input.requiredStream(AVMEDIA_TYPE_VIDEO);
+    std::vector<unsigned> numbers;
+    const PacketHandle packet = makePacket();
+    while (input.read(*packet)) {
+        if ((packet->flags & AV_PKT_FLAG_KEY) == 0) continue;
+        const std::int64_t tick = av_rescale_q(packet->pts, stream.time_base, {1, 600});
+        numbers.push_back(static_cast<unsigned>(std::ranges::find(ticks, tick) - ticks.begin()));
+    }
+    return numbers;
+}
+
+TEST_P(VideoFiles, seekingGivesTheNewestFrameOrKeyFrameAtOrBeforeEachTime) {
+    using Seek = VideoReader::Seek;
     auto settings = movies::settings(GetParam());
     settings.keyFrameInterval = 25;
-    const auto ticks = movies::steady(90, 10, 120);  // the first at 0.2 s
-    movies::write(file, ticks, settings);
-    VideoReader reader(file);
-    const auto expectAt = [&](double time, unsigned number) {
-        SCOPED_TRACE(time);
-        reader.seek(time);
-        for (unsigned i = number; i < std::min<std::size_t>(number + 3, ticks.size()); ++i) {
-            const auto frame = reader.next();
-            ASSERT_TRUE(frame);
-            EXPECT_EQ(numberOf(*frame), i);
-            EXPECT_EQ(frame->time(), static_cast<double>(ticks[i]) / 600);
+    std::vector<std::int64_t> ticks;  // uneven, the first at 0.2 s
+    for (std::int64_t i = 0, at = 116; i < 90; ++i) ticks.push_back(at += 4 + i * 7 % 13);
+    for (const bool isFragmented : {false, true}) {
+        if (isFragmented && GetParam() == VideoCodec::prores) continue;
+        SCOPED_TRACE(isFragmented);
+        if (!isFragmented) {
+            movies::write(file, ticks, settings);
+        } else {
+            LiveWriter writer(file, settings);
+            writer.start(std::nullopt);
+            for (unsigned i = 0; i < ticks.size(); ++i) {
+                writer.write(movies::numbered(i), ticks[i]);
+                if (i % 10 == 9) writer.flush();
+            }
+            writer.finish();
         }
-    };
-    for (unsigned i = 0; i < ticks.size(); ++i) {
-        // Every frame, back and forth: at its very time, between it and the next, and just before that.
-        const auto number = static_cast<unsigned>(i * 37 % ticks.size());
-        const double time = static_cast<double>(ticks[number]) / 600;
-        expectAt(time, number);
-        expectAt(time + 0.008, number);
-        expectAt(std::nextafter(static_cast<double>(ticks[number] + 10) / 600, 0), number);
+        const std::vector<unsigned> keyFrames = keyFramesOf(file, ticks);
+        ASSERT_GE(keyFrames.size(), 3U);
+        VideoReader reader(file);
+        const auto expectAt = [&](double time, unsigned number, Seek which = Seek::exact) {
+            SCOPED_TRACE(time);
+            reader.seek(time, which);
+            if (which == Seek::keyFrame) number = *std::prev(std::ranges::upper_bound(keyFrames, number));
+            for (unsigned i = number; i < std::min<std::size_t>(number + 3, ticks.size()); ++i) {
+                const auto frame = reader.next();
+                ASSERT_TRUE(frame);
+                EXPECT_EQ(numberOf(*frame), i);
+                EXPECT_EQ(frame->time(), static_cast<double>(ticks[i]) / 600);
+            }
+        };
+        for (unsigned i = 0; i < ticks.size(); ++i) {
+            // Every frame, back and forth: at its very time, between it and the next, and just before that.
+            const auto number = static_cast<unsigned>(i * 37 % ticks.size());
+            const double time = static_cast<double>(ticks[number]) / 600;
+            const double next = number < 89 ? static_cast<double>(ticks[number + 1]) / 600 : 60;
+            expectAt(time, number);
+            expectAt(time, number, Seek::keyFrame);
+            expectAt((time + next) / 2, number);
+            expectAt(std::nextafter(next, 0), number);
+            expectAt(std::nextafter(next, 0), number, Seek::keyFrame);
+        }
+        for (unsigned i = 0; i < ticks.size(); i += 4)
+            expectAt(static_cast<double>(ticks[i]) / 600, i);  // forwards
+        for (const Seek which : {Seek::exact, Seek::keyFrame}) {
+            for (const double early : {0.0, -5.0, 0.1, -std::numeric_limits<double>::infinity()})
+                expectAt(early, 0, which);
+            for (const double late : {1.7, 60.0, std::numeric_limits<double>::infinity()})
+                expectAt(late, 89, which);
+        }
     }
-    for (unsigned i = 0; i < ticks.size(); i += 4) expectAt(static_cast<double>(ticks[i]) / 600, i);  // forwards
-    for (const double early : {0.0, -5.0, 0.1, -std::numeric_limits<double>::infinity()}) expectAt(early, 0);
-    for (const double late : {1.7, 60.0, std::numeric_limits<double>::infinity()}) expectAt(late, 89);
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, VideoFiles,
@@ -235,7 +275,7 @@ INSTANTIATE_TEST_SUITE_P(
                     ForeignColor{"rgb", AV_PIX_FMT_BGR0, AVCOL_SPC_RGB, AVCOL_RANGE_JPEG, bt709}),
     [](const auto& instance) { return instance.param.name; });
 
-TEST(ForeignPictures, chromaLandsOnTheLeftLumaSample) {
+TEST(ForeignVideo, chromaLandsOnTheLeftLumaSample) {
     const TemporaryFolder folder;
     movies::Foreign movie;
     movie.format = AV_PIX_FMT_BGR0;
@@ -262,7 +302,7 @@ TEST(ForeignPictures, chromaLandsOnTheLeftLumaSample) {
     EXPECT_NEAR(error / 60, 0, 0.11);
 }
 
-TEST(ForeignPictures, anOddRowAndColumnAreLeftOut) {
+TEST(ForeignVideo, anOddRowAndColumnAreLeftOut) {
     const TemporaryFolder folder;
     for (const auto format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV444P}) {
         movies::Foreign movie;
@@ -296,7 +336,7 @@ TEST(ForeignPictures, anOddRowAndColumnAreLeftOut) {
     }
 }
 
-TEST(ForeignPictures, aTurnedPictureAndAChangeOfSizeAreRefused) {
+TEST(ForeignVideo, turnedVideoAndAChangeOfSizeAreRefused) {
     const TemporaryFolder folder;
     movies::Foreign turned;
     turned.container = "mov";
@@ -316,7 +356,7 @@ TEST(ForeignPictures, aTurnedPictureAndAChangeOfSizeAreRefused) {
     movies::write(folder / "turned.mov", turned);
     EXPECT_EQ(thrownBy([&] { VideoReader{folder / "turned.mov"}; }), Kind::unsupported);
 
-    // Without a container, streams can simply be put after each other.
+    // Streams without a container can simply be concatenated.
     movies::Foreign bare;
     bare.container = "h264";
     bare.encoder = "libx264";
@@ -332,9 +372,9 @@ TEST(ForeignPictures, aTurnedPictureAndAChangeOfSizeAreRefused) {
               Kind::unsupported);
 }
 
-// Files that are not what they should be
+// Bad files
 
-TEST(BadVideoFiles, whatIsNoVideoCannotBeOpenedAndTheMessageSaysWhichFile) {
+TEST(BadVideoFiles, areRefusedWithAMessageThatNamesTheFile) {
     const TemporaryFolder folder;
     std::filesystem::create_directory(folder / "folder.mp4");
     writeFile(folder / "empty.mp4", "");
@@ -357,7 +397,7 @@ TEST(BadVideoFiles, whatIsNoVideoCannotBeOpenedAndTheMessageSaysWhichFile) {
     EXPECT_EQ(thrownBy([&] { VideoReader{folder / "sound.wav"}; }), Kind::noVideoTrack);
 }
 
-TEST(BadVideoFiles, aNameWithAColonIsNoProtocol) {
+TEST(BadVideoFiles, aNameWithAColonIsNotAProtocol) {
     const TemporaryFolder folder;
     const auto old = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
@@ -385,7 +425,7 @@ TEST(BadVideoFiles, aTrackWithoutFramesIsSimplyAtItsEnd) {
     EXPECT_FALSE(reader.next());
 }
 
-TEST(BadVideoFiles, aFileCutAnywhereIsDamagedNotShort) {
+TEST(BadVideoFiles, aFileCutAnywhereIsDamaged) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mp4";
     movies::write(file, movies::steady(60, 10));
@@ -393,7 +433,7 @@ TEST(BadVideoFiles, aFileCutAnywhereIsDamagedNotShort) {
     const std::size_t dataStart = whole.find("mdat") + 4;  // the index before it is complete
     std::size_t read = 0;
     for (std::size_t i = 0; i < 12; ++i) {
-        // The last cuts are within the last bytes, where only the last frame misses some.
+        // The last cuts are within the last bytes, so that only the last frame lacks some.
         const std::size_t size = i < 10 ? dataStart + (whole.size() - dataStart) * i / 10 : whole.size() - 20 + i;
         SCOPED_TRACE(size);
         writeFile(file, whole.substr(0, size));
@@ -401,7 +441,7 @@ TEST(BadVideoFiles, aFileCutAnywhereIsDamagedNotShort) {
         EXPECT_EQ(thrownBy(
                       [&] {
                           VideoReader reader(file);
-                          // In order, though one that is shown before others may be stored behind them.
+                          // In order; but frames may be missing that are stored after later ones.
                           unsigned next = 0;
                           for (read = 0; const auto frame = reader.next(); ++read) {
                               const auto number = numberOf(*frame);
@@ -417,7 +457,7 @@ TEST(BadVideoFiles, aFileCutAnywhereIsDamagedNotShort) {
     EXPECT_GT(read, 40U);  // what is there is delivered first
     EXPECT_LT(read, 60U);
 
-    // Cut in its index it is no movie at all.
+    // Cut in its index it cannot be opened.
     writeFile(file, whole.substr(0, dataStart / 2));
     EXPECT_EQ(thrownBy([&] { VideoReader{file}; }), Kind::cannotOpen);
 }
@@ -456,7 +496,18 @@ TEST(BadVideoFiles, damageInsideIsReportedAndNeverCrashes) {
 
 // Writing
 
-TEST(VideoWriter, anUnfinishedFileIsRemovedAndAnOlderOneReplaced) {
+TEST(VideoWriter, putsTheIndexLastIfAsked) {
+    const TemporaryFolder folder;
+    VideoSettings settings = movies::settings();
+    settings.layout = FileLayout::indexLast;
+    movies::write(folder / "video.mp4", movies::steady(20, 10), settings);
+    const std::string content = contentsOf(folder / "video.mp4");
+    EXPECT_GT(content.find("moov"), content.find("mdat"));
+    VideoReader reader(folder / "video.mp4");
+    EXPECT_EQ(readAllFrames(reader), 20U);
+}
+
+TEST(VideoWriter, removesAnUnfinishedFileAndReplacesAnOlderOne) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mp4";
     writeFile(file, "older");
@@ -471,7 +522,7 @@ TEST(VideoWriter, anUnfinishedFileIsRemovedAndAnOlderOneReplaced) {
     EXPECT_EQ(readAllFrames(reader), 3U);
 }
 
-TEST(VideoWriter, whatCannotBeEncodedIsRefusedBeforeAnyFileIsTouched) {
+TEST(VideoWriter, refusesWhatItCannotEncodeBeforeAnyFileIsTouched) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mp4";
     writeFile(file, "older");
@@ -493,13 +544,13 @@ TEST(VideoWriter, whatCannotBeEncodedIsRefusedBeforeAnyFileIsTouched) {
     EXPECT_EQ(thrownBy([&] { VideoWriter{folder.path(), movies::settings()}; }), Kind::cannotWrite);
 }
 
-TEST(VideoWriter, aFullDiskIsReportedAndLeavesNoFile) {
+TEST(VideoWriter, leavesNoFileOnAFullDisk) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mp4";
     movies::write(folder / "size.mp4", movies::steady(100, 10));
     const auto size = std::filesystem::file_size(folder / "size.mp4");
     std::filesystem::remove(folder / "size.mp4");
-    // Full at once, in the middle, and only when the index is written and the data moved behind it.
+    // Full at once, in the middle, and only when the index is written and the data moved after it.
     for (const auto limit : {std::uintmax_t{0}, size / 2, size - 200}) {
         SCOPED_TRACE(limit);
         EXPECT_TRUE(holdsOnFullDisk(limit, [&] {

@@ -36,9 +36,8 @@ inline void writeWave(const std::filesystem::path& file, const AudioBuffer& audi
     }
 }
 
-/// A file's whole audio, read `step` frames at a time.
-[[nodiscard]] inline AudioBuffer readAll(const std::filesystem::path& file, std::size_t step = 5000) {
-    AudioReader reader(file);
+/// All audio that is still to be read, `step` frames at a time.
+[[nodiscard]] inline AudioBuffer readRest(AudioReader& reader, std::size_t step = 5000) {
     AudioBuffer all, piece;
     all.channels.resize(static_cast<std::size_t>(reader.channels()));
     while (reader.read(piece, step)) {
@@ -47,6 +46,11 @@ inline void writeWave(const std::filesystem::path& file, const AudioBuffer& audi
         }
     }
     return all;
+}
+
+[[nodiscard]] inline AudioBuffer readAll(const std::filesystem::path& file, std::size_t step = 5000) {
+    AudioReader reader(file);
+    return readRest(reader, step);
 }
 
 }  // namespace lumenwhirl
