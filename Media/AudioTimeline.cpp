@@ -20,13 +20,12 @@ namespace {
 
 constexpr int blockFrames = 4096;  // given to the sink at once
 
-// The times' errors are averaged, and what is left is made up for over a longer while, so that jitter is not
-// heard: a clock wrong by 100 ppm leaves the sound 1 ms off; times that jitter by 3 ms make its pitch waver by
-// some 20 ppm.
+// The errors of the times are averaged, and the rest is corrected slowly, so that jitter cannot be heard: a clock
+// wrong by 100 ppm leaves the audio 1 ms off; times that jitter by 3 ms make its pitch waver by about 20 ppm.
 constexpr double averagingTime = 2;       // seconds
 constexpr double correctionTime = 10;     // seconds
-constexpr double mostCorrection = 0.005;  // of the rate, a twelfth of a semitone: of a device that was off by much
-constexpr int correctionSpan = 10;        // seconds over which swresample is told to stretch, for a fine ratio
+constexpr double mostCorrection = 0.005;  // of the rate, a twelfth of a semitone: for a device that is far off
+constexpr int correctionSpan = 10;        // seconds over which swresample is asked to stretch, for a fine ratio
 
 }  // namespace
 
@@ -48,14 +47,14 @@ struct AudioTimeline::State {
     std::vector<float*> planes;
     bool isRunning = false;  // the next block is expected to follow the last
     std::int64_t given = 0;  // samples
-    double error = 0;        // seconds by which blocks come later than they are laid, averaged
+    double error = 0;        // seconds by which blocks come later than they are placed, averaged
 };
 
 AudioTimeline::State::State(int sampleRate, int channelCount, Sink to)
     : rate(sampleRate), channels(channelCount), sink(std::move(to)) {
     constexpr int highestRate = 768'000, mostChannels = 64;
     if (rate < 1 || rate > highestRate || channels < 1 || channels > mostChannels)
-        throw std::invalid_argument("no sound has this rate or so many channels");
+        throw std::invalid_argument("audio cannot have this rate or number of channels");
     buffer.assign(static_cast<std::size_t>(channels), std::vector<float>(blockFrames));
     for (auto& plane : buffer) planes.push_back(plane.data());
     AVChannelLayout layout{};
@@ -66,12 +65,12 @@ AudioTimeline::State::State(int sampleRate, int channelCount, Sink to)
     resampler.reset(made);
     av_channel_layout_uninit(&layout);
     if (result < 0) throw std::bad_alloc();
-    av_opt_set_int(made, "flags", SWR_FLAG_RESAMPLE, 0);  // from the start: it would begin to with a click
+    av_opt_set_int(made, "flags", SWR_FLAG_RESAMPLE, 0);  // from the start: to begin later clicks
     av_opt_set_int(made, "linear_interp", 1, 0);
     restart();
 }
 
-/// Forgets what the resampler holds, and the ratio it has.
+/// Drops what the resampler holds, and its ratio.
 void AudioTimeline::State::restart() {
     swr_close(resampler.get());
     if (swr_init(resampler.get()) < 0) throw std::bad_alloc();
@@ -91,7 +90,7 @@ void AudioTimeline::State::add(double time, const float* samples, std::size_t fr
     if (isRunning) {
         drain();
         restart();
-        isRunning = false;  // a block that is cut as a whole leaves it so: the next is laid exactly again
+        isRunning = false;  // stays so if the whole block is cut: the next one is placed exactly again
     }
     const std::int64_t hole = sampleAt(time) - given;
     const auto cut =
@@ -137,7 +136,7 @@ void AudioTimeline::State::silence(std::int64_t frames) {
 }
 
 void AudioTimeline::State::give(int frames) {
-    if (frames < 0) throw std::bad_alloc();  // nothing else makes it fail
+    if (frames < 0) throw std::bad_alloc();  // the only way to fail
     if (frames == 0) return;
     given += frames;
     sink(planes.data(), static_cast<std::size_t>(frames));

@@ -46,12 +46,12 @@ struct AudioWriter::State {
     void encode(const AudioBuffer& buffer);
     void check(int result) const;
 
-    int inputRate, channels, rate;  // of what is given; of the file
+    int inputRate, channels, rate;  // given; of the file, the last two
     bool mixes;
     std::optional<OutputFile> output;
     std::optional<AudioEncoder> encoder;
     ResamplerHandle resampler;            // where the rates differ
-    std::int64_t taken = 0, written = 0;  // samples, at each one's rate
+    std::int64_t taken = 0, written = 0;  // samples, at inputRate and at rate
 };
 
 AudioWriter::State::State(const std::filesystem::path& file, const AudioSettings& audio, FileLayout layout)
@@ -73,7 +73,7 @@ AudioWriter::State::State(const std::filesystem::path& file, const AudioSettings
         check(result);
         check(swr_init(resampler.get()));
     }
-    // How long the track plays is told in these units: in samples, so that its end is exact.
+    // The unit of the track's duration: samples, so that its end is exact.
     Dictionary options{{"movie_timescale", std::to_string(rate)}};
     output->start(options);
     if (layout == FileLayout::fragmented) {
@@ -85,7 +85,7 @@ AudioWriter::State::State(const std::filesystem::path& file, const AudioSettings
 void AudioWriter::State::check(int result) const {
     if (orOutOfMemory(result) >= 0) return;
     throw MediaError(MediaError::Kind::unsupported, output->path(),
-                     "cannot resample the sound: " + reasonFor(result));
+                     "cannot resample the audio: " + reasonFor(result));
 }
 
 void AudioWriter::State::write(const AudioBuffer& buffer) {
@@ -98,7 +98,7 @@ void AudioWriter::State::write(const AudioBuffer& buffer) {
     encode(resampled);
 }
 
-/// What the resampler has ready after `buffer`; without one, all that is left.
+/// What the resampler has ready after `buffer`, or without one everything that is left.
 void AudioWriter::State::resample(const AudioBuffer* buffer, AudioBuffer& resampled) {
     const int count = buffer ? static_cast<int>(buffer->frames()) : 0;
     const int room = swr_get_out_samples(resampler.get(), count);
@@ -122,7 +122,7 @@ void AudioWriter::State::encode(const AudioBuffer& buffer) {
 
 void AudioWriter::State::finish() {
     if (resampler) {
-        // The resampler ends some samples early or late; the length is to be what was given.
+        // The resampler ends some samples early or late; the length must be that of what was given.
         AudioBuffer rest;
         resample(nullptr, rest);
         const std::int64_t missing = av_rescale(taken, rate, inputRate) - written;

@@ -16,7 +16,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
-/// Owners of FFmpeg's handles. Only for Media's sources: no public header shows FFmpeg.
+/// Owners of FFmpeg's handles. Only for Media's sources: no public header exposes FFmpeg.
 namespace lumenwhirl {
 
 /// Deleter for a C release function that takes the handle or its address; not for av_freep (void*: either).
@@ -41,7 +41,7 @@ using OutputHandle = std::unique_ptr<AVFormatContext, ReleasedBy<&avformat_free_
 using ScalerHandle = std::unique_ptr<SwsContext, ReleasedBy<&sws_freeContext>>;
 using ResamplerHandle = std::unique_ptr<SwrContext, ReleasedBy<&swr_free>>;
 
-/// Options by name, for the calls that take the address of a dictionary and leave in it what they did not know.
+/// Options by name, for calls that take the address of a dictionary and leave in it what they did not know.
 class Dictionary {
 public:
     Dictionary() = default;
@@ -59,17 +59,16 @@ private:
     AVDictionary* dictionary_ = nullptr;
 };
 
-/// Never null: throw std::bad_alloc.
+/// Never null; throw std::bad_alloc.
 [[nodiscard]] FrameHandle makeFrame();
 [[nodiscard]] PacketHandle makePacket();
 
 /// The library's words for its error code.
 [[nodiscard]] std::string reasonFor(int error);
-/// `result`, or std::bad_alloc when it says that memory ran out: that is no fault of a file.
+/// Returns `result`, but throws std::bad_alloc if it says that memory ran out, as no file is to blame for that.
 int orOutOfMemory(int result);
 
-/// What libavformat calls a file of this system. The protocol is named, or a colon in a name would be taken for
-/// one.
+/// libavformat's URL of a local file. It names the protocol, or a colon in the file's name would end one.
 [[nodiscard]] std::string urlOf(const std::string& file);
 
 /// Tagged as every VideoFrame is: BT.709, limited range, left-sited chroma.

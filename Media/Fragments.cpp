@@ -19,12 +19,12 @@ struct Box {
     }
 };
 
-/// Walks through boxes, which must lie as a whole before the end of what they are in.
+/// Walks through boxes, each of which must end within the one it is in.
 class BoxReader {
 public:
     BoxReader(const std::filesystem::path& file, std::int64_t size) : in_(file, std::ios::binary), size_(size) {}
 
-    /// The box there; empty where none fits.
+    /// The box at that place; empty if none fits.
     [[nodiscard]] std::optional<Box> at(std::int64_t place, std::int64_t limit) {
         Box box;
         box.content = place + 8;
@@ -49,7 +49,7 @@ public:
         for (auto box = at(outer.content, outer.end); box; box = at(box->end, outer.end)) visit(*box);
     }
 
-    /// Four bytes of a box's content, after `skipped` ones.
+    /// Four bytes of a box's content, after the first `skipped`.
     [[nodiscard]] std::int64_t numberIn(const Box& box, std::int64_t skipped) {
         if (box.end - box.content < skipped + 4) return 0;
         in_.seekg(box.content + skipped);
@@ -58,7 +58,7 @@ public:
     }
 
 private:
-    /// Big-endian; beyond 63 bits it is no length of anything.
+    /// Big-endian; -1 beyond 63 bits, which no length needs.
     std::int64_t number(int bytes) {
         std::uint64_t value = 0;
         for (int i = 0; i < bytes; ++i) value = value << 8 | static_cast<std::uint8_t>(in_.get());
@@ -74,7 +74,7 @@ std::int64_t packetsOf(BoxReader& reader, const Box& fragment) {
     reader.each(fragment, [&](const Box& track) {
         if (!track.is("traf")) return;
         reader.each(track, [&](const Box& run) {
-            if (run.is("trun")) count += reader.numberIn(run, 4);  // behind version and flags
+            if (run.is("trun")) count += reader.numberIn(run, 4);  // after version and flags
         });
     });
     return count;

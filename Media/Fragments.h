@@ -5,15 +5,15 @@
 
 namespace lumenwhirl {
 
-/// What the boxes of an MP4 (ISO/IEC 14496-12) tell without reading what is in them; of other files, nothing.
+/// What the boxes of an MP4 (ISO/IEC 14496-12) tell without reading the media data; nothing of other files.
 struct Fragments {
     bool hasIndex = false;        // a complete one
-    bool isFragmented = false;    // its index says that fragments follow, which there may be none of yet
-    std::int64_t wholeBytes = 0;  // of a fragmented one, up to the end of the last fragment that is complete
+    bool isFragmented = false;    // the index announces fragments, even if there are none yet
+    std::int64_t wholeBytes = 0;  // of a fragmented file, up to the end of the last complete fragment
     std::int64_t packets = 0;     // of all tracks, in complete fragments
 };
 
-/// Of a file that may end anywhere. A file that cannot be read is none.
+/// The file may end anywhere; one that cannot be read has none.
 [[nodiscard]] Fragments fragmentsOf(const std::filesystem::path& file);
 
 }  // namespace lumenwhirl

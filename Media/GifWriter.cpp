@@ -21,18 +21,18 @@ extern "C" {
 namespace lumenwhirl {
 namespace {
 
-constexpr int ticksPerSecond = 100;           // what GIF counts in
+constexpr int ticksPerSecond = 100;           // GIF's unit of time
 constexpr std::int64_t longestDelay = 65535;  // ticks; 16 bits
 constexpr int largestSide = 32768;
 
-/// Steps of 255 by which R, G or B may be off before a pixel counts as changed: what encoders leave behind where
-/// nothing moves. Compared with the colour that the pixel was last drawn for, so that nothing creeps.
-/// Of the demo recording at 720x405: 0 steps 4.79 MB, PSNR 40.99 dB; 1: 4.20, 40.94; 2: 3.89, 40.84;
+/// Steps of 255 by which R, G or B may differ before a pixel counts as changed: the noise that encoders leave
+/// where nothing moves. Compared with the colour that the pixel was last drawn for, so that differences cannot add
+/// up. For the demo recording at 720x405: 0 steps 4.79 MB, PSNR 40.99 dB; 1: 4.20, 40.94; 2: 3.89, 40.84;
 /// 3: 3.75, 40.62.
 constexpr int tolerance = 2;
-constexpr int smallestGap = 16;  // unchanged rows that part one changed area from the next
+constexpr int smallestGap = 16;  // unchanged rows that separate two changed areas
 
-/// When frame `index` starts to show.
+/// When frame `index` begins to be shown.
 [[nodiscard]] std::int64_t tickOf(std::int64_t index, int frameRate) {
     return (2 * ticksPerSecond * index + frameRate) / (2 * frameRate);
 }
@@ -41,7 +41,7 @@ void check(const GifSettings& settings, const std::filesystem::path& file) {
     const auto isSide = [](int side) { return side >= 1 && side <= largestSide; };
     if (!isSide(settings.width) || !isSide(settings.height) || !isSide(settings.widest)) {
         throw MediaError(MediaError::Kind::unsupported, file,
-                         "cannot make a GIF of pictures of " + std::to_string(settings.width) + "x" +
+                         "cannot make a GIF of frames of " + std::to_string(settings.width) + "x" +
                              std::to_string(settings.height));
     }
     if (settings.frameRate < 1 || settings.frameRate > 50) {
@@ -132,13 +132,13 @@ struct GifWriter::State {
     ScalerHandle scaler;
     std::optional<Palette> palette;
     bool hasLearned = false;
-    bool isEnded = false;  // the container
+    bool isEnded = false;  // the container is closed
 
     std::int64_t frames = 0;    // written
-    std::int64_t sentTick = 0;  // of the picture that the encoder got last
-    Picture last;               // written last
+    std::int64_t sentTick = 0;  // of the frame that the encoder got last
+    Picture last;            // written last
     FrameHandle next;           // R, G, B, A
-    FrameHandle seen;           // R, G, B, A: what each pixel of `shown` was made of
+    FrameHandle seen;           // R, G, B, A: the colour that each pixel of `shown` stands for
     FrameHandle shown;          // indices
     std::vector<Area> areas;
 };
@@ -150,7 +150,7 @@ GifWriter::State::State(const std::filesystem::path& file, const GifSettings& ho
     next = makePixels(width, static_cast<int>(height), AV_PIX_FMT_RGBA);
     shown = makePixels(next->width, next->height, AV_PIX_FMT_PAL8);
     scaler = makeScaler(settings, *next);
-    if (!scaler) throw MediaError(MediaError::Kind::unsupported, file, "cannot scale the pictures for a GIF");
+    if (!scaler) throw MediaError(MediaError::Kind::unsupported, file, "cannot scale the frames for a GIF");
     encoder.emplace(openEncoder(*next, settings, file));
     palette.emplace(file);
 
@@ -183,7 +183,7 @@ void GifWriter::State::write(const Picture& frame) {
         if (!hasLearned) learn(frame);
         palette->choose();
         std::uint32_t entries[AVPALETTE_COUNT];
-        // The encoder marks what stays with the entry that is transparent.
+        // The encoder uses the transparent entry for pixels that do not change.
         std::fill(std::begin(entries), std::end(entries), 0xFF000000U);
         entries[Palette::mostColors] = 0;
         std::copy(palette->colors().begin(), palette->colors().end(), entries);
@@ -200,7 +200,7 @@ void GifWriter::State::write(const Picture& frame) {
         return;
     }
     if (!isFirst) showUntil(tick);
-    // The encoder still has the picture before to compare with.
+    // The encoder still compares with the frame before.
     if (av_frame_make_writable(shown.get()) < 0) throw std::bad_alloc();
     for (const Area& area : areas) draw(picture, area);
     send(tick);
@@ -243,7 +243,7 @@ void GifWriter::State::draw(const AVFrame& picture, const Area& area) {
     }
 }
 
-/// Repeats the picture as often as it takes for a delay to reach `tick`.
+/// Repeats the frame as often as needed for a delay to reach `tick`.
 void GifWriter::State::showUntil(std::int64_t tick) {
     while (tick - sentTick > longestDelay) send(sentTick + longestDelay);
 }
@@ -259,7 +259,7 @@ void GifWriter::State::finish() {
     const std::int64_t end = tickOf(frames, settings.frameRate);
     showUntil(end);
     encoder->encode(nullptr);
-    // Until here the container cannot know how long the last picture stays.
+    // Only now is it known how long the last frame is shown.
     if (av_opt_set_int(output->context().priv_data, "final_delay", end - sentTick, 0) < 0) {
         throw MediaError(MediaError::Kind::encoderFailed, output->path(), "cannot end the GIF");
     }
@@ -269,7 +269,7 @@ void GifWriter::State::finish() {
 
 /// Removes the file unless it is complete.
 void GifWriter::State::abandon() noexcept {
-    // FFmpeg 5.1 lets go of the picture written last only here.
+    // FFmpeg 5.1 releases the packet written last only here.
     if (output && !isEnded) av_write_trailer(&output->context());
     isEnded = true;
     output.reset();

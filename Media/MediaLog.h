@@ -2,8 +2,8 @@
 
 namespace lumenwhirl {
 
-/// Keeps the media libraries from printing, for the whole process. For main() alone; what fails is reported by
-/// MediaError either way.
+/// Keeps the media libraries from printing, for the whole process. Only for main(); failures are reported by
+/// MediaError in any case.
 void silenceMediaLibraries();
 
 }  // namespace lumenwhirl

@@ -21,7 +21,7 @@ extern "C" {
 namespace lumenwhirl {
 namespace {
 
-/// An empty file that its owner alone may read, now and not only when it is complete. A code of libavutil.
+/// Creates an empty file that only its owner may read, from the start. A code of libavutil.
 int createForOwner(const std::filesystem::path& file) noexcept {
     constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
     const int made = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, ownerOnly);
@@ -61,7 +61,7 @@ void OutputFile::abandon() noexcept {
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(path_, ignored)) return;  // the name may be that of a device
     if (flushedBytes_ > 0) {
-        // Behind it there may be half a fragment, where the disk was full.
+        // Half a fragment may follow, if the disk was full.
         std::filesystem::resize_file(path_, static_cast<std::uintmax_t>(flushedBytes_), ignored);
     } else {
         std::filesystem::remove(path_, ignored);
@@ -82,7 +82,7 @@ void OutputFile::start(Dictionary& options) {
         case FileLayout::indexLast:
             break;
         case FileLayout::fragmented:
-            // Fragments come by flush() alone. The header waits for the first, or it could not tell where tracks
+            // Only flush() ends a fragment. The header waits for the first, or it could not tell where tracks
             // begin; a table of all fragments at the end, which would be kept in memory, is not needed to read
             // them.
             options.set("movflags", "+frag_custom+empty_moov+default_base_moof+delay_moov+skip_trailer");
@@ -114,14 +114,14 @@ void OutputFile::write(AVPacket& packet) {
 
 void OutputFile::flush() {
     assert(layout_ == FileLayout::fragmented);
-    // The first one ends with the header.
+    // Before the first fragment, one more call writes the header.
     for (int i = flushedBytes_ == 0 ? 0 : 1; i < 2; ++i)
         check(av_write_frame(context_.get(), nullptr), "cannot write");
     avio_flush(context_->pb);
     check(context_->pb->error, "cannot write");
     flushedBytes_ = avio_tell(context_->pb);
-    // How long a track's last packet lasts was a guess: the next fragment is to begin where its packets do, not
-    // where this one's end.
+    // The duration of a track's last packet was a guess: the next fragment must begin where its packets do, not
+    // where this one ends.
     check(av_opt_set(context_->priv_data, "movflags", "+frag_discont", 0), "cannot write");
 }
 

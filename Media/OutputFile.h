@@ -11,12 +11,12 @@ namespace lumenwhirl {
 /// libavformat's name.
 [[nodiscard]] const char* formatName(Container container) noexcept;
 
-/// Tells the container to state how long tracks play in units that both time bases' ticks are whole numbers of, so
-/// that nothing is rounded; where no such unit fits it keeps its own.
+/// Makes the container state the tracks' durations in a unit that divides the ticks of both time bases, so that
+/// nothing is rounded; if there is no such unit, it keeps its own.
 void setMovieTimescale(Dictionary& options, AVRational first, AVRational second);
 
 /// A media file being written. Destroyed before finish(), it removes the file; a fragmented one is cut to what was
-/// flushed, and removed only where that is nothing.
+/// flushed, and removed only if that is nothing.
 class OutputFile {
 public:
     /// Touches no file yet. `format`: libavformat's name. Throws MediaError (cannotWrite).
@@ -31,16 +31,16 @@ public:
     /// A track to be described before start(). Lives as long as this.
     [[nodiscard]] AVStream& addStream();
 
-    /// Creates or replaces the file and writes the header. Throws MediaError (cannotWrite), as all below. From
-    /// here on the streams' time bases are the container's. What the layout needs is added to `options`.
+    /// Creates or replaces the file and writes the header. Throws MediaError (cannotWrite), like everything below.
+    /// From here on the streams' time bases are the container's. Adds what the layout needs to `options`.
     void start(Dictionary& options);
     /// Takes the packet's data; its times are in ticks of its stream. Packets of a stream come in decoding order.
     /// Tracks do not wait for each other in a fragmented file.
     void write(AVPacket& packet);
     /// For fragmented files: hands what was written to the system. Tracks whose times begin below 0 must have a
-    /// packet before the first time.
+    /// packet before the first call.
     void flush();
-    /// Of a fragmented file's flushed part.
+    /// Size of the flushed part of a fragmented file.
     [[nodiscard]] std::int64_t flushedBytes() const noexcept { return flushedBytes_; }
     /// Completes and closes the file.
     void finish();

@@ -22,9 +22,9 @@
 namespace lumenwhirl::Remuxer {
 namespace {
 
-/// The most that the index of some packets can take up, in bytes; empty where that is beyond all files of ours.
+/// The most bytes that the index of so many packets can take up; empty if larger than in any file of ours.
 std::optional<std::int64_t> indexRoom(std::int64_t packets, std::int64_t extradata) {
-    constexpr std::int64_t fixed = 4096;    // all but the tables: some 1.6 kB
+    constexpr std::int64_t fixed = 4096;    // all but the tables: about 1.6 kB
     constexpr std::int64_t perPacket = 48;  // stts 8, ctts 8, stss 4, stsz 4, stsc 12, co64 8, sdtp 1
     constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
     if (packets > most / perPacket || extradata > most) return std::nullopt;
@@ -32,19 +32,19 @@ std::optional<std::int64_t> indexRoom(std::int64_t packets, std::int64_t extrada
     return bytes < most ? std::optional(bytes) : std::nullopt;
 }
 
-/// Room for both tracks' index; empty where their files do not tell how many packets there are.
-std::optional<std::int64_t> indexRoom(const CopiedTrack& picture, const CopiedTrack& audio) {
+/// Room for the index of both tracks; empty if their files do not tell how many packets there are.
+std::optional<std::int64_t> indexRoom(const CopiedTrack& videoTrack, const CopiedTrack& audio) {
     std::int64_t packets = 0, extradata = 0;
-    for (const CopiedTrack* track : {&picture, &audio}) {
+    for (const CopiedTrack* track : {&videoTrack, &audio}) {
         if (std::string_view(track->sourceFile().iformat->name).substr(0, 3) != "mov") return std::nullopt;
-        if (track->isFragmented()) return std::nullopt;  // it tells when it has been read
+        if (track->isFragmented()) return std::nullopt;  // it tells only once it has been read
         packets += avformat_index_get_entries_count(&track->source());
         extradata += track->source().codecpar->extradata_size;
     }
     return indexRoom(packets, extradata);
 }
 
-/// Where there is room for the index in front, moving all behind it in the end would take twice as long.
+/// Reserves room for the index in front, if known: to move everything behind it in the end takes twice as long.
 void putIndexFirst(Dictionary& options, std::optional<std::int64_t> room) {
     if (room) {
         options.set("moov_size", std::to_string(*room));
@@ -53,17 +53,17 @@ void putIndexFirst(Dictionary& options, std::optional<std::int64_t> room) {
     }
 }
 
-/// The picture's packets, each with the time it is shown as its duration. Demuxers give the time to the next
+/// Copies the video's packets, each with a duration of as long as it is shown. Demuxers give the time to the next
 /// packet in decoding order, or nothing; the muxer needs the other for the end of the track.
-class Pictures {
+class CopiedVideo {
 public:
     static constexpr std::int64_t unknown = std::numeric_limits<std::int64_t>::min();
     [[nodiscard]] static std::int64_t ticksOf(const CopiedTrack& track, double seconds) {
         return std::llround(seconds / av_q2d(track.timeBase()));
     }
-    /// Where the file says that the pictures end. libavformat cuts a track's own length to that of its decoding
-    /// times, which with uneven frames is less; the file's length is right where there is nothing but pictures. A
-    /// fragmented file's is a guess.
+    /// When the video ends as the file states it. libavformat shortens a track's own duration to that of its
+    /// decoding times, which with uneven frames is less; the file's duration is right if it holds nothing but the
+    /// video. That of a fragmented file is a guess.
     [[nodiscard]] static std::int64_t promisedEnd(const CopiedTrack& track) {
         const AVStream& stream = track.source();
         const AVFormatContext& file = track.sourceFile();
@@ -75,9 +75,9 @@ public:
         return stream.duration + (stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time);
     }
 
-    /// `end`: of the last one, in ticks, or unknown; then it lasts `lastDuration`, or, without, as long as the one
-    /// before.
-    Pictures(CopiedTrack& track, std::int64_t end, std::int64_t lastDuration = 0)
+    /// `end`: of the last frame, in ticks, or unknown; then it lasts `lastDuration`, or if that is 0 as long as
+    /// the frame before.
+    CopiedVideo(CopiedTrack& track, std::int64_t end, std::int64_t lastDuration = 0)
         : track_(track), promisedEnd_(end), lastDuration_(lastDuration) {}
 
     /// Writes the next packet, in decoding order; false at the end.
@@ -101,7 +101,7 @@ public:
         return true;
     }
 
-    /// Where the pictures written so far end; when they were to be decoded. In the source's ticks.
+    /// When the frames written so far end, and the decoding time of the last one. In the source's ticks.
     [[nodiscard]] std::int64_t end() const noexcept { return end_; }
     [[nodiscard]] std::int64_t decodeTime() const noexcept { return decodeTime_; }
 
@@ -147,38 +147,38 @@ MediaError nothingRecorded(const std::filesystem::path& file) {
 }
 
 /// Writes the whole fragments of `file` as a plain file with its index in front.
-void writePlain(const std::filesystem::path& file, const Fragments& fragments, double lastPicture,
+void writePlain(const std::filesystem::path& file, const Fragments& fragments, double lastFrame,
                 const std::filesystem::path& destination) {
     InputFile input(file);
     AVStream* const stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
     OutputFile output(destination, formatName(Container::mp4));
-    std::optional<CopiedTrack> picture;
+    std::optional<CopiedTrack> videoTrack;
     std::optional<CopiedAudio> audio;
     std::int64_t extradata = 0;
     AVRational base{1, 1};
     Dictionary options;
     if (stream) {
-        picture.emplace(input, *stream, output);
-        base = picture->timeBase();
+        videoTrack.emplace(input, *stream, output);
+        base = videoTrack->timeBase();
         extradata += stream->codecpar->extradata_size;
     }
     if (input.firstStream(AVMEDIA_TYPE_AUDIO)) {
         audio.emplace(file, output);
         extradata += audio->track().source().codecpar->extradata_size;
     }
-    if (!picture && !audio) throw nothingRecorded(file);
+    if (!videoTrack && !audio) throw nothingRecorded(file);
     putIndexFirst(options, indexRoom(fragments.packets, extradata));
     setMovieTimescale(options, base, audio ? audio->track().timeBase() : base);
     output.start(options);
 
-    if (picture) {
-        Pictures pictures(*picture, Pictures::unknown, Pictures::ticksOf(*picture, lastPicture));
-        bool hasPictures = false;
-        while (pictures.copyOne()) {
-            hasPictures = true;
-            if (audio) audio->copyUntil(pictures.decodeTime(), base);
+    if (videoTrack) {
+        CopiedVideo copiedVideo(*videoTrack, CopiedVideo::unknown, CopiedVideo::ticksOf(*videoTrack, lastFrame));
+        bool hasFrames = false;
+        while (copiedVideo.copyOne()) {
+            hasFrames = true;
+            if (audio) audio->copyUntil(copiedVideo.decodeTime(), base);
         }
-        if (!hasPictures) throw nothingRecorded(file);
+        if (!hasFrames) throw nothingRecorded(file);
     }
     if (audio) audio->copyUntil(std::numeric_limits<std::int64_t>::max(), base);
     output.finish();
@@ -191,21 +191,22 @@ void mux(const std::filesystem::path& video, const std::filesystem::path& audio,
     InputFile input(video, AVMEDIA_TYPE_VIDEO);
     AVStream& stream = input.requiredStream(AVMEDIA_TYPE_VIDEO);
     OutputFile output(destination, formatName(container));
-    CopiedTrack picture(input, stream, output);
+    CopiedTrack videoTrack(input, stream, output);
     CopiedAudio copied(audio, output);
     Dictionary options;
-    putIndexFirst(options, indexRoom(picture, copied.track()));
-    const AVRational base = picture.timeBase();
+    putIndexFirst(options, indexRoom(videoTrack, copied.track()));
+    const AVRational base = videoTrack.timeBase();
     setMovieTimescale(options, base, copied.track().timeBase());
     output.start(options);
 
-    Pictures pictures(picture, videoEnd ? Pictures::ticksOf(picture, *videoEnd) : Pictures::promisedEnd(picture));
-    while (pictures.copyOne()) copied.copyUntil(pictures.decodeTime(), base);
-    copied.finishAt(pictures.end(), base);
+    CopiedVideo copiedVideo(
+        videoTrack, videoEnd ? CopiedVideo::ticksOf(videoTrack, *videoEnd) : CopiedVideo::promisedEnd(videoTrack));
+    while (copiedVideo.copyOne()) copied.copyUntil(copiedVideo.decodeTime(), base);
+    copied.finishAt(copiedVideo.end(), base);
     output.finish();
 }
 
-void complete(const std::filesystem::path& file, double lastPicture) {
+void complete(const std::filesystem::path& file, double lastFrame) {
     std::error_code unknownSize;
     const auto size = static_cast<std::int64_t>(std::filesystem::file_size(file, unknownSize));
     const Fragments fragments = fragmentsOf(file);
@@ -223,7 +224,7 @@ void complete(const std::filesystem::path& file, double lastPicture) {
 
     try {
         AtomicFile plain(file, AtomicFile::Access::owner);
-        writePlain(file, fragments, lastPicture, plain.path());
+        writePlain(file, fragments, lastFrame, plain.path());
         plain.commit(AtomicFile::Durability::content);
     } catch (const MediaError&) {
         throw;

@@ -15,7 +15,7 @@ namespace {
 constexpr int rate = 48'000;
 constexpr std::size_t block = 480;
 
-/// The line of samples so far, and blocks to make it of.
+/// A line and the samples it has given so far.
 struct Laid {
     explicit Laid(int channels = 1)
         : line(rate, channels, [this](const float* const* planes, std::size_t frames) {
@@ -39,7 +39,7 @@ std::vector<float> blockAt(double time, double deviceRate = rate, std::size_t fr
     return samples;
 }
 
-/// How far from its place the pulse of that number lies, in seconds; 1 where there is none.
+/// How far from its place the pulse of that number is, in seconds; 1 if there is none.
 double pulseError(const std::vector<float>& samples, int number) {
     const double place = 0.2 * number + 0.1;
     const auto from = static_cast<std::size_t>((place - 0.05) * rate),
@@ -50,9 +50,9 @@ double pulseError(const std::vector<float>& samples, int number) {
     return *peak > 0.6F ? static_cast<double>(peak - samples.begin()) / rate - place : 1;
 }
 
-TEST(AudioTimeline, laysBlocksToTheirTimesCutsWhatIsEarlyAndFillsHoles) {
+TEST(AudioTimeline, placesBlocksAtTheirTimesCutsOverlapsAndFillsHoles) {
     Laid laid;
-    // From 0.3 s before the start on; nothing from 1 s to 3.25 s; then 0.1 s twice; nothing from 4 s to 4.06 s.
+    // Starts 0.3 s early; nothing from 1 s to 3.25 s; later 0.1 s twice; nothing from 4 s to 4.06 s.
     const auto add = [&](double from, double to) {
         for (double time = from; time < to - 1e-6; time += 0.01) laid.line.add(time, blockAt(time).data(), block);
     };
@@ -74,7 +74,7 @@ TEST(AudioTimeline, laysBlocksToTheirTimesCutsWhatIsEarlyAndFillsHoles) {
     EXPECT_FALSE(isSilent(3.99, 3.999));
 }
 
-TEST(AudioTimeline, beginsWithSilenceWhereAudioComesLate) {
+TEST(AudioTimeline, beginsWithSilenceIfAudioComesLate) {
     Laid laid;
     for (int i = 0; i < 100; ++i) laid.line.add(0.5 + 0.01 * i, blockAt(0.5 + 0.01 * i).data(), block);
     laid.line.finish();
@@ -109,7 +109,7 @@ TEST_P(DriftingClock, isFollowedWithoutSteps) {
     }
     EXPECT_LT(worst, 0.008);  // the first time may be wrong by 6 ms
     EXPECT_LT(late, 0.002 + std::fabs(GetParam()) * 1e-6 * 12);
-    // The sound's own steepest: the pulse's 0.8 * sqrt(2 / e) / 0.0005 and the tone's 138 a second.
+    // The steepest slope of the audio itself: the pulse's 0.8 * sqrt(2 / e) / 0.0005 and the tone's 138 a second.
     EXPECT_LT(largestStep, 1.1 * (1373 + 138) / rate);
 }
 

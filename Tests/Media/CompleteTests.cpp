@@ -24,20 +24,20 @@ namespace {
 namespace fs = std::filesystem;
 using Kind = MediaError::Kind;
 
-constexpr unsigned pictureCount = 90;
+constexpr unsigned frameCount = 90;
 
 /// Uneven, in microseconds.
-std::int64_t timeOf(unsigned picture) {
-    return std::int64_t{picture} * 16'667 + picture % 3 * 1'000;
+std::int64_t timeOf(unsigned frame) {
+    return std::int64_t{frame} * 16'667 + frame % 3 * 1'000;
 }
 
-/// Fragments of ten pictures and what sound belongs beside them: a pulse every 0.1 s.
+/// Fragments of ten frames and the audio that belongs to them: a pulse every 0.1 s.
 void record(const fs::path& file, VideoCodec codec = VideoCodec::h264, bool hasAudio = true) {
     VideoSettings video = movies::settings(codec);
     video.timeBase = {1, 1'000'000};
     LiveWriter writer(file, video);
     writer.start(hasAudio ? std::optional(AudioSettings{.sampleRate = 48'000, .channels = 1}) : std::nullopt);
-    for (unsigned i = 0; i < pictureCount; ++i) {
+    for (unsigned i = 0; i < frameCount; ++i) {
         writer.write(movies::numbered(i), timeOf(i));
         std::vector<float> samples(800);
         for (std::size_t s = 0; s < 800; ++s)
@@ -53,8 +53,8 @@ void expectNothingElseIn(const TemporaryFolder& folder) {
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
 }
 
-/// The pictures from the first on, in their places; how many. The same of the sound's pulses.
-unsigned playedPictures(const fs::path& file) {
+/// How many frames play; checks that they begin with the first, in their places. The same for the audio's pulses.
+unsigned playedFrames(const fs::path& file) {
     VideoReader reader(file);
     unsigned count = 0;
     for (; const auto frame = reader.next(); ++count) {
@@ -83,7 +83,7 @@ void expectPlain(const fs::path& file) {
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
-TEST(Complete, makesAPlainFileOfAWholeOne) {
+TEST(Complete, makesAPlainFile) {
     for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc}) {
         const TemporaryFolder folder;
         const fs::path file = folder / std::string(249, 'n');
@@ -91,14 +91,14 @@ TEST(Complete, makesAPlainFileOfAWholeOne) {
         const Fragments fragments = fragmentsOf(file);
         EXPECT_TRUE(fragments.isFragmented);
         EXPECT_EQ(fragments.wholeBytes, static_cast<std::int64_t>(fs::file_size(file)));
-        EXPECT_NEAR(static_cast<double>(fragments.packets), pictureCount + pictureCount * 800 / 1024 + 3, 2);
+        EXPECT_NEAR(static_cast<double>(fragments.packets), frameCount + frameCount * 800 / 1024 + 3, 2);
         Remuxer::complete(file);
         expectPlain(file);
         expectNothingElseIn(folder);
-        EXPECT_EQ(playedPictures(file), pictureCount);
-        EXPECT_NEAR(static_cast<double>(playedSamples(file)), pictureCount * 800, 1024);
+        EXPECT_EQ(playedFrames(file), frameCount);
+        EXPECT_NEAR(static_cast<double>(playedSamples(file)), frameCount * 800, 1024);
         EXPECT_EQ(contentsOf(file).find("hvc1") != std::string::npos, codec == VideoCodec::hevc);
-        // Once more: it stays as it is.
+        // A plain file stays as it is.
         const std::string content = contentsOf(file);
         Remuxer::complete(file);
         EXPECT_EQ(contentsOf(file), content);
@@ -106,7 +106,7 @@ TEST(Complete, makesAPlainFileOfAWholeOne) {
     }
 }
 
-TEST(Complete, savesWhatIsWholeOfAFileThatEndsAnywhere) {
+TEST(Complete, savesTheWholeFragmentsOfAFileCutAnywhere) {
     const TemporaryFolder whole;
     record(whole / "recording.mp4");
     const std::string content = contentsOf(whole / "recording.mp4");
@@ -120,7 +120,7 @@ TEST(Complete, savesWhatIsWholeOfAFileThatEndsAnywhere) {
         try {
             Remuxer::complete(file);
         } catch (const MediaError& error) {
-            // The first fragment with pictures is not there yet.
+            // Cut before the end of the first fragment with frames.
             EXPECT_EQ(previous, 0U);
             EXPECT_EQ(error.kind(), Kind::damaged) << error.what();
             expectNothingElseIn(folder);
@@ -128,22 +128,22 @@ TEST(Complete, savesWhatIsWholeOfAFileThatEndsAnywhere) {
         }
         expectPlain(file);
         expectNothingElseIn(folder);
-        const unsigned count = playedPictures(file);
+        const unsigned count = playedFrames(file);
         EXPECT_EQ(count % 10, 0U);
         EXPECT_GE(count, previous);
         EXPECT_GE(playedSamples(file) + 4096, count * 800U);
         previous = count;
     }
-    EXPECT_EQ(previous, pictureCount - 10);
+    EXPECT_EQ(previous, frameCount - 10);
 }
 
-TEST(Complete, takesPicturesOrAudioAlone) {
+TEST(Complete, takesVideoOrAudioAlone) {
     const TemporaryFolder folder;
     record(folder / "recording.mp4", VideoCodec::h264, false);
     Remuxer::complete(folder / "recording.mp4");
-    EXPECT_EQ(playedPictures(folder / "recording.mp4"), pictureCount);
+    EXPECT_EQ(playedFrames(folder / "recording.mp4"), frameCount);
     EXPECT_NEAR(VideoReader(folder / "recording.mp4").info().duration,
-                static_cast<double>(timeOf(pictureCount - 1)) * 1e-6 + 1 / 60.0, 2e-6);
+                static_cast<double>(timeOf(frameCount - 1)) * 1e-6 + 1 / 60.0, 2e-6);
     {
         AudioWriter writer(folder / "mic.m4a", {.sampleRate = 48'000, .channels = 1}, FileLayout::fragmented);
         for (int i = 0; i < 20; ++i) {
@@ -158,7 +158,7 @@ TEST(Complete, takesPicturesOrAudioAlone) {
     EXPECT_NEAR(static_cast<double>(playedSamples(folder / "mic.m4a")), 48'000, 3072);
 }
 
-TEST(Complete, saysThatNothingWasRecorded) {
+TEST(Complete, reportsThatNothingWasRecorded) {
     const TemporaryFolder folder;
     const fs::path file = folder / "recording.mp4";
     const auto kindOf = [&] {
@@ -183,7 +183,7 @@ TEST(Complete, saysThatNothingWasRecorded) {
     expectNothingElseIn(folder);
 }
 
-TEST(Complete, leavesThePlayingFileWhereTheDiskIsFull) {
+TEST(Complete, leavesThePlayableFileOnAFullDisk) {
     const TemporaryFolder folder;
     const fs::path file = folder / "recording.mp4";
     record(file);
@@ -201,7 +201,7 @@ TEST(Complete, leavesThePlayingFileWhereTheDiskIsFull) {
     EXPECT_EQ(contentsOf(file), content);
 }
 
-TEST(Mux, takesFragmentedFilesOfBothKinds) {
+TEST(Mux, takesFragmentedFiles) {
     const TemporaryFolder folder;
     record(folder / "recording.mp4", VideoCodec::h264, false);
     {
@@ -216,8 +216,8 @@ TEST(Mux, takesFragmentedFilesOfBothKinds) {
     }
     const fs::path both = folder / "both.mp4";
     Remuxer::mux(folder / "recording.mp4", folder / "mic.m4a", both);
-    EXPECT_EQ(playedPictures(both), pictureCount);
-    EXPECT_NEAR(static_cast<double>(playedSamples(both)), static_cast<double>(timeOf(pictureCount)) * 0.048, 1100);
+    EXPECT_EQ(playedFrames(both), frameCount);
+    EXPECT_NEAR(static_cast<double>(playedSamples(both)), static_cast<double>(timeOf(frameCount)) * 0.048, 1100);
     const std::string content = contentsOf(both);
     EXPECT_LT(content.find("moov"), content.find("mdat"));
 }

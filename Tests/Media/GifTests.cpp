@@ -27,7 +27,7 @@ Color codesOf(Color rgb) {
             128 + (rgb[0] - luma) / 1.5748 * 224 / 255};
 }
 
-/// `paint` tells the colour at a place, in luma pixels from the centre of the first one.
+/// `paint` gives the colour at a place, in luma pixels from the centre of the first one.
 Picture painted(int width, int height, const std::function<Color(double x, double y)>& paint) {
     Picture frame(width, height, PixelFormat::yuv420p8);
     for (int plane = 0; plane < 3; ++plane) {
@@ -56,7 +56,7 @@ struct Shown {
     }
 };
 
-/// Every picture of a GIF, as a viewer shows it.
+/// Every frame of a GIF, as a viewer shows it.
 std::vector<Shown> decode(const std::filesystem::path& file) {
     std::vector<Shown> pictures;
     AVFormatContext* opened = nullptr;
@@ -97,7 +97,7 @@ GifSettings settingsFor(const Picture& frame) {
 
 class Gif : public testing::Test {
 protected:
-    /// Writes the frames, having learned all of them, and reads them back.
+    /// Learns all frames, writes them and reads them back.
     std::vector<Shown> writtenAndRead(const std::vector<Picture>& frames) {
         GifWriter writer(file, settingsFor(frames.front()));
         for (const Picture& frame : frames) writer.learn(frame);
@@ -140,18 +140,18 @@ TEST_F(Gif, everyFrameShowsAtItsHundredthForEver) {
         EXPECT_EQ(shown[i].tick + shown[i].duration, std::lround(time + 100.0 / 15));  // the last one too
         EXPECT_NEAR(shown[i].at(8, 8, 0), redOf(i), 4);
     }
-    // The application extension of Netscape's: a block of 3 bytes, kind 1, 0 repetitions, which is for ever.
+    // Netscape's application extension: a block of 3 bytes, kind 1, 0 repetitions, which means for ever.
     const std::string loop("NETSCAPE2.0\x03\x01\x00\x00\x00", 16);
     EXPECT_NE(contentsOf(file).find(loop), std::string::npos);
 }
 
-TEST_F(Gif, aPictureThatStaysCostsNothing) {
+TEST_F(Gif, framesThatDoNotChangeCostNothing) {
     const Picture still = plain(64, 64, {30, 90, 200}), other = plain(64, 64, {220, 90, 20});
     {
         GifWriter writer(file, settingsFor(still));
         writer.learn(still);
         writer.learn(other);
-        // 66,667 hundredths: more than the 65,535 that a delay can say. Equal pixels elsewhere count as well.
+        // 66,667 hundredths: more than the 65,535 that a delay can hold. Equal pixels in other memory count too.
         for (int i = 0; i < 9'990; ++i) writer.write(still);
         for (int i = 0; i < 10; ++i) writer.write(plain(64, 64, {30, 90, 200}));
         for (int i = 0; i < 3; ++i) writer.write(other);
@@ -174,7 +174,7 @@ Color sunset(double x, double y) {
     return {255 - y / 4, 60 + x / 3, 40 + y / 2};
 }
 
-TEST_F(Gif, whatDoesNotChangeStaysToTheLastBit) {
+TEST_F(Gif, unchangedPixelsStayToTheLastBit) {
     // A square wanders over a gradient that needs dithering and has an encoder's noise of one step.
     constexpr int width = 320, height = 180, side = 40;
     std::vector<Picture> frames;
@@ -212,7 +212,7 @@ TEST_F(Gif, whatDoesNotChangeStaysToTheLastBit) {
 }
 
 TEST_F(Gif, gradientsDoNotBand) {
-    // What the eye sees from afar, the mean of 8x8 pixels, follows the gradient.
+    // The mean of 8x8 pixels, which is what the eye sees from afar, follows the gradient.
     const auto shown = writtenAndRead({painted(480, 320, sunset)});
     ASSERT_EQ(shown.size(), 1U);
     double squares = 0;
@@ -232,7 +232,7 @@ TEST_F(Gif, gradientsDoNotBand) {
     EXPECT_LT(std::sqrt(squares / count), 1);  // 0.65; without dithering 1.7
 }
 
-TEST_F(Gif, colorsAreThoseOfTheFramesAndChromaIsInterpolatedFromItsPlace) {
+TEST_F(Gif, colorsAreThoseOfTheFramesAndChromaIsInterpolatedAtItsSite) {
     const std::vector<Color> colors{{255, 255, 255}, {0, 0, 0},     {255, 0, 0},   {0, 255, 0},
                                     {0, 0, 255},     {204, 77, 26}, {12, 130, 140}};
     std::vector<Picture> frames;
@@ -262,7 +262,7 @@ TEST_F(Gif, colorsAreThoseOfTheFramesAndChromaIsInterpolatedFromItsPlace) {
     EXPECT_NEAR(shown[0].at(32, 16, 0), high, 6);
 }
 
-TEST_F(Gif, leavesNoFileWhenItIsNotFinishedOrTheDiskIsFull) {
+TEST_F(Gif, leavesNoFileIfUnfinishedOrOnAFullDisk) {
     const Picture frame = painted(320, 180, sunset);
     { GifWriter(file, settingsFor(frame)).write(frame); }
     EXPECT_TRUE(folder.isEmpty());
@@ -284,7 +284,7 @@ TEST_F(Gif, leavesNoFileWhenItIsNotFinishedOrTheDiskIsFull) {
     }
 }
 
-TEST_F(Gif, whatItCannotWriteIsRefusedBeforeAnyFileIsTouched) {
+TEST_F(Gif, refusesWhatItCannotWriteBeforeAnyFileIsTouched) {
     const auto refusal = [&](int width, int height, int frameRate, const std::filesystem::path& where) {
         GifSettings settings;
         settings.width = width;

@@ -1,5 +1,7 @@
+#include "Media/InputFile.h"
 #include "Media/MediaError.h"
 #include "Media/PixelBuffers.h"
+#include "Media/StreamDecoder.h"
 #include "Media/VideoEncoder.h"
 #include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
@@ -25,25 +27,16 @@ using Kind = MediaError::Kind;
 
 // ProRes
 
-/// Decodes the first picture as it is stored, which VideoReader would convert.
-FrameHandle firstPicture(const std::filesystem::path& file) {
-    AVFormatContext* opened = nullptr;
-    movies::check(avformat_open_input(&opened, file.c_str(), nullptr, nullptr));
-    const InputHandle input(opened);
-    movies::check(avformat_find_stream_info(input.get(), nullptr));
-    const CodecHandle codec(avcodec_alloc_context3(avcodec_find_decoder(input->streams[0]->codecpar->codec_id)));
-    movies::check(avcodec_parameters_to_context(codec.get(), input->streams[0]->codecpar));
-    movies::check(avcodec_open2(codec.get(), nullptr, nullptr));
-    const PacketHandle packet = makePacket();
-    movies::check(av_read_frame(input.get(), packet.get()));
-    movies::check(avcodec_send_packet(codec.get(), packet.get()));
-    movies::check(avcodec_send_packet(codec.get(), nullptr));
+/// Decodes the first frame as it is stored, without VideoReader's conversion.
+FrameHandle firstFrameOf(const std::filesystem::path& file) {
+    InputFile input(file);
+    StreamDecoder decoder(input, input.requiredStream(AVMEDIA_TYPE_VIDEO));
     FrameHandle frame = makeFrame();
-    movies::check(avcodec_receive_frame(codec.get(), frame.get()));
+    if (!decoder.receive(*frame)) throw std::runtime_error("no frame");
     return frame;
 }
 
-/// A picture of 10 bits whose codes come from `codeAt` (plane, x, y).
+/// A frame of 10 bits with the codes of `codeAt` (plane, x, y).
 Picture painted(int width, int height, const std::function<int(int, int, int)>& codeAt) {
     Picture frame(width, height, PixelFormat::yuv422p10);
     for (int plane = 0; plane < 3; ++plane) {
@@ -56,7 +49,7 @@ Picture painted(int width, int height, const std::function<int(int, int, int)>& 
     return frame;
 }
 
-/// The largest difference in codes, and the root of the mean square, after ProRes of the first picture.
+/// The largest difference in codes that ProRes makes to a frame, and the root mean square.
 std::pair<int, double> changeBy(const Picture& frame) {
     const TemporaryFolder folder;
     VideoSettings settings = movies::settings(VideoCodec::prores);
@@ -67,7 +60,7 @@ std::pair<int, double> changeBy(const Picture& frame) {
         for (int i = 0; i < 3; ++i) writer.write(frame, 10 * i);
         writer.finish();
     }
-    const FrameHandle back = firstPicture(folder / "video.mov");
+    const FrameHandle back = firstFrameOf(folder / "video.mov");
     EXPECT_EQ(back->format, AV_PIX_FMT_YUV422P10LE);
     int largest = 0, count = 0;
     double squares = 0;
@@ -86,17 +79,17 @@ std::pair<int, double> changeBy(const Picture& frame) {
 }
 
 TEST(ProRes, keepsTenBitsAndAllChromaRows) {
-    // Slopes of less than an 8-bit step a pixel; chroma that differs from row to row, which 4:2:0 could not hold.
+    // Gradients of less than an 8-bit step a pixel; chroma that differs from row to row, which 4:2:0 cannot hold.
     const auto slopes = painted(256, 64, [](int plane, int x, int y) {
         if (plane == 0) return 300 + x;
         return 400 + plane * 40 + (y % 2 == 0 ? 40 : 0);
     });
     EXPECT_LE(changeBy(slopes).first, 3);
-    // A picture of a size that is no multiple of its blocks.
+    // A size that is not a multiple of the blocks.
     EXPECT_LE(changeBy(painted(70, 34, [](int plane, int, int y) { return 400 + 50 * plane + 2 * y; })).first, 3);
 }
 
-TEST(ProRes, holdsPicturesFarBeyondItsNominalRate) {
+TEST(ProRes, holdsFramesFarBeyondItsNominalRate) {
     // Noise over the whole range; and the sharpest checkerboard. 16 codes are 4 of the 256 of 8 bits.
     std::uint32_t noise = 1;
     const auto noisy = painted(320, 64, [&](int, int, int) {
@@ -110,7 +103,7 @@ TEST(ProRes, holdsPicturesFarBeyondItsNominalRate) {
               16);
 }
 
-TEST(ProRes, isRefusedToGraphicsCards) {
+TEST(ProRes, isNotMadeByGraphicsCards) {
     const TemporaryFolder folder;
     VideoSettings settings = movies::settings(VideoCodec::prores);
     settings.encoder = EncoderChoice::nvenc;
@@ -121,31 +114,14 @@ TEST(ProRes, isRefusedToGraphicsCards) {
     EXPECT_EQ(VideoReader(folder / "video.mov").info().duration, 0.05);
 }
 
-// Where the index is
-
-TEST(VideoWriter, putsTheIndexWhereItIsToBe) {
-    const TemporaryFolder folder;
-    VideoSettings settings = movies::settings();
-    for (const FileLayout layout : {FileLayout::indexFirst, FileLayout::indexLast}) {
-        settings.layout = layout;
-        movies::write(folder / "video.mp4", movies::steady(20, 10), settings);
-        const std::string content = contentsOf(folder / "video.mp4");
-        EXPECT_EQ(content.find("moov") < content.find("mdat"), layout == FileLayout::indexFirst);
-        VideoReader reader(folder / "video.mp4");
-        unsigned count = 0;
-        while (const auto frame = reader.next()) EXPECT_EQ(movies::numberOf(*frame), count++);
-        EXPECT_EQ(count, 20U);
-    }
-}
-
-// Graphics cards. What follows holds with and without one.
+// Encoders: holds with and without a graphics card.
 
 class EncoderChoices : public testing::TestWithParam<EncoderChoice> {};
 
 TEST_P(EncoderChoices, encodesExactlyOrSaysWhyNot) {
     const TemporaryFolder folder;
     const auto file = folder / "video.mp4";
-    // Large enough for cards, uneven in time.
+    // Large enough for graphics cards, uneven in time.
     constexpr int width = 640, height = 256;
     std::vector<std::int64_t> ticks;
     for (std::int64_t i = 0, at = 5; i < 40; ++i) ticks.push_back(at += 7 + (i * 5) % 9);
@@ -199,7 +175,7 @@ TEST(EncoderNames, leadBackToTheirChoice) {
     for (const char* name : {"", "automatic", "NVENC", "libx264"}) EXPECT_FALSE(encoderChoiceFromName(name));
 }
 
-TEST(UploadedPictures, haveTheirChromaInterleaved) {
+TEST(UploadedFrames, haveTheirChromaInterleaved) {
     Picture planes(6, 4, PixelFormat::yuv420p8), pairs(6, 4, PixelFormat::nv12);
     for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 6; ++x) planes.mutablePlanes()[0].row(y)[x] = static_cast<std::uint8_t>(10 * y + x);
@@ -217,7 +193,7 @@ TEST(UploadedPictures, haveTheirChromaInterleaved) {
         for (int x = 0; x < 6; ++x) EXPECT_EQ(at(1, x, y), (x % 2 == 0 ? 100 : 200) + 10 * y + x / 2);
 }
 
-TEST(FrameNumbers, givePacketsTheTimesOfTheirFramesInWhateverOrder) {
+TEST(FrameNumbers, givePacketsTheTimesOfTheirFrames) {
     // Frames at uneven times, packets by twos as I0 P2 B1 P4 B3 ..., decoded one frame before they are shown.
     const std::vector<std::int64_t> times = {7, 8, 30, 41, 42, 100, 130, 131, 140};
     const std::vector<std::int64_t> order = {0, 2, 1, 4, 3, 6, 5, 8, 7};
@@ -235,7 +211,7 @@ TEST(FrameNumbers, givePacketsTheTimesOfTheirFramesInWhateverOrder) {
         EXPECT_EQ(packet->pts, times[static_cast<std::size_t>(order[i])]);
         EXPECT_EQ(packet->dts, i == 0 ? times[0] - 10 : times[i - 1]);
     }
-    // What no frame has: a driver's mistake, not a crash.
+    // Numbers that no frame has are a driver's mistake and must not crash.
     for (const std::int64_t number : {std::int64_t{9}, std::int64_t{0}, std::int64_t{-3}}) {
         packet->pts = packet->dts = number;
         EXPECT_FALSE(numbers.restore(*packet));
