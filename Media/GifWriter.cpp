@@ -136,7 +136,7 @@ struct GifWriter::State {
 
     std::int64_t frames = 0;    // written
     std::int64_t sentTick = 0;  // of the frame that the encoder got last
-    Picture last;            // written last
+    Picture last;               // written last
     FrameHandle next;           // R, G, B, A
     FrameHandle seen;           // R, G, B, A: the colour that each pixel of `shown` stands for
     FrameHandle shown;          // indices

@@ -9,28 +9,28 @@
 namespace lumenwhirl {
 
 TrackEncoder::TrackEncoder(const char* encoder, std::filesystem::path file) : file_(std::move(file)) {
-    const AVCodec* found = avcodec_find_encoder_by_name(encoder);
-    if (!found) {
+    encoder_ = avcodec_find_encoder_by_name(encoder);
+    if (!encoder_) {
         throw MediaError(MediaError::Kind::unsupported, file_,
                          std::string("this FFmpeg has no encoder ") + encoder);
     }
-    codec_.reset(avcodec_alloc_context3(found));
+    codec_.reset(avcodec_alloc_context3(encoder_));
     if (!codec_) throw std::bad_alloc();
     codec_->log_level_offset = AV_LOG_TRACE;  // x264 would print its statistics
 }
 
 bool TrackEncoder::isHardware() const noexcept {
-    return (codec_->codec->capabilities & (AV_CODEC_CAP_HARDWARE | AV_CODEC_CAP_HYBRID)) != 0;
+    return (encoder_->capabilities & (AV_CODEC_CAP_HARDWARE | AV_CODEC_CAP_HYBRID)) != 0;
 }
 
 void TrackEncoder::open(Dictionary& options) {
-    const int result = avcodec_open2(codec_.get(), codec_->codec, options.address());
+    const int result = avcodec_open2(codec_.get(), encoder_, options.address());
     if (!isHardware()) orOutOfMemory(result);
     if (result < 0) {
         const std::string size =
             codec_->width > 0 ? " at " + std::to_string(codec_->width) + "x" + std::to_string(codec_->height) : "";
         throw MediaError(MediaError::Kind::encoderFailed, file_,
-                         std::string("cannot start ") + codec_->codec->name + size + ": " + reasonFor(result));
+                         std::string("cannot start ") + encoder_->name + size + ": " + reasonFor(result));
     }
     timeBase_ = codec_->time_base;
 }
@@ -42,9 +42,8 @@ void TrackEncoder::addTo(OutputFile& output) {
     if (codec_->framerate.num > 0) stream_->avg_frame_rate = codec_->framerate;
     const int result = orOutOfMemory(avcodec_parameters_from_context(stream_->codecpar, codec_.get()));
     if (result < 0) {
-        throw MediaError(
-            MediaError::Kind::encoderFailed, file_,
-            std::string("cannot describe a track of ") + codec_->codec->name + ": " + reasonFor(result));
+        throw MediaError(MediaError::Kind::encoderFailed, file_,
+                         std::string("cannot describe a track of ") + encoder_->name + ": " + reasonFor(result));
     }
 }
 
@@ -64,7 +63,7 @@ void TrackEncoder::encode(const AVFrame* frame, const Sink& sink) {
     // Drivers of graphics cards say so of the card's memory, and when it encodes for too many already.
     if (!isHardware()) orOutOfMemory(result);
     throw MediaError(MediaError::Kind::encoderFailed, file_,
-                     std::string("cannot encode with ") + codec_->codec->name + ": " + reasonFor(result) +
+                     std::string("cannot encode with ") + encoder_->name + ": " + reasonFor(result) +
                          (isHardware() ? "; choose the encoder \"software\"" : ""));
 }
 

@@ -45,6 +45,8 @@ public:
 
     [[nodiscard]] const std::filesystem::path& file() const noexcept { return file_; }
     [[nodiscard]] AVRational timeBase() const noexcept { return timeBase_; }
+    /// The library's name of the encoder.
+    [[nodiscard]] const char* name() const noexcept { return encoder_->name; }
     /// Whether it runs on a graphics card.
     [[nodiscard]] bool isHardware() const noexcept;
 
@@ -59,6 +61,7 @@ protected:
 
 private:
     std::filesystem::path file_;
+    const AVCodec* encoder_ = nullptr;  // a codec that failed to open has forgotten its own
     CodecHandle codec_;
     AVRational timeBase_{0, 1};
     PacketHandle packet_ = makePacket();

@@ -194,7 +194,7 @@ VideoEncoder VideoEncoder::make(const VideoSettings& settings, const std::filesy
         try {
             return proven(settings, hardware, file);
         } catch (const MediaError& error) {  // most machines lack most of them
-            if (reason.empty()) reason = std::string(error.what()).substr(file.string().size() + 2);
+            if (reason.empty()) reason = error.problem();
         }
     }
     if (isGraphicsCard(choice)) {
@@ -286,7 +286,7 @@ VideoEncoder::VideoEncoder(const VideoSettings& settings, const Hardware& hardwa
 }
 
 void VideoEncoder::failToWork(const std::string& reason) const {
-    throw MediaError(MediaError::Kind::encoderFailed, file(), std::string(codec().codec->name) + ": " + reason);
+    throw MediaError(MediaError::Kind::encoderFailed, file(), std::string(name()) + ": " + reason);
 }
 
 /// Adds a VA-API device and its pool of surfaces, from which the encoder reads.

@@ -163,7 +163,11 @@ FrameHandle VideoReader::State::restartBefore(double sourceTime) {
         const bool isUntouched = !latestPts;  // also a file without any frame, where some formats cannot seek
         latestPts.reset();
         latestGiven.reset();
-        const bool found = decoder.seek(static_cast<std::int64_t>(std::floor(from / base)));
+        auto target = static_cast<std::int64_t>(std::floor(from / base));
+        // The division may fall a hair short of the tick whose time this is.
+        if (static_cast<double>(target + 1) * info.timeBase.numerator / info.timeBase.denominator <= from)
+            ++target;
+        const bool found = decoder.seek(target);
         if (!found && isStart && !isUntouched &&
             !decoder.seek(stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time)) {
             throw MediaError(MediaError::Kind::unsupported, input.path(), "cannot seek in this file");
