@@ -51,7 +51,7 @@ public:
         bool operator==(const Item&) const = default;
     };
 
-    /// Everything planned so far is gone.
+    /// Discards the plan.
     void begin();
     void planCursor(const Canvas& canvas, const CursorState& cursor, double size, const CameraView& view);
     /// An empty caption is none; pills lie above it.

@@ -8,7 +8,7 @@ namespace lumenwhirl {
 void ChangedRows::compare(const Planes<const std::uint8_t>& before, const Planes<const std::uint8_t>& now) {
     const auto differs = [&](std::size_t plane, int row) {
         const Plane<const std::uint8_t>&a = before[plane], &b = now[plane];
-        if (a.row(row) == b.row(row)) return false;  // one frame, given again
+        if (a.row(row) == b.row(row)) return false;  // the same frame again
         return std::memcmp(a.row(row), b.row(row), static_cast<std::size_t>(b.width)) != 0;
     };
     const int pairs = now.height() / 2;

@@ -12,7 +12,7 @@ public:
     /// `coverage`: width * height bytes, 255 opaque. `radius`: the standard deviation in samples, >= 0.
     ShadowMap(const std::vector<std::uint8_t>& coverage, int width, int height, double radius);
 
-    /// Blurred coverage, 0...1, along the row whose centre is at `y` (0.5: the first row's centre), moved nowhere:
+    /// Blurred coverage, 0...1, along the row whose centre is at `y` (0.5: the first row's centre):
     /// out[x] is at x + 0.5. `out` holds the map's width.
     void row(double y, std::vector<float>& out) const;
 

@@ -43,7 +43,7 @@ RenderStyle::Background resolveBackground(const Background& background, const Im
         }
         return gradientBackground("graphite");
     }
-    // Linux has no one service that tells the desktop's picture; the neutral gradient stands for it.
+    // Linux has no single service that knows the desktop's wallpaper, so a neutral gradient stands in for it.
     if (background.type == "wallpaper") return gradientBackground("graphite");
     return gradientBackground("sunset");
 }

@@ -31,7 +31,7 @@ struct CameraView {
             std::clamp(camera->center.y - height / 2, 0.0, frame.height - height), camera->scale};
 }
 
-/// All of a finished frame that does not change from frame to frame: where the video lies, what is round it, and
+/// All of a finished frame that does not change from frame to frame: where the video lies, what surrounds it, and
 /// how its edge and border blend in. Built once per style; then only read.
 template <class Sample>
 class StyledCanvas {
@@ -52,14 +52,13 @@ public:
     /// border lies outside the video.
     void copyBase(const Planes<Sample>& out) const;
 
-    /// Rows of a plane that hold video, and the columns of each that do, wholly or partly. Empty rows are
-    /// possible.
+    /// Rows of a plane that hold video, and the columns of each that do, wholly or partly; some rows may be empty.
     [[nodiscard]] Span rows(int plane) const noexcept { return maskOf(plane).rows; }
     [[nodiscard]] Span columns(int plane, int row) const noexcept { return maskOf(plane).spans[std::size_t(row)]; }
     /// The union of all rows' columns.
     [[nodiscard]] Span columns(int plane) const noexcept { return maskOf(plane).columns; }
-    /// Blends the edge of row `row`, drawn as video over the whole of columns(plane, row), into the base, and
-    /// draws the border over it.
+    /// Blends the edge of a row whose columns(plane, row) have all been drawn as video into the base, and draws
+    /// the border over it.
     void finishRow(int plane, int row, Sample* out) const;
 
 private:
@@ -81,7 +80,7 @@ private:
     struct Mask {
         Span rows, columns;
         std::vector<Span> spans;  // per row, coverage above 0
-        // With the base, which would otherwise be fetched from far away, and with the border.
+        // With the base, copied here because the base itself lies far away in memory, and with the border.
         Mixtures edges, borders;
     };
 

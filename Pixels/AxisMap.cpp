@@ -46,8 +46,7 @@ bool AxisMap::build(const Geometry& geometry) {
             const double x = (sample - position) / stretch;
             const double weight = cubic ? catmullRom(x) : triangle(x);
             const int inside = static_cast<int>(std::clamp(sample, 0.0, static_cast<double>(last)));
-            // Far outside, the taps kept may not hold the nearest edge sample's neighbours; the edge itself they
-            // do.
+            // Far outside the source, the taps include the edge sample, but not all of its neighbours.
             exact[static_cast<std::size_t>(std::clamp(inside - start, 0, taps_ - 1))] += weight;
             sum += weight;
         }

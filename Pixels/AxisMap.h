@@ -10,7 +10,7 @@ namespace lumenwhirl {
 /// Scaling up interpolates linearly between two samples. Scaling down uses a filter as wide as the scale, so that
 /// nothing aliases: `sharp` is the Catmull-Rom cubic (Keys, "Cubic convolution interpolation", 1981, a = -1/2)
 /// stretched by the scale, which keeps text crisp; `smooth` is the stretched triangle, which never overshoots
-/// (alpha). Beyond the source its edge samples repeat.
+/// (alpha). Beyond the source, edge samples are repeated.
 class AxisMap {
 public:
     enum class Filter { sharp, smooth };
@@ -25,7 +25,7 @@ public:
         bool operator==(const Geometry&) const = default;
     };
 
-    /// Reuses memory; does nothing when the geometry is the present one, and then returns false.
+    /// Returns false, and does nothing, if the geometry is unchanged. Reuses memory.
     bool build(const Geometry& geometry);
 
     [[nodiscard]] const Geometry& geometry() const noexcept { return geometry_; }

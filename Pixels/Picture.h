@@ -63,7 +63,7 @@ public:
     /// Uninitialised pixels, rows aligned for SIMD. Sizes in luma pixels, even (yuv422p10 also of an odd height),
     /// 2...32768. Throws std::bad_alloc.
     Picture(int width, int height, PixelFormat format);
-    /// Pixels of somebody else's, to be read only and kept alive by `owner`. Strides in bytes.
+    /// Wraps pixels that belong to somebody else: read-only, kept alive by `owner`. Strides in bytes.
     Picture(int width, int height, PixelFormat format, const std::array<const std::uint8_t*, 3>& planes,
             const std::array<std::ptrdiff_t, 3>& strides, std::shared_ptr<const void> owner);
 
@@ -91,8 +91,8 @@ public:
 
     /// True when both refer to the same pixels.
     [[nodiscard]] bool isSame(const Picture& other) const noexcept { return pixels_ == other.pixels_; }
-    /// True while nobody else refers to the pixels, so that they may be drawn anew. What others did with them
-    /// before has happened by then.
+    /// True if nobody else refers to the pixels, so that they may be overwritten. Whatever others did with them
+    /// happened before.
     [[nodiscard]] bool isUnshared() const noexcept;
 
     /// A number that the owner of the pixels may keep with them, such as which frame they show; 0 at first.

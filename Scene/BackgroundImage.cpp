@@ -9,7 +9,7 @@ std::optional<Image> loadBackgroundImage(const std::filesystem::path& file) {
     try {
         return readImage(file);
     } catch (const MediaError&) {
-        return std::nullopt;  // a background that cannot be read must not keep a recording from being seen
+        return std::nullopt;  // an unreadable background must not keep a recording from being seen
     }
 }
 

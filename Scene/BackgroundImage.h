@@ -7,7 +7,7 @@
 
 namespace lumenwhirl {
 
-/// Decodes a still picture of any usual format; empty when it cannot.
+/// Decodes an image of any common format; empty if it cannot be read.
 [[nodiscard]] std::optional<Image> loadBackgroundImage(const std::filesystem::path& file);
 
 }  // namespace lumenwhirl

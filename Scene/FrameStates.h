@@ -21,7 +21,8 @@ namespace lumenwhirl {
 /// value: built once, then only read, from any thread; copies share their models.
 class FrameStates {
 public:
-    /// A document asks for what no video can be made of (endless, or of absurd size). what() names the key.
+    /// A document asks for a video that cannot be made, such as an endless one or one of absurd size. what() names
+    /// the key.
     class Error : public std::runtime_error {
     public:
         using std::runtime_error::runtime_error;
@@ -38,7 +39,7 @@ public:
 
     /// The frame rate of an export, 24...60, for a track's nominal rate (0: unknown).
     [[nodiscard]] static int exportFrameRate(double nominalRate);
-    /// Those the editor would generate for this log.
+    /// The segments that the editor would generate for this log.
     [[nodiscard]] static std::vector<ZoomSegment> autoSegments(const EventLog& events, const ZoomSettings& zoom);
 
     /// What the frame at a source time shows, as far as the project has it switched on.

@@ -4,7 +4,7 @@
 
 namespace lumenwhirl {
 
-/// Four-byte pixels (blue, green, red and one without meaning; full range) to 4:2:0 planes (BT.709, limited range,
+/// Four-byte pixels (blue, green, red, unused; full range) to 4:2:0 planes (BT.709, limited range,
 /// left-sited chroma), within 1 of the exact values. `reference()` is plain C++ and defines the results;
 /// `fastest()` gives the same bytes with the best instructions this processor has. Stateless, callable from any
 /// thread.

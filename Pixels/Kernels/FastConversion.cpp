@@ -29,7 +29,7 @@ using Words = hn::Repartition<std::int16_t, Bytes>;
 
 using Vector = hn::VFromD<Words>;
 
-// Vectors cannot stand in structures everywhere, so they come one by one.
+// Vectors of some instruction sets cannot be members of a struct, so they are passed one by one.
 
 /// A component of as many pixels as vectors have bytes: of the even columns, and of the odd ones.
 HWY_INLINE void split(hn::VFromD<Bytes> component, Vector& even, Vector& odd) {
