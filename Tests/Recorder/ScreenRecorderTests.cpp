@@ -1,8 +1,8 @@
 #include "Media/VideoReader.h"
 #include "Recorder/Platform/PlatformError.h"
 #include "Recorder/ScreenRecorder.h"
-#include "Tests/Support/Files.h"
 #include "Tests/Recorder/ScriptedDesktop.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
 

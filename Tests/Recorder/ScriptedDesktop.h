@@ -12,15 +12,15 @@
 #include <utility>
 #include <vector>
 
-/// A desktop and a sound server that do what a test says, at the times of a clock that only sleeping moves on. All
-/// on the test's own thread.
+/// A desktop and an audio server that do what a test says, at the times of a clock that only sleeping advances.
+/// All on the test's own thread.
 namespace lumenwhirl::test {
 
 class VirtualClock final : public HostClock {
 public:
     explicit VirtualClock(double start = 1000) : now_(start) {}
     [[nodiscard]] double now() const override { return now_; }
-    /// What was planned for the time meanwhile happens at its time.
+    /// Planned actions happen at their times.
     void sleep(double seconds, const std::stop_token&) override { advanceTo(now_ + seconds); }
     void at(double time, std::function<void()> action) { plan_.emplace(time, std::move(action)); }
     void advanceTo(double time) {
@@ -111,8 +111,9 @@ private:
 class ScriptedInput final : public InputStream {
 public:
     struct Controls {
-        Handler deliver;
-        std::string startFailure{};
+        Handler deliver{};
+        std::function<void()> onStop{};  // before the stream ends
+        std::string startFailure{};      // thrown by start(), if not empty
     };
     explicit ScriptedInput(Controls& controls) : controls_(controls) {}
     void start(Handler handler) override {
@@ -120,7 +121,9 @@ public:
             throw PlatformError(PlatformError::Kind::unsupported, controls_.startFailure);
         controls_.deliver = std::move(handler);
     }
-    void stop() noexcept override {}
+    void stop() noexcept override {
+        if (const auto last = std::exchange(controls_.onStop, nullptr)) last();
+    }
 
 private:
     Controls& controls_;
@@ -184,26 +187,27 @@ public:
     ScriptedAudio::Controls system, mic{.format = {.sampleRate = 48000, .channels = 1}};
     std::vector<std::string> openedMicrophones;
 
-    [[nodiscard]] std::vector<MicDevice> inputs() override { return reached(devices); }
-    [[nodiscard]] std::optional<std::string> defaultInputID() override { return reached(defaultID); }
+    [[nodiscard]] std::vector<MicDevice> inputs() override {
+        reach();
+        return devices;
+    }
+    [[nodiscard]] std::optional<std::string> defaultInputID() override {
+        reach();
+        return defaultID;
+    }
     [[nodiscard]] std::unique_ptr<AudioStream> microphone(const std::string& id) override {
-        openedMicrophones.push_back(reached(id));
+        reach();
+        openedMicrophones.push_back(id);
         return std::make_unique<ScriptedAudio>(mic);
     }
     [[nodiscard]] std::unique_ptr<AudioStream> systemAudio() override {
-        return std::make_unique<ScriptedAudio>(reached(system));
+        reach();
+        return std::make_unique<ScriptedAudio>(system);
     }
 
 private:
-    template <class Value>
-    Value& reached(Value& value) const {
+    void reach() const {
         if (!isReachable) throw PlatformError(PlatformError::Kind::notReachable, "no audio server answers");
-        return value;
-    }
-    template <class Value>
-    const Value& reached(const Value& value) const {
-        if (!isReachable) throw PlatformError(PlatformError::Kind::notReachable, "no audio server answers");
-        return value;
     }
 };
 
