@@ -1,6 +1,6 @@
 #include "Pixels/Picture.h"
 
-#include <atomic>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -36,40 +36,40 @@ std::array<Layout, 3> layoutOf(int width, int height, PixelFormat format) {
 
 }  // namespace
 
-Picture::Picture(int width, int height, PixelFormat format) : pixels_(std::make_shared<Pixels>()) {
-    pixels_->format = format;
-    pixels_->width = width;
-    pixels_->height = height;
+Picture::Picture(int width, int height, PixelFormat format) {
+    auto pixels = std::make_unique<Pixels>();
+    pixels->format = format;
+    pixels->width = width;
+    pixels->height = height;
     const std::array<Layout, 3> layout = layoutOf(width, height, format);
     std::array<std::size_t, 3> offsets{};
     std::size_t bytes = 0;
     for (std::size_t p = 0; p < layout.size(); ++p) {
         const std::size_t stride = roundedUp(layout[p].rowBytes, alignment);
-        pixels_->strides[p] = static_cast<std::ptrdiff_t>(stride);
+        pixels->strides[p] = static_cast<std::ptrdiff_t>(stride);
         offsets[p] = bytes;
         if (stride > 0)
             bytes += stride * roundedUp(static_cast<std::size_t>(layout[p].rows), rowsOfABlock) + roomAfterPlane;
     }
     auto* const memory = static_cast<std::uint8_t*>(::operator new (bytes, std::align_val_t{alignment}));
-    pixels_->owner = std::shared_ptr<const void>(
+    pixels->owner = std::shared_ptr<const void>(
         memory, [](std::uint8_t* owned) { ::operator delete (owned, std::align_val_t{alignment}); });
     for (std::size_t p = 0; p < layout.size(); ++p)
-        if (layout[p].rowBytes > 0) pixels_->data[p] = memory + offsets[p];
+        if (layout[p].rowBytes > 0) pixels->data[p] = memory + offsets[p];
+    pixels_ = pixels.release();
 }
 
 Picture::Picture(int width, int height, PixelFormat format, const std::array<const std::uint8_t*, 3>& planes,
                  const std::array<std::ptrdiff_t, 3>& strides, std::shared_ptr<const void> owner)
-    : pixels_(std::make_shared<Pixels>()) {
-    *pixels_ = {format, width, height, {}, strides, std::move(owner), 0, false};
+    : pixels_(new Pixels) {
+    pixels_->format = format;
+    pixels_->width = width;
+    pixels_->height = height;
+    pixels_->strides = strides;
+    pixels_->owner = std::move(owner);
+    pixels_->isOurs = false;
     for (std::size_t p = 0; p < planes.size(); ++p)
         pixels_->data[p] = const_cast<std::uint8_t*>(planes[p]);  // mutablePlane() does not give it out
-}
-
-bool Picture::isUnshared() const noexcept {
-    const bool isAlone = pixels_.use_count() == 1 && pixels_->isOurs;
-    // The count is read without ordering: what the last other owner did must have happened before we write.
-    std::atomic_thread_fence(std::memory_order_acquire);
-    return isAlone;
 }
 
 }  // namespace lumenwhirl

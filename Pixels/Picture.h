@@ -1,11 +1,13 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 namespace lumenwhirl {
 
@@ -67,6 +69,18 @@ public:
     Picture(int width, int height, PixelFormat format, const std::array<const std::uint8_t*, 3>& planes,
             const std::array<std::ptrdiff_t, 3>& strides, std::shared_ptr<const void> owner);
 
+    Picture(const Picture& other) noexcept : pixels_(other.pixels_) {
+        if (pixels_) pixels_->owners.fetch_add(1, std::memory_order_relaxed);
+    }
+    Picture(Picture&& other) noexcept : pixels_(std::exchange(other.pixels_, nullptr)) {}
+    Picture& operator=(Picture other) noexcept {
+        std::swap(pixels_, other.pixels_);
+        return *this;
+    }
+    ~Picture() {
+        if (pixels_ && pixels_->owners.fetch_sub(1, std::memory_order_acq_rel) == 1) delete pixels_;
+    }
+
     [[nodiscard]] int width() const noexcept { return pixels_ ? pixels_->width : 0; }
     [[nodiscard]] int height() const noexcept { return pixels_ ? pixels_->height : 0; }
     [[nodiscard]] PixelFormat format() const noexcept { return pixels_->format; }
@@ -93,13 +107,17 @@ public:
     [[nodiscard]] bool isSame(const Picture& other) const noexcept { return pixels_ == other.pixels_; }
     /// True if nobody else refers to the pixels, so that they may be overwritten. Whatever others did with them
     /// happened before.
-    [[nodiscard]] bool isUnshared() const noexcept;
+    [[nodiscard]] bool isUnshared() const noexcept {
+        return pixels_ && pixels_->isOurs && pixels_->owners.load(std::memory_order_acquire) == 1;
+    }
 
     /// A number that the owner of the pixels may keep with them, such as which frame they show; 0 at first.
     [[nodiscard]] std::int64_t& mark() noexcept { return pixels_->mark; }
 
 private:
     struct Pixels {
+        // Counted here, not by std::shared_ptr, whose count cannot be read with an order that isUnshared() needs.
+        std::atomic<int> owners = 1;
         PixelFormat format = PixelFormat::yuv420p8;
         int width = 0, height = 0;
         std::array<std::uint8_t*, 3> data{};
@@ -124,7 +142,7 @@ private:
         return {{plane(0, w, h), plane(1, w / 2, chromaRows), plane(2, w / 2, chromaRows)}};
     }
 
-    std::shared_ptr<Pixels> pixels_;
+    Pixels* pixels_ = nullptr;
 };
 
 }  // namespace lumenwhirl
