@@ -25,7 +25,7 @@ using Handle = std::unique_ptr<T, Released>;
 
 template <class T>
 [[nodiscard]] Handle<T> owned(T* made) {
-    if (!made) throw std::bad_alloc();  // what is asked for is sound, so it can be nothing else
+    if (!made) throw std::bad_alloc();  // the arguments are valid, so nothing else can have failed
     return Handle<T>(made);
 }
 

@@ -13,7 +13,7 @@ using recordings::Shown;
 
 constexpr int fps = 30;
 
-/// White for a tenth of a second every time a burst of sound begins, as a clapperboard would have it.
+/// White for a tenth of a second whenever a burst of audio begins, like a clapperboard.
 class ExportedAudio : public recordings::Exporting {
 protected:
     const std::vector<double> claps{0.5, 1.5, 2.5, 3.5, 4.5, 5.5};
@@ -75,7 +75,7 @@ TEST_F(ExportedAudio, followsThePictureThroughEveryEdit) {
         timeline.speedRanges = std::move(ranges);
         return timeline;
     };
-    // The middle of each clap lies in one segment, so that its sound's middle is where that segment puts it.
+    // The middle of each clap lies in one segment, so that the middle of its audio is where that segment puts it.
     std::vector<Timeline> edits{edit({{0.61, 1.123}, {2.7071, 3.1415}}, {}), edit({}, {{1.2, 2, 0.5}}),
                                 edit({}, {{0, 1, 2}, {3, 4, 0.5}}), edit({{2, 3}}, {{1, 3.2, 0.5}, {4.2, 6, 2}}),
                                 edit({{0.8, 0.9}, {3.9, 4.2}}, {{0.9, 2.2, 2}, {2.2, 3.3, 0.5}, {5, 6, 4}})};

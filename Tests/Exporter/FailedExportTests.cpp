@@ -177,7 +177,7 @@ TEST_F(FailedExport, aRecordingDamagedInItsLaterHalfSaysWhereAndHowToGoOn) {
     }
 }
 
-// More of the picture than waits in memory for the sound, and a sound that takes longer: so each is first a file.
+// More video than waits in memory, and audio that takes longer: each becomes a file of its own first.
 TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew) {
     constexpr int noisyFrames = 600, fps = 60;
     Recording recording = recordings::steady(noisyFrames, fps);
@@ -252,7 +252,7 @@ TEST_F(FailedExport, aFullDiskLeavesNothingAtWhicheverStepItFills) {
         exportTo(destination, settings, options);
         const auto size = static_cast<rlim_t>(fs::file_size(destination));
         fs::remove(destination);
-        // The picture alone is less than half of the file; its sound is made beside it, and then both together.
+        // The video alone is less than half of the file; the audio is made beside it, and then both are joined.
         for (const rlim_t limit : {rlim_t{500}, size / 4, size / 2, size * 3 / 4, size - 1}) {
             EXPECT_TRUE(holdsOnFullDisk(limit,
                                         [&] {

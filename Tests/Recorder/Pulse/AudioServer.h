@@ -13,7 +13,7 @@ namespace lumenwhirl {
 
 class PulseConnection;
 
-/// A PulseAudio server of a test's own, without sound cards. While it lives, this process and its children find it
+/// A PulseAudio server of a test's own, without devices. While it lives, this process and its children find it
 /// as the user's: PULSE_SERVER is set. One at a time.
 ///
 /// Its outputs `speakers` (the default) and `micfeed` play into nothing; what is played into `micfeed` is what its

@@ -14,7 +14,7 @@ struct Tone {
     double amplitude = 0.5;
 };
 
-/// Plays a tone into an output of the sound server, at 48 kHz, from its construction until it has ended or this is
+/// Plays a tone into an output of the audio server, at 48 kHz, from its construction until it has ended or this is
 /// destroyed. The server has all of it before it begins, so it has no holes however busy the machine is.
 class TonePlayer {
 public:
