@@ -88,11 +88,11 @@ const std::vector<Room> rooms{
 };
 
 /// The one with the longest name that fits: Recorder/Package/ before Recorder/.
-const Room& roomOf(const std::string& file) {
+const Room& roomOf(std::string_view file) {
     const Room* found = nullptr;
     for (const Room& room : rooms)
         if (file.starts_with(room.folder) && (!found || room.folder.size() > found->folder.size())) found = &room;
-    if (!found) throw std::runtime_error(file + " is in no room");
+    if (!found) throw std::runtime_error(std::string(file) + " is in no room");
     return *found;
 }
 
