@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Engine/Documents/ProjectSettings.h"
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 #include "Pixels/Image.h"
 
 #include <map>

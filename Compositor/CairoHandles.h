@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Files/ReleasedBy.h"
 #include "Pixels/Image.h"
 
 #include <cairo.h>
@@ -9,13 +10,6 @@
 
 namespace lumenwhirl {
 
-template <auto release>
-struct ReleasedBy {
-    template <class T>
-    void operator()(T* handle) const noexcept {
-        release(handle);
-    }
-};
 using CairoSurface = std::unique_ptr<cairo_surface_t, ReleasedBy<&cairo_surface_destroy>>;
 using CairoContext = std::unique_ptr<cairo_t, ReleasedBy<&cairo_destroy>>;
 template <class T>

@@ -2,7 +2,7 @@
 
 #include "Compositor/RenderStyle.h"
 #include "Engine/Documents/ProjectSettings.h"
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 #include "Engine/Motion/CameraModel.h"
 #include "Engine/Motion/CursorState.h"
 #include "Engine/Overlays/KeystrokeModel.h"

@@ -5,7 +5,7 @@
 #include "Compositor/RowPairs.h"
 #include "Compositor/StyledCanvas.h"
 #include "Engine/Documents/ProjectSettings.h"
-#include "Engine/Geometry/Point.h"
+#include "Engine/Geometry/Shapes.h"
 #include "Engine/Motion/CursorState.h"
 #include "Engine/Overlays/KeystrokeModel.h"
 #include "Pixels/AxisMap.h"

@@ -2,7 +2,7 @@
 
 #include "Compositor/RenderStyle.h"
 #include "Engine/Documents/ProjectSettings.h"
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 
 #include <array>
 #include <filesystem>

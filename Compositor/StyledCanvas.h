@@ -1,8 +1,7 @@
 #pragma once
 
 #include "Compositor/RenderStyle.h"
-#include "Engine/Geometry/Rect.h"
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 #include "Engine/Motion/CameraModel.h"
 #include "Pixels/Picture.h"
 #include "Pixels/PlaneResampler.h"

@@ -2,9 +2,7 @@
 
 #include "Demo/Icons.h"
 #include "Engine/Documents/EventLog.h"
-#include "Engine/Geometry/Point.h"
-#include "Engine/Geometry/Rect.h"
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 
 #include <algorithm>
 #include <array>

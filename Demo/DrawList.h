@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Engine/Geometry/Point.h"
-#include "Engine/Geometry/Rect.h"
+#include "Engine/Geometry/Shapes.h"
+#include "Files/ReleasedBy.h"
 #include "Pixels/Image.h"
 
 #include <cairo.h>
@@ -18,13 +18,6 @@
 
 namespace lumenwhirl::demo {
 
-template <auto release>
-struct ReleasedBy {
-    template <class T>
-    void operator()(T* handle) const noexcept {
-        release(handle);
-    }
-};
 using CairoSurface = std::unique_ptr<cairo_surface_t, ReleasedBy<&cairo_surface_destroy>>;
 using CairoContext = std::unique_ptr<cairo_t, ReleasedBy<&cairo_destroy>>;
 using CairoPattern = std::unique_ptr<cairo_pattern_t, ReleasedBy<&cairo_pattern_destroy>>;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 #include "Exporter/Exporter.h"
 #include "Exporter/Preset.h"
 #include "Media/VideoReader.h"

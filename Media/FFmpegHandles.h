@@ -1,10 +1,11 @@
 #pragma once
 
+#include "Files/ReleasedBy.h"
+
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <string>
-#include <type_traits>
 #include <utility>
 
 extern "C" {
@@ -18,19 +19,6 @@ extern "C" {
 
 /// Owners of FFmpeg's handles. Only for Media's sources: no public header exposes FFmpeg.
 namespace lumenwhirl {
-
-/// Deleter for a C release function that takes the handle or its address; not for av_freep (void*: either).
-template <auto release>
-struct ReleasedBy {
-    template <class T>
-    void operator()(T* handle) const noexcept {
-        if constexpr (std::is_invocable_v<decltype(release), T*>) {
-            release(handle);
-        } else {
-            release(&handle);
-        }
-    }
-};
 
 using FrameHandle = std::unique_ptr<AVFrame, ReleasedBy<&av_frame_free>>;
 using PacketHandle = std::unique_ptr<AVPacket, ReleasedBy<&av_packet_free>>;

@@ -8,7 +8,6 @@
 #include <deque>
 #include <filesystem>
 #include <optional>
-#include <vector>
 
 namespace lumenwhirl {
 

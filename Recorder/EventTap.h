@@ -2,7 +2,7 @@
 
 #include "Engine/Documents/EventLog.h"
 #include "Engine/Geometry/DisplayInfo.h"
-#include "Engine/Geometry/Point.h"
+#include "Engine/Geometry/Shapes.h"
 #include "Recorder/Platform/InputStream.h"
 
 #include <cstdint>

@@ -4,7 +4,7 @@
 #include "Compositor/RenderStyle.h"
 #include "Engine/Documents/EventLog.h"
 #include "Engine/Documents/ProjectSettings.h"
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 #include "Engine/Motion/CameraModel.h"
 #include "Engine/Motion/CursorRenderModel.h"
 #include "Engine/Overlays/CaptionsModel.h"

@@ -78,7 +78,7 @@ const std::vector<Room> rooms{
     {"Recorder/Backends/", {"Recorder/Platform/", "Recorder/Backends/Pulse/", "Recorder/Backends/X11/"}},
     {"Recorder/", {"Engine/", "Files/", "Pixels/", "Media/", "Recorder/Package/", "Recorder/Platform/"}},
     {"Exporter/", {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/"}},
-    {"Demo/", {"Engine/", "Pixels/", "Media/", "Recorder/Package/"}},
+    {"Demo/", {"Engine/", "Files/", "Pixels/", "Media/", "Recorder/Package/"}},
     {"Lumenwhirl/Captions/", {"Engine/", "Files/"}},
     {"Lumenwhirl/Session/",
      {"Engine/", "Files/", "Pixels/", "Media/", "Compositor/", "Scene/", "Recorder/", "Exporter/"}},

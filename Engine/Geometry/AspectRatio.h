@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 
 #include <array>
 #include <optional>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Engine/Geometry/DisplayInfo.h"
-#include "Engine/Geometry/Point.h"
+#include "Engine/Geometry/Shapes.h"
 
 /// Conversion between global screen points and captured video pixels.
 namespace lumenwhirl::Coordinates {

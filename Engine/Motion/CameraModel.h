@@ -2,7 +2,7 @@
 
 #include "Engine/Documents/EventLog.h"
 #include "Engine/Documents/ProjectSettings.h"
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 #include "Engine/Motion/CursorRenderModel.h"
 #include "Engine/Timeline/TimeOrder.h"
 

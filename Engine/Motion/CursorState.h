@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Engine/Geometry/Point.h"
+#include "Engine/Geometry/Shapes.h"
 
 #include <vector>
 

@@ -5,18 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <string_view>
 
 namespace lumenwhirl {
 namespace {
-
-template <class... Values>
-std::string formatted(const char* format, Values... values) {
-    char text[96];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 /// Ten steps from -60 dB to full scale.
 std::string levelMeter(float level, Symbols symbols) {

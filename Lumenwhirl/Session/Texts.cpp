@@ -3,21 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <string_view>
 
 namespace lumenwhirl {
-namespace {
-
-template <class... Values>
-std::string formatted(const char* format, Values... values) {
-    char text[96];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
-
-}  // namespace
-
 std::string durationText(double seconds) {
     const auto whole = static_cast<long long>(std::ceil(std::clamp(seconds, 0.0, 359999.0)));
     const long long hours = whole / 3600, minutes = whole / 60 % 60;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Engine/Documents/EventLog.h"
-#include "Engine/Geometry/Point.h"
+#include "Engine/Geometry/Shapes.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "Engine/Geometry/DisplayInfo.h"
-#include "Engine/Geometry/Rect.h"
-#include "Engine/Geometry/Size.h"
+#include "Engine/Geometry/Shapes.h"
 #include "Recorder/Platform/CaptureStream.h"
 #include "Recorder/Platform/InputStream.h"
 
