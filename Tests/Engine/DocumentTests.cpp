@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <random>
 #include <set>
@@ -70,15 +70,15 @@ std::vector<std::size_t> keyPlaces(const std::string& text) {
     return places;
 }
 
+std::string keyAt(const std::string& text, std::size_t place) {
+    return text.substr(place + 1, text.find('"', place + 1) - place - 1);
+}
+
 /// Any double that JSON can hold, from random bits: subnormal, huge and -0 included.
 double anyDouble(std::mt19937_64& random) {
-    while (true) {
-        const std::uint64_t bits = random();
-        double value = 0;
-        static_assert(sizeof value == sizeof bits);
-        std::memcpy(&value, &bits, sizeof value);
-        if (std::isfinite(value)) return random() % 4 == 0 ? std::trunc(std::fmod(value, 1e21)) : value;
-    }
+    while (true)
+        if (const double value = std::bit_cast<double>(random()); std::isfinite(value))
+            return random() % 4 == 0 ? std::trunc(std::fmod(value, 1e21)) : value;
 }
 
 std::string anyText(std::mt19937_64& random) {
@@ -137,67 +137,25 @@ TEST(Documents, everyDocumentSurvivesTheRoundTrip) {
     }
 }
 
-TEST(Documents, textHasSortedKeysAndOneMemberPerLine) {
-    EventLog log;
-    log.cursor = {{0.5, 1, -2}};
-    log.keys = {{1, 36, "\"\n\x01", {"cmd"}, false}};
-    EXPECT_EQ(encode(log), R"({
-  "clicks": [],
-  "cursor": [
-    {
-      "t": 0.5,
-      "x": 1,
-      "y": -2
-    }
-  ],
-  "keys": [
-    {
-      "chars": "\"\n\u0001",
-      "isRepeat": false,
-      "keyCode": 36,
-      "modifiers": [
-        "cmd"
-      ],
-      "t": 1
-    }
-  ],
-  "recording": {
-    "display": {
-      "globalOriginX": 0,
-      "globalOriginY": 0,
-      "id": 0,
-      "pixelHeight": 0,
-      "pixelWidth": 0,
-      "pointHeight": 0,
-      "pointWidth": 0,
-      "scaleFactor": 1
-    },
-    "fps": 60,
-    "startHostTime": 0
-  },
-  "scroll": [],
-  "version": 1
-}
-)");
-}
-
-TEST(Documents, storedNamesDoNotChange) {
-    const std::string text = encode(fullProject());
+TEST(Documents, storedNamesAndLayoutDoNotChange) {
+    const std::string log = encode(fullLog()), project = encode(fullProject());
     std::set<std::string> keys;
-    for (const std::size_t place : keyPlaces(text))
-        keys.insert(text.substr(place + 1, text.find('"', place + 1) - place - 1));
-    EXPECT_EQ(keys,
-              (std::set<std::string>{
-                  "version",   "assets",       "timeline",     "cursor",     "zoom",         "style",
-                  "export",    "keystrokes",   "captions",     "audio",      "recording",    "events",
-                  "mic",       "system",       "webcam",       "duration",   "trimStart",    "trimEnd",
-                  "cuts",      "speedRanges",  "start",        "end",        "rate",         "smoothing",
-                  "size",      "autoHideIdle", "clickRipples", "auto",       "defaultLevel", "segments",
-                  "id",        "level",        "manual",       "background", "padding",      "cornerRadius",
-                  "shadow",    "border",       "aspect",       "type",       "preset",       "color",
-                  "path",      "enabled",      "showAllKeys",  "embedded",   "hasMic",       "hasSystem",
-                  "cues",      "text",         "font",         "weight",     "textColor",    "backgroundColor",
-                  "uppercase", "position"}));
+    for (const std::string& text : {log, project})
+        for (const std::size_t place : keyPlaces(text)) keys.insert(keyAt(text, place));
+    std::string names;
+    for (const std::string& key : keys) names += key + ' ';
+    EXPECT_EQ(names,
+              "aspect assets audio auto autoHideIdle background backgroundColor border button captions chars "
+              "clickRipples clicks color cornerRadius cues cursor cuts defaultLevel display duration dx dy "
+              "embedded enabled end events export font fps globalOriginX globalOriginY hasMic hasSystem id "
+              "isRepeat keyCode keys keystrokes level manual mic modifiers padding path phase pixelHeight "
+              "pixelWidth pointHeight pointWidth position preset rate recording scaleFactor scroll segments "
+              "shadow showAllKeys size smoothing speedRanges start startHostTime style system t text textColor "
+              "timeline trimEnd trimStart type uppercase version webcam weight x y zoom ");
+    EXPECT_TRUE(
+        log.starts_with("{\n  \"clicks\": [\n    {\n      \"button\": \"other\",\n      \"phase\": \"up\",\n"))
+        << log;
+    EXPECT_TRUE(log.ends_with("  ],\n  \"version\": 1\n}\n")) << log;
 }
 
 TEST(Documents, newRecordingsGetTheFactoryProject) {
@@ -218,7 +176,7 @@ TEST(Documents, newRecordingsGetTheFactoryProject) {
 template <class Decode>
 void expectStrict(const std::string& text, Decode decode, const std::set<std::string>& mayBeAbsent) {
     for (const std::size_t place : keyPlaces(text)) {
-        const std::string key = text.substr(place + 1, text.find('"', place + 1) - place - 1);
+        const std::string key = keyAt(text, place);
         SCOPED_TRACE(key + " at " + std::to_string(place));
         std::string renamed = text;
         renamed.insert(place + 1, "un");
@@ -252,9 +210,6 @@ TEST(Documents, nullIsAbsent) {
     const std::string project = encode(fullProject());
     const auto read = decodeProjectSettings(replaced(project, "\"border\": \"#FFFFFF80\"", "\"border\": null"));
     EXPECT_EQ(read.style.border, std::nullopt);
-    EXPECT_EQ(
-        decodeProjectSettings(replaced(project, "\"font\": \"serif\"", "\"font\": null")).captions->style.font,
-        "system");
     EXPECT_EQ(errorOf(decodeEventLog, replaced(log, "\"cmd\"", "null")),
               "keys[0].modifiers[0]: expected a string, found null");
 }
@@ -268,8 +223,6 @@ TEST(Documents, errorsSayWhereAndWhat) {
     EXPECT_EQ(error("\"other\"", "7"), "clicks[0].button: expected a string, found a number");
     EXPECT_EQ(error("0.4", "\"x\""), "keys[0].t: expected a number, found a string");
     EXPECT_EQ(error("0.4", "true"), "keys[0].t: expected a number, found true or false");
-    EXPECT_EQ(error("\"isRepeat\": true", "\"isRepeat\": 1"),
-              "keys[0].isRepeat: expected true or false, found a number");
     EXPECT_EQ(error("\"a\"", "[]"), "keys[0].chars: expected a string, found an array");
     EXPECT_EQ(error("\"fps\": 60", "\"fps\": 60.5"), "recording.fps: expected a whole number");
     EXPECT_EQ(error("\"id\": 3", "\"id\": 4294967296"),
@@ -279,8 +232,6 @@ TEST(Documents, errorsSayWhereAndWhat) {
     EXPECT_NE(error("\"fps\": 60", "\"fps\": 1e300"), "");
     EXPECT_NE(error("0.4", "1e400"), "");
     EXPECT_EQ(errorOf(decodeEventLog, "[]"), "expected an object, found an array");
-    EXPECT_EQ(errorOf(decodeProjectSettings, replaced(encode(fullProject()), "\"smooth\"", "\"Smooth\"")),
-              "cursor.smoothing: unknown value \"Smooth\"");
     const std::string longName = "\n" + std::string(38, 'x') + "éé";
     EXPECT_EQ(error("\"other\"", '"' + replaced(longName, "\n", "\\n") + '"'),
               "clicks[0].button: unknown value \"?" + std::string(38, 'x') + "…\"");
@@ -294,9 +245,8 @@ TEST(Documents, captionsHaveDefaultsForAbsentKeys) {
         return decodeProjectSettings(text.substr(0, start) + value + ", " + text.substr(end)).captions;
     };
     EXPECT_EQ(captions("{}"), CaptionSettings{});
-    EXPECT_EQ(captions("{\"style\": {}}"), CaptionSettings{});
     EXPECT_EQ(captions("null"), std::nullopt);
-    const CaptionSettings half = *captions(R"({"enabled": true, "style": {"size": 2}})");
+    const CaptionSettings half = *captions(R"({"enabled": true, "style": {"size": 2, "font": null}})");
     EXPECT_TRUE(half.enabled);
     EXPECT_EQ(half.style, (CaptionStyle{"system", "bold", 2, "#FFFFFF", "#0000009E", false, "bottom"}));
     EXPECT_THROW((void)captions(R"({"cues": [{"start": 1, "end": 2}]})"), LumenwhirlJSON::Error) << "no text";
@@ -308,18 +258,13 @@ TEST(Documents, numbersMayBeWrittenInAnyWay) {
     const auto withFps = [&](std::string_view number) {
         return decodeEventLog(replaced(text, "\"fps\": 60", "\"fps\": " + std::string(number))).recording.fps;
     };
-    EXPECT_EQ(withFps("3.0"), 3);
     EXPECT_EQ(withFps("1e2"), 100);
-    EXPECT_EQ(withFps("-9223372036854775808"), std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(withFps("9223372036854775807"), std::numeric_limits<std::int64_t>::max());
     EXPECT_EQ(withFps("-1E+0"), -1);
     const auto withTime = [&](std::string_view number) {
         return decodeEventLog(replaced(text, "0.4", number)).keys[0].t;
     };
-    EXPECT_EQ(withTime("3"), 3);
     EXPECT_EQ(withTime("18446744073709551615"), 0x1p64);
     EXPECT_EQ(withTime("100000000000000000000000000000"), 1e29) << "beyond every integer type";
-    EXPECT_EQ(withTime("-100000000000000000000000000000"), -1e29);
 }
 
 TEST(Documents, foreignTextIsUnderstood) {
@@ -347,7 +292,6 @@ TEST(Documents, foreignTextIsUnderstood) {
 TEST(Documents, malformedTextIsRefusedWithThePosition) {
     const auto error = [](const std::string& text) { return errorOf(decodeEventLog, text); };
     EXPECT_EQ(error(""), "the text is empty");
-    EXPECT_EQ(error(" \n"), "the text is empty");
     EXPECT_EQ(error("{\n  \"é\": 1,\n  \"é\" 2\n}"), "malformed JSON at line 3, column 7: expected \":\"");
     EXPECT_EQ(error("{\"a\": [1, 2"), "malformed JSON at line 1, column 12: the text ends too early");
     EXPECT_EQ(error("{} x"), "malformed JSON at line 1, column 4: there is more after the end");

@@ -17,25 +17,6 @@ TEST(Coordinates, screenPointsLandOnPixelsAndStayInside) {
               (Point{2880, 1800}));  // the edge itself is allowed
 }
 
-TEST(Coordinates, pixelsGoBackToWhereTheyCameFrom) {
-    for (const Point point : {Point{100, -50}, Point{640.25, 480.75}, Point{1540, 850}})
-        EXPECT_EQ(Coordinates::capturedPixelsToGlobalPoint(
-                      Coordinates::globalPointToCapturedPixels(point, display), display),
-                  point);
-    EXPECT_EQ(Coordinates::capturedPixelsToGlobalPoint({-20, 4000}, display), (Point{90, 1950}));  // not clamped
-}
-
-TEST(AspectRatio, onlyTheExactNamesAreKnown) {
-    for (const AspectRatio each : AspectRatio::allCases)
-        EXPECT_EQ(AspectRatio::fromRawValue(each.rawValue()), each);
-    EXPECT_EQ(AspectRatio::fromRawValue("9:16"), AspectRatio(AspectRatio::r9x16));
-    for (const auto* name : {"4:3", "16:9 ", "", "1:10"}) {
-        EXPECT_EQ(AspectRatio::fromRawValue(name), std::nullopt);
-        EXPECT_EQ(AspectRatio::fromString(name), AspectRatio(AspectRatio::r16x9));
-    }
-    EXPECT_EQ(AspectRatio::fromString("1:1").zoomBias(), 1.15);
-}
-
 TEST(AspectRatio, canvasesAreEvenAndFollowTheWidthAlone) {
     const auto canvas = [](AspectRatio ratio, double width) { return ratio.canvas({width, 12345}); };
     EXPECT_EQ(canvas(AspectRatio::r16x9, 1440), (Size{1440, 810}));

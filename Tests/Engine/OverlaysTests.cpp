@@ -115,27 +115,6 @@ TEST(CaptionsModel, overlapsGoToTheEarlierStart) {
     EXPECT_EQ(captions.text(9.5), std::nullopt);
 }
 
-TEST(CaptionsModel, findsWhatALinearSearchFinds) {
-    std::mt19937 random(6);
-    std::uniform_int_distribution<int> start(0, 100), length(-3, 20);
-    for (int round = 0; round < 100; ++round) {
-        std::vector<CaptionCue> cues;
-        for (int index = 0; index < round; ++index) {
-            const double from = start(random) * 0.5;
-            cues.push_back({from, from + length(random) * 0.5, std::to_string(index)});
-        }
-        const CaptionsModel captions(cues);
-        std::stable_sort(cues.begin(), cues.end(),
-                         [](auto& left, auto& right) { return left.start < right.start; });
-        for (double t = -1; t < 62; t += 0.25) {
-            const auto first =
-                std::find_if(cues.begin(), cues.end(), [&](auto& cue) { return cue.start <= t && t <= cue.end; });
-            ASSERT_EQ(captions.text(t),
-                      first == cues.end() ? std::nullopt : std::optional<std::string_view>(first->text));
-        }
-    }
-}
-
 TEST(CaptionsModel, wordsBecomeReadableCues) {
     using Words = std::vector<CaptionsModel::Word>;
     using Cues = std::vector<CaptionCue>;
