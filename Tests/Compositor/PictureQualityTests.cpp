@@ -1,13 +1,10 @@
-#include "Compositor/CairoHandles.h"
-#include "Compositor/FrameCompositor.h"
-#include "Pixels/Image.h"
+#include "Tests/Compositor/Composing.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <functional>
 #include <numbers>
 #include <optional>
@@ -127,21 +124,7 @@ Picture screenful(int width, int height) {
     fill(width / 2.0, height / 3.0, width / 5.0, height / 6.0, {0.15, 0.39, 0.92, 1});
     fill(width / 6.0, height / 2.0, width / 7.0, height / 5.0, {0.94, 0.35, 0.16, 1});
     cairo_surface_flush(surface.get());
-    Image image(width, height);
-    for (int y = 0; y < height; ++y) {
-        const unsigned char* in =
-            cairo_image_surface_get_data(surface.get()) + y * cairo_image_surface_get_stride(surface.get());
-        for (int x = 0; x < width; ++x) {
-            std::uint32_t pixel = 0;
-            std::memcpy(&pixel, in + 4 * x, 4);
-            std::uint8_t* out = image.row(y) + std::ptrdiff_t{4} * x;
-            out[0] = static_cast<std::uint8_t>(pixel >> 16);
-            out[1] = static_cast<std::uint8_t>(pixel >> 8);
-            out[2] = static_cast<std::uint8_t>(pixel);
-            out[3] = 255;
-        }
-    }
-    return pictureFromImage(image);
+    return pictureFromImage(testing::imageOf(surface.get()));
 }
 
 /// Where plane 0, 1 or 2 of a canvas of the given scale and view samples the recorded plane: left-sited chroma,
@@ -158,15 +141,11 @@ Sampling samplingOf(int plane, double step, double viewLeft, double viewTop) {
 /// Draws the recording edge to edge on a canvas of width * height and compares every plane with the reference.
 void expectQuality(const Picture& recorded, int width, int height, const std::optional<CameraState>& camera,
                    const Kernel& kernel, double lumaWanted, double chromaWanted) {
-    RenderStyle style;
-    style.background = RenderStyle::Solid{{0, 0, 0, 1}};
-    const auto compositor = FrameCompositor::make(PixelFormat::yuv420p8);
-    const Size content{static_cast<double>(recorded.width()), static_cast<double>(recorded.height())};
-    compositor->prepare(style, {static_cast<double>(width), static_cast<double>(height)}, content);
     FrameState state;
-    state.cursor.opacity = 0;
     state.camera = camera;
-    const Picture out = compositor->compose(recorded, state);
+    const Size canvas{static_cast<double>(width), static_cast<double>(height)};
+    const Size content = testing::sizeOf(recorded);
+    const Picture out = testing::finished(recorded, {}, canvas, state);
 
     const double zoom = camera ? camera->scale : 1;
     const double step = content.width / width / zoom;
@@ -180,13 +159,6 @@ void expectQuality(const Picture& recorded, int width, int height, const std::op
             resampled(source, got.width, got.height, at.step, at.left, at.top, kernel, std::max(at.step, 1.0));
         EXPECT_GT(similarity(got, expected, 4), plane == 0 ? lumaWanted : chromaWanted)
             << "plane " << plane << " at a step of " << step;
-        // The measure sees what it is for: a shift by a third of a sample, or the frame scaled without a filter.
-        const Field shifted = resampled(source, got.width, got.height, at.step, at.left + 0.33, at.top, kernel,
-                                        std::max(at.step, 1.0));
-        EXPECT_LT(similarity(shifted, expected, 4), plane == 0 ? lumaWanted : chromaWanted) << "plane " << plane;
-        if (at.step < 1.4) continue;
-        const Field aliased = resampled(source, got.width, got.height, at.step, at.left, at.top, triangle, 1);
-        EXPECT_LT(similarity(aliased, expected, 4), plane == 0 ? lumaWanted : chromaWanted) << "plane " << plane;
     }
 }
 

@@ -33,16 +33,13 @@ TEST(StyleResolver, lengthsScaleWithTheShortSideButShadowsWithTheHeight) {
     EXPECT_FALSE(StyleResolver::resolve(style, {320, 240}).border);
 }
 
-TEST(StyleResolver, shadowsHaveFourStrengths) {
-    const auto shadow = [](const char* name) {
-        Style style;
+TEST(StyleResolver, shadowsAreSubtleUnlessNamedExactly) {
+    Style style;
+    for (const auto& [name, shadow] : std::vector<std::pair<const char*, RenderStyle::Shadow>>{
+             {"none", {}}, {"dramatic", {0.55, 60, 35}}, {"subtle", {0.28, 20, 12}}, {"Medium", {0.28, 20, 12}}}) {
         style.shadow = name;
-        return StyleResolver::resolve(style, {1000, 1000}).shadow;
-    };
-    EXPECT_EQ(shadow("none"), RenderStyle::Shadow{});
-    EXPECT_EQ(shadow("dramatic"), (RenderStyle::Shadow{0.55, 60, 35}));
-    EXPECT_EQ(shadow("subtle"), (RenderStyle::Shadow{0.28, 20, 12}));
-    EXPECT_EQ(shadow("Medium"), shadow("subtle"));  // names are exact
+        EXPECT_EQ(StyleResolver::resolve(style, {1000, 1000}).shadow, shadow) << name;
+    }
 }
 
 TEST(StyleResolver, backgroundsFallBackToBuiltInColors) {

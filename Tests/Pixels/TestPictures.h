@@ -1,12 +1,13 @@
 #pragma once
 
+#include "Engine/Geometry/Shapes.h"
 #include "Pixels/Image.h"
 #include "Pixels/Picture.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
+#include <optional>
 #include <random>
 
 namespace lumenwhirl::testing {
@@ -58,26 +59,48 @@ inline Image scenery(int width, int height) {
     return image;
 }
 
-struct Centroid {
-    double x = 0, y = 0, weight = 0;
-};
-
-/// Of what `weigh(x, y)` gives, at pixel centres.
-template <class Weigh>
-Centroid centroid(int width, int height, Weigh&& weigh) {
-    Centroid sum;
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const double w = weigh(x, y);
-            sum.x += w * (x + 0.5), sum.y += w * (y + 0.5), sum.weight += w;
-        }
-    }
-    return {sum.x / sum.weight, sum.y / sum.weight, sum.weight};
+/// Slow waves, others in each plane, at a place in luma pixels: any error in the placement of luma or chroma
+/// shifts them.
+inline double wave(std::size_t plane, double x, double y) {
+    const auto phase = static_cast<double>(plane);
+    return 120 + 60 * std::sin(0.021 * x + 0.7 * phase) * std::cos(0.017 * y - 0.4 * phase);
 }
 
-/// Where a failing test leaves its pictures to look at.
-inline std::filesystem::path pictureFor(const char* name) {
-    return std::filesystem::temp_directory_path() / ("lumenwhirl-" + std::string(name) + ".png");
+/// Where a sample sits: chroma on the left, and between rows where it has half as many.
+template <class Sample>
+Point siteOf(std::size_t plane, int x, int y) {
+    const bool hasAllRows = plane == 0 || PictureFormat<Sample>::chromaRowsShift == 0;
+    return {plane == 0 ? x + 0.5 : 2 * x + 0.5, hasAllRows ? y + 0.5 : 2 * y + 1.0};
+}
+
+inline Picture wavePicture(int width, int height) {
+    Picture picture(width, height, PixelFormat::yuv420p8);
+    for (std::size_t p = 0; p < 3; ++p) {
+        const Plane<std::uint8_t> plane = picture.mutablePlanes()[p];
+        for (int y = 0; y < plane.height; ++y) {
+            for (int x = 0; x < plane.width; ++x) {
+                const Point site = siteOf<std::uint8_t>(p, x, y);
+                plane.row(y)[x] = static_cast<std::uint8_t>(std::lround(wave(p, site.x, site.y)));
+            }
+        }
+    }
+    return picture;
+}
+
+/// The largest error of waves that were moved and scaled, in steps of 8 bits. `sourceOf` is the place in the waves
+/// that shows at a place in the picture; none where the picture does not count.
+template <class Sample, class SourceOf>
+double worstWaveError(const Picture& picture, SourceOf&& sourceOf) {
+    double worst = 0;
+    for (std::size_t p = 0; p < 3; ++p) {
+        const auto plane = picture.planes<Sample>()[p];
+        for (int y = 0; y < plane.height; ++y)
+            for (int x = 0; x < plane.width; ++x)
+                if (const std::optional<Point> from = sourceOf(siteOf<Sample>(p, x, y)))
+                    worst = std::max(worst, std::abs(plane.row(y)[x] / double{PictureFormat<Sample>::unit} -
+                                                     wave(p, from->x, from->y)));
+    }
+    return worst;
 }
 
 }  // namespace lumenwhirl::testing
