@@ -1,7 +1,5 @@
 #include "Pixels/Kernels/ConversionKernels.h"
-
-#include <gtest/gtest.h>
-#include <hwy/targets.h>
+#include "Tests/Pixels/InstructionSets.h"
 
 #include <algorithm>
 #include <array>
@@ -21,14 +19,15 @@ struct Rows {
     bool operator==(const Rows&) const = default;
 };
 
-/// Noise, flat colours and the extremes, whose sums are the largest.
+/// Noise, flat colours, greys and the extremes, whose sums are the largest.
 std::vector<std::uint8_t> pixels(std::mt19937& random, int width) {
     std::vector<std::uint8_t> row(static_cast<std::size_t>(width) * 4);
-    const auto kind = random() % 3;
+    const auto kind = random() % 4;
     for (std::size_t i = 0; i < row.size(); ++i) {
         row[i] = static_cast<std::uint8_t>(random());
         if (kind == 0) row[i] = static_cast<std::uint8_t>(row[i] % 2 * 255);
         if (kind == 1 && i >= 4) row[i] = row[i - 4];
+        if (kind == 2 && i % 4 != 0) row[i] = row[i - 1];
     }
     return row;
 }
@@ -69,29 +68,7 @@ TEST(Conversion, isWithinOneOfTheExactValues) {
     }
 }
 
-TEST(Conversion, givesGreysNoColorAndWhiteItsCode) {
-    for (int grey = 0; grey < 256; ++grey) {
-        const std::vector<std::uint8_t> row(4 * 4, static_cast<std::uint8_t>(grey));
-        Rows got(4);
-        ConversionKernels::reference().convertRows(row.data(), row.data(), 4, got.rows());
-        EXPECT_NEAR(got.upper[1], 16 + 219 * grey / 255.0, grey % 255 == 0 ? 0 : 0.51);
-        EXPECT_EQ(got.cb, std::vector<std::uint8_t>(2, 128));
-        EXPECT_EQ(got.cr, std::vector<std::uint8_t>(2, 128));
-    }
-}
-
-/// Runs on each instruction set that this processor has.
-class FastConversion : public testing::TestWithParam<std::int64_t> {
-protected:
-    void SetUp() override {
-        hwy::SetSupportedTargetsForTest(GetParam());
-        hwy::GetChosenTarget().DeInit();
-    }
-    void TearDown() override {
-        hwy::SetSupportedTargetsForTest(0);
-        hwy::GetChosenTarget().DeInit();
-    }
-};
+class FastConversion : public testing::OnEachInstructionSet {};
 
 TEST_P(FastConversion, givesTheReferencesBytes) {
     std::mt19937 random(5);
@@ -108,19 +85,8 @@ TEST_P(FastConversion, givesTheReferencesBytes) {
     }
 }
 
-std::string nameOf(const testing::TestParamInfo<std::int64_t>& info) {
-    std::string name = hwy::TargetName(info.param);
-    std::erase_if(name, [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0; });
-    return name;
-}
-
-std::vector<std::int64_t> targets() {
-    std::vector<std::int64_t> result;
-    for (std::int64_t left = hwy::SupportedTargets(); left != 0; left &= left - 1) result.push_back(left & -left);
-    return result;
-}
-
-INSTANTIATE_TEST_SUITE_P(InstructionSets, FastConversion, testing::ValuesIn(targets()), nameOf);
+INSTANTIATE_TEST_SUITE_P(, FastConversion, ::testing::ValuesIn(hwy::SupportedAndGeneratedTargets()),
+                         testing::targetName);
 
 }  // namespace
 }  // namespace lumenwhirl

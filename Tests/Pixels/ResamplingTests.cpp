@@ -1,8 +1,6 @@
 #include "Pixels/AxisMap.h"
 #include "Pixels/Kernels/Kernels.h"
-
-#include <gtest/gtest.h>
-#include <hwy/targets.h>
+#include "Tests/Pixels/InstructionSets.h"
 
 #include <algorithm>
 #include <cmath>
@@ -37,48 +35,8 @@ TEST(AxisMap, tapsStayInsideAndWeightsSumToOne) {
     }
 }
 
-// A straight ramp sampled anywhere by any of the filters is the ramp's value there: a phase error would shift it.
-TEST(AxisMap, aRampKeepsItsPlace) {
-    for (const double step : {0.37, 0.8, 1.0, 1.0976, 1.9, 3.3}) {
-        for (const auto filter : {AxisMap::Filter::sharp, AxisMap::Filter::smooth}) {
-            SCOPED_TRACE(step);
-            AxisMap map;
-            map.build({0, 100, step, 20.3, 1000, filter});
-            double worst = 0, mean = 0;
-            for (int i = 0; i < map.count(); ++i) {
-                double value = 0;
-                for (int k = 0; k < map.taps(); ++k) value += (map.first(i) + k) * map.weights(i)[k] / 16384.0;
-                worst = std::max(worst, std::abs(value - (step * i + 20.3)));
-                mean += (value - (step * i + 20.3)) / map.count();
-            }
-            // A stretched filter's sampled weights are not exactly symmetric; on average it stays in place.
-            EXPECT_LT(worst, step > 1 ? 0.07 : 0.001);
-            EXPECT_NEAR(mean, 0, 0.005);
-        }
-    }
-}
-
-TEST(AxisMap, scalingDownAveragesDetailAway) {
-    AxisMap map;  // alternating 0 and 255 at a third of the size: nothing but the mean can be shown
-    map.build({20, 80, 3, 0.4, 300, AxisMap::Filter::sharp});
-    for (int i = 0; i < map.count(); ++i) {
-        double value = 0;
-        for (int k = 0; k < map.taps(); ++k) value += ((map.first(i) + k) % 2) * 255 * map.weights(i)[k] / 16384.0;
-        EXPECT_NEAR(value, 127.5, 4);
-    }
-}
-
-/// Runs every test below on each instruction set that this processor has.
-class FastKernels : public ::testing::TestWithParam<std::int64_t> {
+class FastKernels : public testing::OnEachInstructionSet {
 protected:
-    void SetUp() override {
-        hwy::SetSupportedTargetsForTest(GetParam());
-        hwy::GetChosenTarget().DeInit();
-    }
-    void TearDown() override {
-        hwy::SetSupportedTargetsForTest(0);
-        hwy::GetChosenTarget().DeInit();
-    }
     std::mt19937 random_{7};
     std::vector<std::uint8_t> bytes(std::size_t count) {
         std::vector<std::uint8_t> result(count);
@@ -170,30 +128,7 @@ TEST_P(FastKernels, overlayRowsAsTheReferenceDoes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, FastKernels, ::testing::ValuesIn(hwy::SupportedAndGeneratedTargets()),
-                         [](const auto& target) { return std::string(hwy::TargetName(target.param)); });
-
-TEST(ReferenceKernels, overlayIsSourceOver) {
-    // Premultiplied 100 at coverage 128/255 over 200, at full strength: 100 + 200 * (1 - 128/255) = 199.6.
-    const std::uint8_t color = 100, alpha = 128;
-    std::uint8_t out = 200;
-    const auto overlay = Kernels::reference().bytes.overlayRow;
-    overlay(&out, &color, &alpha, 256, 1);
-    EXPECT_EQ(out, 200);
-    out = 200;  // at half strength: 50 + 200 * (1 - 64/255) = 199.8
-    overlay(&out, &color, &alpha, 128, 1);
-    EXPECT_EQ(out, 200);
-    const std::uint8_t white = 235, opaque = 255;
-    out = 16;
-    overlay(&out, &white, &opaque, 256, 1);
-    EXPECT_EQ(out, 235);
-    overlay(&out, &color, &alpha, 0, 1);
-    EXPECT_EQ(out, 235);
-    // The same in 10 bits, where steps are finer: 399 + 800 * (1 - 513/1020) = 796.6.
-    const std::uint16_t deepColor = 399, deepAlpha = 513;
-    std::uint16_t deepOut = 800;
-    Kernels::reference().words.overlayRow(&deepOut, &deepColor, &deepAlpha, 256, 1);
-    EXPECT_EQ(deepOut, 797);
-}
+                         testing::targetName);
 
 }  // namespace
 }  // namespace lumenwhirl
