@@ -114,16 +114,6 @@ TEST(DemoScript, everyClickHitsWhatItMeansAndTheDesktopDoesWhatTheLogSays) {
     }
 }
 
-TEST(DemoScript, aSeedGivesOneScriptAndAnotherSeedAnother) {
-    const DemoScript first = writeDemoScript(12, 1280, 720, 60, 3);
-    const DemoScript again = writeDemoScript(12, 1280, 720, 60, 3);
-    const DemoScript other = writeDemoScript(12, 1280, 720, 60, 4);
-    EXPECT_EQ(first.log, again.log);
-    EXPECT_EQ(first.cues, again.cues);
-    EXPECT_NE(first.log.cursor, other.log.cursor);
-    EXPECT_NE(first.log.recording.startHostTime, other.log.recording.startHostTime);
-}
-
 TEST(DemoScript, showsWhatTheProgramMakesOfARecording) {
     for (std::uint64_t seed = 0; seed < 40; ++seed) {
         const Pixels size = sizes[seed % sizes.size()];

@@ -164,15 +164,5 @@ TEST_F(Files, aTemporaryFileGoesUnlessItIsReleased) {
     EXPECT_EQ(names(), std::set<std::string>{"kept"});
 }
 
-TEST(FileErrors, keepTheFileAndTheProblemApart) {
-    const FileError odd("a: b", "c: d");
-    EXPECT_EQ(odd.file(), "a: b");
-    EXPECT_STREQ(odd.problem(), "c: d");
-    EXPECT_EQ(odd.errorNumber(), 0);
-    const FileError none("", "is empty");
-    EXPECT_TRUE(none.file().empty());
-    EXPECT_STREQ(none.problem(), "is empty");
-}
-
 }  // namespace
 }  // namespace lumenwhirl
