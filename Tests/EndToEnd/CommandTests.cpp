@@ -38,12 +38,10 @@ TEST(Usage, mistakesHaveStatus2) {
         {"export", package, "--preset"},
         {"export", package, "--progress", "lots"},
         {"export", package, "--encoder", "warp"},
-        {"export", package, "--encoder", ""},
         {"frame", package, "--at", "1"},
         {"inspect", package, "--at"},
         {"inspect", package, "--at", "1,5"},
         {"inspect", package, "--at", "nan"},
-        {"inspect", package, "--at", "inf"},
         {"inspect", package, "--at", "1e999"},
         {"inspect", package, "--at", "0x10"},
         {"inspect", package, "--at", ""},
@@ -53,7 +51,6 @@ TEST(Usage, mistakesHaveStatus2) {
         {"captions", package, "--clear", "--import", "file.srt"},
         {"captions", package, "--export", "file.json"},
         {"demo", "--seconds", "-3"},
-        {"demo", "--seconds", "0"},
         {"demo", "--size", "wide"},
         {"demo", "--size", "0x0"},
         {"demo", "--fps", "sixty"},
@@ -131,8 +128,7 @@ TEST(LoudnessCommand, makesALouderCopyOfQuietSpeech) {
     EXPECT_EQ(folder.contents(), before);  // not worth a copy
     const Json quiet = loudness({recording, "-o", copy});
     const double level = quiet.number("/speechLevel");
-    EXPECT_NEAR(level, 0.05,
-                0.01);  // a square wave of 0.05, whose edges lose a little in coding
+    EXPECT_NEAR(level, 0.05, 0.01);  // a square wave of 0.05, whose edges lose a little in coding
     EXPECT_NEAR(quiet.number("/gain"), 0.14 / level, 1e-4);
     EXPECT_EQ(quiet.number("/sampleRate"), 48000);
     EXPECT_EQ(quiet.number("/channels"), 1);

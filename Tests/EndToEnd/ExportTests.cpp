@@ -68,6 +68,9 @@ TEST(ExportCommand, reportsItsProgressAsJson) {
     EXPECT_GT(last.number("/seconds"), 0);
     EXPECT_NEAR(last.number("/framesPerSecond") * last.number("/seconds"), 30, 1e-6);
     EXPECT_FALSE(std::getline(lines, line));
+    // It stops when nobody can read that.
+    folder.expectFailure({"export", package, "-o", folder / "second.mp4", "--progress", "json"}, 1,
+                         "standard output: ", {.hasFullOutput = true});
 }
 
 TEST(ExportCommand, anInterruptedExportLeavesTheOldFileAndNothingElse) {
@@ -91,13 +94,6 @@ TEST(ExportCommand, anInterruptedExportLeavesTheOldFileAndNothingElse) {
     }
 }
 
-TEST(ExportCommand, stopsWhenNobodyReadsItsProgress) {
-    const TestFolder folder;
-    const std::string package = folder.makeRecording().url().string();
-    folder.expectFailure({"export", package, "-o", folder / "out.mp4", "--progress", "json"}, 1,
-                         "standard output: ", {.hasFullOutput = true});
-}
-
 TEST(ExportCommand, usesTheEncoderThatIsNamedOrSaysThatItDoesNotWork) {
     const TestFolder folder;
     const std::string package = folder.makeRecording().url().string(), output = folder / "out.mp4";
@@ -112,19 +108,13 @@ TEST(ExportCommand, usesTheEncoderThatIsNamedOrSaysThatItDoesNotWork) {
         } else {
             EXPECT_TRUE(encoder != "auto" && encoder != "software");  // those work everywhere
             EXPECT_EQ(outcome.status, 1);
-            EXPECT_EQ(outcome.errors.find("lumenwhirl: " + output + ": the encoder " + encoder +
-                                          " does not work on this machine ("),
-                      0U)
+            EXPECT_TRUE(outcome.errors.starts_with("lumenwhirl: " + output + ": the encoder " + encoder +
+                                                   " does not work on this machine ("))
                 << outcome.errors;
             EXPECT_EQ(outcome.errors.find('\n'), outcome.errors.size() - 1) << outcome.errors;
         }
         EXPECT_EQ(folder.contents(), before);
     }
-}
-
-TEST(ExportCommand, saysWhichPresetsGraphicsCardsCannotEncode) {
-    const TestFolder folder;
-    const std::string package = folder.makeRecording().url().string(), output = folder / "out";
     for (const auto& [preset, what] : {std::pair{"prores", "ProRes"}, std::pair{"gif", "GIFs"}})
         folder.expectFailure({"export", package, "-o", output, "--preset", preset, "--encoder", "vaapi"}, 1,
                              output + ": the encoder vaapi cannot make " + what);

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 namespace lumenwhirl::test {
 namespace {
 
@@ -47,7 +45,7 @@ TEST(Inspect, takesAPackageWithoutVideoForItsDisplayAt60) {
     EXPECT_EQ(json.json("/renderStyle/border"), "null");
 }
 
-TEST(Inspect, editsMapTimesBothWays) {
+TEST(Inspect, timesAreOfTheOutputUnlessOfTheSource) {
     const TestFolder folder;
     const LumenwhirlPackage package = edited(folder, [](ProjectSettings& project) {
         project.timeline.trimStart = 1;
@@ -56,25 +54,19 @@ TEST(Inspect, editsMapTimesBothWays) {
         project.timeline.speedRanges = {{6, 8, 2}};
     });
     // Kept are 1-2, 4-6, 6-8 at double speed and 8-9: 1 + 2 + 1 + 1 s.
-    const Json output = inspect(package, {"--at", "3.5", "--at", "0", "--at", "1.5"});
+    const Json output = inspect(package, {"--at", "3.5", "--at", "0"});
     EXPECT_EQ(output.number("/timeline/outputDuration"), 5);
     EXPECT_FALSE(output.truth("/timeline/isIdentity"));
     EXPECT_EQ(output.json("/timeline/segments/2"),
               R"({"outStart":3,"outEnd":4,"srcStart":6,"srcEnd":8,"rate":2})");
-    EXPECT_EQ(output.number("/states/0/sourceTime"),
-              7);  // half a second at double speed after 6
+    EXPECT_EQ(output.number("/states/0/sourceTime"), 7);  // half a second at double speed after 6
     EXPECT_EQ(output.number("/states/0/rate"), 2);
     EXPECT_EQ(output.number("/states/1/sourceTime"), 1);
-    EXPECT_EQ(output.number("/states/2/sourceTime"), 4.5);
-    EXPECT_EQ(output.json("/states/2/skipTarget"), "null");
-
-    const Json source = inspect(package, {"--source", "--at", "7", "--at", "3"});
-    EXPECT_EQ(source.number("/states/0/outputTime"), 3.5);
-    EXPECT_EQ(source.number("/states/0/rate"), 2);
-    EXPECT_EQ(source.number("/states/1/sourceTime"), 3);
-    EXPECT_EQ(source.number("/states/1/outputTime"),
-              5);  // what was cut away maps to the end
-    EXPECT_EQ(source.number("/states/1/skipTarget"), 4);
+    EXPECT_EQ(output.json("/states/1/skipTarget"), "null");
+    const Json source = inspect(package, {"--source", "--at", "3"});
+    EXPECT_EQ(source.number("/states/0/sourceTime"), 3);
+    EXPECT_EQ(source.number("/states/0/outputTime"), 5);  // what was cut away maps to the end
+    EXPECT_EQ(source.number("/states/0/skipTarget"), 4);
 }
 
 TEST(Inspect, theRenderStyleIsResolvedForTheCanvas) {
@@ -84,7 +76,7 @@ TEST(Inspect, theRenderStyleIsResolvedForTheCanvas) {
             .json("/renderStyle/background");
     };
     EXPECT_EQ(backgroundOf({"solid", {}, "#336699", {}}), R"({"type":"solid","color":[0.2,0.4,0.6,1]})");
-    std::ofstream(folder / "picture.ppm", std::ios::binary) << "P6 3 2 255 " << std::string(3 * 2 * 3, 'x');
+    writeFile(folder / "picture.ppm", "P6 3 2 255 " + std::string(3 * 2 * 3, 'x'));
     EXPECT_EQ(backgroundOf({"image", {}, {}, folder / "picture.ppm"}), R"({"type":"image","width":3,"height":2})");
 
     const Json portrait = inspect(edited(folder, [](ProjectSettings& project) {
@@ -96,11 +88,9 @@ TEST(Inspect, theRenderStyleIsResolvedForTheCanvas) {
     }));
     EXPECT_EQ(portrait.json("/canvas"), R"({"width":1080,"height":1920})");
     const std::string style = portrait.json("/renderStyle");
-    // Lengths scale with the short side, 1080, the shadow with the height, 1920. The gradient begins at 0x23 /
-    // 255.
     EXPECT_TRUE(style.starts_with(
         R"({"paddingPx":54,"cornerRadiusPx":16,"background":{"type":"gradient","top":[0.13725490196078433,)"))
-        << style;
+        << style;  // the gradient begins at 0x23 / 255
     EXPECT_TRUE(style.ends_with(R"("shadow":{"opacity":0.42,"radius":67.2,"yOffset":38.4},)"
                                 R"("border":{"widthPx":1.6875,"color":[1,1,1,0.2]}})"))
         << style;
@@ -145,20 +135,6 @@ TEST(Inspect, generatedZoomsAreListedButOnlyUsedIfTheProjectHasNone) {
     const Json own = inspect(package, {"--at", "3"});
     EXPECT_EQ(own.count("/autoSegments"), 1U);
     EXPECT_EQ(own.number("/states/0/camera/scale"), 3);
-}
-
-TEST(Inspect, numbersAreExactInEveryLocale) {
-    const TestFolder folder;
-    const LumenwhirlPackage package = edited(folder, [](ProjectSettings& project) {
-        project.timeline.duration = project.timeline.trimEnd = 0.1 + 0.2;
-    });
-    // The locale may not be installed; where it is, its numbers have a decimal comma.
-    const Outcome outcome = Program::run({"inspect", package.url().string(), "--at", "0.1"},
-                                         {.environment = {{"LC_ALL", "de_DE.UTF-8"}}});
-    ASSERT_EQ(outcome.status, 0) << outcome.errors;
-    const Json json(outcome.output);
-    EXPECT_EQ(json.number("/timeline/outputDuration"), 0.1 + 0.2);
-    EXPECT_EQ(json.number("/states/0/sourceTime"), 0.1);
 }
 
 }  // namespace

@@ -95,28 +95,24 @@ TEST_F(RecordTest, aDisplayWithItsInputAndWithoutTheCursor) {
     EXPECT_NEAR(log.cursor.back().x, 250, 2);
     EXPECT_NEAR(log.cursor.back().y, 130, 2);
     expectInStep(log.cursor.back().t,
-                 firstFrame(frames, [](const Picture& frame) { return brightPart(frame).left > 150; }),
-                 longest);
+                 firstFrame(frames, [](const Picture& frame) { return brightPart(frame).left > 150; }), longest);
     ASSERT_EQ(log.clicks.size(), 2U);
     EXPECT_EQ(log.clicks[0].phase, ClickPhase::down);
     EXPECT_EQ(log.clicks[1].phase, ClickPhase::up);
     EXPECT_NEAR(log.clicks[0].x, 250, 2);
     EXPECT_NEAR(log.clicks[0].y, 130, 2);
     expectInStep(log.clicks[0].t,
-                 firstFrame(frames, [](const Picture& frame) { return lumaAt(frame, 300, 120) > 200; }),
-                 longest);
+                 firstFrame(frames, [](const Picture& frame) { return lumaAt(frame, 300, 120) > 200; }), longest);
     ASSERT_EQ(log.scroll.size(), 1U);
     EXPECT_EQ(log.scroll[0].dy, -1);
     expectInStep(log.scroll[0].t,
-                 firstFrame(frames, [](const Picture& frame) { return brightPart(frame).left > 300; }),
-                 longest);
+                 firstFrame(frames, [](const Picture& frame) { return brightPart(frame).left > 300; }), longest);
     ASSERT_EQ(log.keys.size(), 1U);
     EXPECT_EQ(log.keys[0].chars, "s");
     EXPECT_EQ(log.keys[0].modifiers, std::vector<std::string>{"cmd"});
     expectInStep(
         log.keys[0].t,
-        firstFrame(frames,
-                   [](const Picture& frame) { return std::abs(lumaAt(frame, 420, 270) - greyLuma) < 8; }),
+        firstFrame(frames, [](const Picture& frame) { return std::abs(lumaAt(frame, 420, 270) - greyLuma) < 8; }),
         longest);
 }
 

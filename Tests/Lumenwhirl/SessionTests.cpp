@@ -110,13 +110,6 @@ TEST_F(SessionRecordingTest, theResultHasThePackageAndEveryNotice) {
     EXPECT_EQ(result.package.readEvents().recording.display.pixelWidth, 320);
 }
 
-TEST_F(SessionRecordingTest, aRecordingThatExistsIsNotReplaced) {
-    const auto start = [this] { Session::Recording(screen, audio, clock, request(), {}); };
-    fs::create_directory(folder / "Take.lumenwhirl");
-    EXPECT_THROW(start(), Session::Error);
-    EXPECT_TRUE(fs::is_empty(folder / "Take.lumenwhirl"));
-}
-
 class SessionExportTest : public testing::Test {
 protected:
     SessionExportTest() : package(LumenwhirlPackage::create("Talk", folder.path())) {
