@@ -4,7 +4,6 @@
 #include "Media/StreamDecoder.h"
 #include "Media/VideoEncoder.h"
 #include "Media/VideoReader.h"
-#include "Media/VideoWriter.h"
 #include "Tests/Support/Files.h"
 #include "Tests/Support/ForeignMovies.h"
 #include "Tests/Support/Movies.h"
@@ -14,18 +13,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <vector>
 
 namespace lumenwhirl {
 namespace {
-
-using Kind = MediaError::Kind;
-
-// ProRes
 
 /// Decodes the first frame as it is stored, without VideoReader's conversion.
 FrameHandle firstFrameOf(const std::filesystem::path& file) {
@@ -55,11 +48,7 @@ std::pair<int, double> changeBy(const Picture& frame) {
     VideoSettings settings = movies::settings(VideoCodec::prores);
     settings.width = frame.width();
     settings.height = frame.height();
-    {
-        VideoWriter writer(folder / "video.mov", settings);
-        for (int i = 0; i < 3; ++i) writer.write(frame, 10 * i);
-        writer.finish();
-    }
+    movies::write(folder / "video.mov", {{0, 10, 20}, [&](unsigned) { return frame; }, settings});
     const FrameHandle back = firstFrameOf(folder / "video.mov");
     EXPECT_EQ(back->format, AV_PIX_FMT_YUV422P10LE);
     int largest = 0, count = 0;
@@ -78,18 +67,14 @@ std::pair<int, double> changeBy(const Picture& frame) {
     return {largest, std::sqrt(squares / count)};
 }
 
-TEST(ProRes, keepsTenBitsAndAllChromaRows) {
+TEST(ProRes, keepsTenBitsAllChromaRowsAndFramesFarBeyondItsNominalRate) {
     // Gradients of less than an 8-bit step a pixel; chroma that differs from row to row, which 4:2:0 cannot hold.
     const auto slopes = painted(256, 64, [](int plane, int x, int y) {
-        if (plane == 0) return 300 + x;
-        return 400 + plane * 40 + (y % 2 == 0 ? 40 : 0);
+        return plane == 0 ? 300 + x : 400 + plane * 40 + (y % 2 == 0 ? 40 : 0);
     });
     EXPECT_LE(changeBy(slopes).first, 3);
     // A size that is not a multiple of the blocks.
     EXPECT_LE(changeBy(painted(70, 34, [](int plane, int, int y) { return 400 + 50 * plane + 2 * y; })).first, 3);
-}
-
-TEST(ProRes, holdsFramesFarBeyondItsNominalRate) {
     // Noise over the whole range; and the sharpest checkerboard. 16 codes are 4 of the 256 of 8 bits.
     std::uint32_t noise = 1;
     const auto noisy = painted(320, 64, [&](int, int, int) {
@@ -97,21 +82,9 @@ TEST(ProRes, holdsFramesFarBeyondItsNominalRate) {
         return static_cast<int>(64 + (noise >> 8) % 877);
     });
     EXPECT_LT(changeBy(noisy).second, 16);
-    EXPECT_LT(changeBy(painted(320, 64,
-                               [](int plane, int x, int y) { return plane == 0 && (x + y) % 2 == 0 ? 940 : 64; }))
-                  .second,
-              16);
-}
-
-TEST(ProRes, isNotMadeByGraphicsCards) {
-    const TemporaryFolder folder;
-    VideoSettings settings = movies::settings(VideoCodec::prores);
-    settings.encoder = EncoderChoice::nvenc;
-    EXPECT_THROW((VideoWriter{folder / "video.mov", settings}), MediaError);
-    EXPECT_TRUE(folder.isEmpty());
-    settings.encoder = EncoderChoice::automatic;
-    movies::write(folder / "video.mov", movies::steady(3, 10), settings);
-    EXPECT_EQ(VideoReader(folder / "video.mov").info().duration, 0.05);
+    const auto checkered =
+        painted(320, 64, [](int plane, int x, int y) { return plane == 0 && (x + y) % 2 == 0 ? 940 : 64; });
+    EXPECT_LT(changeBy(checkered).second, 16);
 }
 
 // Encoders: holds with and without a graphics card.
@@ -135,23 +108,16 @@ TEST_P(EncoderChoices, encodesExactlyOrSaysWhyNot) {
         settings.encoder = GetParam();
         const bool isNamed = GetParam() != EncoderChoice::automatic && GetParam() != EncoderChoice::software;
         const barCode::Area area{0, 0, width, height};
-        try {
-            VideoWriter writer(file, settings);
-            for (unsigned i = 0; i < ticks.size(); ++i) {
-                Picture frame(width, height, PixelFormat::yuv420p8);
-                barCode::fill(frame, 126);
-                barCode::paint(frame, i, area);
-                writer.write(frame, ticks[i]);
-            }
-            writer.finish();
-        } catch (const MediaError& error) {
-            const std::string message = error.what(), name(nameOf(GetParam()));
+        const auto paint = [&](unsigned number) {
+            Picture frame(width, height, PixelFormat::yuv420p8);
+            barCode::fill(frame, 126);
+            barCode::paint(frame, number, area);
+            return frame;
+        };
+        std::string message;
+        if (const auto kind = movies::thrownBy([&] { movies::write(file, {ticks, paint, settings}); }, &message)) {
             EXPECT_TRUE(isNamed) << message;
-            EXPECT_EQ(error.kind(), Kind::unsupported);
-            EXPECT_NE(message.find("video.mp4: the encoder " + name + " does not work on this machine ("),
-                      std::string::npos)
-                << message;
-            EXPECT_EQ(message.find('\n'), std::string::npos);
+            EXPECT_EQ(kind, MediaError::Kind::unsupported) << message;
             EXPECT_TRUE(folder.isEmpty());
             continue;
         }
@@ -170,27 +136,22 @@ TEST_P(EncoderChoices, encodesExactlyOrSaysWhyNot) {
 INSTANTIATE_TEST_SUITE_P(All, EncoderChoices, testing::ValuesIn(allEncoderChoices),
                          [](const auto& instance) { return std::string(nameOf(instance.param)); });
 
-TEST(EncoderNames, leadBackToTheirChoice) {
-    for (const EncoderChoice choice : allEncoderChoices) EXPECT_EQ(encoderChoiceFromName(nameOf(choice)), choice);
-    for (const char* name : {"", "automatic", "NVENC", "libx264"}) EXPECT_FALSE(encoderChoiceFromName(name));
-}
-
 TEST(UploadedFrames, haveTheirChromaInterleaved) {
     Picture planes(6, 4, PixelFormat::yuv420p8), pairs(6, 4, PixelFormat::nv12);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 6; ++x) planes.mutablePlanes()[0].row(y)[x] = static_cast<std::uint8_t>(10 * y + x);
-    for (int y = 0; y < 2; ++y) {
-        for (int x = 0; x < 3; ++x) {
-            planes.mutablePlanes()[1].row(y)[x] = static_cast<std::uint8_t>(100 + 10 * y + x);
-            planes.mutablePlanes()[2].row(y)[x] = static_cast<std::uint8_t>(200 + 10 * y + x);
-        }
+    const auto code = [](int plane, int x, int y) { return static_cast<std::uint8_t>(80 * plane + 10 * y + x); };
+    for (int plane = 0; plane < 3; ++plane) {
+        const Plane<std::uint8_t> to = planes.mutablePlanes()[static_cast<std::size_t>(plane)];
+        for (int y = 0; y < to.height; ++y)
+            for (int x = 0; x < to.width; ++x) to.row(y)[x] = code(plane, x, y);
     }
     copyAsNv12(*frameAround(planes), pairs);
     const auto at = [&](int plane, int x, int y) { return pairs.plane(plane)[y * pairs.stride(plane) + x]; };
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 6; ++x) EXPECT_EQ(at(0, x, y), 10 * y + x);
-    for (int y = 0; y < 2; ++y)
-        for (int x = 0; x < 6; ++x) EXPECT_EQ(at(1, x, y), (x % 2 == 0 ? 100 : 200) + 10 * y + x / 2);
+    for (int y = 0; y < 4; ++y) {
+        for (int x = 0; x < 6; ++x) {
+            EXPECT_EQ(at(0, x, y), code(0, x, y));
+            EXPECT_EQ(at(1, x, y / 2), code(1 + x % 2, x / 2, y / 2));
+        }
+    }
 }
 
 TEST(FrameNumbers, givePacketsTheTimesOfTheirFrames) {
