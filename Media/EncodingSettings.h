@@ -62,7 +62,6 @@ struct SoftwareTuning {
 struct VideoSettings {
     VideoCodec codec = VideoCodec::h264;
     EncoderChoice encoder = EncoderChoice::software;
-    FileLayout layout = FileLayout::indexFirst;
     int width = 0, height = 0;  // even
     Rational frameRate{60, 1};  // nominal, for rate control
     Rational timeBase{1, 600};  // of the times given to write()

@@ -68,7 +68,7 @@ void VideoWriter::State::start(AVRational audioTimeBase) {
 
 /// Begins the file with the audio that was found, or none, and writes the packets that waited for it.
 void VideoWriter::State::startWith(const std::optional<std::filesystem::path>& audioFile) {
-    addTrack(audioFile ? settings.layout : FileLayout::indexLast);
+    addTrack(audioFile ? FileLayout::indexFirst : FileLayout::indexLast);
     if (audioFile) copiedAudio.emplace(*audioFile, *output);
     start(copiedAudio ? copiedAudio->track().timeBase() : AVRational{1, 1});
     for (const PacketHandle& packet : waiting) writePacket(*packet);
@@ -131,7 +131,7 @@ VideoWriter::VideoWriter(const std::filesystem::path& file, const VideoSettings&
                          const std::optional<AudioSettings>& audio)
     : state_(std::make_unique<State>(file, video)) {
     State& state = *state_;
-    state.addTrack(video.layout);
+    state.addTrack(FileLayout::indexFirst);
     if (audio) state.audio.emplace(*state.output, *audio);
     state.start({1, audio ? audio->sampleRate : 1});
 }

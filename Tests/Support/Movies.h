@@ -2,6 +2,7 @@
 
 #include "Media/AudioReader.h"
 #include "Media/MediaError.h"
+#include "Media/VideoReader.h"
 #include "Media/VideoWriter.h"
 
 #include <algorithm>
@@ -145,9 +146,9 @@ inline constexpr int width = 160, height = 64;
 }
 
 /// `count` times, `step` ticks apart.
-[[nodiscard]] inline std::vector<std::int64_t> steady(int count, std::int64_t step, std::int64_t first = 0) {
+[[nodiscard]] inline std::vector<std::int64_t> steady(int count, std::int64_t step) {
     std::vector<std::int64_t> ticks;
-    for (int i = 0; i < count; ++i) ticks.push_back(first + i * step);
+    for (int i = 0; i < count; ++i) ticks.push_back(i * step);
     return ticks;
 }
 
@@ -175,6 +176,12 @@ inline void write(const std::filesystem::path& file, const Movie& movie) {
 inline void write(const std::filesystem::path& file, const std::vector<std::int64_t>& ticks,
                   const VideoSettings& video = settings()) {
     write(file, {ticks, [&](unsigned number) { return numberedFor(video.codec, number); }, video});
+}
+
+inline void readAllFrames(const std::filesystem::path& file) {
+    VideoReader reader(file);
+    while (reader.next()) {
+    }
 }
 
 /// The kind of MediaError that `action` throws, empty if none; `message` gets its text.
