@@ -62,10 +62,10 @@ TEST_F(EditedAudio, segmentsOfEveryRateBeginOnTheirSample) {
     const std::vector<float> out = edited(signals::bursts(9 * 48000, times), edit);
     edit.duration = 9;
     const EditTimeline timeline(edit);
-    const std::vector<long> found = signals::onsets(out);
+    const std::vector<double> found = signals::onsets(out);
     ASSERT_EQ(found.size(), times.size());
     for (std::size_t i = 0; i < times.size(); ++i)
-        EXPECT_NEAR(static_cast<double>(found[i]), timeline.outputTimeForSource(times[i]) * 48000, 12) << i;
+        EXPECT_NEAR(found[i], timeline.outputTimeForSource(times[i]), 12 / 48000.0) << i;
     EXPECT_EQ(static_cast<long>(out.size()), std::lround(timeline.outputDuration() * 48000));
 }
 

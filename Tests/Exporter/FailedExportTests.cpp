@@ -38,9 +38,6 @@ protected:
         all[1].timeline.speedRanges = {{2, 2.5, 0.5}};
         return all;
     }
-    static void write(const fs::path& file, const std::string& bytes) {
-        std::ofstream(file, std::ios::binary) << bytes;
-    }
     struct Failure {
         Kind kind;
         std::string message;
@@ -64,41 +61,26 @@ protected:
 
 TEST_F(FailedExport, aStopAtAnyFrameLeavesTheOldFile) {
     recordAll();
-    write(destination, "yesterday's");
+    writeFile(destination, "yesterday's");
     for (const ProjectSettings& settings : projects()) {
         for (const int last : {0, 1, 40, 90}) {  // both projects give 90 frames
             SCOPED_TRACE(last);
             std::stop_source stop;
             if (last == 0) stop.request_stop();
             std::int64_t done = 0;
-            const auto progress = [&](Exporter::Progress now) {
+            Exporter::Options options;
+            options.progress = [&](Exporter::Progress now) {
                 EXPECT_EQ(now.framesDone, done + 1);
                 EXPECT_EQ(now.totalFrames, frames);
                 done = now.framesDone;
                 if (done == last) stop.request_stop();
             };
-            Exporter::Options options;
-            options.progress = progress;
-            const auto failure = failureOf(destination, settings, options, stop.get_token());
-            ASSERT_TRUE(failure);
-            EXPECT_EQ(failure->kind, Kind::cancelled) << failure->message;
+            expectFailure(failureOf(destination, settings, options, stop.get_token()), Kind::cancelled,
+                          "cancelled");
             EXPECT_EQ(done, last);
             EXPECT_EQ(contentsOf(destination), "yesterday's");
-            EXPECT_EQ(filesLeft(), (std::set<std::string>{"out.mp4", "recording.mp4"}));
+            EXPECT_EQ(filesLeft(), (Names{"out.mp4", "recording.mp4"}));
         }
-    }
-}
-
-TEST_F(FailedExport, whatTheProgressCallbackThrowsComesThrough) {
-    recordAll();
-    struct ClosedPipe {};
-    for (const ProjectSettings& settings : projects()) {
-        Exporter::Options options;
-        options.progress = [](Exporter::Progress progress) {
-            if (progress.framesDone == 20) throw ClosedPipe();
-        };
-        EXPECT_THROW(exportTo(destination, settings, options), ClosedPipe);
-        EXPECT_EQ(filesLeft(), (std::set<std::string>{"recording.mp4"}));
     }
 }
 
@@ -118,7 +100,7 @@ TEST_F(FailedExport, destinationsThatCannotBeWrittenAreRefusedAtOnce) {
     expectFailure(failureOf("", settings, options), Kind::cannotCreateWriter, "");
     EXPECT_FALSE(hasBegun);
     EXPECT_TRUE(fs::is_fifo(folder / "pipe"));
-    EXPECT_EQ(filesLeft(), (std::set<std::string>{"folder", "link.mp4", "pipe", "recording.mp4"}));
+    EXPECT_EQ(filesLeft(), (Names{"folder", "link.mp4", "pipe", "recording.mp4"}));
     EXPECT_EQ(framesOf(source).size(), static_cast<std::size_t>(frames));
 }
 
@@ -126,28 +108,14 @@ TEST_F(FailedExport, unusualNamesAreNamesLikeAnyOther) {
     record(recordings::steady(5, 30));
     const fs::path before = fs::current_path();
     fs::current_path(folder.path());
-    for (const fs::path name : {std::string("out.mp4"), std::string("50% of: it?.mp4"), std::string("%03d"),
-                                std::string("-"), std::string("ü.mp4"), std::string(249, 'n')}) {
+    for (const std::string& name :
+         {std::string("http:out.mp4"), std::string("50% of: it?.mp4"), std::string("%03d"), std::string("-"),
+          std::string("ü.mp4"), std::string(249, 'n')}) {
         exportTo(name, plainProject(0.2));
-        EXPECT_EQ(framesOf(folder / name.string()).size(), 5U) << name;
+        EXPECT_EQ(framesOf(name).size(), 5U) << name;
     }
     fs::current_path(before);
     EXPECT_EQ(filesLeft().size(), 7U);
-}
-
-TEST_F(FailedExport, aRecordingThatIsCutShortOrNoneIsNamed) {
-    recordAll();
-    const std::string whole = contentsOf(source);
-    for (const ProjectSettings& settings : projects()) {
-        write(source, whole.substr(0, whole.size() * 3 / 4));  // the index is at the front: it opens
-        ASSERT_NO_THROW(VideoReader{source});
-        expectFailure(failureOf(destination, settings), Kind::writerFailed, source);
-        write(source, "no movie at all");
-        expectFailure(failureOf(destination, settings), Kind::cannotCreateReader, source);
-        fs::remove(source);
-        expectFailure(failureOf(destination, settings), Kind::cannotCreateReader, source);
-        EXPECT_TRUE(filesLeft().empty());
-    }
 }
 
 TEST_F(FailedExport, aRecordingDamagedInItsLaterHalfSaysWhereAndHowToGoOn) {
@@ -157,11 +125,11 @@ TEST_F(FailedExport, aRecordingDamagedInItsLaterHalfSaysWhereAndHowToGoOn) {
     for (std::size_t i = whole.size() / 2; i < whole.size(); ++i)
         damaged[i] = static_cast<char>(i * 2654435761U >> 24);
     for (const std::string& bytes : {damaged, whole.substr(0, whole.size() / 2)}) {
-        write(source, bytes);
+        writeFile(source, bytes);
         for (const ProjectSettings& settings : projects()) {
             const auto failure = failureOf(destination, settings);
             expectFailure(failure, Kind::writerFailed, source);
-            EXPECT_TRUE(filesLeft() == std::set<std::string>{"recording.mp4"});
+            EXPECT_TRUE(filesLeft() == Names{"recording.mp4"});
             // Such as "(after 1.23 s); restore the file, or trim the end off before that".
             const std::size_t at = failure->message.find("(after ");
             ASSERT_NE(at, std::string::npos) << failure->message;
@@ -181,7 +149,7 @@ TEST_F(FailedExport, aRecordingDamagedInItsLaterHalfSaysWhereAndHowToGoOn) {
 TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew) {
     constexpr int noisyFrames = 600, fps = 60;
     Recording recording = recordings::steady(noisyFrames, fps);
-    recording.picture = [](unsigned number) {
+    recording.frame = [](unsigned number) {
         Picture frame = recordings::flat(128);
         std::uint32_t noise = number + 1;
         for (int y = 0; y < frame.height(); ++y) {
@@ -199,7 +167,7 @@ TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew)
     const Exporter::Options options{.preset = Preset::prores, .progress = {}};
     bool wasSeen = false, isDone = false;  // joining takes a moment, and whoever watches may miss it
     for (int i = 0; i < 50 && !(wasSeen && isDone); ++i) {
-        write(destination, "yesterday's");
+        writeFile(destination, "yesterday's");
         std::stop_source stop;
         bool isJoining = false;
         std::jthread watcher([&](const std::stop_token& isOver) {
@@ -221,7 +189,7 @@ TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew)
             EXPECT_EQ(readAll(destination).frames(), std::size_t{noisyFrames / fps} * recordings::sampleRate);
             isDone = wasSeen;
         }
-        EXPECT_EQ(filesLeft(), (std::set<std::string>{"out.mp4", "recording.mp4"}));
+        EXPECT_EQ(filesLeft(), (Names{"out.mp4", "recording.mp4"}));
         wasSeen = wasSeen || isJoining;
     }
     EXPECT_TRUE(wasSeen && isDone);
@@ -231,52 +199,41 @@ TEST_F(FailedExport, aRecordingWithoutFramesHasNoVideo) {
     for (const ProjectSettings& settings : projects()) {
         record(recordings::steady(0, 30));
         expectFailure(failureOf(destination, settings), Kind::noVideoTrack, source);
-        EXPECT_EQ(filesLeft(), (std::set<std::string>{"recording.mp4"}));
+        EXPECT_THROW((void)Exporter::finishedFrame(source, events, settings, 1, FrameStates::Zoom::asProject),
+                     ExportError);
+        EXPECT_EQ(filesLeft(), (Names{"recording.mp4"}));
     }
 }
 
 TEST_F(FailedExport, aFullDiskLeavesNothingAtWhicheverStepItFills) {
     recordAll(0.4);  // loud enough: a louder copy that cannot be written is no failure
-    struct Case {
-        ProjectSettings settings;
-        Preset preset;
-    };
-    std::vector<Case> cases;
-    for (const ProjectSettings& settings : projects()) cases.push_back({settings, Preset::web});
-    cases.push_back({plainProject(3), Preset::prores});
-    cases.push_back({plainProject(3), Preset::gif});
-    for (const Case& each : cases) {
-        SCOPED_TRACE(rawValue(each.preset));
-        const ProjectSettings& settings = each.settings;
-        const Exporter::Options options{.preset = each.preset, .progress = {}};
+    const std::vector<ProjectSettings> both = projects();
+    for (const auto& [settings, preset] : {std::pair{both[0], Preset::web},
+                                           {both[1], Preset::web},
+                                           {both[0], Preset::prores},
+                                           {both[0], Preset::gif}}) {
+        SCOPED_TRACE(rawValue(preset));
+        const Exporter::Options options{.preset = preset, .progress = {}};
         exportTo(destination, settings, options);
         const auto size = static_cast<rlim_t>(fs::file_size(destination));
         fs::remove(destination);
         // The video alone is less than half of the file; the audio is made beside it, and then both are joined.
-        for (const rlim_t limit : {rlim_t{500}, size / 4, size / 2, size * 3 / 4, size - 1}) {
-            EXPECT_TRUE(holdsOnFullDisk(limit,
-                                        [&] {
-                                            const auto failure = failureOf(destination, settings, options);
-                                            return failure && failure->kind == Kind::writerFailed &&
-                                                   failure->message.starts_with(destination.string() + ": ") &&
-                                                   failure->message.find(".lumenwhirl-") == std::string::npos &&
-                                                   filesLeft() == std::set<std::string>{"recording.mp4"} &&
-                                                   temporary.isEmpty();
-                                        }))
-                << limit << " of " << size;
+        // Sizes differ by some bytes with the moment at which the audio is there.
+        for (const rlim_t limit : {rlim_t{500}, size / 4, size / 2, size * 3 / 4, size * 19 / 20}) {
+            const auto saysWhy = [&, &settings = settings] {
+                const auto failure = failureOf(destination, settings, options);
+                return failure && failure->kind == Kind::writerFailed &&
+                       failure->message.starts_with(destination.string() + ": ") &&
+                       failure->message.find("File too large") != std::string::npos &&
+                       failure->message.find(".lumenwhirl-") == std::string::npos &&
+                       filesLeft() == Names{"recording.mp4"} && temporary.isEmpty();
+            };
+            EXPECT_TRUE(holdsOnFullDisk(limit, saysWhy)) << limit << " of " << size;
         }
-        EXPECT_TRUE(holdsOnFullDisk(4 * size, [&] { return !failureOf(destination, settings, options); }));
+        EXPECT_TRUE(holdsOnFullDisk(
+            4 * size, [&, &settings = settings] { return !failureOf(destination, settings, options); }));
         EXPECT_TRUE(fs::remove(destination));
     }
-}
-
-TEST_F(FailedExport, absurdDocumentsAreRefusedBeforeAnythingIsWritten) {
-    recordAll();
-    EXPECT_THROW(exportTo(destination, plainProject(1e300)), FrameStates::Error);
-    EXPECT_THROW(static_cast<void>(Exporter::finishedFrame(source, events, plainProject(1e300), 0,
-                                                           FrameStates::Zoom::asProject)),
-                 FrameStates::Error);
-    EXPECT_EQ(filesLeft(), (std::set<std::string>{"recording.mp4"}));
 }
 
 }  // namespace

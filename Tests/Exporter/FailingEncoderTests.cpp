@@ -41,7 +41,7 @@ protected:
     void recordTiny(int frames, double amplitude = 0.4) {
         events.recording.display.pointWidth = 16;  // a thousand of its frames are drawn in no time
         recordings::Recording recording = recordings::steady(frames, 60);
-        recording.picture = [](unsigned number) {
+        recording.frame = [](unsigned number) {
             return recordings::flat(static_cast<std::uint8_t>(number % 200));
         };
         recording.audio = AudioBuffer{
@@ -57,9 +57,7 @@ protected:
     /// The message names the destination and `problem`, and nothing but the old file is there.
     void expectFailure(const ProjectSettings& settings, const std::string& problem, Preset preset = Preset::web) {
         try {
-            Exporter::Options options;
-            options.preset = preset;
-            exportTo(destination, settings, options);
+            exportTo(destination, settings, {.preset = preset, .progress = {}});
             ADD_FAILURE() << "no error";
         } catch (const ExportError& error) {
             const std::string message = error.what();
@@ -68,8 +66,7 @@ protected:
             EXPECT_EQ(message.find('\n'), std::string::npos);
         }
         EXPECT_EQ(contentsOf(destination), "yesterday's");
-        EXPECT_EQ(filesLeft(), (std::set<std::string>{"out.mp4", "recording.mp4"}));
-        EXPECT_TRUE(temporary.isEmpty());
+        EXPECT_EQ(filesLeft(), (Names{"out.mp4", "recording.mp4"}));
     }
 
     const std::filesystem::path destination = folder / "out.mp4";

@@ -31,7 +31,7 @@ double differenceOf(const Image& left, const Image& right) {
 }
 
 TEST_F(FinishedFrameOfAnExport, isTheOneOnScreenAtThatTime) {
-    Recording uneven{.ticks = {0, 20, 47, 60, 130, 140, 300}, .picture = recordings::numbered, .audio = {}};
+    const Recording uneven = recordings::atTicks({0, 20, 47, 60, 130, 140, 300});
     record(uneven);
     ProjectSettings settings = plainProject(0.6);
     for (unsigned i = 0; i < uneven.ticks.size(); ++i) {
@@ -60,7 +60,7 @@ TEST_F(FinishedFrameOfAnExport, showsWhatTheExportShows) {
     // Slow waves of colour on a larger canvas, so that the encoder has bits enough for them.
     events.recording.display.pointWidth = 480;
     Recording waves = recordings::steady(60, 30);
-    waves.picture = [](unsigned number) {
+    waves.frame = [](unsigned number) {
         Picture frame = recordings::flat(126);
         for (int plane = 0; plane < 3; ++plane) {
             const int scale = plane == 0 ? 1 : 2;

@@ -8,6 +8,7 @@
 namespace lumenwhirl {
 namespace {
 
+using recordings::atTicks;
 using recordings::framesOf;
 using recordings::plainProject;
 using recordings::Recording;
@@ -15,12 +16,6 @@ using recordings::Shown;
 using recordings::steady;
 
 using FrameChoice = recordings::Exporting;
-
-std::vector<unsigned> numbersOf(const std::vector<Shown>& frames) {
-    std::vector<unsigned> numbers;
-    for (const Shown& each : frames) numbers.push_back(each.number().value_or(~0U));
-    return numbers;
-}
 
 std::vector<unsigned> counted(unsigned first, unsigned end, unsigned step = 1) {
     std::vector<unsigned> numbers;
@@ -50,7 +45,7 @@ std::vector<unsigned> chosen(const std::vector<double>& times, const Timeline& e
 std::vector<double> timesOf(const Recording& recording) {
     std::vector<double> times;
     for (const std::int64_t tick : recording.ticks)
-        times.push_back(static_cast<double>(tick) * recording.timeBase.numerator / recording.timeBase.denominator);
+        times.push_back(static_cast<double>(tick) / recording.video.timeBase.denominator);
     return times;
 }
 
@@ -82,7 +77,7 @@ Timeline randomEdit(unsigned seed, double duration) {
 
 TEST_F(FrameChoice, anUneditedRecordingKeepsEveryFrameAtItsOwnTime) {
     // 90 kHz times of a variable rate, the first not at 0: no grid could give them.
-    Recording uneven{.ticks = {4500}, .picture = recordings::numbered, .timeBase = {1, 90000}, .audio = {}};
+    Recording uneven = atTicks({4500}, {1, 90000});
     std::mt19937 random(1);
     while (uneven.ticks.size() < 120) uneven.ticks.push_back(uneven.ticks.back() + 300 + random() % 9001);
     for (const Recording& recording : {steady(120, 60), steady(120, 30), uneven}) {
@@ -145,7 +140,8 @@ TEST_F(FrameChoice, everyGridTimeShowsTheNewestFrameAtItsSourceTime) {
 }
 
 TEST_F(FrameChoice, unevenFramesAreLaidOnTheGrid) {
-    Recording uneven{.ticks = {0}, .picture = recordings::numbered, .frameRate = {50, 1}, .audio = {}};
+    Recording uneven = atTicks({0});
+    uneven.video.frameRate = {50, 1};
     std::mt19937 random(2);
     while (uneven.ticks.size() < 100) uneven.ticks.push_back(uneven.ticks.back() + 2 + random() % 30);
     record(uneven);
@@ -160,17 +156,12 @@ TEST_F(FrameChoice, unevenFramesAreLaidOnTheGrid) {
         EXPECT_NEAR(out[i].frame.time(), static_cast<double>(i) / fps, 0.5 / 600) << i;
 }
 
-TEST_F(FrameChoice, theEndIsHeldWhereTheProjectIsLongerThanTheVideo) {
+TEST_F(FrameChoice, theEndIsHeldWhereTheVideoIsTooShortAndLessThanAFrameIsOne) {
     record(steady(30, 30));
     ProjectSettings settings = plainProject(2);  // says the project; the video has 1 s
     settings.timeline.cuts = {{0, 0.5}};
-    const auto out = framesOf(exported(settings));
-    EXPECT_EQ(numbersOf(out), counted(15, 30) + std::vector<unsigned>(30, 29));
-}
-
-TEST_F(FrameChoice, lessThanAFrameIsOneFrame) {
-    record(steady(30, 30));
-    ProjectSettings settings = plainProject(1);
+    EXPECT_EQ(numbersOf(framesOf(exported(settings))), counted(15, 30) + std::vector<unsigned>(30, 29));
+    settings = plainProject(1);
     settings.timeline.trimStart = 0.5;
     settings.timeline.trimEnd = 0.501;
     EXPECT_EQ(numbersOf(framesOf(exported(settings))), (std::vector<unsigned>{15}));
@@ -208,10 +199,11 @@ TEST_F(FrameChoice, holdsForEveryPreset) {
     }
 }
 
-TEST_F(FrameChoice, holdsForTheSmallestCanvas) {
+TEST_F(FrameChoice, holdsForCanvasesOfOddSides) {
     record(steady(10, 30));
-    events.recording.display.pointWidth = 16;  // of 16 x 8 pixels: hundreds of bits a second
-    EXPECT_EQ(framesOf(exported(plainProject(1.0 / 3))).size(), 10U);
+    events.recording.display.pointWidth = events.recording.display.pixelWidth = recordings::width + 1;
+    events.recording.display.pointHeight = events.recording.display.pixelHeight = recordings::height + 1;
+    EXPECT_EQ(numbersOf(framesOf(exported(plainProject(1.0 / 3)))), counted(0, 10));
 }
 
 }  // namespace

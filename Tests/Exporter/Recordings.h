@@ -24,13 +24,7 @@ namespace lumenwhirl::recordings {
 inline constexpr int width = 160, height = 90;  // of the canvas as well, so that no pixel is resampled
 inline constexpr int sampleRate = 48000;
 
-/// How to make a recording: the times and pictures of its frames, and its audio if any.
-struct Recording {
-    std::vector<std::int64_t> ticks;  // of timeBase
-    std::function<Picture(unsigned)> picture;
-    Rational frameRate{30, 1}, timeBase{1, 600};
-    std::optional<AudioBuffer> audio;  // at sampleRate
-};
+using Recording = movies::Movie;
 
 [[nodiscard]] inline Picture flat(std::uint8_t luma) {
     Picture frame(width, height, PixelFormat::yuv420p8);
@@ -45,22 +39,23 @@ struct Recording {
     return frame;
 }
 
-/// `count` frames numbered from 0, 1/`fps` s apart.
-[[nodiscard]] inline Recording steady(int count, int fps) {
-    Recording recording{.ticks = {}, .picture = numbered, .frameRate = {fps, 1}, .audio = {}};
-    for (int i = 0; i < count; ++i) recording.ticks.push_back(std::int64_t{i} * 600 / fps);
+/// Frames numbered from 0 at these ticks of `timeBase`.
+[[nodiscard]] inline Recording atTicks(std::vector<std::int64_t> ticks, Rational timeBase = {1, 600}) {
+    Recording recording{std::move(ticks), numbered, {}};
+    recording.video.width = width;
+    recording.video.height = height;
+    recording.video.frameRate = {30, 1};
+    recording.video.timeBase = timeBase;
+    recording.video.software.preset = "ultrafast";
+    recording.video.software.threads = 1;
     return recording;
 }
 
-inline void write(const std::filesystem::path& file, const Recording& recording) {
-    VideoSettings video;
-    video.width = width;
-    video.height = height;
-    video.frameRate = recording.frameRate;
-    video.timeBase = recording.timeBase;
-    video.software.preset = "ultrafast";
-    video.software.threads = 1;
-    movies::write(file, {recording.ticks, recording.picture, video, recording.audio});
+/// `count` frames numbered from 0, 1/`fps` s apart.
+[[nodiscard]] inline Recording steady(int count, int fps) {
+    Recording recording = atTicks(movies::steady(count, 600 / fps));
+    recording.video.frameRate = {fps, 1};
+    return recording;
 }
 
 /// A log without events, on a display whose canvas has the recording's size.
@@ -100,6 +95,12 @@ struct Shown {
     return frames;
 }
 
+[[nodiscard]] inline std::vector<unsigned> numbersOf(const std::vector<Shown>& frames) {
+    std::vector<unsigned> numbers;
+    for (const Shown& each : frames) numbers.push_back(each.number().value_or(~0U));
+    return numbers;
+}
+
 /// A folder with a recording in it. Whatever a test does, no temporary file may be left anywhere.
 class Exporting : public testing::Test {
 protected:
@@ -109,11 +110,10 @@ protected:
 
     void TearDown() override {
         EXPECT_TRUE(temporary.isEmpty());
-        for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
-            EXPECT_FALSE(entry.path().filename().string().starts_with(".")) << entry.path();
+        for (const std::string& name : namesIn(folder.path())) EXPECT_FALSE(name.starts_with(".")) << name;
     }
 
-    void record(const Recording& how) const { write(source, how); }
+    void record(const Recording& how) const { movies::write(source, how); }
     void exportTo(const std::filesystem::path& destination, const ProjectSettings& settings,
                   const Exporter::Options& options = {}, std::stop_token stop = {}) const {
         Exporter::exportRecording(source, events, settings, destination, options, std::move(stop));
@@ -124,12 +124,8 @@ protected:
         exportTo(folder / "out.mp4", settings, options);
         return folder / "out.mp4";
     }
-    [[nodiscard]] std::set<std::string> filesLeft() const {
-        std::set<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
-            names.insert(entry.path().filename().string());
-        return names;
-    }
+    using Names = std::set<std::string>;
+    [[nodiscard]] Names filesLeft() const { return namesIn(folder.path()); }
 
     const TemporaryFolder folder, temporary;
     const std::filesystem::path source = folder / "recording.mp4";

@@ -58,36 +58,42 @@ inline void writeWave(const std::filesystem::path& file, const AudioBuffer& audi
 /// Audio whose parts are found again after they were moved, and the measures that find them.
 namespace lumenwhirl::signals {
 
-/// A sine at 48 kHz, one channel.
-[[nodiscard]] inline std::vector<float> sine(std::size_t frames, double frequency, double amplitude) {
+/// One channel.
+[[nodiscard]] inline std::vector<float> sine(std::size_t frames, double frequency, double amplitude,
+                                             int sampleRate = 48000) {
     std::vector<float> samples(frames);
     for (std::size_t i = 0; i < frames; ++i) {
-        const double phase = 2 * std::numbers::pi * frequency * static_cast<double>(i) / 48000;
+        const double phase = 2 * std::numbers::pi * frequency * static_cast<double>(i) / sampleRate;
         samples[i] = static_cast<float>(amplitude * std::sin(phase));
     }
     return samples;
 }
 
-/// Silence, but for 60 ms of 1 kHz starting at each of these times.
-[[nodiscard]] inline std::vector<float> bursts(std::size_t frames, std::span<const double> seconds) {
+/// Silence, but for 60 ms of 1 kHz starting at each of these times as far as they fit.
+[[nodiscard]] inline std::vector<float> bursts(std::size_t frames, std::span<const double> seconds,
+                                               int sampleRate = 48000) {
     std::vector<float> samples(frames);
-    const std::vector<float> burst = sine(2880, 1000, 0.5);
-    for (const double time : seconds)
-        std::copy(burst.begin(), burst.end(), samples.begin() + std::lround(time * 48000));
+    const std::vector<float> burst = sine(static_cast<std::size_t>(0.06 * sampleRate), 1000, 0.5, sampleRate);
+    for (const double time : seconds) {
+        const auto begin = std::min(frames, static_cast<std::size_t>(std::lround(time * sampleRate)));
+        std::copy_n(burst.begin(), std::min(burst.size(), frames - begin),
+                    samples.begin() + static_cast<std::ptrdiff_t>(begin));
+    }
     return samples;
 }
 
-/// Where bursts begin, in samples: where the level rises above a third of the loudest after 30 ms below it. An
+/// Where bursts begin, in seconds: where the level rises above a third of the loudest after 30 ms below it. An
 /// encoder's pre-echo stays below, and 1 kHz gets there within 0.1 ms.
-[[nodiscard]] inline std::vector<long> onsets(std::span<const float> samples) {
+[[nodiscard]] inline std::vector<double> onsets(std::span<const float> samples, int sampleRate = 48000) {
     float loudest = 0;
     for (const float sample : samples) loudest = std::max(loudest, std::fabs(sample));
-    std::vector<long> found;
-    long latest = -48000;
+    std::vector<double> found;
+    double latest = -1;
     for (std::size_t i = 0; i < samples.size(); ++i) {
         if (std::fabs(samples[i]) < loudest / 3) continue;
-        if (static_cast<long>(i) - latest > 1440) found.push_back(static_cast<long>(i));
-        latest = static_cast<long>(i);
+        const double time = static_cast<double>(i) / sampleRate;
+        if (time - latest > 0.03) found.push_back(time);
+        latest = time;
     }
     return found;
 }

@@ -33,7 +33,6 @@ struct Foreign {
     std::function<void(AVCodecContext&)> describe = [](AVCodecContext&) {};
     std::function<void(AVStream&)> describeStream = [](AVStream&) {};
     std::function<void(AVFrame&, int)> paint = [](AVFrame&, int) {};
-    Dictionary* muxerOptions = nullptr;
 };
 
 inline void write(const std::filesystem::path& file, const Foreign& movie) {
@@ -53,7 +52,7 @@ inline void write(const std::filesystem::path& file, const Foreign& movie) {
     check(avcodec_parameters_from_context(stream.codecpar, codec.get()));
     movie.describeStream(stream);
     Dictionary none;
-    output.start(movie.muxerOptions ? *movie.muxerOptions : none);
+    output.start(none);
     const PacketHandle packet = makePacket();
     for (int i = 0; i <= movie.frames; ++i) {
         const FrameHandle frame = makeFrame();
@@ -76,6 +75,37 @@ inline void write(const std::filesystem::path& file, const Foreign& movie) {
     }
     output.finish();
 }
+
+/// The video of another file, copied into a track of `output`.
+class CopiedVideo {
+public:
+    CopiedVideo(const std::filesystem::path& from, OutputFile& output)
+        : input_(from, AVMEDIA_TYPE_VIDEO),
+          from_(input_.requiredStream(AVMEDIA_TYPE_VIDEO)),
+          output_(output),
+          to_(output.addStream()) {
+        check(avcodec_parameters_copy(to_.codecpar, from_.codecpar));
+        to_.codecpar->codec_tag = 0;
+        to_.time_base = from_.time_base;
+        to_.avg_frame_rate = from_.avg_frame_rate;
+    }
+    /// `change` may give each packet another time; it is told how many came before.
+    void write(const std::function<void(AVPacket&, int)>& change = [](AVPacket&, int) {}) {
+        const PacketHandle packet = makePacket();
+        for (int i = 0; input_.read(*packet); ++i) {
+            packet->stream_index = to_.index;
+            av_packet_rescale_ts(packet.get(), from_.time_base, to_.time_base);
+            change(*packet, i);
+            output_.write(*packet);
+        }
+    }
+
+private:
+    InputFile input_;
+    AVStream& from_;
+    OutputFile& output_;
+    AVStream& to_;
+};
 
 }  // namespace lumenwhirl::movies
 
@@ -158,24 +188,13 @@ private:
 /// Writes `file` with the video of `picture` and audio of that kind; a QuickTime file can hold nearly all kinds.
 inline void write(const std::filesystem::path& file, const std::filesystem::path& picture, const Kind& kind,
                   std::span<const float> samples, const char* container = "mov") {
-    InputFile input(picture, AVMEDIA_TYPE_VIDEO);
-    const AVStream& from = *input.firstStream(AVMEDIA_TYPE_VIDEO);
     OutputFile output(file, container);
     output.context().strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
-    AVStream& to = output.addStream();
-    movies::check(avcodec_parameters_copy(to.codecpar, from.codecpar));
-    to.codecpar->codec_tag = 0;
-    to.time_base = from.time_base;
-    to.avg_frame_rate = from.avg_frame_rate;
+    movies::CopiedVideo video(picture, output);
     Track audio(output, kind);
     Dictionary none;
     output.start(none);
-    const PacketHandle packet = makePacket();
-    while (input.read(*packet)) {
-        packet->stream_index = to.index;
-        av_packet_rescale_ts(packet.get(), from.time_base, to.time_base);
-        output.write(*packet);
-    }
+    video.write();
     audio.write(samples);
     output.finish();
 }
