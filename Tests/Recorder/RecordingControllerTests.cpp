@@ -11,8 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
 #include <atomic>
 #include <cmath>
 #include <fstream>
@@ -38,31 +36,24 @@ float peakBetween(const fs::path& file, double from, double to) {
     return peak;
 }
 
-std::set<std::string> filesIn(const fs::path& folder) {
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename().string());
-    return names;
-}
-
 class RecordingControllerTest : public testing::Test {
 protected:
     RecordingControllerTest() {
         audio.devices = {{"mic", "Microphone"}};
         audio.defaultID = "mic";
-        clock.at(beginning, [this] { show(0x102030); });
     }
 
-    [[nodiscard]] RecordingOptions options() const {
+    [[nodiscard]] static RecordingOptions options() {
         return {.target =
                     CaptureDisplay{
                         .id = 1, .width = 320, .height = 180, .displayInfo = {1, 320, 180, 160, 90, 2, 100, 50}},
                 .encoder = EncoderChoice::software};
     }
-    LumenwhirlPackage begin(const RecordingOptions& how) {
+    /// The first frame comes after a quarter of a second.
+    LumenwhirlPackage begin(const RecordingOptions& how = options()) {
+        clock.at(clock.now() + 0.25, [this] { show(0x102030); });
         return controller.start(how, "Take", folder.path(), stop.get_token());
     }
-    LumenwhirlPackage begin() { return begin(options()); }
-    void killRecording(const LumenwhirlPackage& copy);
     void show(std::uint32_t color) {
         screen.capture.deliver(Picture(320, 180, color).frame(clock.now(), {100, 50}));
     }
@@ -72,7 +63,7 @@ protected:
     }
 
     TemporaryFolder folder;
-    VirtualClock clock{1000};
+    VirtualClock clock{beginning - 0.25};
     ScriptedScreen screen;
     ScriptedAudioSystem audio;
     RecordingController controller{screen, audio, clock};
@@ -87,25 +78,15 @@ TEST_F(RecordingControllerTest, leavesAWholePackage) {
     EXPECT_THROW((void)PackageCompletion::recover(package), LumenwhirlPackage::Error);  // it is still running
 
     // Global points; the display has two pixels a point and begins at 100, 50.
-    screen.inputControls.deliver({.kind = InputEvent::Kind::moved, .time = 1000.5, .position = {110, 60}});
-    screen.inputControls.deliver({.kind = InputEvent::Kind::buttonChanged,
-                                  .time = 1000.75,
-                                  .position = {90, 60},
-                                  .button = MouseButton::right,
-                                  .phase = ClickPhase::up});
-    screen.inputControls.deliver(
-        {.kind = InputEvent::Kind::scrolled, .time = 1001, .position = {110, 60}, .dx = 0, .dy = -1});
-    screen.inputControls.deliver({.kind = InputEvent::Kind::keyDown,
-                                  .time = 1001.25,
-                                  .keyCode = 1,
-                                  .characters = "s",
-                                  .modifiers = {.command = true, .shift = true}});
+    const auto& input = screen.inputControls.deliver;
+    using Kind = InputEvent::Kind;
+    input({Kind::moved, 1000.5, {110, 60}});
+    input({Kind::buttonChanged, 1000.75, {90, 60}, MouseButton::right, ClickPhase::up});
+    input({.kind = Kind::scrolled, .time = 1001, .position = {110, 60}, .dx = 0, .dy = -1});
+    constexpr Modifiers held{.command = true, .shift = true};
+    input({.kind = Kind::keyDown, .time = 1001.25, .keyCode = 1, .characters = "s", .modifiers = held});
     // The key that stops the recording is not part of it.
-    screen.inputControls.deliver({.kind = InputEvent::Kind::keyDown,
-                                  .time = 1001.5,
-                                  .keyCode = 19,
-                                  .characters = "2",
-                                  .modifiers = {.command = true, .shift = true}});
+    input({.kind = Kind::keyDown, .time = 1001.5, .keyCode = 19, .characters = "2", .modifiers = held});
     showAt(1001.25, 0xF0F0F0);
     screen.capture.onStop = [&] { showAt(1002.25, 0xF0F0F0); };
     EXPECT_EQ(controller.stop().url(), package.url());
@@ -129,7 +110,7 @@ TEST_F(RecordingControllerTest, leavesAWholePackage) {
     ASSERT_EQ(times.size(), 3U);
     EXPECT_NEAR(times[1], 1, 1e-6);
     EXPECT_NEAR(times[2], 2, 1e-6);
-    EXPECT_EQ(filesIn(package.url()), (std::set<std::string>{"events.json", "project.json", "recording.mp4"}));
+    EXPECT_EQ(namesIn(package.url()), (std::set<std::string>{"events.json", "project.json", "recording.mp4"}));
     EXPECT_FALSE(PackageCompletion::recover(package));
     for (const auto& entry : fs::directory_iterator(package.url()))
         EXPECT_EQ(fs::status(entry).permissions(), fs::perms::owner_read | fs::perms::owner_write) << entry;
@@ -137,81 +118,47 @@ TEST_F(RecordingControllerTest, leavesAWholePackage) {
     EXPECT_THROW(controller.stop(), RecordingError);
 }
 
-TEST_F(RecordingControllerTest, replacesOtherAudioByTheMicrophone) {
-    RecordingOptions how = options();
-    how.captureSystemAudio = how.captureMic = true;
-    how.micDeviceID = "unplugged";
-    const LumenwhirlPackage package = begin(how);
-    EXPECT_FALSE(audio.system.deliver);
-    EXPECT_EQ(audio.openedMicrophones, std::vector<std::string>{"mic"});
-    audio.mic.play(beginning + 0.25, 0.75, 0.5F);  // it takes a while to open
-    showAt(beginning + 1.25, 0);
-    controller.stop();
-    EXPECT_EQ(package.readProject().audio, (AudioInfo{.embedded = true, .hasMic = true, .hasSystem = false}));
-    EXPECT_LT(peakBetween(package.recordingURL(), 0, 0.2), 0.1F);
-    EXPECT_GT(peakBetween(package.recordingURL(), 0.3, 0.9), 0.4F);
-    EXPECT_EQ(filesIn(package.url()),
-              (std::set<std::string>{"events.json", "mic.m4a", "project.json", "recording.mp4"}));
-}
-
 TEST_F(RecordingControllerTest, doesWithoutWhatIsNotAvailable) {
     RecordingOptions how = options();
+    const auto expectSilence = [&](std::size_t notices, const std::optional<std::string>& audioFailure) {
+        const LumenwhirlPackage package = begin(how);
+        EXPECT_EQ(controller.notices().size(), notices);
+        EXPECT_EQ(controller.audioFailure(), audioFailure);
+        controller.stop();
+        EXPECT_EQ(package.readProject().audio, AudioInfo{});
+        EXPECT_TRUE(package.readEvents().cursor.empty());
+    };
     how.captureMic = true;
     audio.isReachable = false;
     screen.inputControls.startFailure = "this server does not record";
-    const LumenwhirlPackage package = begin(how);
-    EXPECT_EQ(controller.notices().size(), 2U);
-    showAt(1001, 0);
-    controller.stop();
-    EXPECT_EQ(package.readProject().audio, AudioInfo{});
-    EXPECT_EQ(package.readEvents().cursor.size(), 0U);
+    expectSilence(2, std::nullopt);
 
     how.captureMic = false;
     how.captureSystemAudio = true;
-    clock.at(clock.now() + 0.1, [this] { show(0); });
-    (void)begin(how);
-    EXPECT_EQ(controller.notices().size(), 2U);
-    EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
+    screen.canListen = false;
+    expectSilence(2, std::nullopt);
 
     audio.isReachable = true;
     audio.system.startFailure = "there is no audio output";
-    clock.at(clock.now() + 0.1, [this] { show(0); });
-    (void)begin(how);
-    EXPECT_EQ(controller.audioFailure(), "there is no audio output");
-    EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
+    expectSilence(1, audio.system.startFailure);
 
     how.captureMic = true;  // which then delivers nothing
-    clock.at(clock.now() + 0.1, [this] { show(0); });
-    (void)begin(how);
-    EXPECT_EQ(controller.stop().readProject().audio, AudioInfo{});
+    expectSilence(1, std::nullopt);
 }
 
 /// For the thread sanitizer above all.
 TEST_F(RecordingControllerTest, canBeAskedByAnotherThreadWhileItBeginsAndEnds) {
-    class SteppingClock final : public HostClock {
-    public:
-        explicit SteppingClock(std::function<void(double)> afterSleep) : afterSleep_(std::move(afterSleep)) {}
-        [[nodiscard]] double now() const override { return now_; }
-        void sleep(double seconds, const std::stop_token&) override { afterSleep_(now_ = now_ + seconds); }
-
-    private:
-        std::atomic<double> now_ = 1000;
-        std::function<void(double)> afterSleep_;
-    };
-    SteppingClock stepping([this](double now) {
-        screen.capture.deliver(Picture(320, 180, 0).frame(now, {100, 50}));
-    });
-    RecordingController asked(screen, audio, stepping);
     std::atomic<bool> isWell = true;
     const std::jthread asking([&](const std::stop_token& end) {
         while (!end.stop_requested())
-            if (asked.failure() || asked.endReason() || asked.audioFailure() || asked.progress().seconds < 0)
+            if (controller.failure() || controller.endReason() || controller.audioFailure() ||
+                controller.progress().seconds < 0)
                 isWell = false;
     });
     for (int i = 0; i < 3; ++i) {
-        (void)asked.start(options(), "Take", folder.path(), stop.get_token());
-        EXPECT_EQ(asked.state(), RecordingController::State::recording);
-        (void)asked.stop();
+        (void)begin();
+        EXPECT_EQ(controller.state(), RecordingController::State::recording);
+        (void)controller.stop();
     }
     EXPECT_TRUE(isWell);
 }
@@ -224,7 +171,6 @@ TEST_F(RecordingControllerTest, reportsThatTheAudioHasEndedAndGoesOn) {
         ScriptedAudio::Controls& device = mic ? audio.mic : audio.system;
         const double start = clock.now();
         if (!mic) clock.at(start + 0.2, [&] { device.play(start + 0.19, 0.01, 0); });
-        clock.at(start + 0.25, [this] { show(0); });
         const LumenwhirlPackage package = begin(how);
         device.play(start + 0.25, 0.5, 0.5F);
         EXPECT_EQ(controller.audioFailure(), std::nullopt);
@@ -239,29 +185,25 @@ TEST_F(RecordingControllerTest, reportsThatTheAudioHasEndedAndGoesOn) {
 }
 
 TEST_F(RecordingControllerTest, leavesNothingWhenItCannotBegin) {
+    const auto problemOf = [&](RecordingController& recorder) -> std::optional<RecordingError::Kind> {
+        try {
+            (void)recorder.start(options(), "Take", folder.path(), stop.get_token());
+        } catch (const RecordingError& error) {
+            EXPECT_TRUE(folder.isEmpty());
+            return error.kind();
+        }
+        return std::nullopt;
+    };
     clock.at(1000.2, [this] { screen.capture.deliver({.status = FrameStatus::idle, .time = 1000.2}); });
-    VirtualClock blank(2000);  // on which nothing is planned
-    RecordingController waiting(screen, audio, blank);
-    try {
-        (void)waiting.start(options(), "Take", folder.path(), stop.get_token());
-        FAIL();
-    } catch (const RecordingError& error) {
-        EXPECT_EQ(error.kind(), RecordingError::Kind::noFrames);
-        EXPECT_NEAR(blank.now(), 2002, 0.03);
-    }
-    EXPECT_TRUE(folder.isEmpty());
+    EXPECT_EQ(problemOf(controller), RecordingError::Kind::noFrames);
+    EXPECT_NEAR(clock.now(), 1002, 0.03);
 
     screen.capture.startFailure = "there is no such window";
-    EXPECT_THROW(begin(), PlatformError);
+    EXPECT_THROW((void)problemOf(controller), PlatformError);
+    EXPECT_TRUE(folder.isEmpty());
     screen.capture.startFailure.clear();
     stop.request_stop();
-    try {
-        (void)begin();
-        FAIL();
-    } catch (const RecordingError& error) {
-        EXPECT_EQ(error.kind(), RecordingError::Kind::cancelled);
-    }
-    EXPECT_TRUE(folder.isEmpty());
+    EXPECT_EQ(problemOf(controller), RecordingError::Kind::cancelled);
     EXPECT_EQ(controller.state(), RecordingController::State::idle);
 }
 
@@ -270,6 +212,7 @@ TEST_F(RecordingControllerTest, leavesAnotherRecordingAloneWhenItCannotBegin) {
     RecordingController second(screen, audio, clock);
     EXPECT_THROW((void)second.start(options(), "Take", folder.path(), {}), LumenwhirlPackage::Error);
     EXPECT_TRUE(EventJournal::isBeingWritten(package.url()));
+    EXPECT_EQ(EventJournal::read(package.url()).value().recording.startHostTime, beginning);
     showAt(1001, 0);
     controller.stop();
     const auto isWhole = [&] { return VideoReader(package.recordingURL()).info().duration > 0.7; };
@@ -283,7 +226,7 @@ TEST_F(RecordingControllerTest, leavesAnotherRecordingAloneWhenItCannotBegin) {
 TEST_F(RecordingControllerTest, logsPositionsInAWindowThatMovesAndGrows) {
     const LumenwhirlPackage package = begin();
     const auto moveTo = [&](double time, Point position) {
-        screen.inputControls.deliver({.kind = InputEvent::Kind::moved, .time = time, .position = position});
+        screen.inputControls.deliver({.time = time, .position = position});
     };
     moveTo(1000.5, {110, 60});
     screen.capture.deliver(Picture(320, 180, 0).frame(1000.6, {110, 60}));
@@ -297,25 +240,25 @@ TEST_F(RecordingControllerTest, logsPositionsInAWindowThatMovesAndGrows) {
     EXPECT_EQ((std::pair{cursor[2].x, cursor[2].y}), (std::pair{40.0, 10.0}));
 }
 
-/// Copies what a kill would leave on the disk of two seconds of frames, a voice and a moving cursor.
-void RecordingControllerTest::killRecording(const LumenwhirlPackage& copy) {
+TEST_F(RecordingControllerTest, completesAKilledRecordingOnceHoweverManyOpenIt) {
+    const LumenwhirlPackage copy(folder / "Copy.lumenwhirl");  // what a kill would leave on the disk
     RecordingOptions how = options();
     how.captureMic = true;
     const LumenwhirlPackage package = begin(how);
     for (int i = 1; i <= 8; ++i) {
         showAt(beginning + 0.25 * i, static_cast<std::uint32_t>(0x1F1F1F * i));
         audio.mic.play(beginning + 0.25 * (i - 1), 0.25, 0.5F);
-        screen.inputControls.deliver(
-            {.kind = InputEvent::Kind::moved, .time = clock.now(), .position = {100.0 + i, 50}});
+        screen.inputControls.deliver({.time = clock.now(), .position = {100.0 + i, 50}});
     }
-    const auto hasAll = [&] {  // frames and audio reach the disk within a second
+    const auto hasAll = [&] {  // frames and audio reach the disk within a second, although nothing follows
         fs::remove_all(copy.url());
         fs::copy(package.url(), copy.url());
         try {
             int frames = 0;
             VideoReader video(copy.recordingURL());
             while (video.next()) ++frames;
-            return frames == 9 && peakBetween(copy.micURL(), 1.5, 1.9) > 0.4F;
+            return frames == 9 && controller.progress().file.bytes == fs::file_size(copy.recordingURL()) &&
+                   peakBetween(copy.micURL(), 1.5, 1.9) > 0.4F;
         } catch (const MediaError&) {
             return false;
         }
@@ -323,11 +266,7 @@ void RecordingControllerTest::killRecording(const LumenwhirlPackage& copy) {
     for (int tries = 0; tries < 500 && !hasAll(); ++tries) SystemClock().sleep(0.02, {});
     ASSERT_TRUE(hasAll());
     controller.stop();
-}
 
-TEST_F(RecordingControllerTest, completesAKilledRecordingOnceHoweverManyOpenIt) {
-    const LumenwhirlPackage copy(folder / "Copy.lumenwhirl");
-    killRecording(copy);
     std::ofstream(copy.url() / ".lumenwhirl-abcdefghijkl") << "left by a process that was killed";
     std::vector<std::future<std::optional<PackageCompletion::Recovery>>> openings;
     for (int i = 0; i < 4; ++i)
@@ -346,7 +285,7 @@ TEST_F(RecordingControllerTest, completesAKilledRecordingOnceHoweverManyOpenIt) 
     EXPECT_EQ(copy.readProject().audio, (AudioInfo{.embedded = true, .hasMic = true, .hasSystem = false}));
     EXPECT_NEAR(copy.readProject().timeline.duration, 2, 0.01);
     EXPECT_GT(peakBetween(copy.recordingURL(), 1.5, 1.9), 0.4F);
-    EXPECT_EQ(filesIn(copy.url()),
+    EXPECT_EQ(namesIn(copy.url()),
               (std::set<std::string>{"events.json", "mic.m4a", "project.json", "recording.mp4"}));
 }
 

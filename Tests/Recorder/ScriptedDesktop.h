@@ -5,6 +5,8 @@
 #include "Recorder/Platform/PlatformError.h"
 #include "Recorder/Platform/ScreenSystem.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -26,14 +28,14 @@ public:
     void advanceTo(double time) {
         while (!plan_.empty() && plan_.begin()->first <= time) {
             const auto next = plan_.extract(plan_.begin());
-            now_ = std::max(now_, next.key());
+            now_ = std::max(now_.load(), next.key());
             next.mapped()();
         }
         now_ = time;
     }
 
 private:
-    double now_;
+    std::atomic<double> now_;  // any thread may ask
     std::multimap<double, std::function<void()>> plan_;
 };
 
@@ -56,25 +58,31 @@ private:
     std::vector<std::uint32_t> pixels_;
 };
 
+/// How every scripted stream starts and ends.
+struct Script {
+    std::string startFailure;      // thrown by start(), if not empty
+    std::function<void()> onStop;  // once, before the stream ends
+    void start() const {
+        if (!startFailure.empty()) throw PlatformError(PlatformError::Kind::failed, startFailure);
+    }
+    void stop() {
+        if (const auto last = std::exchange(onStop, nullptr)) last();
+    }
+};
+
 class ScriptedCapture final : public CaptureStream {
 public:
-    struct Controls {
+    struct Controls : Script {
         FrameHandler deliver;
-        EndHandler end{};
-        std::function<void()> onStop;  // before the stream ends
-        std::string startFailure;      // thrown by start(), if not empty
-        int stops = 0;
+        EndHandler end;
     };
     explicit ScriptedCapture(Controls& controls) : controls_(controls) {}
     void start(FrameHandler frame, EndHandler ended) override {
-        if (!controls_.startFailure.empty())
-            throw PlatformError(PlatformError::Kind::failed, controls_.startFailure);
+        controls_.start();
         controls_.deliver = std::move(frame);
         controls_.end = std::move(ended);
     }
-    void stop() noexcept override {
-        if (controls_.stops++ == 0 && controls_.onStop) controls_.onStop();
-    }
+    void stop() noexcept override { controls_.stop(); }
 
 private:
     Controls& controls_;
@@ -82,11 +90,10 @@ private:
 
 class ScriptedAudio final : public AudioStream {
 public:
-    struct Controls {
-        AudioFormat format{};
-        BlockHandler deliver{};
-        EndHandler end{};
-        std::string startFailure{};
+    struct Controls : Script {
+        AudioFormat format;
+        BlockHandler deliver;
+        EndHandler end;
         /// `seconds` of a constant level.
         void play(double time, double seconds, float level) const {
             const auto frames = static_cast<std::size_t>(seconds * format.sampleRate);
@@ -97,12 +104,11 @@ public:
     explicit ScriptedAudio(Controls& controls) : controls_(controls) {}
     [[nodiscard]] AudioFormat format() const override { return controls_.format; }
     void start(BlockHandler block, EndHandler ended) override {
-        if (!controls_.startFailure.empty())
-            throw PlatformError(PlatformError::Kind::failed, controls_.startFailure);
+        controls_.start();
         controls_.deliver = std::move(block);
         controls_.end = std::move(ended);
     }
-    void stop() noexcept override {}
+    void stop() noexcept override { controls_.stop(); }
 
 private:
     Controls& controls_;
@@ -110,20 +116,15 @@ private:
 
 class ScriptedInput final : public InputStream {
 public:
-    struct Controls {
-        Handler deliver{};
-        std::function<void()> onStop{};  // before the stream ends
-        std::string startFailure{};      // thrown by start(), if not empty
+    struct Controls : Script {
+        Handler deliver;
     };
     explicit ScriptedInput(Controls& controls) : controls_(controls) {}
     void start(Handler handler) override {
-        if (!controls_.startFailure.empty())
-            throw PlatformError(PlatformError::Kind::unsupported, controls_.startFailure);
+        controls_.start();
         controls_.deliver = std::move(handler);
     }
-    void stop() noexcept override {
-        if (const auto last = std::exchange(controls_.onStop, nullptr)) last();
-    }
+    void stop() noexcept override { controls_.stop(); }
 
 private:
     Controls& controls_;
@@ -134,7 +135,6 @@ public:
     std::vector<SystemDisplay> displayList;
     std::vector<SystemWindow> windowList;
     bool canCapture = true, canListen = true, isGone = false;
-    std::vector<std::pair<std::int64_t, Modifiers>> takenKeys;  // by other programs
     ScriptedCapture::Controls capture;
     ScriptedInput::Controls inputControls;
     std::function<void()> pressHotKey;
@@ -148,6 +148,7 @@ public:
         return std::make_unique<ScriptedCapture>(capture);
     }
     [[nodiscard]] std::unique_ptr<InputStream> input() override {
+        if (!canListen) throw PlatformError(PlatformError::Kind::unsupported, "input is not to be seen");
         return std::make_unique<ScriptedInput>(inputControls);
     }
     [[nodiscard]] std::unique_ptr<HotKeyGrab> hotKey() override {
@@ -155,9 +156,7 @@ public:
         public:
             explicit Grab(ScriptedScreen& screen) : screen_(screen) {}
             ~Grab() override { release(); }
-            bool take(std::int64_t keyCode, const Modifiers& modifiers, std::function<void()> pressed) override {
-                for (const auto& taken : screen_.takenKeys)
-                    if (taken == std::pair(keyCode, modifiers)) return false;
+            bool take(std::int64_t, const Modifiers&, std::function<void()> pressed) override {
                 screen_.pressHotKey = std::move(pressed);
                 return true;
             }
@@ -181,33 +180,28 @@ private:
 
 class ScriptedAudioSystem final : public AudioSystem {
 public:
+    ScriptedAudioSystem() { mic.format.channels = 1; }
     std::vector<MicDevice> devices;
     std::optional<std::string> defaultID;
     bool isReachable = true;
-    ScriptedAudio::Controls system, mic{.format = {.sampleRate = 48000, .channels = 1}};
+    ScriptedAudio::Controls system, mic;
     std::vector<std::string> openedMicrophones;
 
-    [[nodiscard]] std::vector<MicDevice> inputs() override {
-        reach();
-        return devices;
-    }
-    [[nodiscard]] std::optional<std::string> defaultInputID() override {
-        reach();
-        return defaultID;
-    }
+    [[nodiscard]] std::vector<MicDevice> inputs() override { return reached(devices); }
+    [[nodiscard]] std::optional<std::string> defaultInputID() override { return reached(defaultID); }
     [[nodiscard]] std::unique_ptr<AudioStream> microphone(const std::string& id) override {
-        reach();
         openedMicrophones.push_back(id);
-        return std::make_unique<ScriptedAudio>(mic);
+        return std::make_unique<ScriptedAudio>(reached(mic));
     }
     [[nodiscard]] std::unique_ptr<AudioStream> systemAudio() override {
-        reach();
-        return std::make_unique<ScriptedAudio>(system);
+        return std::make_unique<ScriptedAudio>(reached(system));
     }
 
 private:
-    void reach() const {
+    template <class Value>
+    Value& reached(Value& value) const {
         if (!isReachable) throw PlatformError(PlatformError::Kind::notReachable, "no audio server answers");
+        return value;
     }
 };
 

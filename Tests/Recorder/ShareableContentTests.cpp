@@ -1,6 +1,4 @@
-#include "Recorder/GlobalHotKey.h"
 #include "Recorder/Permissions.h"
-#include "Recorder/Platform/PlatformError.h"
 #include "Recorder/ShareableContent.h"
 #include "Tests/Recorder/ScriptedDesktop.h"
 
@@ -73,39 +71,20 @@ TEST(ShareableContent, leavesOutSmallHiddenAndOwnWindows) {
 TEST(Permissions, areGrantedWhereTheThingExists) {
     ScriptedScreen screen;
     ScriptedAudioSystem audio;
-    const auto statuses = [&](ScreenSystem* desktop) {
-        std::vector<PermissionStatus> all;
-        for (const Permission permission : allPermissions) {
-            all.push_back(Permissions::status(permission, desktop, audio));
-            EXPECT_EQ(Permissions::request(permission, desktop, audio), all.back());
-        }
-        return all;
-    };
     using enum PermissionStatus;
-    EXPECT_EQ(statuses(&screen), (std::vector{granted, granted, granted}));
+    const auto expect = [&](ScreenSystem* desktop, const std::vector<PermissionStatus>& expected) {
+        std::vector<PermissionStatus> all;
+        for (const Permission permission : allPermissions)
+            all.push_back(Permissions::status(permission, desktop, audio));
+        EXPECT_EQ(all, expected);
+    };
+    expect(&screen, {granted, granted, granted});
     screen.canCapture = screen.canListen = false;
-    EXPECT_EQ(statuses(&screen), (std::vector{notDetermined, denied, granted}));
+    expect(&screen, {notDetermined, denied, granted});
     audio.isReachable = false;
     screen.isGone = true;
-    EXPECT_EQ(statuses(&screen), (std::vector{notDetermined, notDetermined, notDetermined}));
-    EXPECT_EQ(statuses(nullptr), (std::vector{notDetermined, notDetermined, notDetermined}));
-}
-
-TEST(GlobalHotKey, firesUntilUnregisteredUnlessAnotherProgramHasTheKey) {
-    ScriptedScreen screen;
-    int presses = 0;
-    {
-        GlobalHotKey key = GlobalHotKey::stopRecording(screen, [&] { ++presses; });
-        ASSERT_TRUE(screen.pressHotKey);
-        screen.pressHotKey();
-        EXPECT_EQ(presses, 1);
-        key.unregister();
-        EXPECT_FALSE(screen.pressHotKey);
-    }
-    screen.takenKeys = {{19, {.command = true, .shift = true}}};
-    EXPECT_FALSE(GlobalHotKey::stopRecording(screen, [] {}).isRegistered());
-    GlobalHotKey other(2, [] {});
-    EXPECT_TRUE(other.registerKey(screen, 20, GlobalHotKey::stopModifiers));
+    expect(&screen, {notDetermined, notDetermined, notDetermined});
+    expect(nullptr, {notDetermined, notDetermined, notDetermined});
 }
 
 }  // namespace
