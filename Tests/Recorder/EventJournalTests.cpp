@@ -10,8 +10,6 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -42,16 +40,10 @@ void append(const EventLog& log, EventJournal& journal) {
 
 class Journal : public testing::Test {
 protected:
-    [[nodiscard]] fs::path file() const { return folder_ / std::string(EventJournal::fileName); }
-    [[nodiscard]] std::string text() const {
-        std::ifstream stream(file(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-    void put(std::string_view text) const { std::ofstream(file(), std::ios::binary) << text; }
     [[nodiscard]] auto read() const { return EventJournal::read(folder_.path()); }
-    [[nodiscard]] bool isBeingWritten() const { return EventJournal::isBeingWritten(folder_.path()); }
 
     TemporaryFolder folder_;
+    const fs::path file_ = folder_ / std::string(EventJournal::fileName);
 };
 
 TEST_F(Journal, isReadBackWhileBeingWrittenAndAfterTheProgramIsKilled) {
@@ -75,7 +67,7 @@ TEST_F(Journal, isReadBackWhileBeingWrittenAndAfterTheProgramIsKilled) {
     append(log, next);
     EXPECT_EQ(next.failure(), std::nullopt);
     EXPECT_EQ(read(), log);
-    EXPECT_EQ(fs::status(file()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(fs::status(file_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
     EventJournal::remove(folder_.path());
     EventJournal::remove(folder_.path());
     EXPECT_TRUE(folder_.isEmpty());
@@ -87,7 +79,7 @@ TEST_F(Journal, isReadUpToWhereACrashCutIt) {
         EventJournal journal(folder_.path(), info);
         append(log, journal);
     }
-    const std::string whole = text();
+    const std::string whole = contentsOf(file_);
     const auto count = [](const EventLog& events) {
         return events.cursor.size() + events.clicks.size() + events.scroll.size() + events.keys.size();
     };
@@ -95,7 +87,7 @@ TEST_F(Journal, isReadUpToWhereACrashCutIt) {
     for (std::size_t length = 0; length <= whole.size(); ++length) {
         SCOPED_TRACE(length);
         lines += length > 0 && whole[length - 1] == '\n' ? 1 : 0;
-        put(whole.substr(0, length));
+        writeFile(file_, whole.substr(0, length));
         if (lines > 0)
             EXPECT_EQ(count(*read()), lines - 1);
         else
@@ -107,14 +99,14 @@ TEST_F(Journal, isReadUpToWhereACrashCutIt) {
     const std::size_t start = whole.find("clicks") + 5;
     const std::size_t end = whole.find("scroll") + 3;
     holed.replace(start, end - start, end - start, '\0');
-    put(holed);
+    writeFile(file_, holed);
     EventLog expected = log;
     expected.clicks.clear();
     expected.scroll.clear();
     EXPECT_EQ(read(), expected);
 
     // Where the later line is damaged, the first line's recording counts.
-    put(whole + "recording {\"fps\":30,\"display\":{\"id\":1" + std::string(100, '\0') + "}\n");
+    writeFile(file_, whole + "recording {\"fps\":30,\"display\":{\"id\":1" + std::string(100, '\0') + "}\n");
     EXPECT_EQ(read(), log);
 }
 
@@ -122,38 +114,15 @@ TEST_F(Journal, anyOtherFileIsRefusedInOneLine) {
     for (const std::string& content :
          {std::string("cursor {\"t\":1,\"x\":2,\"y\":3}\n"), std::string("recording\n"),
           std::string("recording {\"fps\":60}\n"), std::string(5000, '\0')}) {
-        put(content);
+        writeFile(file_, content);
         try {
             (void)read();
             ADD_FAILURE() << "read: " << content;
         } catch (const LumenwhirlPackage::Error& error) {
-            EXPECT_EQ(error.file(), file());
+            EXPECT_EQ(error.file(), file_);
             EXPECT_EQ(std::string_view(error.what()).find('\n'), std::string_view::npos);
         }
     }
-}
-
-TEST_F(Journal, isSeenByOtherProgramsWhileItIsBeingWritten) {
-    const auto seenByAnotherProcess = [&] {
-        const pid_t child = ::fork();
-        if (child == 0) ::_exit(isBeingWritten() ? 1 : 0);
-        int status = 0;
-        EXPECT_EQ(::waitpid(child, &status, 0), child);
-        return WEXITSTATUS(status) == 1;
-    };
-    EXPECT_FALSE(isBeingWritten());
-    {
-        EventJournal journal(folder_.path(), info);
-        journal.append(CursorSample{1, 2, 3});
-        EXPECT_TRUE(isBeingWritten());
-        EXPECT_TRUE(seenByAnotherProcess());
-        // A second recording is refused without harm to the first.
-        EXPECT_THROW(EventJournal(folder_.path(), info), LumenwhirlPackage::Error);
-        EXPECT_EQ(read()->cursor.size(), 1U);
-        EXPECT_TRUE(isBeingWritten());
-    }
-    EXPECT_FALSE(isBeingWritten());
-    EXPECT_FALSE(seenByAnotherProcess());
 }
 
 TEST_F(Journal, endsWithACompleteLineOnAFullDisk) {
@@ -165,8 +134,8 @@ TEST_F(Journal, endsWithACompleteLineOnAFullDisk) {
             if (!journal.failure()) ++kept;
         }
         const std::string failure = journal.failure().value_or("");
-        const std::string whole = text();
-        return kept > 10 && kept < 100 && failure.starts_with(file().string() + ": cannot write: ") &&
+        const std::string whole = contentsOf(file_);
+        return kept > 10 && kept < 100 && failure.starts_with(file_.string() + ": cannot write: ") &&
                failure.find("; ") != std::string::npos && whole.ends_with('\n') &&
                read()->cursor.size() == static_cast<std::size_t>(kept);
     }));
@@ -174,7 +143,7 @@ TEST_F(Journal, endsWithACompleteLineOnAFullDisk) {
         try {
             EventJournal journal(folder_.path(), info);
         } catch (const LumenwhirlPackage::Error&) {
-            return !fs::exists(file());
+            return !fs::exists(file_);
         }
         return false;
     }));
