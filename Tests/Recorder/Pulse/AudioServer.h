@@ -27,22 +27,17 @@ public:
 
     /// Plugs in an output of two channels.
     void addOutput(const std::string& name);
-    /// Plugs in a microphone with two channels at 44.1 kHz, which hears what is played into the output named
-    /// `NAMEfeed`; its description is "Stereo Microphone".
-    void addStereoMicrophone(const std::string& name);
+    /// Plugs in a microphone that hears what is played into the output named `NAMEfeed`.
+    void addMicrophone(const std::string& name, const std::string& description, int rate, int channels);
     void unplug(const std::string& device);
     void setDefaultOutput(const std::string& name);
     /// Kills the server, as a crash of it would. Not to be spoken to any more.
     void kill();
 
 private:
-    void spawn();
-    void waitForSocket();
     void load(const std::string& device, const std::string& module, const std::string& arguments);
-    void set(const char* variable, const std::string& value);
 
     TemporaryFolder folder_;
-    std::map<std::string, std::string> formerVariables_;
     pid_t process_ = -1;
     std::unique_ptr<PulseConnection> connection_;
     std::map<std::string, std::uint32_t> modules_;  // by the device they make

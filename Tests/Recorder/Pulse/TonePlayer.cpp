@@ -1,11 +1,12 @@
 #include "Tests/Recorder/Pulse/TonePlayer.h"
 
+#include "Tests/Support/Audio.h"
+
 #include <sys/time.h>
 
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <numbers>
 #include <stdexcept>
 #include <vector>
 
@@ -16,12 +17,10 @@ constexpr pa_sample_spec spec{.format = PA_SAMPLE_S16NE, .rate = 48000, .channel
 constexpr double bytesPerSecond = 2.0 * 48000;
 
 std::vector<std::int16_t> samplesOf(const Tone& tone) {
-    std::vector<std::int16_t> samples(static_cast<std::size_t>(tone.seconds * spec.rate));
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const double turns = tone.frequency * static_cast<double>(i) / spec.rate;
-        samples[i] = static_cast<std::int16_t>(
-            std::lround(32767 * tone.amplitude * std::sin(2 * std::numbers::pi * turns)));
-    }
+    std::vector<std::int16_t> samples;
+    const auto frames = static_cast<std::size_t>(tone.seconds * spec.rate);
+    for (const float sample : signals::sine(frames, tone.frequency, tone.amplitude))
+        samples.push_back(static_cast<std::int16_t>(std::lround(32767 * sample)));
     return samples;
 }
 

@@ -1,57 +1,13 @@
 #include "Tests/Recorder/X11/VirtualDisplay.h"
 
+#include "Tests/Recorder/ChildProgram.h"
 #include "Tests/Recorder/X11/TestClient.h"
 
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <stdexcept>
-#include <vector>
 
 namespace lumenwhirl::test {
-namespace {
-
-constexpr int limitMs = 20'000;  // for what takes a tenth of a second on an idle machine
-
-/// Starts a program without output. `kept`: a descriptor it inherits, or -1.
-pid_t startProgram(const std::vector<std::string>& words, int kept, const std::string& display) {
-    std::vector<char*> pointers;
-    for (const std::string& word : words)
-        pointers.push_back(const_cast<char*>(word.c_str()));  // execvp changes nothing
-    pointers.push_back(nullptr);
-    const pid_t parent = getpid();
-    const pid_t process = fork();
-    if (process < 0) throw std::runtime_error(std::strerror(errno));
-    if (process > 0) return process;
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != parent) _exit(127);  // the parent ended before the line above
-    if (kept >= 0) fcntl(kept, F_SETFD, 0);
-    const int nothing = open("/dev/null", O_RDWR);
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nothing, stream);
-    if (!display.empty()) setenv("DISPLAY", display.c_str(), 1);
-    setenv("XDG_CACHE_HOME", "/dev/null", 1);  // openbox keeps a log there
-    execvp(pointers[0], pointers.data());
-    _exit(127);
-}
-
-void endProgram(pid_t& process) noexcept {
-    if (process <= 0) return;
-    kill(process, SIGTERM);
-    while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
-    }
-    process = -1;
-}
-
-}  // namespace
-
 VirtualDisplay::VirtualDisplay(const Options& options) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error(std::strerror(errno));
@@ -61,11 +17,12 @@ VirtualDisplay::VirtualDisplay(const Options& options) {
     std::vector<std::string> words{
         "Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0", mode, "-nolisten", "tcp", "-noreset"};
     for (const std::string& extension : options.missing) words.insert(words.end(), {"-extension", extension});
-    server_ = startProgram(words, ends[1], {});
+    server_ = startProgram(words, {}, "/dev/null", ends[1]);
     close(ends[1]);
     // When ready, it writes its number and a newline, in one write or two.
     std::string number;
     pollfd waiting{ends[0], POLLIN, 0};
+    constexpr int limitMs = 20'000;  // for what takes a tenth of a second on an idle machine
     for (char byte = 0; byte != '\n' && poll(&waiting, 1, limitMs) > 0 && read(ends[0], &byte, 1) == 1;)
         number += byte;
     close(ends[0]);
@@ -78,7 +35,7 @@ VirtualDisplay::VirtualDisplay(const Options& options) {
 }
 
 VirtualDisplay::~VirtualDisplay() {
-    endProgram(manager_);
+    endProgram(manager_, SIGTERM);
     end();
 }
 
@@ -87,13 +44,18 @@ void VirtualDisplay::startWindowManager() {
     // this one until it has heard of their end.
     firstClient_ = std::make_unique<TestClient>(name_);
     const TestClient& client = *firstClient_;
-    manager_ = startProgram({"openbox", "--sm-disable"}, -1, name_);
-    client.waitUntil("openbox runs", [&] { return client.hasWindowManager(); });
+    // It keeps a log in the cache.
+    manager_ = startProgram({"openbox", "--sm-disable"}, {{"DISPLAY", name_}, {"XDG_CACHE_HOME", "/dev/null"}});
+    client.waitUntil("openbox runs", [&] {
+        const auto check = xcb_get_property(client.connection(), 0, client.root(),
+                                            client.atom("_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW, 0, 1);
+        return xcb_get_property_value_length(client.reply(&xcb_get_property_reply, check).get()) == 4;
+    });
     const TestWindow first(client, {});  // is there when it has managed it
 }
 
 void VirtualDisplay::end() noexcept {
-    endProgram(server_);
+    endProgram(server_, SIGTERM);
 }
 
 }  // namespace lumenwhirl::test
