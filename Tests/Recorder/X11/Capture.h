@@ -88,14 +88,11 @@ public:
     Frame waitFor(const std::string& what, const FrameCondition& condition) {
         std::unique_lock lock(mutex_);
         std::size_t seen = statuses_.size();
-        for (const Deadline deadline = inTwentySeconds();;) {
-            wait(lock, deadline, what, [&] { return statuses_.size() > seen || hasEnded_; });
+        wait(lock, what, [&] {
             if (hasEnded_) throw std::runtime_error("the stream ended (" + reason_ + ") before " + what);
-            seen = statuses_.size();
-            if (condition(last_)) return last_;
-            if (std::chrono::system_clock::now() > deadline)
-                throw std::runtime_error("waited in vain until " + what);
-        }
+            return std::exchange(seen, statuses_.size()) < statuses_.size() && condition(last_);
+        });
+        return last_;
     }
     Frame waitForComplete(const std::string& what, const FrameCondition& condition) {
         return waitFor(
@@ -107,16 +104,15 @@ public:
     /// Why the stream ended by itself; throws if it has not after 20 s.
     std::string waitForEnd() {
         std::unique_lock lock(mutex_);
-        wait(lock, inTwentySeconds(), "it ends", [&] { return hasEnded_; });
+        wait(lock, "it ends", [&] { return hasEnded_; });
         return reason_;
     }
     /// Blocks until so many more frames have come, and returns their statuses.
-    std::vector<FrameStatus> nextStatuses(std::size_t count) {
+    std::vector<FrameStatus> nextStatuses(std::ptrdiff_t count) {
         std::unique_lock lock(mutex_);
-        const std::size_t first = statuses_.size();
-        wait(lock, inTwentySeconds(), "frames come", [&] { return statuses_.size() >= first + count; });
-        const auto begin = statuses_.begin() + static_cast<std::ptrdiff_t>(first);
-        return {begin, begin + static_cast<std::ptrdiff_t>(count)};
+        const std::ptrdiff_t first = std::ssize(statuses_);
+        wait(lock, "frames come", [&] { return std::ssize(statuses_) >= first + count; });
+        return {statuses_.begin() + first, statuses_.begin() + first + count};
     }
     /// Ends it; the last frame.
     Frame stop() {
@@ -131,14 +127,9 @@ public:
     }
 
 private:
-    using Deadline = std::chrono::system_clock::time_point;
-    [[nodiscard]] static Deadline inTwentySeconds() {
-        return std::chrono::system_clock::now() + std::chrono::seconds(20);
-    }
     template <class Condition>
-    void wait(std::unique_lock<std::mutex>& lock, Deadline deadline, const std::string& what,
-              const Condition& condition) {
-        if (!changed_.wait_until(lock, deadline, condition))
+    void wait(std::unique_lock<std::mutex>& lock, const std::string& what, const Condition& condition) {
+        if (!changed_.wait_for(lock, std::chrono::seconds(20), condition))
             throw std::runtime_error("waited in vain until " + what);
     }
     void take(const CapturedFrame& frame) {

@@ -3,24 +3,17 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 namespace lumenwhirl::test {
 namespace {
 
-VirtualDisplay::Options small(std::vector<std::string> missing = {}, int depth = 24) {
-    return {320, 240, depth, std::move(missing)};
-}
-
 struct SmallDesktop : Desktop {
-    explicit SmallDesktop(const VirtualDisplay::Options& options = small()) : Desktop(options) {}
+    explicit SmallDesktop(std::vector<std::string> missing = {}, int depth = 24)
+        : Desktop({320, 240, depth, std::move(missing)}) {}
     [[nodiscard]] std::unique_ptr<CaptureStream> capture() const { return captureOf(system->displays().front()); }
 };
 
-class DisplayPicture : public testing::TestWithParam<std::vector<std::string>> {};
-
-TEST_P(DisplayPicture, showsTheScreenWithoutTheCursor) {
-    const SmallDesktop desktop(small(GetParam()));
+TEST(DisplayCapture, showsTheScreenWithoutTheCursorAlsoWithoutSharedMemory) {
+    const SmallDesktop desktop({"MIT-SHM", "MIT-SCREEN-SAVER", "RANDR"});  // pictures come through the connection
     TestWindow window(desktop.client, {.x = 100, .y = 50, .width = 60, .height = 40, .color = red});
     Capture capture(desktop.capture());
     const Frame before = capture.waitForComplete("the window is seen", isAt(100, 50, red));
@@ -35,34 +28,6 @@ TEST_P(DisplayPicture, showsTheScreenWithoutTheCursor) {
     const Frame after = capture.waitForComplete("a pixel changes", isAt(100, 50, green));
     for (int y = 51; y < 90; ++y)
         for (int x = 101; x < 160; ++x) ASSERT_EQ(after.at(x, y), red) << x << ", " << y;
-}
-
-// Without shared memory, pictures come through the connection.
-INSTANTIATE_TEST_SUITE_P(Servers, DisplayPicture,
-                         testing::Values(std::vector<std::string>{},
-                                         std::vector<std::string>{"MIT-SHM", "MIT-SCREEN-SAVER", "RANDR"}));
-
-TEST(DisplayCapture, listsMonitorsAndCapturesOnlyTheChosenOne) {
-    const SmallDesktop desktop;
-    desktop.client.setMonitor("LEFT", 0, 0, 200, 240, true);
-    desktop.client.setMonitor("RIGHT", 200, 20, 200, 180, false);  // 80 of its pixels are beyond the screen
-    desktop.client.setResources("Xft.antialias:\t1\nXft.dpi:\t192\n");
-    const std::vector<SystemDisplay> displays = desktop.system->displays();
-    ASSERT_EQ(displays.size(), 2u);
-    EXPECT_EQ(displays[0].name, "LEFT");
-    EXPECT_EQ(displays[0].bounds, (Rect{0, 0, 100, 120}));
-    EXPECT_EQ(displays[0].modeSize, (Size{200, 240}));
-    EXPECT_EQ(displays[1].name, "RIGHT");
-    EXPECT_EQ(displays[1].bounds, (Rect{100, 10, 60, 90}));  // two pixels a point
-    EXPECT_EQ(displays[1].modeSize, (Size{120, 180}));
-
-    TestWindow window(desktop.client, {.x = 200, .y = 20, .width = 10, .height = 10, .color = red});
-    Capture capture(desktop.captureOf(displays[1]));
-    const Frame frame = capture.waitForComplete("the window is seen", isAt(0, 0, red));
-    EXPECT_TRUE(frame.hasSize(120, 180));
-    EXPECT_EQ(frame.origin, (Point{100, 10}));
-    EXPECT_EQ(frame.at(9, 9), red);
-    EXPECT_NE(frame.at(10, 10), red);
 }
 
 TEST(DisplayCapture, deliversFramesWhileThePictureOrTheUserMoves) {
@@ -105,9 +70,10 @@ TEST(DisplayCapture, deliversFramesWhileThePictureOrTheUserMoves) {
 TEST(DisplayCapture, endsWithAReasonWhenTheDisplayShrinks) {
     const SmallDesktop desktop;
     desktop.client.setMonitor("LEFT", 0, 0, 160, 240, true);
-    desktop.client.setMonitor("RIGHT", 160, 0, 160, 240, false);
+    desktop.client.setMonitor("RIGHT", 160, 0, 240, 240, false);
     const std::vector<SystemDisplay> displays = desktop.system->displays();
     ASSERT_EQ(displays.size(), 2u);
+    EXPECT_EQ(displays[1].modeSize, (Size{160, 240}));  // 80 of its columns are beyond the screen
     Capture left(desktop.captureOf(displays[0])), right(desktop.captureOf(displays[1]));
     right.nextStatuses(1);
     desktop.client.setScreenSize(160, 240);
@@ -135,12 +101,7 @@ TEST(DisplayCapture, stopsWhileAnotherProgramGrabsTheServerAndAfterACrash) {
 
     desktop.display.end();
     EXPECT_EQ(crashed.waitForEnd(), "the X server has ended the connection");
-    for (int i = 0; i < 2; ++i) try {
-            static_cast<void>(desktop.system->displays());
-            FAIL() << "a server that is gone has displays";
-        } catch (const PlatformError& error) {
-            EXPECT_EQ(error.kind(), PlatformError::Kind::notReachable);
-        }
+    for (int i = 0; i < 2; ++i) EXPECT_THROW(static_cast<void>(desktop.system->displays()), PlatformError);
     crashed.stop();
 }
 
@@ -149,32 +110,14 @@ TEST(DisplayCapture, saysWhatAServerLacks) {
         EXPECT_FALSE(desktop.system->canCaptureScreen());
         EXPECT_EQ(failureOf(desktop.capture()), PlatformError::Kind::unsupported);
     };
-    expectUnsupported(SmallDesktop(small({"DAMAGE"})));
-    expectUnsupported(SmallDesktop(small({}, 16)));
-    expectUnsupported(SmallDesktop(small({}, 30)));
+    expectUnsupported(SmallDesktop({"DAMAGE"}));
+    expectUnsupported(SmallDesktop({}, 16));
+    expectUnsupported(SmallDesktop({}, 30));
     const SmallDesktop wayland;
     EXPECT_TRUE(wayland.system->canCaptureScreen());
     EXPECT_TRUE(wayland.system->canListenToInput());
     wayland.client.setMonitor("XWAYLAND0", 0, 0, 320, 240, true);
     expectUnsupported(wayland);
-}
-
-TEST(ScreenSystem, saysWhyThereIsNoDisplay) {
-    const auto problemOf = [](const std::string& name) -> std::string {
-        try {
-            static_cast<void>(connectToX11(name));
-        } catch (const PlatformError& error) {
-            EXPECT_EQ(error.kind(), PlatformError::Kind::notReachable);
-            return error.what();
-        }
-        return "none";
-    };
-    EXPECT_EQ(problemOf(":60001").find("no X11 display: \":60001\" does not answer"), 0u);
-    const char* const former = std::getenv("DISPLAY");
-    const std::string display = former != nullptr ? former : "";
-    unsetenv("DISPLAY");
-    EXPECT_EQ(problemOf("").find("no X11 display: DISPLAY is not set"), 0u);
-    if (former != nullptr) setenv("DISPLAY", display.c_str(), 1);
 }
 
 }  // namespace

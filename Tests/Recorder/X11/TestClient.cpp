@@ -34,12 +34,6 @@ void TestClient::waitUntil(const std::string& what, const std::function<bool()>&
     }
 }
 
-bool TestClient::hasWindowManager() const {
-    const auto cookie =
-        xcb_get_property(connection_, 0, root(), atom("_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW, 0, 1);
-    return xcb_get_property_value_length(reply(&xcb_get_property_reply, cookie).get()) == 4;
-}
-
 void TestClient::fakeInput(std::uint8_t type, int detail, int x, int y) const {
     constexpr std::uint32_t delayMs = 2;  // the server's: hands take longer than the unit of its time stamps
     xcb_test_fake_input(connection_, type, static_cast<std::uint8_t>(detail), delayMs, root(),
@@ -47,34 +41,15 @@ void TestClient::fakeInput(std::uint8_t type, int detail, int x, int y) const {
     finish();
 }
 
-void TestClient::movePointer(int x, int y) const {
-    fakeInput(XCB_MOTION_NOTIFY, 0, x, y);
-}
-
-void TestClient::setButton(int button, bool isDown) const {
-    fakeInput(isDown ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, button, 0, 0);
-}
-
-void TestClient::setKey(int keyCode, bool isDown) const {
-    fakeInput(isDown ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keyCode, 0, 0);
-}
-
 void TestClient::type(const std::vector<int>& keyCodes) const {
     for (const int keyCode : keyCodes) setKey(keyCode, true);
     for (auto keyCode = keyCodes.rbegin(); keyCode != keyCodes.rend(); ++keyCode) setKey(*keyCode, false);
 }
 
-void TestClient::setText(std::uint32_t window, const std::string& property, const std::string& type,
-                         const std::string& text) const {
-    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, atom(property), atom(type), 8,
-                        static_cast<std::uint32_t>(text.size()), text.data());
-    finish();
-}
-
-void TestClient::setNumbers(std::uint32_t window, const std::string& property, const std::string& type,
-                            const std::vector<std::uint32_t>& numbers) const {
-    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, atom(property), atom(type), 32,
-                        static_cast<std::uint32_t>(numbers.size()), numbers.data());
+void TestClient::setProperty(std::uint32_t window, const std::string& property, const std::string& type,
+                             std::uint8_t bits, std::size_t count, const void* values) const {
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, atom(property), atom(type), bits,
+                        static_cast<std::uint32_t>(count), values);
     finish();
 }
 
@@ -187,20 +162,12 @@ void TestWindow::configure(std::uint16_t mask, const std::vector<std::int32_t>& 
     client_.finish();
 }
 
-void TestWindow::move(int x, int y) {
-    configure(XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, {x, y});
-}
-
 void TestWindow::resize(int width, int height) {
     configure(XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, {width, height});
     client_.waitUntil("the window is resized", [&] {
         const auto size = client_.reply(&xcb_get_geometry_reply, xcb_get_geometry(client_.connection(), window_));
         return size->width == width && size->height == height;
     });
-}
-
-void TestWindow::raise() {
-    configure(XCB_CONFIG_WINDOW_STACK_MODE, {XCB_STACK_MODE_ABOVE});
 }
 
 void TestWindow::waitForMapState(bool isViewable) const {
@@ -211,11 +178,6 @@ void TestWindow::waitForMapState(bool isViewable) const {
                                               xcb_get_window_attributes(client_.connection(), window_));
         return (attributes->map_state == XCB_MAP_STATE_VIEWABLE) == isViewable;
     });
-}
-
-void TestWindow::hide() {
-    xcb_unmap_window(client_.connection(), window_);
-    waitForMapState(false);
 }
 
 void TestWindow::minimise() {
@@ -229,11 +191,6 @@ void TestWindow::minimise() {
                    XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                    reinterpret_cast<const char*>(&message));
     waitForMapState(false);
-}
-
-void TestWindow::close() {
-    xcb_destroy_window(client_.connection(), window_);
-    client_.finish();
 }
 
 }  // namespace lumenwhirl::test

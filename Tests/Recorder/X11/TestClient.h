@@ -30,12 +30,15 @@ public:
     void finish() const { reply(&xcb_get_input_focus_reply, xcb_get_input_focus(connection_)); }
     /// Polls the condition; throws after 20 s, naming what was waited for.
     void waitUntil(const std::string& what, const std::function<bool()>& condition) const;
-    [[nodiscard]] bool hasWindowManager() const;
 
     // The user's hands, through XTEST. Keys by X key code, such as 11 for "2", 50 for the left shift.
-    void movePointer(int x, int y) const;
-    void setButton(int button, bool isDown) const;
-    void setKey(int keyCode, bool isDown) const;
+    void movePointer(int x, int y) const { fakeInput(XCB_MOTION_NOTIFY, 0, x, y); }
+    void setButton(int button, bool isDown) const {
+        fakeInput(isDown ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, button, 0, 0);
+    }
+    void setKey(int keyCode, bool isDown) const {
+        fakeInput(isDown ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keyCode, 0, 0);
+    }
     /// Presses the keys one after the other, as a hand does, and releases them in reverse order.
     void type(const std::vector<int>& keyCodes) const;
 
@@ -50,12 +53,18 @@ public:
     void setScreenSize(int width, int height) const;
     /// Sets a property of a window to a text, or to numbers or atoms.
     void setText(std::uint32_t window, const std::string& property, const std::string& type,
-                 const std::string& text) const;
+                 const std::string& text) const {
+        setProperty(window, property, type, 8, text.size(), text.data());
+    }
     void setNumbers(std::uint32_t window, const std::string& property, const std::string& type,
-                    const std::vector<std::uint32_t>& numbers) const;
+                    const std::vector<std::uint32_t>& numbers) const {
+        setProperty(window, property, type, 32, numbers.size(), numbers.data());
+    }
 
 private:
     void fakeInput(std::uint8_t type, int detail, int x, int y) const;
+    void setProperty(std::uint32_t window, const std::string& property, const std::string& type, std::uint8_t bits,
+                     std::size_t count, const void* values) const;
     X11Connection connection_;
 };
 
@@ -85,14 +94,20 @@ public:
     /// Paints over a part, until the next fill().
     void paint(int x, int y, int width, int height, std::uint32_t color);
     /// Moves the content's top-left corner or, with a window manager, that of the frame.
-    void move(int x, int y);
+    void move(int x, int y) { configure(XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, {x, y}); }
     void resize(int width, int height);
-    void raise();
+    void raise() { configure(XCB_CONFIG_WINDOW_STACK_MODE, {XCB_STACK_MODE_ABOVE}); }
     /// Takes it off the screen and back, as minimising does.
-    void hide();
+    void hide() {
+        xcb_unmap_window(client_.connection(), window_);
+        waitForMapState(false);
+    }
     void show() { waitForMapState(true); }
     void minimise();  // by asking the window manager, which must exist
-    void close();
+    void close() {
+        xcb_destroy_window(client_.connection(), window_);
+        client_.finish();
+    }
 
 private:
     void configure(std::uint16_t mask, const std::vector<std::int32_t>& values) const;

@@ -5,13 +5,14 @@
 namespace lumenwhirl::test {
 namespace {
 
-const VirtualDisplay::Options screen{640, 480};
+struct WindowCapture : testing::Test, Desktop {
+    WindowCapture() : Desktop({640, 480}) {}
+};
 
-TEST(WindowCapture, showsAWindowThatIsCoveredAndHalfOffTheScreen) {
-    const Desktop desktop(screen);
-    TestWindow window(desktop.client, {.x = 600, .y = 440, .width = 91, .height = 73, .color = red});
-    const TestWindow cover(desktop.client, {.x = 590, .y = 430, .width = 50, .height = 50, .color = blue});
-    Capture capture(desktop.captureOf(window));
+TEST_F(WindowCapture, showsAWindowThatIsCoveredAndHalfOffTheScreen) {
+    TestWindow window(client, {.x = 600, .y = 440, .width = 91, .height = 73, .color = red});
+    const TestWindow cover(client, {.x = 590, .y = 430, .width = 50, .height = 50, .color = blue});
+    Capture capture(captureOf(window));
     const Frame frame = capture.waitForComplete("its colour is seen", isAll(red));
     EXPECT_TRUE(frame.hasSize(91, 73));
     EXPECT_EQ(frame.origin, (Point{600, 440}));
@@ -21,20 +22,19 @@ TEST(WindowCapture, showsAWindowThatIsCoveredAndHalfOffTheScreen) {
     EXPECT_EQ(painted.at(89, 72), red);
 }
 
-class ManagedWindowCapture : public testing::TestWithParam<bool> {};
+struct ManagedWindowCapture : WindowCapture, testing::WithParamInterface<bool> {};
 
 TEST_P(ManagedWindowCapture, followsAWindowThatIsMovedResizedHiddenAndClosed) {
-    Desktop desktop(screen);
-    if (GetParam()) desktop.display.startWindowManager();
-    TestWindow window(desktop.client, {.x = 100, .y = 60, .width = 90, .height = 70, .color = red});
-    Capture capture(desktop.captureOf(window));
+    if (GetParam()) display.startWindowManager();
+    TestWindow window(client, {.x = 100, .y = 60, .width = 90, .height = 70, .color = red});
+    Capture capture(captureOf(window));
     EXPECT_TRUE(capture.waitForComplete("its colour is seen", isAll(red)).hasSize(90, 70));
 
-    const Rect former = desktop.frameOf(window);
+    const Rect former = frameOf(window);
     window.move(200, 130);
     // The window manager has a frame around it, and moves it in its own time.
     capture.waitFor("it is elsewhere", [&](const Frame& frame) {
-        const Rect listed = desktop.frameOf(window);
+        const Rect listed = frameOf(window);
         return listed.x >= former.x + 80 && frame.origin == Point{listed.x, listed.y};
     });
 
@@ -49,7 +49,7 @@ TEST_P(ManagedWindowCapture, followsAWindowThatIsMovedResizedHiddenAndClosed) {
         window.minimise();
     else
         window.hide();
-    desktop.client.movePointer(5, 5);  // so that the last picture is delivered again
+    client.movePointer(5, 5);  // so that the last picture is delivered again
     EXPECT_TRUE(capture.waitForComplete("it is hidden", [](const Frame&) { return true; }).isAll(green));
     window.fill(blue);
     window.show();
@@ -57,17 +57,15 @@ TEST_P(ManagedWindowCapture, followsAWindowThatIsMovedResizedHiddenAndClosed) {
 
     window.close();
     EXPECT_EQ(capture.waitForEnd(), "the window was closed");
-    EXPECT_EQ(failureOf(desktop.captureOf(window)), PlatformError::Kind::notFound);
+    EXPECT_EQ(failureOf(captureOf(window)), PlatformError::Kind::notFound);
 }
 
 INSTANTIATE_TEST_SUITE_P(WindowManagers, ManagedWindowCapture, testing::Bool());
 
-TEST(WindowCapture, followsAWindowInsideAHiddenOne) {
-    const Desktop desktop(screen);
-    TestWindow frame(desktop.client, {.x = 100, .y = 60, .width = 200, .height = 150, .color = blue});
-    TestWindow window(desktop.client,
-                      {.x = 10, .y = 20, .width = 90, .height = 70, .color = red, .parent = frame.id()});
-    Capture capture(desktop.captureOf(window, 2));
+TEST_F(WindowCapture, followsAWindowInsideAHiddenOne) {
+    TestWindow frame(client, {.x = 100, .y = 60, .width = 200, .height = 150, .color = blue});
+    TestWindow window(client, {.x = 10, .y = 20, .width = 90, .height = 70, .color = red, .parent = frame.id()});
+    Capture capture(captureOf(window, 2));
     EXPECT_EQ(capture.waitForComplete("its colour is seen", isAll(red)).origin, (Point{55, 40}));
     frame.hide();
     window.fill(green);  // is not seen: a hidden window has no picture
@@ -77,34 +75,31 @@ TEST(WindowCapture, followsAWindowInsideAHiddenOne) {
     capture.waitFor("the frame has moved", [](const Frame& each) { return each.origin == Point{75, 40}; });
 }
 
-TEST(WindowCapture, leavesOutBordersAndShadows) {
-    const Desktop desktop(screen);
+TEST_F(WindowCapture, leavesOutBordersAndShadows) {
     const TestWindow bordered(
-        desktop.client,
-        {.x = 50, .y = 40, .width = 61, .height = 31, .color = red, .hasAlpha = true, .borderWidth = 7});
-    Capture first(desktop.captureOf(bordered));
+        client, {.x = 50, .y = 40, .width = 61, .height = 31, .color = red, .hasAlpha = true, .borderWidth = 7});
+    Capture first(captureOf(bordered));
     const Frame frame = first.waitForComplete("its colour is seen", isAll(red));
     EXPECT_TRUE(frame.hasSize(61, 31));
     EXPECT_EQ(frame.origin, (Point{57, 47}));
 
     // Programs that draw their own frame leave a margin around it for its shadow, and none once it is maximised.
-    TestWindow shadowed(desktop.client, {.x = 200, .y = 100, .width = 100, .height = 80, .color = blue});
+    TestWindow shadowed(client, {.x = 200, .y = 100, .width = 100, .height = 80, .color = blue});
     shadowed.paint(10, 30, 70, 10, green);
-    desktop.client.setNumbers(shadowed.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", {10, 20, 30, 40});
-    EXPECT_EQ(desktop.frameOf(shadowed), (Rect{210, 130, 70, 10}));
-    Capture second(desktop.captureOf(shadowed));
+    client.setNumbers(shadowed.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", {10, 20, 30, 40});
+    EXPECT_EQ(frameOf(shadowed), (Rect{210, 130, 70, 10}));
+    Capture second(captureOf(shadowed));
     const Frame content = second.waitForComplete("its content is seen", isAll(green));
     EXPECT_TRUE(content.hasSize(70, 10));
     EXPECT_EQ(content.origin, (Point{210, 130}));
-    desktop.client.setNumbers(shadowed.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", {0, 0, 0, 0});
+    client.setNumbers(shadowed.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", {0, 0, 0, 0});
     second.waitForComplete("the margin is gone", [](const Frame& each) { return each.hasSize(100, 80); });
 }
 
-TEST(WindowCapture, isBlankUntilTheWindowIsShown) {
-    const Desktop desktop(screen);
-    TestWindow window(desktop.client, {.width = 90, .height = 70, .color = red});
+TEST_F(WindowCapture, isBlankUntilTheWindowIsShown) {
+    TestWindow window(client, {.width = 90, .height = 70, .color = red});
     window.hide();
-    Capture capture(desktop.captureOf(window));
+    Capture capture(captureOf(window));
     EXPECT_EQ(capture.nextStatuses(3), std::vector<FrameStatus>(3, FrameStatus::blank));
     window.show();
     capture.waitForComplete("its colour is seen", isAll(red));

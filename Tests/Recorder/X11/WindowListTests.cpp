@@ -9,21 +9,20 @@
 namespace lumenwhirl::test {
 namespace {
 
-std::vector<std::string> titlesOf(const std::vector<SystemWindow>& windows) {
-    std::vector<std::string> titles;
+using Titles = std::vector<std::string>;
+
+Titles titlesOf(const std::vector<SystemWindow>& windows) {
+    Titles titles;
     for (const SystemWindow& window : windows) titles.push_back(window.title);
     return titles;
 }
 
-using Titles = std::vector<std::string>;
+struct WindowList : testing::Test, Desktop {
+    WindowList() : Desktop({640, 480}) {}
+};
 
-const VirtualDisplay::Options screen{640, 480};
-
-TEST(WindowList, isThatOfTheWindowManagerFromTheLowestUp) {
-    Desktop desktop(screen);
-    const TestClient& client = desktop.client;
-    const auto& system = desktop.system;
-    desktop.display.startWindowManager();
+TEST_F(WindowList, isThatOfTheWindowManagerFromTheLowestUp) {
+    display.startWindowManager();
     client.setResources("Xft.dpi: 120\n");
     TestWindow first(client, {.width = 150, .height = 90, .title = "Größe – 大きさ", .application = "Editor"});
     const TestWindow second(client, {.title = "", .application = "Old"});
@@ -57,10 +56,7 @@ TEST(WindowList, isThatOfTheWindowManagerFromTheLowestUp) {
     });
 }
 
-TEST(WindowList, isFoundWithoutAWindowManager) {
-    const Desktop desktop(screen);
-    const TestClient& client = desktop.client;
-    const auto& system = desktop.system;
+TEST_F(WindowList, isFoundWithoutAWindowManager) {
     EXPECT_TRUE(system->windows().empty());
     // The frames of old window managers have no class and bypass the window manager.
     const TestWindow frame(client, {.x = 100, .y = 60, .title = "Frame", .isLeftAlone = true});
@@ -82,11 +78,8 @@ TEST(WindowList, isFoundWithoutAWindowManager) {
     EXPECT_EQ(windows[1].applicationName, "TestApplication");
 }
 
-TEST(WindowList, toleratesWindowsThatVanishMeanwhile) {
-    Desktop desktop(screen);
-    const TestClient& client = desktop.client;
-    const auto& system = desktop.system;
-    desktop.display.startWindowManager();
+TEST_F(WindowList, toleratesWindowsThatVanishMeanwhile) {
+    display.startWindowManager();
     for (int i = 0; i < 40; ++i) {
         const TestWindow window(client, {.title = "Short-lived"});
         for (const SystemWindow& each : system->windows()) EXPECT_EQ(each.title, "Short-lived");
