@@ -4,14 +4,12 @@
 #include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 #include <string>
-#include <string_view>
 
 namespace lumenwhirl {
 namespace {
@@ -108,21 +106,6 @@ TEST_F(Journal, isReadUpToWhereACrashCutIt) {
     // Where the later line is damaged, the first line's recording counts.
     writeFile(file_, whole + "recording {\"fps\":30,\"display\":{\"id\":1" + std::string(100, '\0') + "}\n");
     EXPECT_EQ(read(), log);
-}
-
-TEST_F(Journal, anyOtherFileIsRefusedInOneLine) {
-    for (const std::string& content :
-         {std::string("cursor {\"t\":1,\"x\":2,\"y\":3}\n"), std::string("recording\n"),
-          std::string("recording {\"fps\":60}\n"), std::string(5000, '\0')}) {
-        writeFile(file_, content);
-        try {
-            (void)read();
-            ADD_FAILURE() << "read: " << content;
-        } catch (const LumenwhirlPackage::Error& error) {
-            EXPECT_EQ(error.file(), file_);
-            EXPECT_EQ(std::string_view(error.what()).find('\n'), std::string_view::npos);
-        }
-    }
 }
 
 TEST_F(Journal, endsWithACompleteLineOnAFullDisk) {

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numbers>
 #include <random>
 #include <span>
 
@@ -54,20 +53,18 @@ TEST_F(Microphone, placesAudioByItsTime) {
     recorder.finish();
     EXPECT_EQ(recorder.failure(), std::nullopt);
 
-    const std::vector<float> samples = readAll(file).channels.at(0);
-    ASSERT_NEAR(secondsOf(samples), 3, wholeFrame);
-    const auto loudness = [&](double from, double to) {
-        return signals::rmsOf(std::span(samples).subspan(static_cast<std::size_t>(from * rate),
-                                                         static_cast<std::size_t>((to - from) * rate)));
-    };
-    const double loud = 0.5 / std::numbers::sqrt2;
-    EXPECT_LT(loudness(0, 0.06), 0.01);
-    EXPECT_NEAR(loudness(0.1, 1.06), loud, 0.01);
-    EXPECT_LT(loudness(1.1, 1.98), 0.01);
-    EXPECT_NEAR(loudness(2.02, 2.98), loud, 0.01);
-    std::vector<float> error;  // one sample off would make it 0.02
-    for (std::size_t i = rate / 50; i < rate * 9 / 10; ++i) error.push_back(samples[i + rate * 8 / 100] - tone[i]);
-    EXPECT_LT(signals::rmsOf(error), 0.01);
+    std::vector<float> error = readAll(file).channels.at(0);
+    EXPECT_NEAR(secondsOf(error), 3, wholeFrame);
+    error.resize(3 * rate);
+    for (std::size_t i = 0; i < tone.size(); ++i) {
+        error[rate * 8 / 100 + i] -= tone[i];
+        error[rate * 2 + i] -= tone[i];
+    }
+    for (const auto& [from, to] : {std::pair(0.0, 0.06), {0.1, 1.06}, {1.1, 1.98}, {2.02, 2.98}}) {
+        const auto part = std::span(error).subspan(static_cast<std::size_t>(from * rate),
+                                                   static_cast<std::size_t>((to - from) * rate));
+        EXPECT_LT(signals::rmsOf(part), 0.01) << from;  // one sample off would make it 0.02
+    }
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
@@ -99,7 +96,7 @@ TEST_F(Microphone, writesNothingWhereItCannotRecord) {
     EXPECT_EQ(failureOf(file), "there is no microphone; connect one, or record without it");
 }
 
-TEST_F(Microphone, reportsTheLevelOfTheLastTenthOfASecondAndThatItWasUnplugged) {
+TEST_F(Microphone, reportsTheLevelOfTheLastTenthOfASecond) {
     MicRecorder recorder(std::nullopt, file, system, start);
     ASSERT_TRUE(recorder.start());
     EXPECT_EQ(recorder.level(), 0);
@@ -108,11 +105,8 @@ TEST_F(Microphone, reportsTheLevelOfTheLastTenthOfASecondAndThatItWasUnplugged) 
     EXPECT_EQ(recorder.level(), 0.75F);
     system.mic.play(start + 0.1, 0.01, 0.125F);
     EXPECT_EQ(recorder.level(), 0.25F);
-    system.mic.end("the microphone is gone");
-    EXPECT_EQ(recorder.level(), 0);
     recorder.finish();
-    EXPECT_EQ(recorder.failure(), "the microphone is gone");
-    EXPECT_NEAR(secondsOf(readAll(file).channels.at(0)), 0.11, wholeFrame);
+    EXPECT_EQ(recorder.level(), 0);
 }
 
 TEST_F(Microphone, keepsWhatWasWrittenWhenTheDiskIsFull) {

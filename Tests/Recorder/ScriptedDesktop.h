@@ -152,20 +152,17 @@ public:
         return std::make_unique<ScriptedInput>(inputControls);
     }
     [[nodiscard]] std::unique_ptr<HotKeyGrab> hotKey() override {
-        class Grab final : public HotKeyGrab {
-        public:
-            explicit Grab(ScriptedScreen& screen) : screen_(screen) {}
+        struct Grab final : HotKeyGrab {
+            explicit Grab(std::function<void()>& press) : press_(press) {}
             ~Grab() override { release(); }
             bool take(std::int64_t, const Modifiers&, std::function<void()> pressed) override {
-                screen_.pressHotKey = std::move(pressed);
+                press_ = std::move(pressed);
                 return true;
             }
-            void release() noexcept override { screen_.pressHotKey = nullptr; }
-
-        private:
-            ScriptedScreen& screen_;
+            void release() noexcept override { press_ = nullptr; }
+            std::function<void()>& press_;
         };
-        return std::make_unique<Grab>(*this);
+        return std::make_unique<Grab>(pressHotKey);
     }
     [[nodiscard]] bool canCaptureScreen() override { return reached(canCapture); }
     [[nodiscard]] bool canListenToInput() override { return reached(canListen); }

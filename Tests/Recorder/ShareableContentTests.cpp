@@ -15,21 +15,6 @@ SystemWindow windowAt(Rect frame) {
     return {.id = 42, .frame = frame, .applicationName = "Editor", .applicationID = "1234", .title = "Notes"};
 }
 
-TEST(ShareableContent, listsDisplaysInPixelsPointsAndScale) {
-    ScriptedScreen screen;
-    screen.displayList = {plain, dense, {.id = 3, .bounds = {0, 0, 640, 480}}, {.id = 4, .modeSize = Size{8, 8}}};
-    const auto displays = ShareableContent::displays(screen);
-    ASSERT_EQ(displays.size(), 4U);
-    EXPECT_EQ(displays[1], (CaptureDisplay{.id = 9,
-                                           .width = 2560,
-                                           .height = 1440,
-                                           .displayInfo = {9, 2560, 1440, 1280, 720, 2, 1920, 0},
-                                           .name = "RIGHT",
-                                           .isPrimary = true}));
-    EXPECT_EQ(displays[2].displayInfo, (DisplayInfo{3, 640, 480, 640, 480, 1, 0, 0}));  // without a mode
-    EXPECT_EQ(displays[3].displayInfo.scaleFactor, 1);                                  // without points
-}
-
 TEST(ShareableContent, measuresWindowsByTheDisplayAtTheirCentre) {
     ScriptedScreen screen;
     screen.displayList = {plain, dense};
@@ -68,23 +53,15 @@ TEST(ShareableContent, leavesOutSmallHiddenAndOwnWindows) {
     EXPECT_EQ(ShareableContent::windows(screen, std::nullopt).size(), 1U);  // 400 points are 4 pixels, 120 are 1
 }
 
-TEST(Permissions, areGrantedWhereTheThingExists) {
+TEST(Permissions, tellARefusalFromAMissingServer) {
     ScriptedScreen screen;
     ScriptedAudioSystem audio;
-    using enum PermissionStatus;
-    const auto expect = [&](ScreenSystem* desktop, const std::vector<PermissionStatus>& expected) {
-        std::vector<PermissionStatus> all;
-        for (const Permission permission : allPermissions)
-            all.push_back(Permissions::status(permission, desktop, audio));
-        EXPECT_EQ(all, expected);
-    };
-    expect(&screen, {granted, granted, granted});
-    screen.canCapture = screen.canListen = false;
-    expect(&screen, {notDetermined, denied, granted});
-    audio.isReachable = false;
+    const auto statusOf = [&](Permission permission) { return Permissions::status(permission, &screen, audio); };
+    EXPECT_EQ(statusOf(Permission::microphone), PermissionStatus::granted);
+    screen.canListen = false;
+    EXPECT_EQ(statusOf(Permission::inputMonitoring), PermissionStatus::denied);
     screen.isGone = true;
-    expect(&screen, {notDetermined, notDetermined, notDetermined});
-    expect(nullptr, {notDetermined, notDetermined, notDetermined});
+    EXPECT_EQ(statusOf(Permission::inputMonitoring), PermissionStatus::notDetermined);
 }
 
 }  // namespace
