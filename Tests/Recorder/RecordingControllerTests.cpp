@@ -248,15 +248,18 @@ TEST_F(RecordingControllerTest, completesAKilledRecordingOnceHoweverManyOpenIt) 
         audio.mic.play(beginning + 0.25 * (i - 1), 0.25, 0.5F);
         screen.inputControls.deliver({.time = clock.now(), .position = {100.0 + i, 50}});
     }
-    const auto hasAll = [&] {  // frames and audio reach the disk within a second, although nothing follows
+    // Too soon after the ones before to make the files grow by themselves; nothing follows.
+    audio.mic.play(beginning + 2, 0.25, 0.5F);
+    showAt(beginning + 2.1, 0);
+    const auto hasAll = [&] {
         fs::remove_all(copy.url());
         fs::copy(package.url(), copy.url());
         try {
             int frames = 0;
             VideoReader video(copy.recordingURL());
             while (video.next()) ++frames;
-            return frames == 9 && controller.progress().file.bytes == fs::file_size(copy.recordingURL()) &&
-                   peakBetween(copy.micURL(), 1.5, 1.9) > 0.4F;
+            return frames == 10 && controller.progress().file.bytes == fs::file_size(copy.recordingURL()) &&
+                   peakBetween(copy.micURL(), 2.05, 2.15) > 0.4F;
         } catch (const MediaError&) {
             return false;
         }
@@ -275,13 +278,13 @@ TEST_F(RecordingControllerTest, completesAKilledRecordingOnceHoweverManyOpenIt) 
         if (!recovery) continue;
         ++completions;
         EXPECT_EQ(recovery->microphoneFailure, std::nullopt);
-        EXPECT_NEAR(recovery->duration, 2, 0.01);
+        EXPECT_NEAR(recovery->duration, 2.1, 0.01);
     }
     EXPECT_EQ(completions, 1);
     EXPECT_EQ(copy.readEvents().cursor.size(), 8U);
     EXPECT_EQ(copy.readEvents().recording.startHostTime, beginning);
     EXPECT_EQ(copy.readProject().audio, (AudioInfo{.embedded = true, .hasMic = true, .hasSystem = false}));
-    EXPECT_NEAR(copy.readProject().timeline.duration, 2, 0.01);
+    EXPECT_NEAR(copy.readProject().timeline.duration, 2.1, 0.01);
     EXPECT_GT(peakBetween(copy.recordingURL(), 1.5, 1.9), 0.4F);
     EXPECT_EQ(namesIn(copy.url()),
               (std::set<std::string>{"events.json", "mic.m4a", "project.json", "recording.mp4"}));
