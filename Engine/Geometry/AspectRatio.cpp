@@ -7,6 +7,27 @@
 namespace lumenwhirl {
 namespace {
 
+struct Shape {
+    std::string_view name;
+    double ratio;
+    double zoomBias;
+};
+
+const Shape& shapeOf(AspectRatio::Case value) {
+    static constexpr Shape wide{"16:9", 16.0 / 9.0, 1.0};
+    static constexpr Shape square{"1:1", 1.0, 1.15};
+    static constexpr Shape tall{"9:16", 0.5625, 1.4};
+    switch (value) {
+        case AspectRatio::r1x1:
+            return square;
+        case AspectRatio::r9x16:
+            return tall;
+        case AspectRatio::r16x9:
+            break;
+    }
+    return wide;
+}
+
 /// Rounds halves away from zero, then down to even; exact in double for every real canvas.
 double evenSide(double side) {
     assert(std::isfinite(side));
@@ -15,22 +36,26 @@ double evenSide(double side) {
 
 }  // namespace
 
+std::optional<AspectRatio> AspectRatio::fromRawValue(std::string_view name) {
+    for (const Case value : allCases)
+        if (shapeOf(value).name == name) return AspectRatio(value);
+    return std::nullopt;
+}
+
 AspectRatio AspectRatio::fromString(std::string_view name) {
-    if (name == "1:1") return r1x1;
-    if (name == "9:16") return r9x16;
-    return r16x9;
+    return fromRawValue(name).value_or(r16x9);
+}
+
+std::string_view AspectRatio::rawValue() const {
+    return shapeOf(value_).name;
+}
+
+double AspectRatio::ratio() const {
+    return shapeOf(value_).ratio;
 }
 
 double AspectRatio::zoomBias() const {
-    switch (value_) {
-        case r1x1:
-            return 1.15;
-        case r9x16:
-            return 1.4;
-        case r16x9:
-            break;
-    }
-    return 1;
+    return shapeOf(value_).zoomBias;
 }
 
 Size AspectRatio::canvas(Size contentPointSize) const {

@@ -16,4 +16,9 @@ Point globalPointToCapturedPixels(Point globalPoint, const DisplayInfo& display)
             clampedInto((globalPoint.y - display.globalOriginY) * display.scaleFactor, display.pixelHeight)};
 }
 
+Point capturedPixelsToGlobalPoint(Point pixel, const DisplayInfo& display) {
+    return {pixel.x / display.scaleFactor + display.globalOriginX,
+            pixel.y / display.scaleFactor + display.globalOriginY};
+}
+
 }  // namespace lumenwhirl::Coordinates

@@ -1,8 +1,17 @@
 #include "Engine/Motion/CursorTrack.h"
 
+#include <cmath>
 #include <cstddef>
 
 namespace lumenwhirl::CursorTrack {
+
+std::optional<CursorSample> nearestSample(std::span<const CursorSample> samples, double t) {
+    if (samples.empty()) return std::nullopt;
+    const CursorSample* nearest = &samples.front();
+    for (const CursorSample& sample : samples)
+        if (std::abs(sample.t - t) < std::abs(nearest->t - t)) nearest = &sample;
+    return *nearest;
+}
 
 Point interpolateBetween(const CursorSample& low, const CursorSample& high, double t) {
     const double span = high.t - low.t;

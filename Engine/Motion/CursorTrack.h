@@ -5,10 +5,14 @@
 #include "Engine/Timeline/TimeOrder.h"
 
 #include <cstddef>
+#include <optional>
 #include <span>
 
 /// Queries of a recorded path. Samples are ascending in `t`.
 namespace lumenwhirl::CursorTrack {
+
+/// By a linear scan; the earlier of two equally near. Empty for no samples.
+[[nodiscard]] std::optional<CursorSample> nearestSample(std::span<const CursorSample> samples, double t);
 
 /// Linear between the two samples around `t`, the end points outside; (0, 0) for no samples.
 [[nodiscard]] Point interpolate(std::span<const CursorSample> samples, double t);

@@ -15,6 +15,15 @@ TEST(Coordinates, screenPointsLandOnPixelsAndStayInside) {
     EXPECT_EQ(globalPointToCapturedPixels({5000, 5000}, display), (Point{2880, 1800}));
     EXPECT_EQ(globalPointToCapturedPixels({1540, 850}, display),
               (Point{2880, 1800}));  // the edge itself is allowed
+    EXPECT_EQ(Coordinates::capturedPixelsToGlobalPoint({-20, 4000}, display), (Point{90, 1950}));  // not clamped
+}
+
+TEST(AspectRatio, onlyTheExactNamesAreKnown) {
+    for (const AspectRatio each : AspectRatio::allCases)
+        EXPECT_EQ(AspectRatio::fromRawValue(each.rawValue()), each);
+    EXPECT_EQ(AspectRatio::fromRawValue("16:9 "), std::nullopt);
+    EXPECT_EQ(AspectRatio::fromString("4:3"), AspectRatio(AspectRatio::r16x9));
+    EXPECT_EQ(AspectRatio::fromString("1:1").zoomBias(), 1.15);
 }
 
 TEST(AspectRatio, canvasesAreEvenAndFollowTheWidthAlone) {
