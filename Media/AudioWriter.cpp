@@ -148,10 +148,6 @@ void AudioWriter::flush() {
     state_->output->flush();
 }
 
-std::int64_t AudioWriter::bytes() const noexcept {
-    return state_->output ? state_->output->flushedBytes() : 0;
-}
-
 void AudioWriter::finish() {
     try {
         state_->finish();

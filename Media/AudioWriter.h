@@ -3,7 +3,6 @@
 #include "Media/AudioReader.h"
 #include "Media/EncodingSettings.h"
 
-#include <cstdint>
 #include <filesystem>
 #include <memory>
 
@@ -29,8 +28,6 @@ public:
     /// For fragmented files: hands what was written to the system, except the last 0.07 s, which the encoder
     /// holds. Throws MediaError, as write() does; then nothing more can be written.
     void flush();
-    /// Size of the flushed part of a fragmented file.
-    [[nodiscard]] std::int64_t bytes() const noexcept;
     /// Completes the file. Throws MediaError; then the file is removed, or cut to what was flushed.
     void finish();
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <numbers>
 #include <random>
 #include <vector>
@@ -17,12 +16,11 @@ constexpr std::size_t block = 480;
 
 /// A line and the samples it has given so far.
 struct Laid {
-    explicit Laid(int channels = 1)
-        : line(rate, channels, [this](const float* const* planes, std::size_t frames) {
+    Laid()
+        : line(rate, 1, [this](const float* const* planes, std::size_t frames) {
               samples.insert(samples.end(), planes[0], planes[0] + frames);
-              last.assign(planes[0], planes[0] + frames);
           }) {}
-    std::vector<float> samples, last;
+    std::vector<float> samples;
     AudioTimeline line;
 };
 
@@ -72,14 +70,6 @@ TEST(AudioTimeline, placesBlocksAtTheirTimesCutsOverlapsAndFillsHoles) {
     EXPECT_TRUE(isSilent(0.996, 3.249));
     EXPECT_TRUE(isSilent(4.001, 4.059));
     EXPECT_FALSE(isSilent(3.99, 3.999));
-}
-
-TEST(AudioTimeline, beginsWithSilenceIfAudioComesLate) {
-    Laid laid;
-    for (int i = 0; i < 100; ++i) laid.line.add(0.5 + 0.01 * i, blockAt(0.5 + 0.01 * i).data(), block);
-    laid.line.finish();
-    EXPECT_EQ(std::count(laid.samples.begin(), laid.samples.begin() + rate / 2, 0.0F), rate / 2);
-    EXPECT_NEAR(pulseError(laid.samples, 5), 0, 0.0001);
 }
 
 class DriftingClock : public testing::TestWithParam<double> {};

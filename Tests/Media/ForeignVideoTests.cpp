@@ -8,7 +8,9 @@
 
 #include <array>
 #include <cmath>
-#include <string>
+#include <optional>
+#include <utility>
+#include <vector>
 
 extern "C" {
 #include <libavutil/display.h>

@@ -2,7 +2,6 @@
 #include "Media/LiveWriter.h"
 #include "Media/MediaError.h"
 #include "Media/VideoReader.h"
-#include "Media/VideoWriter.h"
 #include "Tests/Support/Audio.h"
 #include "Tests/Support/Files.h"
 #include "Tests/Support/Movies.h"
