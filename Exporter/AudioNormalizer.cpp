@@ -225,25 +225,9 @@ std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path&
     return std::nullopt;
 }
 
-float gainFor(const Levels& levels, float targetSpeech, float maxGain) {
+float gainFor(const Levels& levels) {
     if (levels.speechLevel <= silenceFloor) return 1;
-    return std::max(1.0F, std::min(targetSpeech / levels.speechLevel, maxGain));
-}
-
-float gain(const std::filesystem::path& file, float targetSpeech, float maxGain) {
-    try {
-        return gainFor(measure(file), targetSpeech, maxGain);
-    } catch (const MediaError&) {
-        return 1;  // as documented: what cannot be measured is left as it is
-    }
-}
-
-float measurePeak(const std::filesystem::path& file) {
-    try {
-        return measure(file).peak;
-    } catch (const MediaError&) {
-        return 0;
-    }
+    return std::clamp(targetSpeechLevel / levels.speechLevel, 1.0F, maximumGain);
 }
 
 void applyGain(std::span<float> samples, float gain) {

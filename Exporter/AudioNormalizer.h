@@ -34,13 +34,8 @@ struct Levels {
 [[nodiscard]] std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path& file,
                                                                   std::optional<float> gain = std::nullopt,
                                                                   std::stop_token stop = {});
-/// The gain that raises speech of these levels to `targetSpeech`: 1...maxGain; 1 for silence.
-[[nodiscard]] float gainFor(const Levels& levels, float targetSpeech = targetSpeechLevel,
-                            float maxGain = maximumGain);
-/// The gain that raises a file's speech to `targetSpeech`: 1...maxGain; 1 for silence or a file that cannot be
-/// read.
-[[nodiscard]] float gain(const std::filesystem::path& file, float targetSpeech, float maxGain);
-[[nodiscard]] float measurePeak(const std::filesystem::path& file);
+/// The gain that raises speech of these levels to the target: 1...maximumGain; 1 for silence.
+[[nodiscard]] float gainFor(const Levels& levels);
 
 /// In place: multiplied by `gain`, then limited softly above 0.82 towards 0.95.
 void applyGain(std::span<float> samples, float gain);

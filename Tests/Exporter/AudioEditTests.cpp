@@ -21,12 +21,15 @@ Timeline speeds(double duration, std::vector<SpeedRange> ranges) {
 
 class EditedAudio : public testing::Test {
 protected:
-    /// The channel of `samples`, 48 kHz, after the edit.
+    [[nodiscard]] AudioBuffer edited(const AudioBuffer& audio, int sampleRate, const Timeline& edit) const {
+        writeWave(folder / "sound.wav", audio, sampleRate);
+        AudioEdit::write(folder / "sound.wav", 1, EditTimeline(edit), folder / "out.m4a");
+        return readAll(folder / "out.m4a");
+    }
+    /// One channel at 48 kHz, edited as long as it is.
     [[nodiscard]] std::vector<float> edited(const std::vector<float>& samples, Timeline edit) const {
         edit.duration = static_cast<double>(samples.size()) / 48000;
-        writeWave(folder / "sound.wav", {{samples}}, 48000);
-        AudioEdit::write(folder / "sound.wav", 1, EditTimeline(edit), folder / "out.m4a");
-        return readAll(folder / "out.m4a").channels.front();
+        return edited({{samples}}, 48000, edit).channels.front();
     }
     static Timeline atRate(double rate) { return speeds(0, {{0, 1000, rate}}); }
 
@@ -102,28 +105,17 @@ TEST_F(EditedAudio, whatTheEditLeavesAloneRunsOnWithoutAGap) {
 }
 
 TEST_F(EditedAudio, missingAudioIsSilence) {
-    // A track that ends before the video or starts after it: the edited audio still lasts as long as the video.
-    writeWave(folder / "sound.wav", {{sine(48000, 440, 0.3)}}, 48000);
     Timeline edit = speeds(4, {{2, 3, 2}});
     edit.cuts = {{0.5, 0.75}};
-    const EditTimeline timeline(edit);
-    AudioEdit::write(folder / "sound.wav", 1, timeline, folder / "out.m4a");
-    const std::vector<float> out = readAll(folder / "out.m4a").channels.front();
+    const std::vector<float> out = edited({{sine(48000, 440, 0.3)}}, 48000, edit).channels.front();
     EXPECT_EQ(out.size(), 13U * 48000 / 4);  // 4 s less the 0.25 s cut and the half of 1 s
     EXPECT_LT(signals::rmsOf(std::span(out).subspan(36000 + 2048)), 1e-3);
 }
 
 TEST_F(EditedAudio, channelsAndRateStay) {
-    const std::size_t frames = 44100;
-    std::vector<float> left(frames), right(frames);
-    for (std::size_t i = 0; i < frames; ++i) left[i] = right[i] = i % 100 < 50 ? 0.3F : -0.3F;
-    std::fill(right.begin(), right.end(), 0.0F);
-    writeWave(folder / "sound.wav", {{left, right}}, 44100);
-    const EditTimeline timeline(speeds(1, {{0.5, 1, 0.5}}));
-    AudioEdit::write(folder / "sound.wav", 1, timeline, folder / "out.m4a");
-    const AudioReader reader(folder / "out.m4a");
-    EXPECT_EQ(reader.sampleRate(), 44100);
-    const AudioBuffer out = readAll(folder / "out.m4a");
+    const std::vector<float> left = sine(44100, 440, 0.4), right(44100);
+    const AudioBuffer out = edited({{left, right}}, 44100, speeds(1, {{0.5, 1, 0.5}}));
+    EXPECT_EQ(AudioReader(folder / "out.m4a").sampleRate(), 44100);
     ASSERT_EQ(out.channels.size(), 2U);
     EXPECT_EQ(out.frames(), 66150U);  // 0.5 s, then 0.5 s at half the speed
     EXPECT_GT(signals::rmsOf(out.channels[0]), 0.25);

@@ -8,10 +8,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <numbers>
 #include <random>
-#include <string>
 #include <vector>
 
 namespace lumenwhirl {
@@ -29,16 +27,9 @@ AudioBuffer runs(const std::vector<std::pair<std::size_t, float>>& parts, std::s
     return audio;
 }
 
-AudioBuffer sine(std::size_t frames, double amplitude, std::size_t channels = 2) {
-    AudioBuffer audio;
-    audio.channels.assign(channels, std::vector<float>(frames));
-    for (auto& plane : audio.channels) {
-        for (std::size_t i = 0; i < frames; ++i) {
-            const double phase = 2 * std::numbers::pi * 400 * static_cast<double>(i) / sampleRate;
-            plane[i] = static_cast<float>(amplitude * std::sin(phase));
-        }
-    }
-    return audio;
+AudioBuffer stereoSine(std::size_t frames, double amplitude) {
+    const std::vector<float> plane = signals::sine(frames, 400, amplitude);
+    return {{plane, plane}};
 }
 
 /// Copies go to a folder of the test's own, so that what is left behind shows.
@@ -81,18 +72,12 @@ TEST_F(Normalizer, speechIsThe85thPercentileOfTheBlocks) {
     EXPECT_FLOAT_EQ(levelsOf(runs({{960, NAN}, {9600, 0.1F}})).speechLevel, 0.1F);
 }
 
-TEST_F(Normalizer, aSineHasItsAmplitudeOverRootTwo) {
-    const auto levels = levelsOf(sine(sampleRate, 0.5));
-    EXPECT_NEAR(levels.speechLevel, 0.5 / std::numbers::sqrt2, 1e-5);  // 8 whole periods a block
-    EXPECT_NEAR(levels.peak, 0.5, 1e-4);
-}
-
 TEST_F(Normalizer, channelsAreMixedDown) {
     AudioBuffer audio = runs({{4800, 0.3F}}, 3);
     std::fill(audio.channels[1].begin(), audio.channels[1].end(), 0.6F);
     EXPECT_FLOAT_EQ(levelsOf(audio).speechLevel, 0.4F);  // (0.3 + 0.6 + 0.3) / 3
     // Opposite channels cancel.
-    AudioBuffer opposite = sine(sampleRate, 0.05);
+    AudioBuffer opposite = stereoSine(sampleRate, 0.05);
     for (float& sample : opposite.channels[1]) sample = -sample;
     EXPECT_EQ(levelsOf(opposite).speechLevel, 0);
     EXPECT_EQ(AudioNormalizer::normalizedCopy(wave(opposite)), std::nullopt);
@@ -116,16 +101,10 @@ TEST_F(Normalizer, makesNoCopyWhereNoneIsCalledFor) {
 }
 
 TEST_F(Normalizer, gainsAreBoundedOnlyWhereFoundByAnalysis) {
-    const auto faint = wave(runs({{48'000, 0.001F}}));
-    EXPECT_FLOAT_EQ(AudioNormalizer::gain(faint, 0.14F, 40), 40);
-    EXPECT_FLOAT_EQ(AudioNormalizer::gain(faint, 0.14F, 1000), 140);
-    EXPECT_FLOAT_EQ(AudioNormalizer::gain(faint, 0.0001F, 40), 1);
-    EXPECT_EQ(AudioNormalizer::gain(folder / "missing", 0.14F, 40), 1);
-    EXPECT_EQ(AudioNormalizer::measurePeak(faint), 0.001F);
-    EXPECT_EQ(AudioNormalizer::measurePeak(folder / "missing"), 0);
+    for (const auto& [level, gain] : {std::pair{0.0F, 1.0F}, {0.0005F, 1}, {0.001F, 40}, {0.07F, 2}, {0.2F, 1}})
+        EXPECT_FLOAT_EQ(AudioNormalizer::gainFor({.speechLevel = level}), gain);
     EXPECT_THROW((void)AudioNormalizer::measure(folder / "missing"), MediaError);
-
-    const auto tone = wave(sine(96'000, 0.001 * std::numbers::sqrt2));
+    const auto tone = wave(stereoSine(96'000, 0.001 * std::numbers::sqrt2));
     for (const auto& [given, expected] :
          {std::pair{std::optional<float>{}, 0.04F}, {std::optional(100.F), 0.1F}}) {
         const auto copy = AudioNormalizer::normalizedCopy(tone, given);
@@ -133,23 +112,17 @@ TEST_F(Normalizer, gainsAreBoundedOnlyWhereFoundByAnalysis) {
         EXPECT_NEAR(AudioNormalizer::measure(*copy).speechLevel, expected, expected * 0.02);
         std::filesystem::remove(*copy);
     }
-    EXPECT_EQ(AudioNormalizer::gain(wave(runs({{48'000, 0.F}})), 0.14F, 40), 1);
 }
 
 TEST_F(Normalizer, theCopyIsLouderAlignedAsLongAndPrivate) {
     // Speech of 0.02 with clicks that the gain of 7 raises to 6.3, for the limiter.
-    AudioBuffer audio = sine(100'000, 0.02 * std::numbers::sqrt2);
+    AudioBuffer audio = stereoSine(100'000, 0.02 * std::numbers::sqrt2);
     const std::vector<std::size_t> clicks = {500, 33'333, 65'536, 99'000};
     for (const auto at : clicks) audio.channels[0][at] = audio.channels[1][at] = 0.9F;
     const auto file = wave(audio);
     const auto copy = AudioNormalizer::normalizedCopy(file);
     ASSERT_TRUE(copy);
     EXPECT_EQ(copy->parent_path(), temporary.path());
-    const std::string name = copy->filename();
-    ASSERT_EQ(name.size(), 7 + 36 + 4U);
-    EXPECT_EQ(name.substr(0, 7), "lwnorm-");
-    EXPECT_EQ(name.substr(43), ".m4a");
-    EXPECT_EQ(name.find_first_not_of("0123456789ABCDEF-", 7), 43U);
     EXPECT_EQ(std::filesystem::status(*copy).permissions(),
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 
@@ -179,12 +152,13 @@ TEST_F(Normalizer, aStopLeavesNothing) {
     EXPECT_TRUE(temporary.isEmpty());
 }
 
-TEST(Limiter, isTheFormulaForEverySample) {
+TEST(Limiter, bendsEverySampleSoftlyAboveItsKnee) {
     const auto formula = [](float sample, float gain) {
         const float raised = sample * gain, magnitude = std::fabs(raised);
         if (magnitude <= 0.82F) return raised;
-        return (raised < 0 ? -1.F : 1.F) * (0.82F + 0.13F * std::tanh((magnitude - 0.82F) / 0.13F));
+        return std::copysign(0.82F + 0.13F * std::tanh((magnitude - 0.82F) / 0.13F), raised);
     };
+    EXPECT_NEAR(formula(1.2F, 1), 0.94925F, 1e-5F);  // 0.82 + 0.13 tanh(0.38 / 0.13) = 0.82 + 0.13 * 0.99423
     std::mt19937 random(7);
     for (std::size_t length = 0; length < 100; ++length) {
         for (const float loudest : {0.1F, 0.45F, 3.F}) {  // none, few, most above the knee
@@ -194,22 +168,6 @@ TEST(Limiter, isTheFormulaForEverySample) {
             AudioNormalizer::applyGain(audio, 2);
             ASSERT_EQ(audio, expected) << length;
         }
-    }
-}
-
-TEST(Limiter, bendsSoftlyAboveItsKnee) {
-    const auto limited = [](float sample) {
-        AudioNormalizer::applyGain({&sample, 1}, 1);
-        return sample;
-    };
-    EXPECT_NEAR(limited(1.2F), 0.94925F, 1e-5F);  // 0.82 + 0.13 tanh(0.38 / 0.13) = 0.82 + 0.13 * 0.99423
-    EXPECT_EQ(limited(-1.2F), -limited(1.2F));
-    EXPECT_EQ(limited(0.5F), 0.5F);
-    EXPECT_EQ(limited(0.82F), 0.82F);
-    EXPECT_NEAR((limited(0.821F) - 0.82F) / 0.001F, 1, 1e-3);  // slope 1 at the knee
-    for (float sample = 0; sample < 100; sample += 0.01F) {
-        EXPECT_LE(limited(sample), 0.95F);
-        EXPECT_LE(limited(sample), limited(sample + 0.01F));
     }
 }
 

@@ -113,12 +113,5 @@ TEST_F(ExportedAudio, ofAQuietRecordingIsRaisedWithoutMovingIt) {
     }
 }
 
-TEST_F(ExportedAudio, ofALoudRecordingStaysAsItIs) {
-    Recording recording = recordings::steady(60, fps);
-    recording.audio = AudioBuffer{{signals::sine(2 * recordings::sampleRate, 300, 0.4)}};
-    record(recording);
-    EXPECT_EQ(readAll(exported(plainProject(2))).channels, readAll(source).channels);
-}
-
 }  // namespace
 }  // namespace lumenwhirl

@@ -5,7 +5,9 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cmath>
+#include <random>
 #include <thread>
 
 namespace lumenwhirl {
@@ -37,20 +39,6 @@ protected:
         all[1].timeline.cuts = {{0.5, 1}};
         all[1].timeline.speedRanges = {{2, 2.5, 0.5}};
         return all;
-    }
-    struct Failure {
-        Kind kind;
-        std::string message;
-    };
-    [[nodiscard]] std::optional<Failure> failureOf(const fs::path& file, const ProjectSettings& settings,
-                                                   const Exporter::Options& options = {},
-                                                   std::stop_token stop = {}) const {
-        try {
-            exportTo(file, settings, options, std::move(stop));
-        } catch (const ExportError& error) {
-            return Failure{error.kind(), error.what()};
-        }
-        return std::nullopt;
     }
     void expectFailure(const std::optional<Failure>& failure, Kind kind, const fs::path& named) const {
         ASSERT_TRUE(failure);
@@ -151,14 +139,9 @@ TEST_F(FailedExport, aStopWhilePictureAndAudioAreJoinedLeavesTheOldFileOrTheNew)
     Recording recording = recordings::steady(noisyFrames, fps);
     recording.frame = [](unsigned number) {
         Picture frame = recordings::flat(128);
-        std::uint32_t noise = number + 1;
-        for (int y = 0; y < frame.height(); ++y) {
-            for (int x = 0; x < frame.width(); ++x) {
-                noise = noise * 1664525U + 1013904223U;
-                frame.mutablePlane(0)[y * frame.stride(0) + x] =
-                    static_cast<std::uint8_t>(16 + (noise >> 24) * 6 / 7);
-            }
-        }
+        std::mt19937 random(number);
+        std::uniform_int_distribution<int> codes(16, 235);
+        std::generate_n(frame.mutablePlane(0), frame.height() * frame.stride(0), [&] { return codes(random); });
         return frame;
     };
     recording.audio = AudioBuffer{{signals::sine(60 * recordings::sampleRate, 300, 0.05)}};

@@ -1,4 +1,3 @@
-#include "Exporter/AudioNormalizer.h"
 #include "Media/FFmpegHandles.h"
 #include "Tests/Exporter/Recordings.h"
 #include "Tests/Support/Audio.h"
@@ -27,7 +26,6 @@ int __wrap_avcodec_send_frame(AVCodecContext* codec,
 namespace lumenwhirl {
 namespace {
 
-using Exporter::ExportError;
 using recordings::plainProject;
 
 constexpr int never = 1 << 30;
@@ -56,15 +54,11 @@ protected:
     }
     /// The message names the destination and `problem`, and nothing but the old file is there.
     void expectFailure(const ProjectSettings& settings, const std::string& problem, Preset preset = Preset::web) {
-        try {
-            exportTo(destination, settings, {.preset = preset, .progress = {}});
-            ADD_FAILURE() << "no error";
-        } catch (const ExportError& error) {
-            const std::string message = error.what();
-            EXPECT_EQ(error.kind(), ExportError::Kind::writerFailed);
-            EXPECT_TRUE(message.starts_with(destination.string() + ": " + problem)) << message;
-            EXPECT_EQ(message.find('\n'), std::string::npos);
-        }
+        const auto failure = failureOf(destination, settings, {.preset = preset, .progress = {}});
+        ASSERT_TRUE(failure);
+        EXPECT_EQ(failure->kind, Exporter::ExportError::Kind::writerFailed);
+        EXPECT_TRUE(failure->message.starts_with(destination.string() + ": " + problem)) << failure->message;
+        EXPECT_EQ(failure->message.find('\n'), std::string::npos);
         EXPECT_EQ(contentsOf(destination), "yesterday's");
         EXPECT_EQ(filesLeft(), (Names{"out.mp4", "recording.mp4"}));
     }

@@ -10,7 +10,6 @@ namespace {
 
 using foreignAudio::Kind;
 using recordings::framesOf;
-using recordings::plainProject;
 using signals::onsets;
 
 constexpr double seconds = 2;
@@ -24,12 +23,6 @@ protected:
     void recordBursts(const Kind& kind, const char* container = "mov", double length = seconds) const {
         const auto frames = static_cast<std::size_t>(length * kind.sampleRate);
         foreignAudio::write(source, picture, kind, signals::bursts(frames, bursts, kind.sampleRate), container);
-    }
-    /// One that changes nothing, and one with a cut.
-    static std::vector<ProjectSettings> projects() {
-        std::vector<ProjectSettings> all(2, plainProject(seconds));
-        all[1].timeline.cuts = {{0.8, 1.3}};
-        return all;
     }
     /// Every burst of every channel is in the export where the recording has it, moved back by what was cut.
     void expectInPlace(const ProjectSettings& settings, int expectedRate) const {
@@ -52,9 +45,10 @@ protected:
         EXPECT_NEAR(static_cast<double>(audio.frames()) / expectedRate, timeline.outputDuration(), 0.025);
     }
     void expectAllInPlace(int expectedRate) const {
-        for (const ProjectSettings& settings : projects()) expectInPlace(settings, expectedRate);
+        for (const ProjectSettings& settings : projects) expectInPlace(settings, expectedRate);
     }
 
+    const std::vector<ProjectSettings> projects = recordings::plainAndCut(seconds, {0.8, 1.3});
     const std::filesystem::path picture = folder / "picture.mp4";
 };
 
@@ -71,8 +65,8 @@ TEST_F(ForeignAudio, ofAnyRateAndChannelsIsExported) {
             expectAllInPlace(rate.exported);
             if (rate.recorded != rate.exported) continue;
             recordBursts({"aac", AV_SAMPLE_FMT_FLTP, rate.recorded, channels}, "mp4");
-            EXPECT_TRUE(readAll(exported(projects()[0])).channels == readAll(source).channels);
-            expectInPlace(projects()[1], rate.exported);
+            EXPECT_TRUE(readAll(exported(projects[0])).channels == readAll(source).channels);
+            expectInPlace(projects[1], rate.exported);
         }
     }
 }
@@ -95,7 +89,7 @@ TEST_F(ForeignAudio, thatIsQuietIsMadeLouderAtAnyRate) {
         SCOPED_TRACE(rate);
         const std::vector<float> hum = signals::sine(static_cast<std::size_t>(seconds * rate), 300, 0.03, rate);
         foreignAudio::write(source, picture, {"pcm_s16le", AV_SAMPLE_FMT_S16, rate, 1}, hum);
-        for (const ProjectSettings& settings : projects()) {
+        for (const ProjectSettings& settings : projects) {
             const AudioNormalizer::Levels levels = AudioNormalizer::measure(exported(settings));
             EXPECT_NEAR(levels.speechLevel, AudioNormalizer::targetSpeechLevel, 0.01);
             EXPECT_EQ(levels.sampleRate, std::min(rate, 96000));
@@ -105,7 +99,7 @@ TEST_F(ForeignAudio, thatIsQuietIsMadeLouderAtAnyRate) {
 
 TEST_F(ForeignAudio, withMoreChannelsThanAacHasIsMixed) {
     recordBursts({"pcm_s16le", AV_SAMPLE_FMT_S16, 48000, 12});
-    for (const ProjectSettings& settings : projects()) {
+    for (const ProjectSettings& settings : projects) {
         const AudioBuffer audio = readAll(exported(settings));
         ASSERT_EQ(audio.channels.size(), 1U);
         EXPECT_EQ(onsets(audio.channels.front()).size(), bursts.size());
@@ -116,7 +110,7 @@ TEST_F(ForeignAudio, withMoreChannelsThanAacHasIsMixed) {
 
 TEST_F(ForeignAudio, ofThreeChannelsHasACentre) {
     recordBursts({"pcm_s16le", AV_SAMPLE_FMT_S16, 48000, 3});
-    for (const ProjectSettings& settings : projects()) {
+    for (const ProjectSettings& settings : projects) {
         expectInPlace(settings, 48000);
         const InputFile file(folder / "out.mp4", AVMEDIA_TYPE_AUDIO);
         const AVChannelLayout& layout = file.firstStream(AVMEDIA_TYPE_AUDIO)->codecpar->ch_layout;
@@ -130,7 +124,7 @@ TEST_F(ForeignAudio, mayBeEmptyLateShorterOrLonger) {
         for (const double length : {0.0, 0.02, 1.0, 2.0, 5.0}) {
             SCOPED_TRACE(length);
             recordBursts(kind, "mov", length);
-            for (const ProjectSettings& settings : projects()) {
+            for (const ProjectSettings& settings : projects) {
                 const auto file = exported(settings);
                 const double duration = EditTimeline(settings.timeline).outputDuration();
                 EXPECT_EQ(framesOf(file).size(), 30 * duration);

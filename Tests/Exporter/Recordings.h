@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -76,22 +75,23 @@ using Recording = movies::Movie;
     return settings;
 }
 
+/// One that changes nothing, and one with a cut.
+[[nodiscard]] inline std::vector<ProjectSettings> plainAndCut(double duration, TimeRange cut) {
+    std::vector<ProjectSettings> projects(2, plainProject(duration));
+    projects[1].timeline.cuts = {cut};
+    return projects;
+}
+
 struct Shown {
     VideoFrame frame;
-    Rational timeBase;
     /// The number it shows, if that can be read clearly.
     [[nodiscard]] std::optional<unsigned> number() const { return barCode::read(frame, barCode::areaOf(frame)); }
-    /// In 600ths of a second if that is a whole number, otherwise -1.
-    [[nodiscard]] std::int64_t ticks() const {
-        const std::int64_t scaled = frame.pts() * timeBase.numerator * 600;
-        return scaled % timeBase.denominator == 0 ? scaled / timeBase.denominator : -1;
-    }
 };
 
 [[nodiscard]] inline std::vector<Shown> framesOf(const std::filesystem::path& file) {
     VideoReader reader(file);
     std::vector<Shown> frames;
-    while (auto frame = reader.next()) frames.push_back({*frame, reader.info().timeBase});
+    while (auto frame = reader.next()) frames.push_back({*frame});
     return frames;
 }
 
@@ -117,6 +117,21 @@ protected:
     void exportTo(const std::filesystem::path& destination, const ProjectSettings& settings,
                   const Exporter::Options& options = {}, std::stop_token stop = {}) const {
         Exporter::exportRecording(source, events, settings, destination, options, std::move(stop));
+    }
+    struct Failure {
+        Exporter::ExportError::Kind kind;
+        std::string message;
+    };
+    [[nodiscard]] std::optional<Failure> failureOf(const std::filesystem::path& file,
+                                                   const ProjectSettings& settings,
+                                                   const Exporter::Options& options = {},
+                                                   std::stop_token stop = {}) const {
+        try {
+            exportTo(file, settings, options, std::move(stop));
+        } catch (const Exporter::ExportError& error) {
+            return Failure{error.kind(), error.what()};
+        }
+        return std::nullopt;
     }
     /// The file of an export.
     [[nodiscard]] std::filesystem::path exported(const ProjectSettings& settings,

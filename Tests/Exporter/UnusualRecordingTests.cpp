@@ -15,12 +15,6 @@ using recordings::Recording;
 /// Recordings as other programs make them.
 class UnusualRecording : public recordings::Exporting {
 protected:
-    /// One that changes nothing, and one that cuts 0.4 s of 1 s.
-    static std::vector<ProjectSettings> projects() {
-        std::vector<ProjectSettings> all(2, plainProject(1));
-        all[1].timeline.cuts = {{0.2, 0.6}};
-        return all;
-    }
     /// Copies `picture` into another container, with its times changed or left out.
     void copyPicture(const char* container, const std::function<void(AVPacket&, int)>& change) const {
         OutputFile output(source, container);
@@ -32,6 +26,7 @@ protected:
         output.finish();
     }
 
+    const std::vector<ProjectSettings> projects = recordings::plainAndCut(1, {0.2, 0.6});
     const std::filesystem::path picture = folder / "picture.mp4";
 };
 
@@ -39,7 +34,7 @@ TEST_F(UnusualRecording, withoutTimesPlaysAtItsFrameRate) {
     movies::write(picture, recordings::atTicks(movies::steady(30, 1), {1, 30}));
     copyPicture("h264", [](AVPacket&, int) {});                // an elementary stream has no times
     const double rate = VideoReader(source).info().frameRate;  // FFmpeg 5.1 finds 30, 7.1 takes its default of 25
-    for (const ProjectSettings& settings : projects()) {
+    for (const ProjectSettings& settings : projects) {
         const bool isCut = !settings.timeline.cuts.empty();
         const auto frames = framesOf(exported(settings));
         ASSERT_EQ(frames.size(), isCut ? static_cast<std::size_t>(0.6 * rate + 1e-6) : 30U);
@@ -78,13 +73,13 @@ TEST_F(UnusualRecording, withRepeatedOrDescendingTimesKeepsEveryFrameInOrder) {
             packet.dts = packet.pts - 500;  // no file holds one that is shown before it is decoded
             if (index % 10 == 9) packet.pts -= shift;
         });
-        const auto frames = framesOf(exported(projects()[0]));
+        const auto frames = framesOf(exported(projects[0]));
         std::vector<unsigned> all(30);
         std::iota(all.begin(), all.end(), 0U);
         EXPECT_EQ(numbersOf(frames), all);
         for (std::size_t i = 0; i < frames.size(); ++i)
             EXPECT_NEAR(frames[i].frame.time(), static_cast<double>(i) / 30, 0.04);
-        EXPECT_EQ(framesOf(exported(projects()[1])).size(), 18U);
+        EXPECT_EQ(framesOf(exported(projects[1])).size(), 18U);
     }
 }
 
