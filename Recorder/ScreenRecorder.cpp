@@ -63,7 +63,7 @@ bool ScreenRecorder::begin(const CapturedFrame& frame, double now) {
     hasAudioTrack_ = audioFormat_.has_value();
     firstPTS_ = lastPTS_ = frame.time;
     sessionStarted_ = true;
-    startHostTime_ = now;
+    startHostTime_ = frame.time;
     return true;
 }
 

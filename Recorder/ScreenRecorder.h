@@ -15,7 +15,7 @@
 namespace lumenwhirl {
 
 /// Writes the frames of a capture stream, and the audio of an audio stream, into a recording's file as they
-/// arrive, and fixes the recording's time 0: the moment the first frame is accepted. For one recording.
+/// arrive, and fixes the recording's time 0: when the picture of the first frame was taken. For one recording.
 ///
 /// start() and stop() belong to one thread; everything else may be asked from any thread.
 class ScreenRecorder {

@@ -21,7 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr double beginning = 1000.25;  // of the first frame, host clock
+constexpr double beginning = 1000.25;   // of the first frame, host clock
+constexpr double handling = 1.0 / 512;  // seconds from the taking of a frame to its handling
 
 /// The peak of the first audio track between two times in seconds.
 float peakBetween(const fs::path& file, double from, double to) {
@@ -52,17 +53,16 @@ protected:
         clock.at(clock.now() + 0.25, [this] { show(0x102030); });
         return controller.start(how, "Take", folder.path(), stop.get_token());
     }
-    /// A complete frame that was taken 2 ms before it is handled.
     void show(std::uint32_t color) {
-        screen.capture.deliver(Picture(320, 180, color).frame(clock.now() - 0.002, {100, 50}));
+        screen.capture.deliver(Picture(320, 180, color).frame(clock.now() - handling, {100, 50}));
     }
     void showAt(double time, std::uint32_t color) {
-        clock.advanceTo(time);
+        clock.advanceTo(time + handling);
         show(color);
     }
 
     TemporaryFolder folder;
-    VirtualClock clock{beginning - 0.25};
+    VirtualClock clock{beginning - 0.25 + handling};
     ScriptedScreen screen;
     ScriptedAudioSystem audio;
     RecordingController controller{screen, audio, clock};
