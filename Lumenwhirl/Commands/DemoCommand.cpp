@@ -16,12 +16,6 @@ namespace {
 constexpr double anything = 9007199254740992.0;  // 2^53; the generator knows its own limits
 constexpr std::string_view packageName = "Demo.lumenwhirl";
 
-Preset presetForExtensionOf(const std::filesystem::path& file) {
-    if (const auto preset = Session::presetForExtension(file.extension().string())) return *preset;
-    throw UsageError("--export: " + file.string() +
-                     ": the name must end in .mp4, .mov or .gif, which chooses the preset");
-}
-
 LumenwhirlPackage makeWithProgress(const std::filesystem::path& folder, const DemoOptions& options,
                                    Interruption& interruption) {
     ProgressDisplay display(defaultProgressStyle(), "Recording");
@@ -70,7 +64,7 @@ public:
         const std::filesystem::path folder = folder_;
         Preset preset = Preset::web;
         if (!export_.empty()) {
-            preset = presetForExtensionOf(export_);
+            preset = Options::presetForExtensionOf("--export", export_);
             const LumenwhirlPackage future(folder / packageName);
             Session::checkDestination(export_, &future);
         }

@@ -5,6 +5,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <filesystem>
+#include <system_error>
+
 namespace lumenwhirl {
 namespace {
 
@@ -21,7 +24,8 @@ public:
             parser, "--preset",
             [this](const std::string& name) { return Options::assign(preset_, presetFromRawValue(name)); },
             "one of " + Session::presetNames(),
-            "What the video is for: web (H.264), social (HEVC), prores (further editing) or gif; the project's preset by default")
+            "What the video is for: web (H.264), social (HEVC), prores (further editing) or gif; by default the project's "
+            "preset, or the one that FILE's ending asks for: .mp4 web, .mov prores, .gif gif")
             ->option_text("NAME");
         Options::addEncoder(parser, encoder_);
         parser.add_flag("--no-zoom", noZoom_, "Do not zoom in");
@@ -40,6 +44,7 @@ public:
     }
 
     void run() override {
+        checkExtension();
         const Session::ExportTask task = Session::prepareExport(
             openPackage(package_), {.preset = preset_,
                                     .destination = output_,
@@ -50,6 +55,18 @@ public:
     }
 
 private:
+    /// A name without an extension suits every preset.
+    void checkExtension() const {
+        const std::filesystem::path file = output_;
+        std::error_code ignored;
+        if (!file.has_extension() || std::filesystem::is_directory(file, ignored))
+            return;  // refused later, as such
+        const Preset fitting = Options::presetForExtensionOf("--output", file);
+        if (preset_ && fileExtension(*preset_) != fileExtension(fitting))
+            throw UsageError("--output: " + output_ + ": the preset " + std::string(rawValue(*preset_)) +
+                             " makes a file that ends in ." + std::string(fileExtension(*preset_)));
+    }
+
     std::string package_, output_;
     std::optional<Preset> preset_;
     EncoderChoice encoder_ = EncoderChoice::automatic;

@@ -1,5 +1,8 @@
 #include "Lumenwhirl/Commands/Options.h"
 
+#include "Lumenwhirl/Commands/Command.h"
+#include "Lumenwhirl/Session/Export.h"
+
 #include <CLI/CLI.hpp>
 
 #include <charconv>
@@ -96,6 +99,12 @@ CLI::Option* addNumbers(CLI::App& parser, const std::string& name, std::vector<d
     return parser.add_option_function<std::vector<std::string>>(name, acceptAll, description)
         ->expected(1)
         ->take_all();
+}
+
+Preset presetForExtensionOf(const std::string& option, const std::filesystem::path& file) {
+    if (const auto preset = Session::presetForExtensionOf(file)) return *preset;
+    throw UsageError(option + ": " + file.string() +
+                     ": the name must end in .mp4, .mov or .gif, which chooses the preset");
 }
 
 std::optional<std::int64_t> parseInteger(std::string_view text) {

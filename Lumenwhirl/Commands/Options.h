@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Exporter/Preset.h"
 #include "Media/EncodingSettings.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -41,6 +43,10 @@ CLI::Option* addInteger(CLI::App& parser, const std::string& name, std::int64_t&
 /// Any finite number, and the option any number of times.
 CLI::Option* addNumbers(CLI::App& parser, const std::string& name, std::vector<double>& target,
                         const std::string& description);
+
+/// As Session::presetForExtensionOf, for the value of `option`; throws UsageError where no preset makes such a
+/// file.
+[[nodiscard]] Preset presetForExtensionOf(const std::string& option, const std::filesystem::path& file);
 
 /// The whole text as a number, or nothing.
 [[nodiscard]] std::optional<std::int64_t> parseInteger(std::string_view text);

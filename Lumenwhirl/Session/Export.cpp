@@ -31,7 +31,10 @@ std::string presetNames() {
     return names;
 }
 
-std::optional<Preset> presetForExtension(std::string_view extension) {
+std::optional<Preset> presetForExtensionOf(const std::filesystem::path& file) {
+    std::string extension = file.extension().string();
+    for (char& c : extension)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     for (const Preset preset : allPresets)  // web comes before social, which makes an MP4 too
         if (extension == "." + std::string(fileExtension(preset))) return preset;
     return std::nullopt;
@@ -45,7 +48,9 @@ std::filesystem::path exportName(const LumenwhirlPackage& package, Preset preset
 
 ExportTask prepareExport(const LumenwhirlPackage& package, const ExportChoices& choices) {
     ProjectSettings project = package.readProject();
-    const Preset preset = choices.preset ? *choices.preset : storedPreset(package, project);
+    Preset preset = choices.preset ? *choices.preset : storedPreset(package, project);
+    const std::optional<Preset> fitting = presetForExtensionOf(choices.destination);
+    if (!choices.preset && fitting && fileExtension(*fitting) != fileExtension(preset)) preset = *fitting;
     const std::filesystem::path destination =
         choices.destination.empty() ? exportName(package, preset) : choices.destination;
     checkDestination(destination, &package);

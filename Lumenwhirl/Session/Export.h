@@ -8,22 +8,21 @@
 #include <optional>
 #include <stop_token>
 #include <string>
-#include <string_view>
 
 /// Exports, stills and the models of a package. Like Packages.h, this blocks, prints nothing and throws one line.
 namespace lumenwhirl::Session {
 
 /// "web, social, …", for messages.
 [[nodiscard]] std::string presetNames();
-/// By a file name's extension, with its dot: ".mp4" is web, ".mov" prores, ".gif" gif; empty for any other.
-[[nodiscard]] std::optional<Preset> presetForExtension(std::string_view extension);
+/// By the file's extension, in upper or lower case: .mp4 is web, .mov prores, .gif gif; empty for any other.
+[[nodiscard]] std::optional<Preset> presetForExtensionOf(const std::filesystem::path& file);
 
 /// "Demo.mp4" for "…/Demo.lumenwhirl": a name without a folder.
 [[nodiscard]] std::filesystem::path exportName(const LumenwhirlPackage& package, Preset preset);
 
 /// What the user may choose, and may leave open.
 struct ExportChoices {
-    std::optional<Preset> preset{};       // the project's if empty
+    std::optional<Preset> preset{};       // if empty the project's, or that of the destination's extension
     std::filesystem::path destination{};  // exportName() in the current folder if empty
     EncoderChoice encoder = EncoderChoice::automatic;
     FrameStates::Zoom zoom = FrameStates::Zoom::asProject;

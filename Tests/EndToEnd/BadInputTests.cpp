@@ -81,7 +81,7 @@ TEST(BadInput, destinationsThatCannotBeWritten) {
         folder.expectFailure({"frame", path, "--at", "0", "-o", destination}, 1, message);
         folder.expectFailure({"loudness", recording, "-o", destination}, 1, message);
     };
-    refuse(folder / "no/such/out.srt", "the folder ");
+    refuse(folder / "no/such/out.mp4", "the folder ");
     folder.expectFailure({"captions", path, "--export", folder / "no/such/out.srt"}, 1,
                          folder / "no/such/out.srt: the folder ");
     if (fs::exists("/proc/self")) refuse("/proc/out.mp4", "");  // nobody can create files there, not even root

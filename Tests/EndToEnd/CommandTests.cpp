@@ -36,6 +36,8 @@ TEST(Usage, mistakesHaveStatus2) {
         {"export", package, "another"},
         {"export", package, "--preset", "vhs"},
         {"export", package, "--preset"},
+        {"export", package, "-o", "out.webm"},
+        {"export", package, "-o", "out.gif", "--preset", "web"},
         {"export", package, "--progress", "lots"},
         {"export", package, "--encoder", "warp"},
         {"frame", package, "--at", "1"},

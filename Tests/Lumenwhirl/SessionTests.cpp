@@ -140,6 +140,13 @@ TEST_F(SessionExportTest, whatIsLeftOpenComesFromTheProjectAndThePackage) {
     EXPECT_EQ(task.destination, "Talk.gif");
     EXPECT_EQ(task.project, project);
     EXPECT_EQ(Session::prepareExport(package, {.preset = Preset::prores}).destination, "Talk.mov");
+    // An extension that does not fit the project's preset asks for another, however it is written.
+    for (const auto& [name, preset] :
+         {std::pair{"a.mov", Preset::prores}, {"a.MP4", Preset::web}, {"a", Preset::gif}})
+        EXPECT_EQ(Session::prepareExport(package, {.destination = folder / name}).preset, preset) << name;
+    project.exportSettings.preset = "social";
+    package.writeProject(project);
+    EXPECT_EQ(Session::prepareExport(package, {.destination = folder / "a.mp4"}).preset, Preset::social);
     project.exportSettings.preset = "cinema";
     package.writeProject(project);
     EXPECT_EQ(problemWith({}),
