@@ -18,7 +18,12 @@ struct Modifiers {
 
 /// One thing the user did.
 struct InputEvent {
-    enum class Kind { moved, buttonChanged, scrolled, keyDown };
+    enum class Kind {
+        moved,  // also without motion: where the pointer has come to rest, or still is when something else happens
+        buttonChanged,
+        scrolled,
+        keyDown,
+    };
     Kind kind = Kind::moved;
     double time = 0;   // host clock, when the system handled it
     Point position{};  // of the pointer, in global points; unused for keys

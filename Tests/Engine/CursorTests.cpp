@@ -70,6 +70,26 @@ TEST(CursorRenderModel, aJumpIsFollowedAsByACriticallyDampedSpring) {
     }
 }
 
+// As the recorder logs it: the place at a click, after 0.4 s of rest, and just before the next move.
+TEST(CursorRenderModel, theTipLiesWhereAPointerAtRestHasClicked) {
+    Samples samples;
+    for (int i = 0; i <= 60; ++i) {  // a hand's way over 1000 px, with the least jerk
+        const double s = i / 60.0;
+        samples.push_back({0.25 + 0.75 * s, 1000 * s * s * s * (10 - 15 * s + 6 * s * s), 0});
+    }
+    samples.insert(samples.end(), {{1.3, 1000, 0}, {1.4, 1000, 0}, {4, 1000, 0}, {4.01, 1500, 0}});
+    for (const auto& [smoothing, distance] :
+         {std::pair(CursorSmoothing::off, 1e-9), std::pair(CursorSmoothing::subtle, 2.0),
+          std::pair(CursorSmoothing::smooth, 2.0), std::pair(CursorSmoothing::ultra, 45.0)}) {
+        SCOPED_TRACE(distance);
+        const auto model = modelOf(logOf(samples), smoothing);
+        EXPECT_NEAR(model.position(1.3).x, 1000, distance);
+        for (const double t : {2.0, 3.0, 3.99}) EXPECT_NEAR(model.position(t).x, 1000, 1);
+        EXPECT_EQ(model.opacity(3.39), 1);
+        EXPECT_LT(model.opacity(3.41), 1);
+    }
+}
+
 TEST(CursorRenderModel, anIdleCursorFadesAndReturnsWithTheNextMove) {
     const auto model = modelOf(logOf({{1, 0, 0}, {1.5, 1, 1}, {10, 2, 2}}), CursorSmoothing::smooth);
     EXPECT_EQ(model.opacity(0.99), 0);  // before the first move

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <numeric>
 #include <optional>
@@ -22,7 +23,14 @@ namespace {
 
 // More than 1/120 s apart, or the log would drop every other look.
 constexpr double looksPerSecond = 118;
+// Seconds without motion after which the pointer rests. The log holds its place from there on, as cursors are
+// drawn on a smoothed path through the log: it needs to know where the pointer arrived and that it stayed.
+constexpr double restDelay = 0.4;
+// Seconds between two moves from which on the pointer is known to have stayed until the second. Less would make
+// steps of slow motion.
+constexpr double longestMove = 0.1;
 constexpr double patience = 3;  // seconds to wait for the server when stopping
+constexpr double never = -std::numeric_limits<double>::infinity();
 
 // The buttons that a wheel presses and releases at each notch.
 constexpr std::uint8_t wheelUp = 4, wheelDown = 5, wheelLeft = 6, wheelRight = 7;
@@ -79,7 +87,10 @@ private:
     void listenToDevices();
     void run();
     [[nodiscard]] bool wait();
-    void look(bool isDue);
+    enum class Look { forButtons, due, last };
+    void look(Look purpose);
+    void followPointer(Point place, double now, Look purpose);
+    void addMove(double time, Point place);
     [[nodiscard]] std::optional<Point> askPointer();
     void takeEvents();
     void take(const xcb_input_raw_button_press_event_t& event);
@@ -100,10 +111,14 @@ private:
     ButtonMap pointerMap_{};
     std::map<std::uint16_t, ButtonMap> deviceMaps_;  // of the devices in taken_
     double nextLook_ = 0;                            // host clock
-    Point pointer_;                                  // at the last look
-    std::optional<InputEvent> motion_;               // found by that look
-    std::vector<InputEvent> taken_;                  // not delivered yet
-    bool needsPosition_ = false;                     // some of taken_ do
+    Point pointer_;                                  // in the last move added
+    double addedAt_ = never;                         // when that was
+    double arrivedAt_ = never;                       // and when the first there was
+    double seenAt_ = 0;                              // when it was last seen there
+    double deliveredAt_ = 0;                         // the latest of all events
+    std::vector<InputEvent> moves_;                  // not delivered yet, in the order of time
+    std::vector<InputEvent> taken_;                  // all others that are not delivered yet
+    std::optional<double> positionTime_;             // of the first of taken_ that needs a position
 
     X11Thread thread_;
 };
@@ -117,6 +132,7 @@ void X11InputStream::start(Handler handler) {
     keyboard_.emplace(*connection_);
     pointerMap_ = pointerMapOf(*connection_);
     pointer_ = askPointer().value_or(Point{});
+    seenAt_ = clock_.now();
     // Events up to here are from before the start, but the keyboard must see them: keys may be down.
     takeEvents();
     forgetTaken();
@@ -147,10 +163,10 @@ void X11InputStream::run() {
         while (!wait()) {
             takeEvents();
             const bool isDue = clock_.now() >= nextLook_;
-            if (isDue || needsPosition_) look(isDue);
+            if (isDue || positionTime_) look(isDue ? Look::due : Look::forButtons);
             deliver();
         }
-        look(true);
+        look(Look::last);
     } catch (const PlatformError&) {
         // The server is gone, and with it all input. The capture stream reports that.
     }
@@ -163,22 +179,45 @@ bool X11InputStream::wait() {
     return thread_.waitForInput(*connection_, nextLook_);
 }
 
-/// Asks where the pointer is, and takes all events that happened before the answer. `isDue`: the position also
-/// counts as motion, and is not just that of a button event.
-void X11InputStream::look(bool isDue) {
-    const double now = clock_.now();
-    const auto place = askPointer();
-    takeEvents();
-    if (!place) return;
-    for (InputEvent& event : taken_) event.position = *place;
-    if (!isDue) return;
-    keyboard_->repeatUntil(now, taken_);
-    nextLook_ = now + 1 / looksPerSecond;
-    if (*place == pointer_) return;
-    pointer_ = *place;
-    motion_.emplace();
-    motion_->time = now;
-    motion_->position = pointer_;
+/// Takes all events that have happened, and asks where the pointer is until it has the place of each.
+void X11InputStream::look(Look purpose) {
+    double now = 0;
+    std::optional<Point> place;
+    for (std::size_t placed = 0; placed < taken_.size() || !place;) {
+        now = clock_.now();
+        place = askPointer();
+        if (!place) return;
+        for (; placed < taken_.size(); ++placed) taken_[placed].position = *place;
+        takeEvents();  // which may be later than the answer
+    }
+    if (purpose != Look::forButtons) {
+        keyboard_->repeatUntil(now, taken_);
+        nextLook_ = now + 1 / looksPerSecond;
+    }
+    followPointer(*place, now, purpose);
+}
+
+/// Adds a move where the pointer is elsewhere, and also where it rests: when it has begun to, with its buttons,
+/// just before it moves on, and at the end. Those that would come too soon after another wait for the next look.
+void X11InputStream::followPointer(Point place, double now, Look purpose) {
+    const bool hasMoved = place != pointer_;
+    if (hasMoved && seenAt_ - addedAt_ > longestMove) addMove(std::max(seenAt_, deliveredAt_), pointer_);
+    const double restsAt = arrivedAt_ + restDelay;
+    const bool isRestDue = !hasMoved && addedAt_ < restsAt && (now >= restsAt || purpose == Look::last);
+    if (hasMoved || isRestDue || positionTime_) {
+        const double wanted = positionTime_.value_or(isRestDue ? std::min(now, restsAt) : now);
+        const double time = std::max(wanted, deliveredAt_);
+        if (time - addedAt_ >= 1 / looksPerSecond || (purpose == Look::last && hasMoved)) addMove(time, place);
+    }
+    if (place == pointer_) seenAt_ = now;
+}
+
+void X11InputStream::addMove(double time, Point place) {
+    InputEvent& move = moves_.emplace_back();
+    move.time = addedAt_ = time;
+    move.position = place;
+    if (pointer_ != place) arrivedAt_ = time;
+    pointer_ = place;
 }
 
 std::optional<Point> X11InputStream::askPointer() {
@@ -247,23 +286,29 @@ void X11InputStream::takeButton(double time, std::uint8_t button, bool isDown) {
                                                       : MouseButton::other;
         event.phase = isDown ? ClickPhase::down : ClickPhase::up;
     }
-    needsPosition_ = true;
+    if (!positionTime_) positionTime_ = time;
 }
 
 /// In the order of time.
 void X11InputStream::deliver() {
-    for (const InputEvent& event : taken_) {
-        if (motion_ && motion_->time <= event.time) handler_(*std::exchange(motion_, std::nullopt));
+    const auto hand = [this](const InputEvent& event) {
+        deliveredAt_ = std::max(deliveredAt_, event.time);
         handler_(event);
+    };
+    auto move = moves_.begin();
+    for (const InputEvent& event : taken_) {
+        while (move != moves_.end() && move->time <= event.time) hand(*move++);
+        hand(event);
     }
+    std::for_each(move, moves_.end(), hand);
     forgetTaken();
-    if (motion_) handler_(*std::exchange(motion_, std::nullopt));
 }
 
 void X11InputStream::forgetTaken() {
+    moves_.clear();
     taken_.clear();
     deviceMaps_.clear();
-    needsPosition_ = false;
+    positionTime_.reset();
 }
 
 }  // namespace
