@@ -82,8 +82,8 @@ void readJournalOfAnHour(benchmark::State& state) {
 }
 BENCHMARK(readJournalOfAnHour)->Unit(benchmark::kMillisecond);
 
-/// Converting a captured frame to the encoder's planes.
-void convertFrame(benchmark::State& run, int width, int height) {
+/// Converting a captured frame to the encoder's planes, which a window that was enlarged does not fit.
+void convertFrame(benchmark::State& run, int width, int height, int shrink = 1) {
     std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
     std::uint32_t noise = 1;
     for (auto& byte : pixels) byte = static_cast<std::uint8_t>((noise = noise * 1664525 + 1013904223) >> 24);
@@ -93,7 +93,7 @@ void convertFrame(benchmark::State& run, int width, int height) {
     frame.width = width;
     frame.height = height;
     CapturedFrameConverter converter;
-    Picture out(width, height, PixelFormat::yuv420p8);
+    Picture out(width / shrink, height / shrink, PixelFormat::yuv420p8);
     for (auto _ : run) {
         converter.convert(frame, out);
         benchmark::DoNotOptimize(out.plane(0));
@@ -101,6 +101,7 @@ void convertFrame(benchmark::State& run, int width, int height) {
 }
 BENCHMARK_CAPTURE(convertFrame, 1080p, 1920, 1080)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(convertFrame, 4K, 3840, 2160)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(convertFrame, enlargedTo1080p, 1920, 1080, 2)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace lumenwhirl

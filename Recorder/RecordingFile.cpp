@@ -87,6 +87,7 @@ bool RecordingFile::begin(double startTime, const std::optional<AudioFormat>& au
 
 bool RecordingFile::appendVideo(const CapturedFrame& frame) {
     if (!hasBegun_ || failure()) return false;
+    if (lastPts_ >= 0) framesDropped_ += frame.missed;  // before the first one there was no file
     if (!queue_.hasRoom()) {
         ++framesDropped_;
         return false;

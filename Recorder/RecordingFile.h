@@ -28,8 +28,8 @@ namespace lumenwhirl {
 /// if there is audio. Whatever happens to this process, it plays up to its last half second. Only its owner may
 /// read it.
 ///
-/// Encodes on a thread of its own. The calls may come from several threads, but one at a time. Times are seconds
-/// of the host clock; the file's own time 0 is given to begin().
+/// Encodes on a thread of its own. Between begin() and finish(), video may be appended on one thread while audio
+/// is on another. Times are seconds of the host clock; the file's own time 0 is given to begin().
 class RecordingFile {
 public:
     struct Settings {
@@ -41,7 +41,7 @@ public:
     /// A snapshot to show while recording.
     struct Progress {
         std::int64_t framesWritten = 0;  // given to the encoder
-        std::int64_t framesDropped = 0;  // because the encoder was busy
+        std::int64_t framesDropped = 0;  // because the encoder or the capture was busy
         std::uintmax_t bytes = 0;        // of the file so far
     };
     /// Ticks a second of the frames' times.
@@ -90,10 +90,12 @@ private:
     const std::filesystem::path path_;
     const Settings settings_;
 
-    // Used by the threads that append.
+    // Set by begin().
     bool hasBegun_ = false;
     double startTime_ = 0;
     std::optional<AudioFormat> audio_;
+
+    // Used by the thread that appends video.
     std::int64_t lastPts_ = -1;
     CapturedFrameConverter converter_;
     PicturePool pool_;

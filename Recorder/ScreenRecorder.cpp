@@ -37,11 +37,15 @@ void ScreenRecorder::start() {
 
 void ScreenRecorder::handleFrame(const CapturedFrame& frame) {
     if (frame.status != FrameStatus::complete) return;
-    const double now = clock_.now();
-    const std::lock_guard lock(mutex_);
-    if (!sessionStarted_ && !begin(frame, now)) return;
-    if (file_->appendVideo(frame)) lastPTS_ = frame.time;
+    {
+        const std::lock_guard lock(mutex_);
+        if (!sessionStarted_ && !begin(frame, clock_.now())) return;
+    }
+    // Not under the lock: a picture takes milliseconds, and audio cannot wait for it.
+    const bool wasTaken = file_->appendVideo(frame);
     const Area area{frame.origin, frame.width, frame.height};
+    const std::lock_guard lock(mutex_);
+    if (wasTaken) lastPTS_ = frame.time;
     if (area == area_) return;
     area_ = area;
     if (areaChanged_) areaChanged_(area);

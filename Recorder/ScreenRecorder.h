@@ -84,7 +84,7 @@ private:
     std::atomic<double> startHostTime_ = 0;
     std::atomic<float> audioLevel_ = 0;
 
-    mutable std::mutex mutex_;  // guards the fields below and serialises the calls to the file
+    mutable std::mutex mutex_;  // guards the fields below
     bool sessionStarted_ = false;
     std::optional<AudioFormat> audioFormat_;  // known once audio has arrived
     bool hasAudioTrack_ = false;

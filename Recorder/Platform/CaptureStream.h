@@ -29,6 +29,7 @@ struct CapturedFrame {
     // Pixels. The target's size at the start, unless its window has been resized; then any size, also odd.
     int width = 0, height = 0;
     Point origin{};  // the captured area's top-left corner, in global points: windows move
+    int missed = 0;  // pictures that were due between the last complete frame and this one, and were not taken
 };
 
 /// Delivers the frames of one display or window, at most 60 a second, without the system's cursor. A frame is

@@ -31,7 +31,7 @@ RecordingFile::Settings settings(VideoCodec codec = VideoCodec::hevc, std::funct
 }
 
 /// Appends a frame that shows a number, in black and white; false if there is no room for it.
-bool append(RecordingFile& movie, unsigned number, double time) {
+bool append(RecordingFile& movie, unsigned number, double time, int missed = 0) {
     Picture code(width, height, PixelFormat::yuv420p8);
     barCode::paint(code, number, barCode::areaOf(code));
     std::vector<std::uint32_t> pixels;
@@ -42,7 +42,8 @@ bool append(RecordingFile& movie, unsigned number, double time) {
                               .pixels = reinterpret_cast<const std::uint8_t*>(pixels.data()),
                               .stride = std::ptrdiff_t{4} * width,
                               .width = width,
-                              .height = height});
+                              .height = height,
+                              .missed = missed});
 }
 
 /// The same as soon as there is room; false when the file takes no more.
@@ -147,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(All, Codecs, testing::Values(VideoCodec::hevc, VideoCod
                              return instance.param == VideoCodec::hevc ? "hevc" : "h264";
                          });
 
-TEST_F(RecordingFileTest, dropsFramesWhileTheEncoderIsBehind) {
+TEST_F(RecordingFileTest, dropsAndCountsFramesWhileTheEncoderIsBehind) {
     std::latch isEncoding(1), mayGoOn(1);
     bool isFirst = true;
     RecordingFile movie(file, settings(VideoCodec::hevc, [&] {
@@ -155,10 +156,11 @@ TEST_F(RecordingFileTest, dropsFramesWhileTheEncoderIsBehind) {
                             mayGoOn.wait();
                         }));
     ASSERT_TRUE(movie.begin(startTime, std::nullopt));
-    ASSERT_TRUE(append(movie, 0, 0));
+    ASSERT_TRUE(append(movie, 0, 0, 7));  // what was missed before the first does not count
     isEncoding.wait();
-    for (unsigned i = 1; i < 30; ++i) EXPECT_EQ(append(movie, i, i / 60.0), i <= RecordingFile::queuedFrames);
-    EXPECT_EQ(movie.progress().framesDropped, 29 - static_cast<int>(RecordingFile::queuedFrames));
+    for (unsigned i = 1; i < 30; ++i)
+        EXPECT_EQ(append(movie, i, i / 60.0, i == 9 ? 3 : 0), i <= RecordingFile::queuedFrames);
+    EXPECT_EQ(movie.progress().framesDropped, 29 - static_cast<int>(RecordingFile::queuedFrames) + 3);
     mayGoOn.count_down();
     ASSERT_TRUE(appendSoon(movie, 40, 40 / 60.0));
     movie.finish(60);

@@ -132,15 +132,20 @@ void X11CaptureStream::run() {
         for (double tick = 0; !isStopping;) {
             const bool hasNewPicture = look();
             const bool isNearInput = lookedAt_ - activity_->lastInput() < inputGrace;
+            const bool isComplete = grabber_->pixels() != nullptr && (hasNewPicture || isNearInput);
             if (grabber_->pixels() == nullptr)
                 deliver(FrameStatus::blank);
             else
-                deliver(hasNewPicture || isNearInput ? FrameStatus::complete : FrameStatus::idle);
-            // The next tick of a fixed schedule that lies ahead, so that delays do not add up.
-            tick = std::max(tick, std::floor((clock_.now() - start) * looksPerSecond)) + 1;
+                deliver(isComplete ? FrameStatus::complete : FrameStatus::idle);
+            // The next tick of a fixed schedule that lies ahead, so that delays do not add up. Those behind were
+            // missed, and so is a change that could not be read.
+            const double next = std::max(tick, std::floor((clock_.now() - start) * looksPerSecond)) + 1;
+            if (isComplete || !isStale_) lastFrame_.missed = 0;
+            lastFrame_.missed += static_cast<int>(next - tick) - (isStale_ ? 0 : 1);
+            tick = next;
             isStopping = thread_.waitUntil(start + tick / looksPerSecond);
         }
-        look();
+        if (!look()) lastFrame_.missed = 0;
     } catch (const std::exception& error) {
         reason = error.what();
     }

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
+
 namespace lumenwhirl::test {
 namespace {
 
@@ -65,6 +67,20 @@ TEST(DisplayCapture, deliversFramesWhileThePictureOrTheUserMoves) {
     const std::vector<double> times = capture.times();
     EXPECT_TRUE(std::ranges::is_sorted(times, std::less_equal<>())) << "a time came twice, or went back";
     EXPECT_LE(static_cast<double>(times.size()), (times.back() - times.front()) * 60 + 3);
+}
+
+TEST(DisplayCapture, countsThePicturesThatASlowRecorderMisses) {
+    const SmallDesktop desktop;
+    const auto stream = desktop.capture();
+    std::promise<int> missed;
+    stream->start(
+        [&, frames = 0](const CapturedFrame& frame) mutable {
+            if (frames == 0) SystemClock().sleep(0.1, {});
+            if (frames++ == 1) missed.set_value(frame.missed);
+        },
+        [](const std::string&) {});
+    EXPECT_GE(missed.get_future().get(), 5);
+    stream->stop();
 }
 
 TEST(DisplayCapture, endsWithAReasonWhenTheDisplayShrinks) {
