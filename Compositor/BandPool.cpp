@@ -1,5 +1,7 @@
 #include "Compositor/BandPool.h"
 
+#include <utility>
+
 namespace lumenwhirl {
 
 BandPool::BandPool(int threads) {
@@ -23,6 +25,7 @@ void BandPool::run(int bands, const std::function<void(int band)>& draw) {
     drawBands(lock);
     changed_.wait(lock, [this] { return unfinished_ == 0; });
     draw_ = nullptr;
+    if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
 void BandPool::work(const std::stop_token& stop) {
@@ -36,8 +39,14 @@ void BandPool::drawBands(std::unique_lock<std::mutex>& lock) {
         const int band = next_++;
         const auto& draw = *draw_;
         lock.unlock();
-        draw(band);
+        std::exception_ptr failure;
+        try {
+            draw(band);
+        } catch (...) {
+            failure = std::current_exception();
+        }
         lock.lock();
+        if (failure) failure_ = std::move(failure);
         if (--unfinished_ == 0) changed_.notify_all();
     }
 }

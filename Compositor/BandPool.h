@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <stop_token>
@@ -19,9 +20,9 @@ public:
     BandPool(const BandPool&) = delete;
     BandPool& operator=(const BandPool&) = delete;
 
-    [[nodiscard]] int threads() const noexcept { return static_cast<int>(workers_.size()) + 1; }
-    /// Calls draw(band) for every band in 0...bands - 1, each once, on any of the threads, and waits for all.
-    /// `draw` must not throw.
+    /// Calls draw(band) for every band in 0...bands - 1, each once, on any of the threads, and waits for all. What
+    /// `draw` throws comes out here, once no thread draws any more; without other threads it ends the work at
+    /// once.
     void run(int bands, const std::function<void(int band)>& draw);
 
 private:
@@ -32,6 +33,7 @@ private:
     std::condition_variable_any changed_;
     const std::function<void(int)>* draw_ = nullptr;  // null: nothing to do
     int next_ = 0, bands_ = 0, unfinished_ = 0;
+    std::exception_ptr failure_;         // of the last band that failed
     std::vector<std::jthread> workers_;  // last: joined before what they use goes away
 };
 
