@@ -25,8 +25,8 @@ private:
     [[nodiscard]] static Between between(double position, int block, int count);
 
     int width_, height_, block_ = 1;  // block_: samples a cell side
-    int columns_, rows_;
-    std::vector<float> cells_;
+    int columns_ = 0, rows_ = 0;
+    std::vector<float> cells_;        // by rows, with a row and a column of edge samples on each side
     std::vector<Between> columnsOf_;  // of every sample of a row
 };
 

@@ -194,8 +194,9 @@ StyledCanvas<Sample>::StyledCanvas(const RenderStyle& style, Size canvas, Size c
                     PictureFormat<Sample>::pixelFormat);
     place(style.paddingPx, canvas);
     const double radius = std::min(style.cornerRadiusPx, 0.5 * std::min(videoRect_.width, videoRect_.height));
-    paintBase(style, radius);
-    buildMasks(style, radius);
+    const Coverage fill = filledRect(videoRect_, radius, width(), height());
+    paintBase(style, fill);
+    buildMasks(style, fill, radius);
 }
 
 template <class Sample>
@@ -205,8 +206,10 @@ StyledCanvas<Sample> StyledCanvas<Sample>::unstyled(Size content) {
 
 template <class Sample>
 void StyledCanvas<Sample>::place(double paddingPx, Size canvas) {
-    const Rect box{paddingPx, paddingPx, std::max(canvas.width - 2 * paddingPx, 1.0),
-                   std::max(canvas.height - 2 * paddingPx, 1.0)};
+    Rect box{paddingPx, paddingPx, std::max(canvas.width - 2 * paddingPx, 1.0),
+             std::max(canvas.height - 2 * paddingPx, 1.0)};
+    // A padding beyond the middle is measured from the left and from the lower edge.
+    if (canvas.height - 2 * paddingPx < 1) box.y = canvas.height - paddingPx - 1;
     if (content_.width <= 0 || content_.height <= 0) {
         videoRect_ = box;
     } else {
@@ -218,12 +221,11 @@ void StyledCanvas<Sample>::place(double paddingPx, Size canvas) {
 }
 
 template <class Sample>
-void StyledCanvas<Sample>::paintBase(const RenderStyle& style, double radius) {
+void StyledCanvas<Sample>::paintBase(const RenderStyle& style, const Coverage& fill) {
     const RowPainter paint = std::visit(
         [&](const auto& background) { return painterFor(background, width(), height()); }, style.background);
     std::optional<ShadowMap> shadow;
-    if (style.shadow.opacity > 0)
-        shadow.emplace(filledRect(videoRect_, radius, width(), height()), width(), height(), style.shadow.radius);
+    if (style.shadow.opacity > 0) shadow.emplace(fill, width(), height(), style.shadow.radius);
 
     const bool isFlat = std::holds_alternative<RenderStyle::Solid>(style.background) && !shadow;
     RgbRow colors(width());
@@ -252,8 +254,7 @@ void StyledCanvas<Sample>::paintBase(const RenderStyle& style, double radius) {
 }
 
 template <class Sample>
-void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, double radius) {
-    const Coverage fill = filledRect(videoRect_, radius, width(), height());
+void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, const Coverage& fill, double radius) {
     Coverage stroke;
     Color color;
     if (style.border && style.border->widthPx > 0) {
@@ -264,10 +265,11 @@ void StyledCanvas<Sample>::buildMasks(const RenderStyle& style, double radius) {
                                                 static_cast<float>(color.blue));
     const std::array<float, 3> samples{sample.y, sample.cb, sample.cr};
 
+    const Coverage chromaFill = chromaCoverage<Sample>(fill, width(), height());
+    const Coverage chromaStroke = stroke.empty() ? stroke : chromaCoverage<Sample>(stroke, width(), height());
     for (int plane = 0; plane < 3; ++plane) {
-        const Coverage mask = plane == 0 ? fill : chromaCoverage<Sample>(fill, width(), height());
-        const Coverage border =
-            stroke.empty() || plane == 0 ? stroke : chromaCoverage<Sample>(stroke, width(), height());
+        const Coverage& mask = plane == 0 ? fill : chromaFill;
+        const Coverage& border = plane == 0 ? stroke : chromaStroke;
         Mask& result = masks_[static_cast<std::size_t>(plane)];
         const Plane<Sample> out = base_.mutablePlanes<Sample>()[static_cast<std::size_t>(plane)];
         const auto borderSample = static_cast<Sample>(

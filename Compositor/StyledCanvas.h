@@ -85,8 +85,8 @@ private:
 
     [[nodiscard]] const Mask& maskOf(int plane) const noexcept { return masks_[std::size_t(plane)]; }
     void place(double paddingPx, Size canvas);
-    void paintBase(const RenderStyle& style, double radius);
-    void buildMasks(const RenderStyle& style, double radius);
+    void paintBase(const RenderStyle& style, const std::vector<std::uint8_t>& fill);
+    void buildMasks(const RenderStyle& style, const std::vector<std::uint8_t>& fill, double radius);
 
     Size content_;
     Rect videoRect_;
