@@ -1,5 +1,6 @@
 #include "Compositor/FrameCompositor.h"
 #include "Compositor/StyleResolver.h"
+#include "Pixels/Image.h"
 
 #include <benchmark/benchmark.h>
 
@@ -66,13 +67,40 @@ void zoomRamp1080p(benchmark::State& run) {
 }
 BENCHMARK(zoomRamp1080p)->Unit(benchmark::kMillisecond);
 
-void prepareStyle1080p(benchmark::State& run) {
-    const Size size{1920, 1080};
+/// A small preview of a large recording: every sample is the mean of many.
+void shrunkTo640x360(benchmark::State& run, int width, int height) {
+    const std::array frames{textLikePicture(width, height, 1), textLikePicture(width, height, 2)};
+    const Size canvas{640, 360};
+    const auto compositor = FrameCompositor::make(PixelFormat::yuv420p8);
+    compositor->prepare(StyleResolver::resolve(Style(), canvas), canvas, sizeOf(frames[0]));
+    int i = 0;
+    for (auto _ : run)
+        benchmark::DoNotOptimize(compositor->compose(frames[static_cast<std::size_t>(++i % 2)], {}).plane(0));
+}
+BENCHMARK_CAPTURE(shrunkTo640x360, from1080p, 1920, 1080)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(shrunkTo640x360, from4K, 3840, 2160)->Unit(benchmark::kMillisecond);
+
+void prepareStyle(benchmark::State& run, double width, double height) {
+    const Size size{width, height};
     const RenderStyle style = StyleResolver::resolve(Style(), size);
     const auto compositor = FrameCompositor::make(PixelFormat::yuv420p8);
     for (auto _ : run) compositor->prepare(style, size, size);
 }
-BENCHMARK(prepareStyle1080p)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(prepareStyle, 540p, 960, 540)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(prepareStyle, 720p, 1280, 720)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(prepareStyle, 1080p, 1920, 1080)->Unit(benchmark::kMillisecond);
+
+/// A finished frame as an image, for the screen or a file.
+void still(benchmark::State& run, int width, int height) {
+    const Picture frame = textLikePicture(width, height);
+    Image image;
+    for (auto _ : run) {
+        imageFromPicture(frame, image);
+        benchmark::DoNotOptimize(image.pixels.data());
+    }
+}
+BENCHMARK_CAPTURE(still, 540p, 960, 540)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(still, 1080p, 1920, 1080)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace lumenwhirl

@@ -155,9 +155,9 @@ void OverlayPainter<Sample>::draw(const Canvas& canvas, const CameraView& view, 
         const double x = canvas.videoRect().x + (moving.corner.x - view.left) * zoom;
         const double y = canvas.videoRect().y + (moving.corner.y - view.top) * zoom;
         columns_.build({item.columns.begin, item.columns.end, 1 / factor, (0.5 - x) / factor - 0.5,
-                        moving.image->width, AxisMap::Filter::smooth});
+                        moving.image->width, AxisMap::Filter::smooth, AxisMap::Beyond::nothing});
         rows_.build({item.rows.begin, item.rows.end, 1 / factor, (0.5 - y) / factor - 0.5, moving.image->height,
-                     AxisMap::Filter::smooth});
+                     AxisMap::Filter::smooth, AxisMap::Beyond::nothing});
         resampler_.resample(*moving.image, columns_, rows_);
         moving_.assign(resampler_, columns_.count(), rows_.count());
         moving_.draw(canvas, kernels, item.columns.begin, item.rows.begin, item.opacity, rows, out);

@@ -23,9 +23,9 @@ double catmullRom(double x) {
 bool AxisMap::build(const Geometry& geometry) {
     if (geometry == geometry_ && taps_ > 0) return false;
     geometry_ = geometry;
-    const bool shrinks = geometry.step > 1 + 1e-9;
-    const bool cubic = shrinks && geometry.filter == Filter::sharp;
-    const double stretch = shrinks ? geometry.step : 1;
+    const double stretch = std::max(geometry.step, 1.0);
+    const bool copies = geometry.step == 1 && geometry.origin == std::floor(geometry.origin);
+    const bool cubic = geometry.filter == Filter::sharp && !copies;
     const double radius = (cubic ? 2 : 1) * stretch;
     const int span = static_cast<int>(std::ceil(2 * radius));  // integers in an open interval of that length
     const int last = geometry.sourceSize - 1;
@@ -45,21 +45,24 @@ bool AxisMap::build(const Geometry& geometry) {
             const double sample = low + k;
             const double x = (sample - position) / stretch;
             const double weight = cubic ? catmullRom(x) : triangle(x);
-            const int inside = static_cast<int>(std::clamp(sample, 0.0, static_cast<double>(last)));
-            // Far outside the source, the taps include the edge sample, but not all of its neighbours.
-            exact[static_cast<std::size_t>(std::clamp(inside - start, 0, taps_ - 1))] += weight;
             sum += weight;
+            const double nearest = std::clamp(sample, 0.0, static_cast<double>(last));
+            if (geometry.beyond == Beyond::nothing && nearest != sample) continue;
+            // Far outside the source, the taps include the edge sample, but not all of its neighbours.
+            exact[static_cast<std::size_t>(std::clamp(static_cast<int>(nearest) - start, 0, taps_ - 1))] += weight;
         }
         std::int16_t* weights = weights_.data() + static_cast<std::size_t>(i) * static_cast<std::size_t>(taps_);
         int total = 0, largest = 0;
+        double wanted = 0;
         for (int k = 0; k < taps_; ++k) {
             const double share = sum != 0 ? exact[static_cast<std::size_t>(k)] / sum : (k == 0 ? 1 : 0);
             weights[k] = static_cast<std::int16_t>(std::lround(share * (1 << weightBits)));
+            wanted += share * (1 << weightBits);
             total += weights[k];
             if (weights[k] > weights[largest]) largest = k;
         }
         // A flat area must keep its value exactly, so the rounding error goes where it shows least.
-        weights[largest] = static_cast<std::int16_t>(weights[largest] + (1 << weightBits) - total);
+        weights[largest] = static_cast<std::int16_t>(weights[largest] + std::lround(wanted) - total);
         first_[static_cast<std::size_t>(i)] = start;
     }
     return true;

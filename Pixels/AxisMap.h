@@ -7,14 +7,16 @@ namespace lumenwhirl {
 
 /// One axis of a resampling: for every output sample the source samples it is made of, and their weights.
 ///
-/// Scaling up interpolates linearly between two samples. Scaling down uses a filter as wide as the scale, so that
-/// nothing aliases: `sharp` is the Catmull-Rom cubic (Keys, "Cubic convolution interpolation", 1981, a = -1/2)
-/// stretched by the scale, which keeps text crisp; `smooth` is the stretched triangle, which never overshoots
-/// (alpha). Beyond the source, edge samples are repeated.
+/// `sharp` is the Catmull-Rom cubic (Keys, "Cubic convolution interpolation", 1981, a = -1/2), which keeps text
+/// crisp; `smooth` is the triangle, which never overshoots (alpha). Scaling down stretches them by the scale, so
+/// that nothing aliases.
 class AxisMap {
 public:
     enum class Filter { sharp, smooth };
-    static constexpr int weightBits = 14;  // weights are fixed point; those of one output sum to 1 << 14
+    /// What lies beyond the source: its edge samples again, or zeros.
+    enum class Beyond { edge, nothing };
+    /// Weights are fixed point. Those of one output sum to 1 << 14, or less where nothing lies beyond the source.
+    static constexpr int weightBits = 14;
 
     struct Geometry {
         int begin = 0, end = 0;  // output samples [begin, end)
@@ -22,6 +24,7 @@ public:
         double origin = 0;       // where output sample 0 lies, in source samples (sample k lies at k)
         int sourceSize = 1;      // >= 1
         Filter filter = Filter::sharp;
+        Beyond beyond = Beyond::edge;
         bool operator==(const Geometry&) const = default;
     };
 

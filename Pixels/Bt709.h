@@ -15,21 +15,12 @@ inline constexpr float cbRange = 1.8556F, crRange = 1.5748F;  // 2 (1 - kb) and 
 struct Sample {
     float y = 16, cb = 128, cr = 128;
 };
-struct Rgb {
-    float red = 0, green = 0, blue = 0;  // gamma-encoded, 0...1; may lie beyond
-};
 
 /// Premultiplied by `alpha`: with alpha below 1 the sample is premultiplied too, its offsets (16, 128) included.
 [[nodiscard]] inline Sample fromRgb(float r, float g, float b, float alpha = 1) {
     const float luma = kr * r + kg * g + kb * b;
     return {16 * alpha + 219 * luma, 128 * alpha + 224 * (b - luma) / cbRange,
             128 * alpha + 224 * (r - luma) / crRange};
-}
-
-[[nodiscard]] inline Rgb toRgb(const Sample& sample) {
-    const float luma = (sample.y - 16) / 219, cb = (sample.cb - 128) / 224, cr = (sample.cr - 128) / 224;
-    const float red = luma + crRange * cr, blue = luma + cbRange * cb;
-    return {red, (luma - kr * red - kb * blue) / kg, blue};
 }
 
 /// The weights of R', G' and B' of 0...255 in fixed point, where `one` stands for 1.
@@ -47,6 +38,18 @@ struct FixedWeights {
     weights.crg = rounded(-green * cr), weights.crb = rounded(-blue * cr);
     weights.crr = -weights.crg - weights.crb;
     return weights;
+}
+
+/// The weights for R', G' and B' of 0...255 from codes of 8 bits less their offsets, in fixed point.
+struct InverseWeights {
+    int luma, red, blue, greenCb, greenCr;
+};
+[[nodiscard]] constexpr InverseWeights inverseWeights(double one) {
+    constexpr double wr = 0.2126, wg = 0.7152, wb = 0.0722;
+    const auto rounded = [](double value) { return static_cast<int>(value < 0 ? value - 0.5 : value + 0.5); };
+    const double red = 1.5748 * 255 / 224 * one, blue = 1.8556 * 255 / 224 * one;
+    return {rounded(255.0 / 219 * one), rounded(red), rounded(blue), rounded(-wb / wg * blue),
+            rounded(-wr / wg * red)};
 }
 
 }  // namespace lumenwhirl::bt709

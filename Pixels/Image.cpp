@@ -1,42 +1,27 @@
 #include "Pixels/Image.h"
 
 #include "Pixels/Bt709.h"
+#include "Pixels/Kernels/ConversionKernels.h"
 #include "Pixels/PlaneWriting.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace lumenwhirl {
-namespace {
-
-std::uint8_t byteOf(float value) {
-    return static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 255L));
+void imageFromPicture(const Picture& picture, Image& image) {
+    const Planes<const std::uint8_t> planes = picture.planes();
+    if (image.width != picture.width() || image.height != picture.height())
+        image = Image(picture.width(), picture.height());
+    for (int y = 0; y < image.height; ++y) {
+        const int row = y / 2, other = std::clamp(y % 2 == 0 ? row - 1 : row + 1, 0, planes[1].height - 1);
+        ConversionKernels::fastest().pixelRow(
+            {planes[0].row(y), planes[1].row(row), planes[2].row(row), planes[1].row(other), planes[2].row(other)},
+            image.width, image.row(y));
+    }
 }
-
-/// The chroma plane at luma position (x, y): its samples sit on even columns, between the rows of a pair.
-float chromaSample(const Plane<const std::uint8_t>& plane, int x, int y) {
-    const int left = x / 2, right = std::min(left + x % 2, plane.width - 1);
-    const int row = y / 2, other = std::clamp(y % 2 == 0 ? row - 1 : row + 1, 0, plane.height - 1);
-    const auto across = [&](int r) { return 0.5F * static_cast<float>(plane.row(r)[left] + plane.row(r)[right]); };
-    return 0.75F * across(row) + 0.25F * across(other);
-}
-
-}  // namespace
 
 Image imageFromPicture(const Picture& picture) {
-    const Planes<const std::uint8_t> planes = picture.planes();
-    Image image(picture.width(), picture.height());
-    for (int y = 0; y < image.height; ++y) {
-        std::uint8_t* out = image.row(y);
-        for (int x = 0; x < image.width; ++x, out += 4) {
-            const bt709::Rgb color = bt709::toRgb({static_cast<float>(planes[0].row(y)[x]),
-                                                   chromaSample(planes[1], x, y), chromaSample(planes[2], x, y)});
-            out[0] = byteOf(255 * color.red);
-            out[1] = byteOf(255 * color.green);
-            out[2] = byteOf(255 * color.blue);
-            out[3] = 255;
-        }
-    }
+    Image image;
+    imageFromPicture(picture, image);
     return image;
 }
 

@@ -37,6 +37,8 @@ struct Image {
 
 /// Opaque; chroma interpolated linearly from where its samples sit. Of PixelFormat::yuv420p8.
 [[nodiscard]] Image imageFromPicture(const Picture& picture);
+/// The same into an image whose memory is used again.
+void imageFromPicture(const Picture& picture, Image& image);
 /// Only for opaque images; chroma filtered to where its samples sit. Odd last rows and columns are dropped.
 [[nodiscard]] Picture pictureFromImage(const Image& image);
 

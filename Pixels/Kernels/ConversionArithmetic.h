@@ -47,4 +47,29 @@ inline std::uint8_t chroma(int left, int middle, int right) {
     return static_cast<std::uint8_t>(((left + 2 * middle + right + chromaRounding) >> chromaBits) + chromaMiddle);
 }
 
+// Back again. Luma times 2^7 and chroma less its middle times 2^7 are multiplied with weights times 2^13; sums
+// have `pixelBits` fractional bits. A chroma value at one column is a sum of `chromaShares` samples.
+constexpr bt709::InverseWeights inverse = bt709::inverseWeights(1 << 13);
+constexpr int pixelBits = 5, chromaShares = 8;
+constexpr std::int16_t lumaWeight = inverse.luma, redWeight = inverse.red, blueWeight = inverse.blue;
+constexpr std::int16_t greenCb = inverse.greenCb, greenCr = inverse.greenCr;
+constexpr std::int16_t pixelOffset = (1 << (pixelBits - 1)) - ((16 * lumaWeight) >> (13 - pixelBits));
+
+/// Three quarters of one chroma sample and a quarter of another, times 4.
+inline int nearRow(int near, int other) {
+    return 3 * near + other;
+}
+
+struct Pixel {
+    int red, green, blue;  // may lie beyond 0...255
+};
+/// `cb` and `cr`: sums of chromaShares samples.
+inline Pixel pixel(int luma, int cb, int cr) {
+    const int light = product(luma << 7, lumaWeight) + pixelOffset;
+    const int b = (cb - chromaShares * chromaMiddle) << 4, r = (cr - chromaShares * chromaMiddle) << 4;
+    return {(light + product(r, redWeight)) >> pixelBits,
+            (light + product(b, greenCb) + product(r, greenCr)) >> pixelBits,
+            (light + product(b, blueWeight)) >> pixelBits};
+}
+
 }  // namespace lumenwhirl::conversion

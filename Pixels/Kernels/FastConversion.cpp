@@ -21,6 +21,9 @@ void convertRows(const std::uint8_t* upper, const std::uint8_t* lower, int width
                  const ConversionKernels::Rows& out) {
     ConversionKernels::reference().convertRows(upper, lower, width, out);
 }
+void pixelRow(const ConversionKernels::PlaneRows& rows, int width, std::uint8_t* out) {
+    ConversionKernels::reference().pixelRow(rows, width, out);
+}
 
 #else
 
@@ -150,6 +153,85 @@ HWY_ATTR void convertRows(const std::uint8_t* upper, const std::uint8_t* lower, 
     out.cr[pairs / 2] = conversion::chroma(cr.odd[0], last.cr, last.cr);
 }
 
+/// A chroma plane's samples times 4 at some columns of a row, and the one right of them.
+using ChromaColumns = std::array<std::int16_t, (Colors::usualPixels + Colors::mostLanes) / 2 + 1>;
+
+HWY_ATTR void loadChroma(const std::uint8_t* near, const std::uint8_t* other, int count, bool isLast,
+                         ChromaColumns& out) {
+    const Words words;
+    const hn::Rebind<std::uint8_t, Words> bytes;
+    const int lanes = static_cast<int>(hn::Lanes(words));
+    for (int i = 0; i < count; i += lanes) {
+        if (i + lanes > count) i = count - lanes;
+        const auto a = hn::PromoteTo(words, hn::LoadU(bytes, near + i));
+        const auto b = hn::PromoteTo(words, hn::LoadU(bytes, other + i));
+        hn::StoreU(hn::Add(hn::Add(a, b), hn::Add(a, a)), words, out.data() + i);
+    }
+    const auto end = static_cast<std::size_t>(count);
+    out[end] = isLast ? out[end - 1] : static_cast<std::int16_t>(conversion::nearRow(near[count], other[count]));
+}
+
+/// Even and odd columns of one component, clamped, as bytes in their order.
+HWY_INLINE hn::VFromD<Bytes> joined(Vector even, Vector odd) {
+    const Words words;
+    const auto clamped = [&](Vector v) HWY_ATTR {
+        return hn::Min(hn::Max(hn::ShiftRight<conversion::pixelBits>(v), hn::Zero(words)), hn::Set(words, 255));
+    };
+    return hn::BitCast(Bytes(), hn::Or(clamped(even), hn::ShiftLeft<8>(clamped(odd))));
+}
+
+HWY_ATTR void pixelRow(const ConversionKernels::PlaneRows& rows, int width, std::uint8_t* out) {
+    using namespace conversion;
+    const Words words;
+    const Bytes bytes;
+    const int lanes = static_cast<int>(hn::Lanes(bytes));
+    if (width < lanes || width % 2 != 0 || lanes > Colors::mostLanes) {
+        ConversionKernels::reference().pixelRow(rows, width, out);
+        return;
+    }
+    const auto middle = hn::Set(words, chromaShares * chromaMiddle);
+    const auto times = [&](Vector v, std::int16_t weight)
+                           HWY_ATTR { return hn::MulFixedPoint15(v, hn::Set(words, weight)); };
+    const auto opaque = hn::Set(bytes, 255);
+    ChromaColumns cb, cr;
+    int end = 0;
+    for (int start = 0; start < width; start = end) {
+        end = start + Colors::usualPixels;
+        if (end + lanes > width) end = width;
+        const int columns = (end - start) / 2, at = start / 2;
+        loadChroma(rows.cb + at, rows.otherCb + at, columns, end == width, cb);
+        loadChroma(rows.cr + at, rows.otherCr + at, columns, end == width, cr);
+        for (int x = start; x < end; x += lanes) {
+            if (x + lanes > end) x = end - lanes;
+            const int column = (x - start) / 2;
+            Vector evenY, oddY;
+            split(hn::LoadU(bytes, rows.luma + x), evenY, oddY);
+            const auto light = [&](Vector luma) HWY_ATTR {
+                return hn::Add(times(hn::ShiftLeft<7>(luma), lumaWeight), hn::Set(words, pixelOffset));
+            };
+            evenY = light(evenY);
+            oddY = light(oddY);
+            const auto even = [&](const ChromaColumns& chroma) HWY_ATTR {
+                const auto here = hn::LoadU(words, chroma.data() + column);
+                return hn::ShiftLeft<4>(hn::Sub(hn::Add(here, here), middle));
+            };
+            const auto odd = [&](const ChromaColumns& chroma) HWY_ATTR {
+                const auto both = hn::Add(hn::LoadU(words, chroma.data() + column),
+                                          hn::LoadU(words, chroma.data() + column + 1));
+                return hn::ShiftLeft<4>(hn::Sub(both, middle));
+            };
+            const auto evenB = even(cb), evenR = even(cr), oddB = odd(cb), oddR = odd(cr);
+            const auto red =
+                joined(hn::Add(evenY, times(evenR, redWeight)), hn::Add(oddY, times(oddR, redWeight)));
+            const auto green = joined(hn::Add(hn::Add(evenY, times(evenB, greenCb)), times(evenR, greenCr)),
+                                      hn::Add(hn::Add(oddY, times(oddB, greenCb)), times(oddR, greenCr)));
+            const auto blue =
+                joined(hn::Add(evenY, times(evenB, blueWeight)), hn::Add(oddY, times(oddB, blueWeight)));
+            hn::StoreInterleaved4(red, green, blue, opaque, bytes, out + std::ptrdiff_t{4} * x);
+        }
+    }
+}
+
 #endif
 
 }  // namespace lumenwhirl::HWY_NAMESPACE
@@ -159,11 +241,15 @@ HWY_AFTER_NAMESPACE();
 namespace lumenwhirl {
 
 HWY_EXPORT(convertRows);
+HWY_EXPORT(pixelRow);
 
 const ConversionKernels& ConversionKernels::fastest() {
     static constexpr ConversionKernels kernels{
         [](const std::uint8_t* upper, const std::uint8_t* lower, int width, const Rows& out) {
             HWY_DYNAMIC_DISPATCH(convertRows)(upper, lower, width, out);
+        },
+        [](const PlaneRows& rows, int width, std::uint8_t* out) {
+            HWY_DYNAMIC_DISPATCH(pixelRow)(rows, width, out);
         }};
     return kernels;
 }

@@ -73,6 +73,38 @@ HWY_ATTR void resampleRows(const RowTables& tables, const std::uint8_t* const* r
     }
 }
 
+/// For tables laid out as runs.
+HWY_ATTR void resampleRuns(const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs) {
+    const hn::CappedTag<std::int16_t, 16> words;
+    const hn::Rebind<std::uint8_t, decltype(words)> bytes;
+    const hn::RepartitionToWide<decltype(words)> sums;
+    constexpr int shift = AxisMap::weightBits - 6;
+    static_assert(Kernels::rowsAtOnce == 4);
+    const int lanes = static_cast<int>(hn::Lanes(words)), count = tables.map->count();
+    for (int i = 0; i < count; ++i) {
+        const std::ptrdiff_t start = tables.windows[static_cast<std::size_t>(i)];
+        const std::int16_t* weights = tables.weights.data() + std::ptrdiff_t{i} * tables.run;
+        auto a = hn::Zero(sums), b = a, c = a, d = a, spareA = a, spareB = a, spareC = a, spareD = a;
+        for (int k = 0; k < tables.run; k += lanes) {
+            const auto weight = hn::LoadU(words, weights + k);
+            const auto tapsOf = [&](const std::uint8_t* row)
+                                    HWY_ATTR { return hn::PromoteTo(words, hn::LoadU(bytes, row + start + k)); };
+            a = hn::ReorderWidenMulAccumulate(sums, tapsOf(rows[0]), weight, a, spareA);
+            b = hn::ReorderWidenMulAccumulate(sums, tapsOf(rows[1]), weight, b, spareB);
+            c = hn::ReorderWidenMulAccumulate(sums, tapsOf(rows[2]), weight, c, spareC);
+            d = hn::ReorderWidenMulAccumulate(sums, tapsOf(rows[3]), weight, d, spareD);
+        }
+        const auto store = [&](auto sum, auto spare, std::int16_t* out) HWY_ATTR {
+            const std::int32_t total = hn::GetLane(hn::SumOfLanes(sums, hn::Add(sum, spare)));
+            out[i] = static_cast<std::int16_t>((total + (1 << (shift - 1))) >> shift);
+        };
+        store(a, spareA, outs[0]);
+        store(b, spareB, outs[1]);
+        store(c, spareC, outs[2]);
+        store(d, spareD, outs[3]);
+    }
+}
+
 HWY_INLINE void storeClamped(hn::VFromD<hn::ScalableTag<std::int16_t>> values, std::uint8_t* out) {
     const hn::Rebind<std::uint8_t, hn::ScalableTag<std::int16_t>> bytes;
     hn::StoreU(hn::DemoteTo(bytes, values), bytes, out);
@@ -112,6 +144,9 @@ HWY_ATTR void blendInto(const std::int16_t* const* rows, const std::int16_t* wei
 #else
 
 void resampleRows(const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs) {
+    Kernels::reference().resampleRows(tables, rows, outs);
+}
+void resampleRuns(const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs) {
     Kernels::reference().resampleRows(tables, rows, outs);
 }
 template <class Sample>
@@ -173,6 +208,7 @@ HWY_AFTER_NAMESPACE();
 namespace lumenwhirl {
 
 HWY_EXPORT(resampleRows);
+HWY_EXPORT(resampleRuns);
 HWY_EXPORT(blendBytes);
 HWY_EXPORT(blendWords);
 HWY_EXPORT(overlayBytes);
@@ -181,10 +217,16 @@ HWY_EXPORT(overlayWords);
 const Kernels& Kernels::fastest() {
     static constexpr Kernels kernels{
         [](const RowTables& tables, const std::uint8_t* const* rows, std::int16_t* const* outs) {
-            if (tables.isBlocked) {
-                HWY_DYNAMIC_DISPATCH(resampleRows)(tables, rows, outs);
-            } else {
-                reference().resampleRows(tables, rows, outs);
+            switch (tables.layout) {
+                case RowTables::Layout::blocks:
+                    HWY_DYNAMIC_DISPATCH(resampleRows)(tables, rows, outs);
+                    break;
+                case RowTables::Layout::runs:
+                    HWY_DYNAMIC_DISPATCH(resampleRuns)(tables, rows, outs);
+                    break;
+                case RowTables::Layout::plain:
+                    reference().resampleRows(tables, rows, outs);
+                    break;
             }
         },
         {[](const std::int16_t* const* rows, const std::int16_t* weights, int taps, std::uint8_t* out, int count) {

@@ -9,20 +9,30 @@
 
 namespace lumenwhirl {
 
-/// An AxisMap laid out for the kernels that resample rows: four outputs a block, two taps a pair; for every pair
-/// of every block 16 source bytes from `windows` on, a shuffle that picks the taps, and the weights.
+/// An AxisMap laid out for the kernels that resample rows.
 struct RowTables {
+    enum class Layout {
+        plain,   // rows too short for anything but the plain loop
+        blocks,  // four outputs a block, two taps a pair: for every pair of every block 16 source bytes from
+                 // `windows` on, a shuffle that picks the taps, and the weights
+        runs     // steps too wide for that: for every output its taps one after the other, filled up with zeros
+    };
     /// Reuses memory.
     void build(const AxisMap& map);
 
-    const AxisMap* map = nullptr;        // must outlive the tables
-    bool isBlocked = false;              // false: steps too wide or rows too short; only the plain loop works
+    const AxisMap* map = nullptr;  // must outlive the tables
+    Layout layout = Layout::plain;
     int blocks = 0, pairs = 0;           // blocks rounded up to even
-    std::vector<std::int32_t> windows;   // [pair][block]
+    int run = 0;                         // source bytes an output, a multiple of 16
+    std::vector<std::int32_t> windows;   // [pair][block] or [output]
     std::vector<std::uint8_t> shuffles;  // [pair][block][16]
-    std::vector<std::int16_t> weights;   // [pair][block][8]
+    std::vector<std::int16_t> weights;   // [pair][block][8] or [output][run]
     /// Room a resampled row needs, in samples.
     [[nodiscard]] std::size_t paddedCount() const noexcept;
+
+private:
+    [[nodiscard]] bool buildBlocks();
+    [[nodiscard]] bool buildRuns();
 };
 
 /// The per-row work of the compositor. `reference()` is plain C++ and defines the results; `fastest()` gives the

@@ -1,6 +1,7 @@
 #include "Pixels/Kernels/ConversionArithmetic.h"
 #include "Pixels/Kernels/ConversionKernels.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace lumenwhirl {
@@ -30,10 +31,26 @@ void plainConvertRows(const std::uint8_t* upper, const std::uint8_t* lower, int 
     }
 }
 
+void plainPixelRow(const ConversionKernels::PlaneRows& rows, int width, std::uint8_t* out) {
+    const int last = width / 2 - 1;
+    const auto at = [&](const std::uint8_t* near, const std::uint8_t* other, int x) {
+        const int left = x / 2, right = std::min(left + x % 2, last);
+        return conversion::nearRow(near[left], other[left]) + conversion::nearRow(near[right], other[right]);
+    };
+    for (int x = 0; x < width; ++x, out += 4) {
+        const conversion::Pixel pixel =
+            conversion::pixel(rows.luma[x], at(rows.cb, rows.otherCb, x), at(rows.cr, rows.otherCr, x));
+        out[0] = static_cast<std::uint8_t>(std::clamp(pixel.red, 0, 255));
+        out[1] = static_cast<std::uint8_t>(std::clamp(pixel.green, 0, 255));
+        out[2] = static_cast<std::uint8_t>(std::clamp(pixel.blue, 0, 255));
+        out[3] = 255;
+    }
+}
+
 }  // namespace
 
 const ConversionKernels& ConversionKernels::reference() {
-    static constexpr ConversionKernels kernels{plainConvertRows};
+    static constexpr ConversionKernels kernels{plainConvertRows, plainPixelRow};
     return kernels;
 }
 

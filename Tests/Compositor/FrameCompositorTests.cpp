@@ -107,6 +107,15 @@ TEST(FrameCompositor, aRippleIsACircleRoundItsClickThatGrowsAndFades) {
     EXPECT_NEAR(centroid(out, moment).weight / ring.weight, 18, 0.25);  // 0.05 * 720 * 0.5 pixels
     // The line is 10/120 of the radius wide and covers (1 - 0.5) * 0.7 of the grey below.
     EXPECT_NEAR(ring.weight, 2 * std::numbers::pi * 18 * 1.5 * 0.35 * 109.5, 260);
+    // A young one is as thin a circle, not a cross: its ink follows from its radius of 36 pixels times the
+    // progress.
+    for (const double progress : {0.05, 0.1, 0.15, 0.2}) {
+        state.cursor.ripples = {{{400.5, 300.25}, progress}};
+        const Picture young = content(frame, state);
+        const double ink = 2 * std::numbers::pi * 36 * progress * 3 * progress * (1 - progress) * 0.7 * 109.5;
+        const auto brighter = [&](int x, int y) { return lumaAt(young, x, y) - lumaAt(young, 1, 1); };
+        EXPECT_NEAR(centroid(young, brighter).weight / ink, 1, 0.25) << progress;
+    }
     state.cursor.ripples = {{{400, 300}, 0}, {{400, 300}, 0.99}};
     EXPECT_EQ(firstDifference(content(frame, state), frame), "");
 }
@@ -143,6 +152,9 @@ TEST(FrameCompositor, extremeStylesStayCentred) {
     EXPECT_NEAR(whiteArea(disc), std::numbers::pi * 100 * 100, 30);
     style.paddingPx = 500;  // a box of one pixel far outside the canvas: nothing of the video is seen
     EXPECT_EQ(lumaAt(finished(square, style, {240, 240}, {}), 120, 120), 16);
+    // A box one pixel high, 140 from the left and from the lower edge, in row 240 - 141 of a canvas of 480 x 240.
+    style.paddingPx = 140;
+    EXPECT_GT(lumaAt(finished(square, style, {480, 240}, {}), 240, 99), 100);
 }
 
 TEST(FrameCompositor, theShadowIsAGaussianMovedDown) {
@@ -163,6 +175,17 @@ TEST(FrameCompositor, theShadowIsAGaussianMovedDown) {
     const double left = 320 - 200 * 640.0 / 360 / 2;
     EXPECT_NEAR(shade(static_cast<int>(left - 10), 184), 0.5 * 0.17, 0.015);  // half a pixel nearer than 10
     EXPECT_EQ(lumaAt(out, 320, 180), 235);                                    // under the video nothing shows
+
+    // A shadow wider than the padding: 8 columns of nothing, going on beyond the canvas, and then the video.
+    style.paddingPx = 8;
+    style.shadow = {0.5, 32, 0};
+    const Picture narrow = finished(flatPicture(480, 200, white), style, {480, 480}, {});
+    for (const int x : {0, 3, 6}) {
+        const double covered = 0.5 * std::erfc((8 - (x + 0.5)) / 32 / std::numbers::sqrt2);
+        const double down =
+            std::erf(0.5 * 464 * 200 / 480 / 32 / std::numbers::sqrt2);  // in the middle of its height
+        EXPECT_NEAR((235 - lumaAt(narrow, x, 240)) / 219.0, 0.5 * covered * down, 0.01) << x;
+    }
 }
 
 TEST(FrameCompositor, theBorderRunsInsideTheVideosEdge) {

@@ -68,6 +68,47 @@ TEST(Conversion, isWithinOneOfTheExactValues) {
     }
 }
 
+/// Any samples, the extremes among them, as the rows of three planes.
+struct PlaneSamples {
+    PlaneSamples(std::mt19937& random, int width)
+        : luma(pixels(random, (width + 3) / 4)), chroma{luma, luma, luma, luma} {
+        for (auto& row : chroma) row = pixels(random, (width + 7) / 8);
+        luma.resize(static_cast<std::size_t>(width));  // exactly, for the address sanitizer
+        for (auto& row : chroma) row.resize(luma.size() / 2), row.shrink_to_fit();
+        luma.shrink_to_fit();
+    }
+    std::vector<std::uint8_t> luma;
+    std::array<std::vector<std::uint8_t>, 4> chroma;  // cb, cr, and those of the other pair of rows
+    [[nodiscard]] ConversionKernels::PlaneRows rows() const {
+        return {luma.data(), chroma[0].data(), chroma[1].data(), chroma[2].data(), chroma[3].data()};
+    }
+};
+
+TEST(Conversion, pixelsAreWithinOneOfTheExactValues) {
+    std::mt19937 random(4);
+    for (int round = 0; round < 300; ++round) {
+        const int width = static_cast<int>(2 + 2 * (random() % 35));
+        const PlaneSamples in(random, width);
+        std::vector<std::uint8_t> got(static_cast<std::size_t>(width) * 4);
+        ConversionKernels::reference().pixelRow(in.rows(), width, got.data());
+        for (int x = 0; x < width; ++x) {
+            const auto at = [&](std::size_t plane) {
+                const auto left = static_cast<std::size_t>(x / 2),
+                           right = std::min(left + static_cast<std::size_t>(x % 2), in.chroma[0].size() - 1);
+                const auto both = [&](const std::vector<std::uint8_t>& row) {
+                    return (row[left] + row[right]) / 2.0;
+                };
+                return (0.75 * both(in.chroma[plane]) + 0.25 * both(in.chroma[plane + 2]) - 128) / 224;
+            };
+            const double y = (in.luma[static_cast<std::size_t>(x)] - 16) / 219.0, cb = at(0), cr = at(1);
+            const double red = y + 1.5748 * cr, blue = y + 1.8556 * cb;
+            const std::array<double, 4> exact{red, (y - 0.2126 * red - 0.0722 * blue) / 0.7152, blue, 1};
+            for (std::size_t c = 0; c < 4; ++c)
+                ASSERT_NEAR(got[static_cast<std::size_t>(x) * 4 + c], 255 * std::clamp(exact[c], 0.0, 1.0), 0.6);
+        }
+    }
+}
+
 class FastConversion : public testing::OnEachInstructionSet {};
 
 TEST_P(FastConversion, givesTheReferencesBytes) {
@@ -82,6 +123,12 @@ TEST_P(FastConversion, givesTheReferencesBytes) {
         ConversionKernels::reference().convertRows(upper.data(), lower.data(), width, expected.rows());
         ConversionKernels::fastest().convertRows(upper.data(), lower.data(), width, got.rows());
         ASSERT_EQ(got, expected);
+
+        const PlaneSamples in(random, width + width % 2);
+        std::vector<std::uint8_t> expectedRow(in.luma.size() * 4), gotRow(expectedRow.size());
+        ConversionKernels::reference().pixelRow(in.rows(), width + width % 2, expectedRow.data());
+        ConversionKernels::fastest().pixelRow(in.rows(), width + width % 2, gotRow.data());
+        ASSERT_EQ(gotRow, expectedRow);
     }
 }
 

@@ -15,7 +15,7 @@ AxisMap::Geometry randomGeometry(std::mt19937& random) {
     AxisMap::Geometry geometry;
     geometry.begin = static_cast<int>(random() % 50);
     geometry.end = geometry.begin + static_cast<int>(1 + random() % 300);
-    geometry.step = std::exp(std::log(12.0) * unit(random) - std::log(3.0));  // 1/3 to 4
+    geometry.step = std::exp(std::log(30.0) * unit(random) - std::log(3.0));  // 1/3 to 10
     geometry.origin = 40 * unit(random) - 20;
     geometry.sourceSize = static_cast<int>(1 + random() % 700);
     geometry.filter = random() % 2 == 0 ? AxisMap::Filter::sharp : AxisMap::Filter::smooth;
