@@ -16,11 +16,14 @@ namespace {
 constexpr std::array<std::array<double, 2>, 7> arrowOutline{
     {{0.00, 0.00}, {0.00, 0.74}, {0.20, 0.57}, {0.31, 0.86}, {0.42, 0.82}, {0.31, 0.53}, {0.55, 0.53}}};
 
-/// Inter has every key symbol that pills use, so it follows the designs that lack some.
+/// Families in the order of our liking; those that are not installed are passed over. Inter has every key symbol
+/// that pills use, so it follows the designs that lack some.
 const char* familyFor(std::string_view design) {
     if (design == "rounded") return "Quicksand, Inter, DejaVu Sans";
-    if (design == "serif") return "DejaVu Serif, Inter, DejaVu Sans";
-    if (design == "mono") return "DejaVu Sans Mono, Inter, DejaVu Sans";
+    if (design == "serif")
+        return "Source Serif 4, Source Serif Pro, Noto Serif, P052, Liberation Serif, DejaVu Serif, Inter, DejaVu Sans";
+    if (design == "mono")
+        return "JetBrains Mono, Source Code Pro, Noto Sans Mono, Liberation Mono, DejaVu Sans Mono, Inter, DejaVu Sans";
     return "Inter, DejaVu Sans";
 }
 
@@ -76,8 +79,54 @@ struct Artwork::Text {
                              captionFont(fontSize, style.font, style.weight).get());
         pango_layout_set_width(result.get(), static_cast<int>(frameWidth * 0.66 * PANGO_SCALE));
         pango_layout_set_alignment(result.get(), PANGO_ALIGN_CENTER);
+        balance(*result);
         pango_layout_set_wrap(result.get(), PANGO_WRAP_WORD_CHAR);
         return result;
+    }
+
+    /// One line of text in which the symbols of keys stand as high as capitals: fonts place "⌃" high and "␣" low.
+    [[nodiscard]] GObjectHandle<PangoLayout> pillLayout(const std::string& text,
+                                                        const PangoFontDescription* font) const {
+        const auto middleOf = [&](const std::string& glyph) {  // of its ink, above the baseline
+            const auto alone = layout(glyph, font);
+            PangoRectangle ink;
+            pango_layout_get_extents(alone.get(), &ink, nullptr);
+            return pango_layout_get_baseline(alone.get()) - ink.y - ink.height / 2;
+        };
+        const int middle = middleOf("H");
+        auto result = layout(text, font);
+        const std::unique_ptr<PangoAttrList, ReleasedBy<&pango_attr_list_unref>> rises(pango_attr_list_new());
+        for (const char* c = text.c_str(); *c != '\0'; c = g_utf8_next_char(c)) {
+            constexpr gunichar firstArrow = 0x2190, lastTechnicalSymbol = 0x243F;
+            const gunichar code = g_utf8_get_char(c);
+            if (code < firstArrow || code > lastTechnicalSymbol) continue;
+            const char* const end = g_utf8_next_char(c);
+            PangoAttribute* const rise = pango_attr_rise_new(middle - middleOf(std::string(c, end)));
+            rise->start_index = static_cast<guint>(c - text.c_str());
+            rise->end_index = static_cast<guint>(end - text.c_str());
+            pango_attr_list_insert(rises.get(), rise);
+        }
+        pango_layout_set_attributes(result.get(), rises.get());
+        return result;
+    }
+
+private:
+    /// Makes two lines about equally long: as narrow as the text can be without a third line or a divided word.
+    static void balance(PangoLayout& layout) {
+        pango_layout_set_wrap(&layout, PANGO_WRAP_WORD);
+        int widest = pango_layout_get_width(&layout), narrowest = 0;
+        const auto fits = [&](int width) {
+            pango_layout_set_width(&layout, width);
+            PangoRectangle logical;
+            pango_layout_get_extents(&layout, nullptr, &logical);
+            return pango_layout_get_line_count(&layout) <= 2 && logical.width <= width;
+        };
+        if (pango_layout_get_line_count(&layout) != 2 || !fits(widest)) return;
+        while (widest - narrowest > PANGO_SCALE) {
+            const int width = narrowest + (widest - narrowest) / 2;
+            (fits(width) ? widest : narrowest) = width;
+        }
+        pango_layout_set_width(&layout, widest);
     }
 };
 
@@ -178,7 +227,7 @@ double Artwork::pillWidth(const std::string& text, double height) {
     const auto [entry, isNew] = text_->pillWidths.try_emplace({text, height});
     if (isNew) {
         const FontDescription font = captionFont(height * 0.5, "system", "bold");
-        entry->second = std::max(height * 0.55 + boxOf(text_->layout(text, font.get()).get()).width, height);
+        entry->second = std::max(height * 0.55 + boxOf(text_->pillLayout(text, font.get()).get()).width, height);
     }
     return entry->second;
 }
@@ -186,7 +235,7 @@ double Artwork::pillWidth(const std::string& text, double height) {
 Image Artwork::pill(const std::string& text, double height, const Placement& placement) {
     if (!text_) text_ = std::make_unique<Text>();
     const FontDescription font = captionFont(height * 0.5, "system", "bold");
-    const auto layout = text_->layout(text, font.get());
+    const auto layout = text_->pillLayout(text, font.get());
     const double textWidth = boxOf(layout.get()).width, width = pillWidth(text, height);
     const std::unique_ptr<PangoFontMetrics, ReleasedBy<&pango_font_metrics_unref>> metrics(
         pango_context_get_metrics(text_->context.get(), font.get(), nullptr));

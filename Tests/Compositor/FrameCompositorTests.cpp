@@ -226,6 +226,21 @@ TEST(FrameCompositor, pillsAndCaptionStandWhereTheyBelong) {
     EXPECT_NEAR(alone.top, 641, 1);
     EXPECT_NEAR(alone.bottom, 677, 1);
     EXPECT_NEAR(alone.left + alone.right, 1280, 2);
+    // Whatever a pill says, its ink is at half the height of capitals.
+    const auto heightOfInk = [&](const char* text) {
+        FrameState one;
+        one.keystrokes = {{text, 1}};
+        const Picture out = content(frame, one);
+        return centroid(out,
+                        [&](int x, int y) {
+                            return std::abs(x - 640) < 10 && std::abs(y - 659) < 15
+                                       ? std::max(lumaAt(out, x, y) - 100, 0)
+                                       : 0;
+                        })
+            .y;
+    };
+    for (const char* const symbol : {"⌃", "␣", "⌥", "⇧", "⎋"})
+        EXPECT_NEAR(heightOfInk(symbol), heightOfInk("H"), 1.5) << symbol;
 
     FrameState caption;
     caption.caption = "A caption";
@@ -257,6 +272,7 @@ TEST(FrameCompositor, longCaptionsWrapAtTwoThirds) {
     const Box wrapped = darkBox(content(frame, state));
     EXPECT_LE(wrapped.right - wrapped.left, 1280 * 0.66 + 2 * 0.9 * 24.48 + 2);
     EXPECT_GT(wrapped.bottom - wrapped.top, 24.48 * (2 * 1.21 + 1.1) - 3);
+    EXPECT_LT(wrapped.right - wrapped.left, 1280 * 0.53);  // both lines of one length, not one word on the second
     state.captionStyle.backgroundColor = "#00000000";
     state.captionStyle.textColor = "#FFFFFF";
     EXPECT_EQ(darkBox(content(frame, state)).right, -1);  // white text without a plate on white
