@@ -99,7 +99,7 @@ public:
         Interruption interruption;
         SystemClock clock;
         const std::unique_ptr<ScreenSystem> screen = Desktop::connectToScreen();
-        const std::unique_ptr<AudioSystem> audio = Desktop::makeAudioSystem();
+        const std::unique_ptr<AudioSystem> audio = Desktop::makeAudioSystem(interruption.token());
         const Session::RecordingRequest request{
             .options = {.target = chooseTarget(*screen),
                         .captureMic = wantsMicrophone_,

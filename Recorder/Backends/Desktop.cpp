@@ -9,8 +9,8 @@ std::unique_ptr<ScreenSystem> connectToScreen() {
     return connectToX11();
 }
 
-std::unique_ptr<AudioSystem> makeAudioSystem() {
-    return makePulseAudioSystem();
+std::unique_ptr<AudioSystem> makeAudioSystem(const std::stop_token& stop) {
+    return makePulseAudioSystem(stop);
 }
 
 }  // namespace lumenwhirl::Desktop

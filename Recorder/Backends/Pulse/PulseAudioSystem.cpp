@@ -48,10 +48,12 @@ std::string defaultSourceOf(const PulseConnection& connection) {
 
 class PulseAudioSystem final : public AudioSystem {
 public:
-    [[nodiscard]] std::vector<MicDevice> inputs() override { return inputsOf(PulseConnection()); }
+    explicit PulseAudioSystem(const std::stop_token& stop) : stop_(stop) {}
+
+    [[nodiscard]] std::vector<MicDevice> inputs() override { return inputsOf(PulseConnection(stop_)); }
 
     [[nodiscard]] std::optional<std::string> defaultInputID() override {
-        const PulseConnection connection;
+        const PulseConnection connection(stop_);
         const std::vector<MicDevice> devices = inputsOf(connection);
         if (devices.empty()) return std::nullopt;
         const std::string source = defaultSourceOf(connection);
@@ -60,18 +62,21 @@ public:
     }
 
     [[nodiscard]] std::unique_ptr<AudioStream> microphone(const std::string& id) override {
-        return std::make_unique<PulseStream>(id, AudioFormat{.sampleRate = 48000, .channels = 1});
+        return std::make_unique<PulseStream>(id, AudioFormat{.sampleRate = 48000, .channels = 1}, stop_);
     }
 
     [[nodiscard]] std::unique_ptr<AudioStream> systemAudio() override {
-        return std::make_unique<PulseStream>(std::nullopt, AudioFormat{.sampleRate = 48000, .channels = 2});
+        return std::make_unique<PulseStream>(std::nullopt, AudioFormat{.sampleRate = 48000, .channels = 2}, stop_);
     }
+
+private:
+    const std::stop_token stop_;
 };
 
 }  // namespace
 
-std::unique_ptr<AudioSystem> makePulseAudioSystem() {
-    return std::make_unique<PulseAudioSystem>();
+std::unique_ptr<AudioSystem> makePulseAudioSystem(const std::stop_token& stop) {
+    return std::make_unique<PulseAudioSystem>(stop);
 }
 
 }  // namespace lumenwhirl

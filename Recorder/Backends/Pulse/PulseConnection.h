@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <stop_token>
 #include <string>
 
 #include <pulse/pulseaudio.h>
@@ -11,8 +12,9 @@ namespace lumenwhirl {
 /// A connection to the user's audio server, with the thread that libpulse calls back on. Callbacks must not throw.
 class PulseConnection {
 public:
-    /// Waits for the server's answer; libpulse gives up after 30 s. Throws PlatformError (notReachable).
-    PulseConnection();
+    /// Waits for the server's answer. Throws PlatformError (notReachable), also where a wait here or below is too
+    /// long or `stop` is requested.
+    explicit PulseConnection(const std::stop_token& stop = {});
     /// Waits for a running callback; none follows. Not from a callback.
     ~PulseConnection();
     PulseConnection(const PulseConnection&) = delete;
@@ -40,6 +42,9 @@ public:
     /// Called when the server is gone.
     void setLossHandler(std::function<void()> lost) { lost_ = std::move(lost); }
 
+    /// Releases the lock until a callback has signalled that something is done. False when that takes longer than
+    /// so many seconds, or when it is time to stop.
+    [[nodiscard]] bool waitUntil(const std::function<bool()>& isDone, double seconds) const;
     /// Releases the lock until a callback signals.
     void wait() const { pa_threaded_mainloop_wait(loop_.get()); }
     void signal() const { pa_threaded_mainloop_signal(loop_.get(), 0); }
@@ -54,11 +59,15 @@ private:
     struct ContextDeleter {
         void operator()(pa_context* context) const noexcept { pa_context_unref(context); }
     };
+    static constexpr double patience = 2;  // seconds for an answer; a server that works needs milliseconds
     void disconnect() noexcept;
+    [[nodiscard]] std::string delay() const;
 
     std::function<void()> lost_;
     std::unique_ptr<pa_threaded_mainloop, LoopDeleter> loop_;
     std::unique_ptr<pa_context, ContextDeleter> context_;
+    const std::stop_token stop_;
+    std::stop_callback<std::function<void()>> stopping_;  // last: it is called until it goes away
 };
 
 }  // namespace lumenwhirl

@@ -11,6 +11,7 @@ namespace {
 
 constexpr double usPerSecond = 1e6;
 constexpr int blocksPerSecond = 100;
+constexpr double longestOpening = 5;         // seconds: a wireless microphone needs one or two
 constexpr double measurementInterval = 0.1;  // seconds
 
 /// libpulse's clock is CLOCK_MONOTONIC, too.
@@ -56,8 +57,9 @@ void PulseStream::StreamDeleter::operator()(pa_stream* stream) const noexcept {
     pa_stream_unref(stream);
 }
 
-PulseStream::PulseStream(std::optional<std::string> microphone, const AudioFormat& format)
-    : microphone_(std::move(microphone)), format_(format), clock_(format.sampleRate) {}
+PulseStream::PulseStream(std::optional<std::string> microphone, const AudioFormat& format,
+                         const std::stop_token& stop)
+    : microphone_(std::move(microphone)), format_(format), connection_(stop), clock_(format.sampleRate) {}
 
 PulseStream::~PulseStream() {
     stop();
@@ -77,7 +79,8 @@ void PulseStream::start(BlockHandler block, EndHandler ended) {
         open(*microphone_);
     else
         subscribe();
-    while (phase_ == Phase::opening) connection_.wait();
+    if (!connection_.waitUntil([this] { return phase_ != Phase::opening; }, longestOpening))
+        fail(PlatformError::Kind::notReachable, name() + " does not begin to record; try again");
     if (phase_ == Phase::failed) throw PlatformError(*failure_);
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 
 namespace lumenwhirl {
@@ -47,7 +48,7 @@ class PulseStream final : public AudioStream {
 public:
     /// `microphone`: the source's name; without one, what the default output plays. Throws PlatformError
     /// (notReachable).
-    PulseStream(std::optional<std::string> microphone, const AudioFormat& format);
+    PulseStream(std::optional<std::string> microphone, const AudioFormat& format, const std::stop_token& stop);
     ~PulseStream() override;
     PulseStream(const PulseStream&) = delete;
     PulseStream& operator=(const PulseStream&) = delete;

@@ -1,10 +1,14 @@
+#include "Files/Descriptor.h"
 #include "Recorder/Backends/Pulse/PulseAudioSystem.h"
 #include "Recorder/Backends/Pulse/PulseStream.h"
 #include "Tests/Recorder/Pulse/AudioServer.h"
 #include "Tests/Recorder/Pulse/TonePlayer.h"
 #include "Tests/Support/Audio.h"
+#include "Tests/Support/Files.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <chrono>
 #include <cmath>
@@ -13,6 +17,8 @@
 #include <mutex>
 #include <optional>
 #include <random>
+#include <stop_token>
+#include <string>
 #include <vector>
 
 namespace lumenwhirl {
@@ -199,6 +205,29 @@ TEST_F(Pulse, saysWhatItCannotRecord) {
     const auto music = system->systemAudio();
     const auto silence = failureOf([&] { const Listener listener(*music); });
     EXPECT_TRUE(silence && silence->first == kind);
+}
+
+// As a stopped one does: the system takes connections for it.
+TEST(HungPulse, givesUpOnAServerThatHangsOrWhenItIsToStop) {
+    const TemporaryFolder folder;
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    (folder / "socket").native().copy(address.sun_path, sizeof address.sun_path - 1);
+    const Descriptor server(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(bind(server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(server.get(), 8), 0);
+    setenv("PULSE_SERVER", (std::string("unix:") + address.sun_path).c_str(), 1);
+    setenv("PULSE_COOKIE", (folder / "cookie").c_str(), 1);
+    std::stop_source stop;
+    const auto system = makePulseAudioSystem(stop.get_token());
+    const auto problem = [&] {
+        const auto failure = failureOf([&] { (void)system->systemAudio(); });
+        return failure ? failure->second.substr(0, failure->second.find(';')) : "";
+    };
+    EXPECT_EQ(problem(), "no audio server answers (It hangs)");
+    stop.request_stop();
+    EXPECT_EQ(problem(), "no audio server answers (Cancelled)");
+    unsetenv("PULSE_SERVER");
+    unsetenv("PULSE_COOKIE");
 }
 
 /// Measurements every 0.1 s with a jitter of up to 20 ms, of a device whose clock is slow by 300 parts per
