@@ -107,7 +107,12 @@ void LiveWriter::write(const Picture& frame, std::int64_t pts) {
 
 void LiveWriter::writeAudio(const float* const* channels, std::size_t frames) {
     assert(state_->audio);
-    state_->audio->write(channels, frames);
+    try {
+        state_->audio->write(channels, frames);
+    } catch (...) {
+        state_->audio.reset();
+        throw;
+    }
 }
 
 void LiveWriter::flush() {

@@ -98,13 +98,13 @@ std::optional<std::string> MicRecorder::failure() const {
 
 void MicRecorder::take(const AudioBlock& block) {
     measureLevel(block);
-    queue_.push(RecordingQueue::Audio{block.time - startHostTime_, {block.samples, block.samples + block.frames}});
+    queue_.push(RecordingQueue::Audio(block.time - startHostTime_, block, format.channels));
 }
 
 void MicRecorder::measureLevel(const AudioBlock& block) {
     Peak peak{.end = block.time + static_cast<double>(block.frames) / format.sampleRate};
     for (std::size_t i = 0; i < block.frames; ++i)
-        peak.magnitude = std::max(peak.magnitude, std::abs(block.samples[i]));
+        peak.magnitude = std::max(peak.magnitude, std::abs(audible(block.samples[i])));
     peaks_.push_back(peak);
     while (peaks_.front().end <= peak.end - levelSpan) peaks_.pop_front();
     level_ = std::ranges::max_element(peaks_, {}, &Peak::magnitude)->magnitude;

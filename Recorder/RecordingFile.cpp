@@ -1,5 +1,7 @@
 #include "Recorder/RecordingFile.h"
 
+#include "Media/MediaError.h"
+
 #include <algorithm>
 #include <cmath>
 #include <exception>
@@ -107,8 +109,7 @@ bool RecordingFile::appendVideo(const CapturedFrame& frame) {
 
 bool RecordingFile::appendAudio(const AudioBlock& block) {
     if (!hasBegun_ || !audio_) return false;
-    const std::size_t samples = block.frames * static_cast<std::size_t>(audio_->channels);
-    return queue_.push(RecordingQueue::Audio{block.time - startTime_, {block.samples, block.samples + samples}});
+    return queue_.push(RecordingQueue::Audio(block.time - startTime_, block, audio_->channels));
 }
 
 void RecordingFile::finish(double seconds) {
@@ -127,6 +128,11 @@ std::optional<std::string> RecordingFile::failure() const {
     return failure_;
 }
 
+std::optional<std::string> RecordingFile::audioFailure() const {
+    const std::lock_guard lock(mutex_);
+    return audioFailure_;
+}
+
 void RecordingFile::run() {
     try {
         encodeAll();
@@ -143,21 +149,36 @@ void RecordingFile::encodeAll() {
         flush();
         if (work.isOver) break;
     }
-    if (timeline_) timeline_->finish();
+    encodeAudio([](AudioTimeline& timeline) { timeline.finish(); });
     writer_->finish();
     bytes_ = static_cast<std::uintmax_t>(writer_->bytes());
 }
 
 void RecordingFile::encode(const RecordingQueue::Work& work) {
     for (const RecordingQueue::Audio& audio : work.audio)
-        timeline_->add(audio.time, audio.samples.data(),
-                       audio.samples.size() / static_cast<std::size_t>(audio_->channels));
+        encodeAudio([&](AudioTimeline& timeline) {
+            timeline.add(audio.time, audio.samples.data(),
+                         audio.samples.size() / static_cast<std::size_t>(audio_->channels));
+        });
     if (!work.frame) return;
     if (settings_.beforeFrame) settings_.beforeFrame();
     writtenPts_ = work.frame->pts;
     writer_->write(work.frame->picture, writtenPts_);
     ++framesWritten_;
     hasUnflushed_ = true;
+}
+
+/// Goes on without audio that cannot be encoded: it must not end the picture.
+void RecordingFile::encodeAudio(const std::function<void(AudioTimeline&)>& encode) {
+    if (!timeline_) return;
+    try {
+        encode(*timeline_);
+    } catch (const MediaError& error) {
+        if (error.kind() != MediaError::Kind::encoderFailed) throw;
+        timeline_.reset();
+        const std::lock_guard lock(mutex_);
+        audioFailure_ = error.what();
+    }
 }
 
 /// By the clock, as no frame may come for a while, and by the frames' times, as the encoder may be behind.

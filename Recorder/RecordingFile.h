@@ -77,6 +77,8 @@ public:
     [[nodiscard]] Progress progress() const;
     /// Why the file can take no more, such as a full disk, in one line. Any thread, at any time.
     [[nodiscard]] std::optional<std::string> failure() const;
+    /// Why no more audio is written, in one line. Any thread, at any time.
+    [[nodiscard]] std::optional<std::string> audioFailure() const;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -84,6 +86,7 @@ private:
     void run();
     void encodeAll();
     void encode(const RecordingQueue::Work& work);
+    void encodeAudio(const std::function<void(AudioTimeline&)>& encode);
     void flush();
     void fail(const std::string& problem);
 
@@ -112,8 +115,8 @@ private:
     std::atomic<Clock::time_point> finishBy_ = Clock::time_point::max();
     std::atomic<std::int64_t> framesWritten_ = 0, framesDropped_ = 0;
     std::atomic<std::uintmax_t> bytes_ = 0;
-    mutable std::mutex mutex_;  // guards failure_
-    std::optional<std::string> failure_;
+    mutable std::mutex mutex_;  // guards the two below
+    std::optional<std::string> failure_, audioFailure_;
 
     std::jthread encoder_;  // last: it is joined before what it uses goes away
 };

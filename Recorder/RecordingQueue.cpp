@@ -4,6 +4,11 @@
 
 namespace lumenwhirl {
 
+RecordingQueue::Audio::Audio(double start, const AudioBlock& block, int channels)
+    : time(start), samples(block.frames * static_cast<std::size_t>(channels)) {
+    std::transform(block.samples, block.samples + samples.size(), samples.begin(), audible);
+}
+
 bool RecordingQueue::hasRoom() const {
     const std::lock_guard lock(mutex_);
     return !isClosed_ && frames_.size() < mostFrames_;

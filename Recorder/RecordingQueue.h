@@ -1,8 +1,11 @@
 #pragma once
 
 #include "Pixels/Picture.h"
+#include "Recorder/Platform/AudioSystem.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +16,12 @@
 
 namespace lumenwhirl {
 
+/// What a sample sounds like: programs may play anything, also infinity and what is no number, which no encoder
+/// takes.
+[[nodiscard]] inline float audible(float sample) {
+    return std::isnan(sample) ? 0 : std::clamp(sample, -1.0F, 1.0F);
+}
+
 /// Frames and audio on their way to an encoder's thread. Live capture cannot wait: what finds no room is dropped.
 /// Any thread.
 class RecordingQueue {
@@ -22,8 +31,9 @@ public:
         std::int64_t pts = 0;  // ticks of the file
     };
     struct Audio {
+        Audio(double start, const AudioBlock& block, int channels);
         double time = 0;             // of the first sample, in seconds of the file
-        std::vector<float> samples;  // interleaved
+        std::vector<float> samples;  // interleaved, audible
     };
     struct Work {
         std::optional<Frame> frame;

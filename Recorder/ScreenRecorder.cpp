@@ -64,6 +64,8 @@ bool ScreenRecorder::begin(const CapturedFrame& frame, double now) {
         if (now - firstVideoHostTime_ < audioStartGrace) return false;
     }
     if (!file_->begin(frame.time, audioFormat_)) return false;
+    if (audioSource_ != AudioSource::none && !audioFormat_ && !audioFailure_)
+        audioFailure_ = "no audio has come in time";
     hasAudioTrack_ = audioFormat_.has_value();
     firstPTS_ = lastPTS_ = frame.time;
     sessionStarted_ = true;
@@ -74,7 +76,7 @@ bool ScreenRecorder::begin(const CapturedFrame& frame, double now) {
 void ScreenRecorder::handleAudio(const AudioBlock& block) {
     const std::size_t samples = block.frames * static_cast<std::size_t>(audio_->format().channels);
     float peak = 0;
-    for (std::size_t i = 0; i < samples; ++i) peak = std::max(peak, std::abs(block.samples[i]));
+    for (std::size_t i = 0; i < samples; ++i) peak = std::max(peak, std::abs(audible(block.samples[i])));
     audioLevel_ = peak;
 
     const std::lock_guard lock(mutex_);
@@ -98,7 +100,7 @@ void ScreenRecorder::noteAudioEnd(const std::string& reason) {
 
 std::optional<std::string> ScreenRecorder::audioFailure() const {
     const std::lock_guard lock(mutex_);
-    return audioFailure_;
+    return audioFailure_ ? audioFailure_ : file_->audioFailure();
 }
 
 std::optional<std::string> ScreenRecorder::endReason() const {

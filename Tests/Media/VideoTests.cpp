@@ -84,7 +84,11 @@ TEST_P(VideoFiles, giveEveryFrameAtItsExactTimeAlsoAfterASeek) {
             movies::write(file, ticks, settings);
         } else {
             LiveWriter writer(file, settings);
-            writer.start(std::nullopt);
+            writer.start(AudioSettings{.sampleRate = 48'000, .channels = 1});
+            const std::vector<float> noNumbers(4800, std::numeric_limits<float>::quiet_NaN());
+            const float* const channel = noNumbers.data();
+            EXPECT_EQ(movies::thrownBy([&] { writer.writeAudio(&channel, noNumbers.size()); }),
+                      MediaError::Kind::encoderFailed);
             for (unsigned i = 0; i < count; ++i) {
                 writer.write(movies::numbered(i), ticks[i]);
                 if (i % 10 == 9) writer.flush();

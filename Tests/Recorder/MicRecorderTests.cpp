@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <random>
 #include <span>
 
@@ -102,8 +103,14 @@ TEST_F(Microphone, reportsTheLevelOfTheLastTenthOfASecond) {
     EXPECT_EQ(recorder.level(), 0.75F);
     system.mic.play(start + 0.1, 0.01, 0.125F);
     EXPECT_EQ(recorder.level(), 0.25F);
+    // Programs may play anything.
+    using Limits = std::numeric_limits<float>;
+    for (const float value : {Limits::quiet_NaN(), -Limits::infinity(), Limits::max()})
+        system.mic.play(start + 0.11, 0.1, value);
+    EXPECT_EQ(recorder.level(), 1);
     recorder.finish();
     EXPECT_EQ(recorder.level(), 0);
+    EXPECT_EQ(recorder.failure(), std::nullopt);
 }
 
 TEST_F(Microphone, keepsWhatWasWrittenWhenTheDiskIsFull) {

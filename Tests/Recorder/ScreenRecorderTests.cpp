@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <latch>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -54,7 +55,13 @@ TEST_F(ScreenRecorderTest, waitsForTheFirstAudioButNotForLong) {
     showAt(101.3);
     EXPECT_EQ(screen.recordingStartHostTime(), 101.3);
     playAt(101.4);
+    using Limits = std::numeric_limits<float>;
+    for (const float value : {Limits::quiet_NaN(), Limits::max(), -Limits::infinity()})
+        audio.play(101.4, 0.1, value);
+    EXPECT_EQ(screen.audioLevel(), 1);
     EXPECT_TRUE(screen.stop().wroteAudio);
+    EXPECT_EQ(screen.audioFailure(), std::nullopt);
+    EXPECT_EQ(screen.failure(), std::nullopt);
     EXPECT_TRUE(hasAudioTrack());
 
     audio.format = {44100, 1};
@@ -65,6 +72,7 @@ TEST_F(ScreenRecorderTest, waitsForTheFirstAudioButNotForLong) {
     showAt(201.625);  // more than 0.6 s after the first
     EXPECT_EQ(silent.recordingStartHostTime(), 201.625);
     playAt(202);  // too late: the file has no track for it
+    EXPECT_EQ(silent.audioFailure(), "no audio has come in time");
     EXPECT_FALSE(silent.stop().wroteAudio);
     EXPECT_FALSE(hasAudioTrack());
 }
