@@ -147,7 +147,8 @@ ProjectSettings makeProject(double duration, const DemoScript& script) {
     project.style.cornerRadius = 20;
     project.style.shadow = "medium";
     project.keystrokes = KeystrokeSettings{true, false};
-    project.captions = CaptionSettings{true, script.cues, {}};
+    // An opaque plate: on a board full of text a translucent one is hard to read.
+    project.captions = CaptionSettings{true, script.cues, {.backgroundColor = "#16181DF5"}};
     project.audio = AudioInfo{true, true, false};
     return project;
 }

@@ -167,7 +167,7 @@ struct View {
     void windowButtons(double right, double middle, const Color& color);
     void popover(Size size, double radius);
     enum class Look { primary, plain };
-    void button(Target target, std::string_view name, Look look);
+    void button(Target target, std::string_view name, Look look, double labelShift = 0);
     void avatar(Point center, double radius, int person);
     void typing(Rect field, const TextField& text, std::string_view placeholder, double size);
     [[nodiscard]] Color inkOf(const Named& label) const {
@@ -473,8 +473,9 @@ void View::publishButton() {
     const Point label{box.x + box.width / 2, box.y + 20.7};
     const double elapsed = now - desktop.publishing.startedAt;
     if (elapsed >= Publishing::duration + doneShown) {
-        button({Part::publish}, "Publish", Look::primary);
-        list.icon(icon::chevronDown, {box.x + box.width - 27, box.y + 9}, 14, white, 2);
+        constexpr double symbolWidth = 20;  // with its gap; label and symbol are centred together
+        button({Part::publish}, "Publish", Look::primary, -symbolWidth / 2);
+        list.icon(icon::chevronDown, {label.x + 20, box.y + 9}, 14, white, 2);
     } else if (elapsed >= Publishing::duration) {
         list.gradient(box, 8, mixed(green, white, 0.12), green);
         list.icon(icon::check, {box.x + 18, box.y + 8}, 16, white, 2.2);
@@ -683,10 +684,10 @@ void View::popover(Size size, double radius) {
     list.border(inset(box, -1), radius + 1, theme.windowEdge);
 }
 
-void View::button(Target target, std::string_view name, Look look) {
+void View::button(Target target, std::string_view name, Look look, double labelShift) {
     const Rect box = Layout::rectInside(target);
     const bool isHovered = desktop.hovered == target, isPressed = isHovered && desktop.pressed == target;
-    const Point label{box.x + box.width / 2, box.y + box.height / 2 + 4.7};
+    const Point label{box.x + box.width / 2 + labelShift, box.y + box.height / 2 + 4.7};
     if (look == Look::plain) {
         list.box(box, 8, theme.card);
         if (isHovered) list.box(box, 8, isPressed ? mixed(theme.hover, theme.text, 0.12) : theme.hover);
