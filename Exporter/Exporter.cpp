@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 namespace lumenwhirl::Exporter {
@@ -25,6 +26,15 @@ VideoReader openRecording(const fs::path& recording) {
         throw ExportError(error.kind() == MediaError::Kind::noVideoTrack ? ExportError::Kind::noVideoTrack
                                                                          : ExportError::Kind::cannotCreateReader,
                           error.what());
+    }
+}
+
+/// What is damaged ends the recording, but not the frames before.
+std::optional<VideoFrame> nextIfReadable(VideoReader& reader) {
+    try {
+        return reader.next();
+    } catch (const MediaError&) {
+        return std::nullopt;
     }
 }
 
@@ -80,10 +90,10 @@ Image finishedFrame(const fs::path& recording, const EventLog& events, const Pro
                              zoom);
     const EditTimeline& timeline = states.timeline();
     if (std::isnan(outputTime)) outputTime = 0;
+    const int fps = FrameStates::exportFrameRate(info.frameRate);
     double sourceTime = timeline.sourceTimeForOutput(outputTime);
     if (!timeline.isIdentity()) {
         // The grid's frame that is on screen then; its time may be a hair after the time asked for.
-        const int fps = FrameStates::exportFrameRate(info.frameRate);
         const auto last =
             std::max<std::int64_t>(1, static_cast<std::int64_t>(fps * timeline.outputDuration())) - 1;
         const double shown = std::clamp(outputTime * fps + 1e-6, 0.0, static_cast<double>(last));
@@ -94,9 +104,12 @@ Image finishedFrame(const fs::path& recording, const EventLog& events, const Pro
         const auto frame = reader.next();
         if (!frame) throw noFrames(recording);
         const std::unique_ptr<FrameCompositor> compositor = compositorFor(states, PixelFormat::yuv420p8);
-        // An unedited recording's frame is drawn for its own time, as in the export.
-        const FrameState state = states.state(timeline.isIdentity() ? frame->time() : sourceTime);
-        return imageFromPicture(compositor->compose(*frame, state));
+        if (timeline.isIdentity()) {  // drawn for the time of a showing, as in the export
+            const double end = SourceFrames::endOf(*frame, nextIfReadable(reader), info, fps);
+            const Showings showings(*frame, std::min(end, timeline.sourceDuration()), fps, info.timeBase);
+            sourceTime = showings.newestAt(sourceTime);
+        }
+        return imageFromPicture(compositor->compose(*frame, states.state(sourceTime)));
     } catch (const MediaError& error) {
         throw ExportError(ExportError::Kind::cannotCreateReader, error.what());
     }

@@ -60,10 +60,14 @@ Rendered runPipeline(SourceFrames& source, const FrameSteps& steps, const std::f
 
     steps.prepareDrawing();
     Progress progress{0, source.totalFrames()};
-    std::int64_t lastPts = 0;
+    double end = 0;
+    Picture last;
     while (const auto item = decoded.pop(stop)) {
-        if (!finished.push({steps.draw(*item), item->pts}, stop)) break;
-        lastPts = item->pts;
+        Picture picture = steps.draw(*item);
+        if (item->isAgain && picture.isSame(last)) continue;
+        last = picture;
+        end = item->end;
+        if (!finished.push({std::move(picture), item->pts}, stop)) break;
         ++progress.framesDone;
         progress.totalFrames = std::max(progress.totalFrames, progress.framesDone);
         if (report) report(progress);
@@ -72,7 +76,7 @@ Rendered runPipeline(SourceFrames& source, const FrameSteps& steps, const std::f
     finished.close();
     encoder.join();  // a few frames more
     if (encoderFailure) std::rethrow_exception(encoderFailure);
-    return {progress.framesDone, static_cast<double>(lastPts) * source.timeBase().value() + 1.0 / source.fps()};
+    return {progress.framesDone, end};
 }
 
 }  // namespace lumenwhirl::Exporter

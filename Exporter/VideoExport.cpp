@@ -8,6 +8,7 @@
 #include "Media/Remuxer.h"
 #include "Media/VideoWriter.h"
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -99,7 +100,7 @@ Rendered VideoExport::encode(SourceFrames& source, const VideoSettings& encoding
          .prepareEncoding = [&] { openWriter(encoding); }},
         task_.options.progress, task_.stop);
     if (rendered.frames == 0) throw noFrames(task_.recording);
-    writer_->finish();
+    writer_->finish(std::llround(rendered.end / source.timeBase().value()));
     return rendered;
 }
 

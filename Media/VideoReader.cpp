@@ -10,9 +10,12 @@
 #include <cmath>
 #include <cstdint>
 #include <deque>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/display.h>
 }
 
@@ -27,6 +30,37 @@ double nominalFrameRate(const AVStream& stream) {
         if (rate.num > 0 && rate.den > 0) return av_q2d(rate);
     }
     return 0;
+}
+
+/// The rate of the usual interval between frames, from an index that lists all of them: a screen that rests leaves
+/// gaps, which an average takes for slow frames. 0 without two frames.
+double usualFrameRate(AVStream& stream) {
+    std::vector<std::int64_t> intervals;
+    for (int i = 1; i < avformat_index_get_entries_count(&stream); ++i) {
+        const std::int64_t before = avformat_index_get_entry(&stream, i - 1)->timestamp;
+        const std::int64_t interval = av_sat_sub64(avformat_index_get_entry(&stream, i)->timestamp, before);
+        if (interval > 0) intervals.push_back(interval);
+    }
+    if (intervals.empty()) return 0;
+    const auto middle = intervals.begin() + static_cast<std::ptrdiff_t>(intervals.size() / 2);
+    std::nth_element(intervals.begin(), middle, intervals.end());
+    const double median = static_cast<double>(*middle);
+    double sum = 0, count = 0;  // of those near it: on a coarse clock they alternate, such as 16 and 17 ms
+    for (const std::int64_t interval : intervals) {
+        if (std::abs(static_cast<double>(interval) - median) > median / 4) continue;
+        sum += static_cast<double>(interval);
+        ++count;
+    }
+    return count / (sum * av_q2d(stream.time_base));
+}
+
+/// Of the last frame, in seconds; 0 if unknown.
+double statedEnd(const AVFormatContext& file, const AVStream& stream) {
+    // libavformat shortens a track's own duration where decoding times end earlier.
+    if (file.nb_streams == 1 && file.duration > 0) return static_cast<double>(file.duration) / AV_TIME_BASE;
+    if (stream.duration <= 0) return 0;
+    const std::int64_t start = stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time;
+    return static_cast<double>(av_sat_add64(start, stream.duration)) * av_q2d(stream.time_base);
 }
 
 VideoInfo describe(const InputFile& input, const AVStream& stream) {
@@ -92,6 +126,11 @@ struct VideoReader::State {
         if (info.width < 2 || info.height < 2) {
             throw MediaError(MediaError::Kind::unsupported, file, "the picture has no size");
         }
+        const bool isMovie = std::string_view(input.context().iformat->name).starts_with("mov");
+        if (isMovie && isIndexKnown) {
+            if (const double usual = usualFrameRate(decoder.stream()); usual > 0) info.frameRate = usual;
+        }
+        if (isIndexKnown) info.end = std::min(statedEnd(input.context(), stream), latestTime);
         const double seconds = info.frameRate > 0 ? std::min(1 / info.frameRate, longestFrame) : 1.0 / 60;
         nominalTicks = std::max<std::int64_t>(1, std::llround(seconds / av_q2d(stream.time_base)));
     }

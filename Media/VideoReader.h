@@ -11,8 +11,9 @@ namespace lumenwhirl {
 /// What a file says about its first video track.
 struct VideoInfo {
     int width = 0, height = 0;
-    double frameRate = 0;  // nominal, 0 when the file does not say
+    double frameRate = 0;  // nominal, that of the usual interval; 0 when the file does not say
     double duration = 0;   // of the file, seconds, 0 when it does not say
+    double end = 0;        // of the last frame, seconds, 0 when the file does not say
     Rational timeBase;     // of frame times
     bool hasAudio = false;
     bool operator==(const VideoInfo&) const = default;

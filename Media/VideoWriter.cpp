@@ -32,7 +32,7 @@ struct VideoWriter::State {
     void deliver(AVPacket& packet);
     void writePacket(AVPacket& packet);
     [[nodiscard]] std::int64_t takeDuration(std::int64_t pts);
-    void finish();
+    void finish(std::optional<std::int64_t> endOfLast);
 
     std::filesystem::path file;
     VideoSettings settings;
@@ -118,8 +118,8 @@ std::int64_t VideoWriter::State::takeDuration(std::int64_t pts) {
     return duration;
 }
 
-void VideoWriter::State::finish() {
-    if (held) send(0);
+void VideoWriter::State::finish(std::optional<std::int64_t> endOfLast) {
+    if (held) send(endOfLast ? std::max<std::int64_t>(*endOfLast - held->pts, 0) : 0);
     encode(nullptr);
     if (!isStarted) startWith(findAudio(true));
     if (audio) audio->finish();
@@ -160,9 +160,9 @@ void VideoWriter::writeAudio(const float* const* channels, std::size_t frames) {
     state_->audio->write(channels, frames);
 }
 
-void VideoWriter::finish() {
+void VideoWriter::finish(std::optional<std::int64_t> end) {
     try {
-        state_->finish();
+        state_->finish(end);
     } catch (...) {
         state_->audio.reset();
         state_->copiedAudio.reset();

@@ -42,8 +42,9 @@ public:
     void write(const Picture& frame, std::int64_t pts);
     /// `channels[c][0..frames)`, nominal -1...1; follows what was written before without a gap, from time 0 on.
     void writeAudio(const float* const* channels, std::size_t frames);
-    /// Completes the file. Throws MediaError; then the file is removed.
-    void finish();
+    /// Completes the file. `end`: of the last frame, in ticks; by default it is shown for one frame at the nominal
+    /// rate. Throws MediaError; then the file is removed.
+    void finish(std::optional<std::int64_t> end = std::nullopt);
     /// Whether the audio that was looked for is in the finished file.
     [[nodiscard]] bool hasFoundAudio() const noexcept;
 

@@ -96,5 +96,30 @@ TEST_F(FinishedFrameOfAnExport, showsWhatTheExportShows) {
     }
 }
 
+TEST_F(FinishedFrameOfAnExport, showsWhatChangesOverAStillScreen) {
+    Recording still = recordings::atTicks({0, 20, 40, 60, 2400});
+    still.frame = [](unsigned) { return recordings::flat(126); };
+    record(still);
+    ProjectSettings settings = plainProject(4.05);
+    settings.captions = CaptionSettings{.enabled = true, .cues = {{1, 1.99, "CAPTION"}}, .style = {.size = 4}};
+    const auto frames = framesOf(exported(settings));
+    ASSERT_EQ(frames.size(), 7U);  // one more as the caption comes, and as it goes
+    EXPECT_NEAR(frames[4].frame.time(), 1, 1e-6);
+    EXPECT_NEAR(frames[5].frame.time(), 2, 1e-6);
+    for (const auto& [time, shown] :
+         {std::pair{0.99, 3U}, {1.0, 4U}, {1.99, 4U}, {2.0, 5U}, {3.99, 5U}, {4.0, 6U}})
+        EXPECT_LT(differenceOf(finished(settings, time), imageFromPicture(frames[shown].frame)), 4) << time;
+    EXPECT_GT(differenceOf(finished(settings, 0.5), finished(settings, 1.5)), 8);
+    settings.zoom.segments = {{.id = "z", .start = 2.5, .end = 3.5, .level = 1.5, .manual = true}};
+    EXPECT_GT(framesOf(exported(settings)).size(), 30U);
+    settings.timeline.cuts = {{0.5, 0.6}};  // then there is a grid, of the usual 30 a second
+    EXPECT_EQ(framesOf(exported(settings)).size(), 118U);
+
+    Recording slow = recordings::atTicks({0, 600, 1200});
+    slow.video.frameRate = {1, 1};
+    record(slow);
+    EXPECT_NEAR(VideoReader(exported(plainProject(3))).info().duration, 3, 1e-3);
+}
+
 }  // namespace
 }  // namespace lumenwhirl
