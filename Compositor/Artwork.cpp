@@ -63,6 +63,7 @@ struct Artwork::Text {
         cairo_font_options_set_hint_metrics(options.get(), CAIRO_HINT_METRICS_OFF);
         pango_cairo_context_set_font_options(context.get(), options.get());
         pango_context_set_round_glyph_positions(context.get(), FALSE);
+        pango_context_set_base_dir(context.get(), PANGO_DIRECTION_LTR);  // of text that does not choose by itself
     }
 
     [[nodiscard]] GObjectHandle<PangoLayout> layout(const std::string& text,
@@ -85,6 +86,7 @@ struct Artwork::Text {
     }
 
     /// One line of text in which the symbols of keys stand as high as capitals: fonts place "⌃" high and "␣" low.
+    /// It runs from left to right, also before a Hebrew letter.
     [[nodiscard]] GObjectHandle<PangoLayout> pillLayout(const std::string& text,
                                                         const PangoFontDescription* font) const {
         const auto middleOf = [&](const std::string& glyph) {  // of its ink, above the baseline
@@ -107,6 +109,7 @@ struct Artwork::Text {
             pango_attr_list_insert(rises.get(), rise);
         }
         pango_layout_set_attributes(result.get(), rises.get());
+        pango_layout_set_auto_dir(result.get(), FALSE);
         return result;
     }
 

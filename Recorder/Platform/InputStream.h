@@ -34,9 +34,11 @@ struct InputEvent {
     double dx = 0, dy = 0;  // scrolled: whole lines; left and up are positive
 
     std::int64_t keyCode = 0;  // keyDown: the event log's virtual key code
-    std::string characters{};  // keyDown: UTF-8, what the key types with its layout and modifiers; may be empty
-    Modifiers modifiers{};     // keyDown
-    bool isRepeat = false;     // keyDown: the key has been held since an earlier event
+    // keyDown: UTF-8, what the key types with its layout and modifiers, for a shortcut in Latin letters; the name
+    // of a key that types nothing, such as "Insert"; empty for one that has a virtual key code by its meaning.
+    std::string characters{};
+    Modifiers modifiers{};  // keyDown
+    bool isRepeat = false;  // keyDown: the key has been held since an earlier event
 };
 
 /// Everything the user does on the whole desktop. Only listens: never alters, swallows or delays an event.

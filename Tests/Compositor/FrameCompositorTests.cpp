@@ -227,20 +227,17 @@ TEST(FrameCompositor, pillsAndCaptionStandWhereTheyBelong) {
     EXPECT_NEAR(alone.bottom, 677, 1);
     EXPECT_NEAR(alone.left + alone.right, 1280, 2);
     // Whatever a pill says, its ink is at half the height of capitals.
-    const auto heightOfInk = [&](const char* text) {
+    const auto middleOfInk = [&](const char* text) {
         FrameState one;
         one.keystrokes = {{text, 1}};
         const Picture out = content(frame, one);
-        return centroid(out,
-                        [&](int x, int y) {
-                            return std::abs(x - 640) < 10 && std::abs(y - 659) < 15
-                                       ? std::max(lumaAt(out, x, y) - 100, 0)
-                                       : 0;
-                        })
-            .y;
+        return centroid(out, [&](int x, int y) {
+            return std::abs(x - 640) < 10 && std::abs(y - 659) < 15 ? std::max(lumaAt(out, x, y) - 100, 0) : 0;
+        });
     };
     for (const char* const symbol : {"⌃", "␣", "⌥", "⇧", "⎋"})
-        EXPECT_NEAR(heightOfInk(symbol), heightOfInk("H"), 1.5) << symbol;
+        EXPECT_NEAR(middleOfInk(symbol).y, middleOfInk("H").y, 1.5) << symbol;
+    EXPECT_GT(middleOfInk("·ש").x, 641) << "from left to right";
 
     FrameState caption;
     caption.caption = "A caption";

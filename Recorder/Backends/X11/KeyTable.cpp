@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string_view>
 
 namespace lumenwhirl::KeyTable {
 namespace {
@@ -70,6 +71,19 @@ std::optional<std::uint8_t> xKeyCode(std::int64_t virtualKeyCode) noexcept {
     for (const Key& key : keys)
         if (key.virtualCode == virtualKeyCode) return static_cast<std::uint8_t>(key.kernelCode + firstXKeyCode);
     return std::nullopt;
+}
+
+char latinLetter(std::uint8_t xKeyCode) noexcept {
+    struct Row {
+        int first;
+        std::string_view letters;
+    };
+    constexpr std::array rows{Row{KEY_Q, "qwertyuiop"}, Row{KEY_A, "asdfghjkl"}, Row{KEY_Z, "zxcvbnm"}};
+    for (const auto& [first, letters] : rows) {
+        const auto place = static_cast<std::size_t>(xKeyCode - firstXKeyCode - first);
+        if (place < letters.size()) return letters[place];
+    }
+    return 0;
 }
 
 std::optional<std::int64_t> virtualKeyCodeOfSymbol(std::uint32_t keySymbol) noexcept {

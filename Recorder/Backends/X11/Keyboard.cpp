@@ -14,6 +14,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace lumenwhirl {
@@ -46,16 +47,61 @@ bool isModifier(xkb_keysym_t symbol) {
            symbol == XKB_KEY_Num_Lock;
 }
 
-/// The text of a key symbol; empty for control characters, such as that of Return.
+/// The accent that a dead key adds to the next letter; empty for other symbols, and for rare accents.
+std::string accentOf(xkb_keysym_t symbol) {
+    constexpr std::array<const char*, 14> accents{"`", "´", "^", "~", "¯", "˘", "˙",
+                                                  "¨", "˚", "˝", "ˇ", "¸", "˛", "ͺ"};
+    const bool isKnown = symbol >= XKB_KEY_dead_grave && symbol <= XKB_KEY_dead_iota;
+    return isKnown ? accents[symbol - XKB_KEY_dead_grave] : "";
+}
+
+/// Such as "Insert", "F5", "Volume Up" or "Audio Play": the symbol's own name in words, or a better known one.
+std::string nameOf(xkb_keysym_t symbol) {
+    switch (symbol) {
+        case XKB_KEY_NoSymbol:
+        case XKB_KEY_VoidSymbol:
+            return {};
+        case XKB_KEY_XF86AudioRaiseVolume:
+            return "Volume Up";
+        case XKB_KEY_XF86AudioLowerVolume:
+            return "Volume Down";
+        case XKB_KEY_XF86MonBrightnessUp:
+            return "Brightness Up";
+        case XKB_KEY_XF86MonBrightnessDown:
+            return "Brightness Down";
+        default:
+            break;
+    }
+    std::array<char, 64> buffer{};
+    if (xkb_keysym_get_name(symbol, buffer.data(), buffer.size()) <= 0) return {};
+    std::string_view rest = buffer.data();
+    for (const std::string_view prefix : {"XF86", "KP_", "dead_"})
+        if (rest.starts_with(prefix)) rest.remove_prefix(prefix.size());
+    std::string name;
+    char former = ' ';
+    for (const char character : rest) {
+        const bool beginsWord = character >= 'A' && character <= 'Z' && former >= 'a' && former <= 'z';
+        if (beginsWord) name += ' ';
+        name += former = character == '_' ? ' ' : character;
+    }
+    return name;
+}
+
+/// The text of a key symbol, or its name; empty for control characters, such as that of Return, and for the arrows
+/// and their like.
 std::string charactersOf(xkb_keysym_t symbol) {
     std::array<char, 64> text{};
-    if (symbol >= XKB_KEY_F1 && symbol <= XKB_KEY_F35) {
-        xkb_keysym_get_name(symbol, text.data(), text.size());
-        return text.data();
+    if (xkb_keysym_to_utf8(symbol, text.data(), text.size()) > 0) {
+        const auto first = static_cast<unsigned char>(text[0]);
+        return first < 0x20 || first == 0x7f ? std::string() : text.data();
     }
-    if (xkb_keysym_to_utf8(symbol, text.data(), text.size()) <= 0) return {};
-    const auto first = static_cast<unsigned char>(text[0]);
-    return first < 0x20 || first == 0x7f ? std::string() : text.data();
+    if (KeyTable::virtualKeyCodeOfSymbol(symbol)) return {};
+    const std::string accent = accentOf(symbol);
+    return accent.empty() ? nameOf(symbol) : accent;
+}
+
+bool isLatinLetter(xkb_keysym_t symbol) {
+    return symbol >= XKB_KEY_a && symbol <= XKB_KEY_z;
 }
 
 }  // namespace
@@ -75,6 +121,35 @@ KeyboardLayout::KeyboardLayout(const X11Connection& connection) {
     state_.reset(xkb_state_new(keymap_.get()));
     if (!state_) fail();
     findModifiers(connection);
+    for (xkb_layout_index_t layout = 0; layout < isLatin_.size(); ++layout) {
+        int letters = 0;
+        for (unsigned key = 8; key < 256; ++key) letters += isLatinLetter(symbolAt(key, layout, 0)) ? 1 : 0;
+        isLatin_[layout] = letters >= 20;
+    }
+}
+
+/// Of a key by itself, or with Shift (level 1); none where the layout has no such key.
+xkb_keysym_t KeyboardLayout::symbolAt(xkb_keycode_t keyCode, xkb_layout_index_t layout,
+                                      xkb_level_index_t level) const {
+    const xkb_keysym_t* symbols = nullptr;
+    if (layout >= xkb_keymap_num_layouts_for_key(keymap_.get(), keyCode)) return XKB_KEY_NoSymbol;
+    const int count = xkb_keymap_key_get_syms_by_level(keymap_.get(), keyCode, layout, level, &symbols);
+    return count == 1 ? symbols[0] : XKB_KEY_NoSymbol;
+}
+
+/// What programs take a shortcut for on a layout without Latin letters: the key's symbol on the first layout that
+/// has them or, if there is none, its letter on most keyboards.
+std::optional<xkb_keysym_t> KeyboardLayout::latinSymbol(xkb_keycode_t keyCode, bool hasShift) const {
+    if (isLatin_[xkb_state_key_get_layout(state_.get(), keyCode) % isLatin_.size()] ||
+        xkb_keymap_num_layouts_for_key(keymap_.get(), keyCode) == 0)
+        return std::nullopt;
+    for (xkb_layout_index_t layout = 0; layout < isLatin_.size(); ++layout)
+        if (const xkb_keysym_t symbol = symbolAt(keyCode, layout, hasShift ? 1 : 0);
+            isLatin_[layout] && symbol > XKB_KEY_space && symbol <= XKB_KEY_asciitilde)
+            return symbol;
+    const char letter = KeyTable::latinLetter(static_cast<std::uint8_t>(keyCode));
+    if (letter == 0 || isLatin_.any()) return std::nullopt;
+    return static_cast<xkb_keysym_t>(letter);
 }
 
 /// Which of the eight modifiers are Super and Alt differs between keyboards.
@@ -113,8 +188,10 @@ bool KeyboardLayout::canMean(std::uint8_t keyCode, xkb_keysym_t left, xkb_keysym
 std::optional<KeyboardLayout::Press> KeyboardLayout::press(std::uint8_t keyCode, std::uint16_t state) {
     // An event has the group in the two bits above those of the buttons.
     xkb_state_update_mask(state_.get(), state & 0xffU, 0, 0, 0, 0, (state >> 13U) & 3U);
-    const xkb_keysym_t symbol = xkb_state_key_get_one_sym(state_.get(), keyCode);
+    xkb_keysym_t symbol = xkb_state_key_get_one_sym(state_.get(), keyCode);
     if (isModifier(symbol)) return std::nullopt;
+    if ((state & (commandMask_ | optionMask_ | XCB_MOD_MASK_CONTROL)) != 0)
+        symbol = latinSymbol(keyCode, (state & XCB_MOD_MASK_SHIFT) != 0).value_or(symbol);
     Press press;
     press.keyCode = KeyTable::virtualKeyCodeOfSymbol(symbol).value_or(KeyTable::virtualKeyCode(keyCode));
     press.characters = charactersOf(symbol);

@@ -33,6 +33,9 @@ public:
 
 private:
     void findModifiers(const X11Connection& connection);
+    [[nodiscard]] xkb_keysym_t symbolAt(xkb_keycode_t keyCode, xkb_layout_index_t layout,
+                                        xkb_level_index_t level) const;
+    [[nodiscard]] std::optional<xkb_keysym_t> latinSymbol(xkb_keycode_t keyCode, bool hasShift) const;
     [[nodiscard]] bool canMean(std::uint8_t keyCode, xkb_keysym_t left, xkb_keysym_t right) const;
 
     template <auto release>
@@ -45,6 +48,7 @@ private:
     std::unique_ptr<xkb_keymap, Released<&xkb_keymap_unref>> keymap_;
     std::unique_ptr<xkb_state, Released<&xkb_state_unref>> state_;
     std::uint16_t commandMask_ = 0, optionMask_ = 0;  // in an event's state
+    std::bitset<4> isLatin_;                          // which layouts have Latin letters
 };
 
 /// Turns presses and releases of keys into key events: follows the server's modifiers, group, layout and key

@@ -267,7 +267,7 @@ TEST_F(X11Input, reportsKeysAsPillsShowThemByTheLayout) {
         type({KEY_Y}, "16 'z'");
         type({altGr, KEY_Q}, "12 '@'");  // AltGr is not shown as a modifier
         type({super, KEY_LEFTBRACE}, "33 'ü' command");
-        type({KEY_EQUAL}, "24 ''");  // a dead key: types nothing yet
+        type({KEY_EQUAL}, "24 '´'");  // a dead key: types nothing yet
         type({KEY_102ND}, "10 '<'");
         setLayout("fr");
         type({KEY_Q}, "12 'a'");
@@ -278,6 +278,15 @@ TEST_F(X11Input, reportsKeysAsPillsShowThemByTheLayout) {
         setLayout("us,ru -option grp:alt_shift_toggle");
         type({alt, shift});  // two at once, switched by the keyboard itself
         type({KEY_V}, "9 'м'");
+        type({control, KEY_V}, "9 'v' control");  // as programs take it
+        setLayout("ru,de");
+        type({control, shift, KEY_Y}, "16 'Z' shift control");
+        setLayout("il");
+        type({control, KEY_Q}, "12 'q' control");  // alone it types a slash
+        type({control, KEY_COMMA}, "43 'ת' control");
+        type({control, KEY_INSERT}, "114 'Insert' control");
+        type({KEY_VOLUMEUP}, "72 'Volume Up'");
+        type({KEY_KP5}, "87 'Begin'");
     });
     EXPECT_EQ(keysIn(events), expected);
 }
