@@ -9,6 +9,8 @@ namespace {
 
 constexpr int gridTicks = 600;  // a second; whole ticks for 24, 25, 30, 50 and 60 frames a second
 constexpr double hair = 1e-6;   // seconds: much less than a frame, much more than all rounding errors
+// Seconds: as far as key frames are usually apart. Less is sooner decoded than jumped over.
+constexpr double worthSeeking = 1;
 
 }  // namespace
 
@@ -90,6 +92,11 @@ std::optional<SourceFrames::Item> SourceFrames::next() {
     if (times_ == Times::recorded) return nextRecorded();
     if (index_ >= totalFrames_) return std::nullopt;
     const double sourceTime = gridSourceTime(timeline_, index_, fps_);
+    if (following_ && sourceTime - following_->time() > worthSeeking && reader_.info().isIndexed) {
+        reader_.seek(sourceTime);
+        current_ = reader_.next();
+        following_ = reader_.next();
+    }
     while (following_ && following_->time() <= sourceTime) {
         current_ = std::move(following_);
         following_ = reader_.next();

@@ -127,7 +127,8 @@ struct VideoReader::State {
             throw MediaError(MediaError::Kind::unsupported, file, "the picture has no size");
         }
         const bool isMovie = std::string_view(input.context().iformat->name).starts_with("mov");
-        if (isMovie && isIndexKnown) {
+        info.isIndexed = isMovie && isIndexKnown;
+        if (info.isIndexed) {
             if (const double usual = usualFrameRate(decoder.stream()); usual > 0) info.frameRate = usual;
         }
         if (isIndexKnown) info.end = std::min(statedEnd(input.context(), stream), latestTime);

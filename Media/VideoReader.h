@@ -16,6 +16,7 @@ struct VideoInfo {
     double end = 0;        // of the last frame, seconds, 0 when the file does not say
     Rational timeBase;     // of frame times
     bool hasAudio = false;
+    bool isIndexed = false;  // it lists all its frames, so that seeking decodes little
     bool operator==(const VideoInfo&) const = default;
 };
 

@@ -145,6 +145,21 @@ TEST_F(FrameChoice, everyGridTimeShowsTheNewestFrameAtItsSourceTime) {
     }
 }
 
+TEST_F(FrameChoice, whatIsCutAwayIsNotDecoded) {
+    Recording recording = steady(240, 30);
+    recording.video.keyFrameInterval = 30;
+    record(recording);
+    std::string bytes = contentsOf(source);
+    const std::size_t begin = bytes.find("mdat"), size = bytes.size() - begin;
+    bytes.replace(begin + size * 3 / 10, size / 5, size / 5, '\0');  // some of 8 s, about 2.4 to 4
+    writeFile(source, bytes);
+    ProjectSettings settings = plainProject(8);
+    settings.timeline.cuts = {{1.5, 6.2}};
+    EXPECT_EQ(numbersOf(framesOf(exported(settings))), counted(0, 45) + counted(186, 240));
+    settings.timeline.trimStart = 7;
+    EXPECT_EQ(numbersOf(framesOf(exported(settings))), counted(210, 240));
+}
+
 TEST_F(FrameChoice, theEndIsHeldWhereTheVideoIsTooShortAndLessThanAFrameIsOne) {
     record(steady(30, 30));
     ProjectSettings settings = plainProject(2);  // says the project; the video has 1 s
