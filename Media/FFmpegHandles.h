@@ -3,9 +3,11 @@
 #include "Files/ReleasedBy.h"
 
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 extern "C" {
@@ -55,6 +57,16 @@ private:
 [[nodiscard]] std::string reasonFor(int error);
 /// Returns `result`, but throws std::bad_alloc if it says that memory ran out, as no file is to blame for that.
 int orOutOfMemory(int result);
+
+/// The number in a field of a library's struct. A file can make it one that the enum does not have, and then C++
+/// leaves undefined what reading the field as its enum does.
+template <class Enum>
+[[nodiscard]] int rawNumber(const Enum& field) noexcept {
+    static_assert(std::is_enum_v<Enum> && sizeof(Enum) == sizeof(int));
+    int number = 0;
+    std::memcpy(&number, &field, sizeof number);
+    return number;
+}
 
 /// libavformat's URL of a local file. It names the protocol, or a colon in the file's name would end one.
 [[nodiscard]] std::string urlOf(const std::string& file);

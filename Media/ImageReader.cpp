@@ -18,7 +18,7 @@ constexpr int largestSide = 16384;
 bool isFullRange(const AVFrame& frame) {
     constexpr std::array always{AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_YUVJ444P, AV_PIX_FMT_YUVJ440P,
                                 AV_PIX_FMT_YUVJ411P};
-    return frame.color_range == AVCOL_RANGE_JPEG ||
+    return rawNumber(frame.color_range) == AVCOL_RANGE_JPEG ||
            std::find(always.begin(), always.end(), frame.format) != always.end();
 }
 
@@ -37,8 +37,8 @@ Image converted(const AVFrame& frame, const std::filesystem::path& file) {
         AV_PIX_FMT_RGBA, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
     constexpr int one = 1 << 16;
     // Images that do not say are BT.601 (JFIF 1.02, page 4); those that are RGB already ignore it.
-    const int matrix =
-        frame.colorspace == AVCOL_SPC_UNSPECIFIED ? static_cast<int>(SWS_CS_ITU601) : frame.colorspace;
+    const int stated = rawNumber(frame.colorspace);
+    const int matrix = stated == AVCOL_SPC_UNSPECIFIED ? SWS_CS_ITU601 : stated;
     if (scaler)
         sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(matrix), isFullRange(frame) ? 1 : 0,
                                  sws_getCoefficients(SWS_CS_ITU709), 1, 0, one, one);

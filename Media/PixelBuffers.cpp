@@ -35,7 +35,7 @@ std::pair<AVPixelFormat, bool> plainFormat(int format) {
 
 /// libswscale's matrix of the frame: its tag's, else the one usual for its height.
 int matrixOf(const AVFrame& frame) {
-    switch (frame.colorspace) {
+    switch (rawNumber(frame.colorspace)) {
         case AVCOL_SPC_BT709:
             return SWS_CS_ITU709;
         case AVCOL_SPC_FCC:
@@ -58,7 +58,7 @@ std::pair<int, int> chromaPosition(const AVFrame& frame, const AVPixFmtDescripto
     constexpr int unset = -513;
     const int right = description.log2_chroma_w == 1 ? 0 : unset;
     const int down = description.log2_chroma_h == 1 ? 128 : unset;
-    switch (frame.chroma_location) {
+    switch (rawNumber(frame.chroma_location)) {
         case AVCHROMA_LOC_CENTER:
             return {right == unset ? unset : 128, down};
         case AVCHROMA_LOC_TOPLEFT:
@@ -128,7 +128,7 @@ std::optional<Picture> FrameConverter::convert(FrameHandle frame) {
     // An odd last row or column is left out: the pointers stay, so 4:2:0 chroma keeps its place.
     frame->width &= ~1;
     frame->height &= ~1;
-    const bool isOurs = frame->format == AV_PIX_FMT_YUV420P && frame->color_range != AVCOL_RANGE_JPEG &&
+    const bool isOurs = frame->format == AV_PIX_FMT_YUV420P && rawNumber(frame->color_range) != AVCOL_RANGE_JPEG &&
                         matrixOf(*frame) == SWS_CS_ITU709;
     if (isOurs) {
         const AVFrame& pixels = *frame;
@@ -157,8 +157,8 @@ bool FrameConverter::prepare(const AVFrame& frame) {
                         frame.height,
                         format,
                         matrixOf(frame),
-                        isRgb || isFullByName || frame.color_range == AVCOL_RANGE_JPEG ? 1 : 0,
-                        static_cast<int>(frame.chroma_location)};
+                        isRgb || isFullByName || rawNumber(frame.color_range) == AVCOL_RANGE_JPEG ? 1 : 0,
+                        rawNumber(frame.chroma_location)};
     if (scaler_ && source == source_) return true;
 
     scaler_.reset(sws_alloc_context());
