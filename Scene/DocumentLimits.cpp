@@ -104,6 +104,11 @@ void check(const ProjectSettings& settings) {
     magnitude(settings.style.cornerRadius, 1e5, "style.cornerRadius", " pixels");
     if (!settings.captions) return;
     checkRanges(settings.captions->cues, "captions.cues");
+    for (std::size_t i = 0; i < settings.captions->cues.size(); ++i) {
+        if (settings.captions->cues[i].text.size() > CaptionsModel::longestText)
+            throw FrameStates::Error(Place{project, "captions.cues", i, "text"}.text() + ": longer than " +
+                                     std::to_string(CaptionsModel::longestText) + " bytes");
+    }
     magnitude(settings.captions->style.size, 50, "captions.style.size", "");
 }
 

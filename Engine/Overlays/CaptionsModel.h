@@ -3,6 +3,7 @@
 #include "Engine/Documents/ProjectSettings.h"
 #include "Engine/Timeline/TimeOrder.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +14,9 @@ namespace lumenwhirl {
 /// Which caption shows when. Times are source seconds. Built once, then only read.
 class CaptionsModel {
 public:
+    /// Bytes of one cue. More could neither be read in time nor drawn in a picture.
+    static constexpr std::size_t longestText = 5000;
+
     explicit CaptionsModel(std::vector<CaptionCue> cues);
     /// The text of the first cue, by start, that contains `t`, both ends included. Valid as long as this model.
     [[nodiscard]] std::optional<std::string_view> text(double t) const;

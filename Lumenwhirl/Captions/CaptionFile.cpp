@@ -2,6 +2,7 @@
 
 #include "Files/FileError.h"
 #include "Files/WholeFile.h"
+#include "Lumenwhirl/Captions/Markup.h"
 
 #include <algorithm>
 #include <cmath>
@@ -25,26 +26,25 @@ std::string timeText(double seconds, char decimalSign) {
     return text;
 }
 
-void replaceAll(std::string& text, std::string_view from, std::string_view to) {
-    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-}
-
-/// Removes what both formats would misread: a blank line ends a cue, an arrow begins one.
-std::string cueText(std::string text, Format format) {
-    replaceAll(text, "\r\n", "\n");
-    replaceAll(text, "\r", "\n");
-    while (text.find("\n\n") != std::string::npos) replaceAll(text, "\n\n", "\n");
-    while (text.starts_with('\n')) text.erase(0, 1);
-    while (text.ends_with('\n')) text.pop_back();
-    if (format == Format::webVtt) {
-        replaceAll(text, "&", "&amp;");
-        replaceAll(text, "<", "&lt;");
-        replaceAll(text, ">", "&gt;");
-    } else {
-        replaceAll(text, "-->", "→");
+/// The lines of a cue's text, with one ending and without empty ones at its ends. An empty line between them,
+/// which would end the cue, is written as a blank.
+std::string cueText(std::string_view text, Format format) {
+    std::string result;
+    int emptyLines = 0;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, std::min(text.find_first_of("\r\n"), text.size()));
+        text.remove_prefix(line.size());
+        text.remove_prefix(text.starts_with("\r\n") ? 2 : std::min<std::size_t>(text.size(), 1));
+        if (line.find_first_not_of(" \t") == std::string_view::npos) {
+            ++emptyLines;
+            continue;
+        }
+        for (; !result.empty() && emptyLines > 0; --emptyLines) result += "\n ";
+        emptyLines = 0;
+        if (!result.empty()) result += '\n';
+        result += withMarkup(line, format);
     }
-    return text;
+    return result;
 }
 
 }  // namespace
@@ -59,7 +59,7 @@ Format formatOf(const std::filesystem::path& file) {
     throw FileError(file, "the name must end in .srt, .vtt or .json, which tells the format");
 }
 
-std::vector<CaptionCue> read(const std::filesystem::path& file) {
+Captions read(const std::filesystem::path& file) {
     const Format format = formatOf(file);
     const std::string contents = readWholeFile(file, maximumFileSize);
     try {

@@ -23,15 +23,20 @@ public:
 /// By the file's extension, in upper or lower case: .srt, .vtt, .json. Throws FileError for any other.
 [[nodiscard]] Format formatOf(const std::filesystem::path& file);
 
-/// Cues in the order of the file, without those that have no text. `text` is UTF-8, with or without a byte order
+struct Captions {
+    std::vector<CaptionCue> cues;
+    std::vector<std::string> notices;  // what was left out, a line each
+};
+
+/// Cues in the order of the file, without those that have no text. `text` is UTF-8, or UTF-16 with a byte order
 /// mark, with any kind of line ending. Timed words are `[{"text": "Hello", "start": 0.2, "end": 0.5}, …]`, in
 /// seconds, and are grouped into cues. Throws Error.
-[[nodiscard]] std::vector<CaptionCue> parse(std::string_view text, Format format);
+[[nodiscard]] Captions parse(std::string_view text, Format format);
 /// Reads a file of at most 64 MiB. Throws FileError.
-[[nodiscard]] std::vector<CaptionCue> read(const std::filesystem::path& file);
+[[nodiscard]] Captions read(const std::filesystem::path& file);
 
-/// SubRip or WebVTT: cues ordered by start, times rounded to milliseconds. Throws Error for timed words, which
-/// cues no longer have.
+/// SubRip or WebVTT: cues ordered by start, times rounded to milliseconds. parse() gives the same lines back,
+/// except blanks and empty lines at the ends of a text. Throws Error for timed words, which cues no longer have.
 [[nodiscard]] std::string textOf(std::vector<CaptionCue> cues, Format format);
 
 }  // namespace lumenwhirl::CaptionFile

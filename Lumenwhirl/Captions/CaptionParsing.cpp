@@ -1,11 +1,13 @@
 #include "Engine/Overlays/CaptionsModel.h"
 #include "Lumenwhirl/Captions/CaptionFile.h"
+#include "Lumenwhirl/Captions/Markup.h"
 
 #include <simdjson.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -47,24 +49,48 @@ std::optional<int> takeNumber(std::string_view& text) {
     return value;
 }
 
-/// "1:02:03,456", "02:03.4" or "02:03" at the front of `text`, in seconds.
+/// UTF-8 of UTF-16, whose byte order mark is the first of its units. Units that make no character become U+FFFD.
+std::string utf8OfUtf16(std::string_view bytes) {
+    const std::size_t high = bytes.starts_with("\xFE\xFF") ? 0 : 1;  // where a unit's higher byte is
+    const auto unitAt = [&](std::size_t i) {
+        return static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[i + high]) << 8 |
+                                          static_cast<unsigned char>(bytes[i + 1 - high]));
+    };
+    std::string text;
+    for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
+        std::uint32_t code = unitAt(i);
+        if (code >= 0xD800 && code < 0xDC00 && i + 3 < bytes.size() && (unitAt(i + 2) & 0xFC00U) == 0xDC00) {
+            code = 0x10000 + ((code & 0x3FFU) << 10) + (unitAt(i + 2) & 0x3FFU);
+            i += 2;
+        }
+        appendCharacter(text, code);
+    }
+    return text;
+}
+
+/// "1:02:03,456", "02:03.4" or "02:03" at the front of `text`, in seconds. Translating programs put blanks into
+/// times.
 std::optional<double> takeTime(std::string_view& text) {
+    const auto takeSign = [&text](std::string_view signs) {
+        const std::size_t at = text.find_first_not_of(blanks);
+        if (at == std::string_view::npos || signs.find(text[at]) == std::string_view::npos) return false;
+        text = trimmed(text.substr(at + 1));
+        return true;
+    };
     std::array<int, 3> parts{};  // hours, minutes, seconds; or only the last two
     std::size_t count = 0;
     while (count < parts.size()) {
         const std::optional<int> part = takeNumber(text);
         if (!part) return std::nullopt;
         parts[count++] = *part;
-        if (!text.starts_with(':')) break;
-        text.remove_prefix(1);
+        if (!takeSign(":")) break;
     }
-    if (count < 2 || text.starts_with(':')) return std::nullopt;
+    if (count < 2) return std::nullopt;
     const int hours = count == 3 ? parts[0] : 0;
     const int minutes = parts[count - 2], seconds = parts[count - 1];
     if (minutes > 59 || seconds > 59) return std::nullopt;
     double fraction = 0;
-    if (text.starts_with(',') || text.starts_with('.')) {
-        text.remove_prefix(1);
+    if (takeSign(",.")) {
         const std::size_t digits = text.size();
         const std::optional<int> numerator = takeNumber(text);
         if (!numerator) return std::nullopt;
@@ -75,26 +101,10 @@ std::optional<double> takeTime(std::string_view& text) {
     return hours * 3600.0 + minutes * 60.0 + seconds + fraction;
 }
 
-/// Whether `tag`, the text between < and >, is one of the few that SubRip files use; other text may contain a "<".
-bool isSubRipTag(std::string_view tag) {
-    if (tag.starts_with('/')) tag.remove_prefix(1);
-    const std::string_view name = tag.substr(0, std::min(tag.find_first_of(" \t="), tag.size()));
-    constexpr std::array<std::string_view, 10> names{"b", "i", "u", "s", "font", "B", "I", "U", "S", "FONT"};
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-/// The character that a reference at the front of `text` stands for, and the reference's length in bytes; 0 if
-/// there is none.
-std::pair<std::string_view, std::size_t> takeReference(std::string_view text) {
-    constexpr std::array<std::pair<std::string_view, std::string_view>, 6> references{{{"&amp;", "&"},
-                                                                                       {"&lt;", "<"},
-                                                                                       {"&gt;", ">"},
-                                                                                       {"&nbsp;", "\u00A0"},
-                                                                                       {"&lrm;", "\u200E"},
-                                                                                       {"&rlm;", "\u200F"}}};
-    for (const auto& [name, character] : references)
-        if (text.starts_with(name)) return {character, name.size()};
-    return {{}, 0};
+void checkLength(const std::string& text, const std::string& place) {
+    if (text.size() > CaptionsModel::longestText)
+        throw Error(place + ": the caption is longer than " + std::to_string(CaptionsModel::longestText) +
+                    " bytes");
 }
 
 /// Reads SubRip and WebVTT, which share their structure: blocks of a time line and text lines, separated by blank
@@ -105,30 +115,30 @@ public:
     /// Borrows `text`.
     CueParser(std::string_view text, Format format);
     /// Throws Error with the number of the line.
-    [[nodiscard]] std::vector<CaptionCue> parse();
+    [[nodiscard]] Captions parse();
 
 private:
-    struct Span {
-        double start = 0, end = 0;  // seconds
-    };
     [[nodiscard]] bool atEnd() const noexcept { return line_ >= lines_.size(); }
     [[nodiscard]] bool isTimeLine(std::size_t line) const;
     [[nodiscard]] bool beginsOtherBlock(std::string_view line) const;
     [[noreturn]] void fail(std::size_t line, const std::string& problem) const;
     void skipHeader();
     void skipBlock();
-    [[nodiscard]] Span parseTimes(std::size_t line) const;
+    [[nodiscard]] bool beginsCue(std::size_t line) const;
+    [[nodiscard]] std::size_t nextWithText(std::size_t line) const;
+    [[nodiscard]] bool endsCue(std::size_t line, std::size_t next) const;
+    [[nodiscard]] CaptionCue parseTimes(std::size_t line) const;
     [[nodiscard]] std::optional<CaptionCue> parseCue();
-    [[nodiscard]] std::string plainText(std::string_view line) const;
 
     std::vector<std::string_view> lines_;
     std::size_t line_ = 0;
     Format format_;
+    std::vector<std::string> notices_;
 };
 
 CueParser::CueParser(std::string_view text, Format format) : lines_(splitLines(text)), format_(format) {}
 
-std::vector<CaptionCue> CueParser::parse() {
+Captions CueParser::parse() {
     for (std::size_t i = 0; i < lines_.size(); ++i)
         if (!simdjson::validate_utf8(lines_[i].data(), lines_[i].size()) ||
             lines_[i].find('\0') != std::string_view::npos)
@@ -145,7 +155,7 @@ std::vector<CaptionCue> CueParser::parse() {
             cues.push_back(std::move(*cue));
         }
     }
-    return cues;
+    return {std::move(cues), std::move(notices_)};
 }
 
 bool CueParser::isTimeLine(std::size_t line) const {
@@ -180,7 +190,29 @@ void CueParser::skipBlock() {
     while (!atEnd() && !trimmed(lines_[line_]).empty()) ++line_;
 }
 
-CueParser::Span CueParser::parseTimes(std::size_t line) const {
+/// Whether a cue's times stand here, or one line further on: SubRip's number, or any name in WebVTT, may precede
+/// them.
+bool CueParser::beginsCue(std::size_t line) const {
+    return isTimeLine(line) ||
+           (isTimeLine(line + 1) && (format_ == Format::webVtt || isNumber(trimmed(lines_[line]))));
+}
+
+/// The first line from `line` on that is not blank, or the end.
+std::size_t CueParser::nextWithText(std::size_t line) const {
+    while (line < lines_.size() && trimmed(lines_[line]).empty()) ++line;
+    return line;
+}
+
+/// Whether blank lines that go on to `next` end a cue's text. In WebVTT an empty line ends it; lines of blanks do
+/// only before another cue. In SubRip both do so only there: some files have empty lines inside a text.
+bool CueParser::endsCue(std::size_t line, std::size_t next) const {
+    if (next >= lines_.size() || beginsCue(next)) return true;
+    return format_ == Format::webVtt && std::any_of(lines_.begin() + static_cast<std::ptrdiff_t>(line),
+                                                    lines_.begin() + static_cast<std::ptrdiff_t>(next),
+                                                    [](std::string_view blank) { return blank.empty(); });
+}
+
+CaptionCue CueParser::parseTimes(std::size_t line) const {
     const std::string_view whole = lines_[line];
     const std::size_t arrowAt = whole.find(arrow);
     std::string_view before = trimmed(whole.substr(0, arrowAt));
@@ -188,60 +220,47 @@ CueParser::Span CueParser::parseTimes(std::size_t line) const {
     const std::optional<double> start = takeTime(before);
     const std::optional<double> end = takeTime(after);
     // What may follow is the cue's position on the screen; here the project's caption style decides that.
-    if (!start || !end || !before.empty() ||
-        (!after.empty() && blanks.find(after.front()) == std::string_view::npos))
+    const bool isWord = !after.empty() && blanks.find(after.front()) == std::string_view::npos;
+    if (!start || !end || !before.empty() || isWord)
         fail(line, "expected two times such as 00:01:02,500 --> 00:01:04,000");
-    if (*end < *start) fail(line, "the caption ends before it starts");
-    return {*start, *end};
+    return {*start, *end, {}};
 }
 
 std::optional<CaptionCue> CueParser::parseCue() {
-    // One line may precede the times: SubRip's number, or any name in WebVTT.
-    if (!isTimeLine(line_) && isTimeLine(line_ + 1) &&
-        (format_ == Format::webVtt || isNumber(trimmed(lines_[line_]))))
+    const std::size_t times = nextWithText(line_ + 1);
+    if (!isTimeLine(line_) && isNumber(trimmed(lines_[line_])) && isTimeLine(times)) {
+        line_ = times;
+    } else if (!isTimeLine(line_) && beginsCue(line_)) {
         ++line_;
-    if (!isTimeLine(line_)) fail(line_, "expected two times such as 00:01:02,500 --> 00:01:04,000");
-    const Span span = parseTimes(line_++);
-    CaptionCue cue{span.start, span.end, {}};
-    for (; !atEnd() && !trimmed(lines_[line_]).empty(); ++line_) {
-        const bool nextCueFollows =
-            isTimeLine(line_) || (isTimeLine(line_ + 1) && isNumber(trimmed(lines_[line_])));
-        if (nextCueFollows) break;
-        const std::string text(trimmed(plainText(lines_[line_])));
-        if (text.empty()) continue;
-        if (!cue.text.empty()) cue.text += '\n';
-        cue.text += text;
     }
-    return cue.text.empty() ? std::nullopt : std::optional(std::move(cue));
-}
-
-std::string CueParser::plainText(std::string_view line) const {
-    const bool isWebVtt = format_ == Format::webVtt;
-    std::string text;
-    for (std::size_t i = 0; i < line.size();) {
-        const std::string_view rest = line.substr(i);
-        if (rest.front() == '<') {
-            const std::size_t end = rest.find('>');
-            if (end != std::string_view::npos && (isWebVtt || isSubRipTag(rest.substr(1, end - 1)))) {
-                i += end + 1;
-                continue;
-            }
-        }
-        if (!isWebVtt && rest.starts_with("{\\")) {  // "{\an8}": a position on the screen
-            if (const std::size_t end = rest.find('}'); end != std::string_view::npos) {
-                i += end + 1;
-                continue;
-            }
-        }
-        if (const auto [character, length] = takeReference(rest); isWebVtt && length > 0) {
-            text += character;
-            i += length;
+    if (!isTimeLine(line_)) fail(line_, "expected two times such as 00:01:02,500 --> 00:01:04,000");
+    const std::size_t timeLine = line_++;
+    CaptionCue cue = parseTimes(timeLine);
+    std::size_t emptyLines = 0;
+    while (!atEnd()) {
+        const std::string_view line = trimmed(lines_[line_]);
+        if (isTimeLine(line_) || (isTimeLine(line_ + 1) && isNumber(line))) break;
+        if (line.empty()) {
+            const std::size_t next = nextWithText(line_);
+            if (endsCue(line_, next)) break;
+            emptyLines += next - line_;
+            line_ = next;
             continue;
         }
-        text += rest.front();
-        ++i;
+        const std::string text(trimmed(withoutMarkup(line, format_)));
+        ++line_;
+        if (text.empty()) continue;  // nothing but markup
+        if (!cue.text.empty()) cue.text.append(emptyLines + 1, '\n');
+        emptyLines = 0;
+        cue.text += text;
+        checkLength(cue.text, "line " + std::to_string(line_));
     }
-    return text;
+    if (cue.end < cue.start) {
+        notices_.push_back("line " + std::to_string(timeLine + 1) +
+                           ": the caption ends before it starts and was left out");
+        return std::nullopt;
+    }
+    return cue.text.empty() ? std::nullopt : std::optional(std::move(cue));
 }
 
 using Word = CaptionsModel::Word;
@@ -266,7 +285,7 @@ Word wordOf(simdjson::dom::element element, const std::string& path) {
     return word;
 }
 
-std::vector<CaptionCue> parseTimedWords(std::string_view json) {
+Captions parseTimedWords(std::string_view json) {
     simdjson::dom::parser parser;
     simdjson::dom::element root;
     if (const simdjson::error_code error = parser.parse(json.data(), json.size()).get(root))
@@ -278,12 +297,16 @@ std::vector<CaptionCue> parseTimedWords(std::string_view json) {
         Word word = wordOf(element, "[" + std::to_string(words.size()) + "]");
         words.push_back(std::move(word));
     }
-    return CaptionsModel::groupIntoCues(std::move(words));
+    Captions result{CaptionsModel::groupIntoCues(std::move(words)), {}};
+    for (std::size_t i = 0; i < result.cues.size(); ++i)
+        checkLength(result.cues[i].text, "caption " + std::to_string(i + 1) + " of its words");
+    return result;
 }
 
 }  // namespace
 
-std::vector<CaptionCue> parse(std::string_view text, Format format) {
+Captions parse(std::string_view text, Format format) {
+    if (text.starts_with("\xFE\xFF") || text.starts_with("\xFF\xFE")) return parse(utf8OfUtf16(text), format);
     if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
     return format == Format::timedWords ? parseTimedWords(text) : CueParser(text, format).parse();
 }

@@ -53,7 +53,8 @@ public:
             package.writeProject(project);
         }
         if (!import_.empty()) {
-            std::vector<CaptionCue> cues = CaptionFile::read(import_);
+            auto [cues, notices] = CaptionFile::read(import_);
+            for (const std::string& notice : notices) tell(import_ + ": " + notice);
             if (cues.empty()) throw CommandError(import_ + ": contains no captions; --clear removes the old ones");
             if (!project.captions) project.captions.emplace();
             project.captions->enabled = true;

@@ -12,6 +12,10 @@ namespace {
 using CaptionFile::Format;
 using Cues = std::vector<CaptionCue>;
 
+Cues cuesOf(std::string_view text, Format format) {
+    return CaptionFile::parse(text, format).cues;
+}
+
 std::string problemOf(std::string_view text, Format format) {
     try {
         (void)CaptionFile::parse(text, format);
@@ -35,13 +39,13 @@ TEST(SubRip, filesOfManyProgramsGiveTheSameCues) {
              "1\n00:01,000 --> 00:02,500 X1:10 Y1:20\n<i>Hello</i>\n2\n01:01:02,250 --> 01:01:03,000\n"
              "{\\an8}<font color=\"#ff0000\">two</font>\nlines\n",
          })
-        EXPECT_EQ(CaptionFile::parse(text, Format::subRip), expected) << text;
+        EXPECT_EQ(cuesOf(text, Format::subRip), expected) << text;
 }
 
 TEST(SubRip, textThatOnlyLooksLikeMarkupIsKept) {
-    const Cues cues = CaptionFile::parse(
-        "00:01,000 --> 00:02,000\nif a < b && c > d\n\n00:03,000 --> 00:04,000\ngo --> there\n2024\n",
-        Format::subRip);
+    const Cues cues =
+        cuesOf("00:01,000 --> 00:02,000\nif a < b && c > d\n\n00:03,000 --> 00:04,000\ngo --> there\n2024\n",
+               Format::subRip);
     EXPECT_EQ(cues, (Cues{{1, 2, "if a < b && c > d"}, {3, 4, "go --> there\n2024"}}));
 }
 
@@ -50,8 +54,8 @@ TEST(SubRip, errorsNameTheLineAndTheProblem) {
     EXPECT_EQ(problemOf("1\n00:00:01,000 --> soon\nHello\n", Format::subRip), "line 2: " + times);
     EXPECT_EQ(problemOf("1\n00:00:01,000 --> 00:61:00,000\nHello\n", Format::subRip), "line 2: " + times);
     EXPECT_EQ(problemOf("\n\nonce upon a time\n", Format::subRip), "line 3: " + times);
-    EXPECT_EQ(problemOf("00:00:02,000 --> 00:00:01,000\nHello\n", Format::subRip),
-              "line 1: the caption ends before it starts");
+    EXPECT_EQ(problemOf("00:00:02,000 --> 00:00:03,000\n" + std::string(5001, 'x'), Format::subRip),
+              "line 2: the caption is longer than 5000 bytes");
     EXPECT_EQ(problemOf("00:00:01,000 --> 00:00:02,000\nna\xEFve\n", Format::subRip),
               "line 2: is not UTF-8 text; save the file as UTF-8");
 }
@@ -62,7 +66,7 @@ TEST(WebVtt, headersNotesStylesAndSettingsAreLeftOut) {
         "REGION\nid:fred\n\nintro\n00:01.000 --> 00:02.500 line:0 align:start\n<v Ann>Hello <c.loud>there</c>\n\n"
         "100:00:00.500 --> 100:00:01.000\nfish &amp; chips &lt;hot&gt;<00:00:01.000>&nbsp;!\n\n"
         "00:05.000 --> 00:06.000\n<i></i>\n";
-    EXPECT_EQ(CaptionFile::parse(text, Format::webVtt),
+    EXPECT_EQ(cuesOf(text, Format::webVtt),
               (Cues{{1, 2.5, "Hello there"}, {360000.5, 360001, "fish & chips <hot>\u00A0!"}}));
     EXPECT_EQ(problemOf("00:01.000 --> 00:02.000\nHello\n", Format::webVtt),
               "line 1: a WebVTT file must begin with WEBVTT");
@@ -70,11 +74,10 @@ TEST(WebVtt, headersNotesStylesAndSettingsAreLeftOut) {
 }
 
 TEST(TimedWords, areGroupedAndErrorsNameThePath) {
-    EXPECT_EQ(
-        CaptionFile::parse(R"([{"text":"Hello","start":1,"end":1.1},{"text":"world","start":1.2,"end":2,"p":0.9},
+    EXPECT_EQ(cuesOf(R"([{"text":"Hello","start":1,"end":1.1},{"text":"world","start":1.2,"end":2,"p":0.9},
                                      {"text":"again","start":9,"end":9.5}])",
-                           Format::timedWords),
-        (Cues{{1, 2, "Hello world"}, {9, 9.5, "again"}}));  // a pause of 7 s separates the cues
+                     Format::timedWords),
+              (Cues{{1, 2, "Hello world"}, {9, 9.5, "again"}}));  // a pause of 7 s separates the cues
     EXPECT_EQ(
         problemOf(R"([{"text":"a","start":0,"end":1},{"text":"b","start":"x","end":1}])", Format::timedWords),
         "[1].start: expected a number of seconds");
@@ -84,22 +87,70 @@ TEST(TimedWords, areGroupedAndErrorsNameThePath) {
     EXPECT_EQ(problemOf("[", Format::timedWords).find("not JSON: "), 0U);
 }
 
+TEST(CaptionFile, filesAsPeopleHaveThemAreUnderstood) {
+    // Automatic captions: lines of blanks inside a cue, and words with times of their own.
+    EXPECT_EQ(cuesOf("WEBVTT\n\n00:01.000 --> 00:02.000 align:start\n \nso<00:00:01.500><c> it goes</c>\n\n"
+                     "00:02.000 --> 00:03.000\nso it goes\n \n",
+                     Format::webVtt),
+              (Cues{{1, 2, "so it goes"}, {2, 3, "so it goes"}}));
+    // Empty lines inside a SubRip cue and behind its number, blanks in times, references, a cue that runs
+    // backwards.
+    const CaptionFile::Captions read = CaptionFile::parse(
+        "1\n\n00: 00: 01, 000 --> 00: 00: 02, 500\nyes\n\n&#39;no&#x27; &quot;&amp;&quot;\n\n"
+        "2\n00:00:05,000 --> 00:00:04,000\nnever\n\n3\n00:00:06,000 --> 00:00:07,000\nend\n",
+        Format::subRip);
+    EXPECT_EQ(read.cues, (Cues{{1, 2.5, "yes\n\n'no' \"&\""}, {6, 7, "end"}}));
+    EXPECT_EQ(read.notices,
+              std::vector<std::string>{"line 9: the caption ends before it starts and was left out"});
+    // UTF-16 with a mark, in both orders; the last character is beyond 16 bits.
+    const std::u16string wide = u"\uFEFF00:01,000 --> 00:02,000\nnaïve 😀\n";
+    std::string little, big;
+    for (const char16_t unit : wide) {
+        little += {static_cast<char>(unit & 255), static_cast<char>(unit >> 8)};
+        big += {static_cast<char>(unit >> 8), static_cast<char>(unit & 255)};
+    }
+    for (const std::string& bytes : {little, big})
+        EXPECT_EQ(cuesOf(bytes, Format::subRip), (Cues{{1, 2, "naïve 😀"}}));
+}
+
+TEST(CaptionFile, hugeLinesTakeLinearTime) {
+    // A million of each; anything quadratic would take minutes.
+    for (const std::string_view piece : {"<", "<b ", "{\\", "&", "\n \n"}) {
+        std::string text = "00:01,000 --> 00:02,000\n";
+        for (int i = 0; i < 1'000'000; ++i) text += piece;
+        (void)problemOf(text, Format::subRip);
+        (void)problemOf("WEBVTT\n\n" + text, Format::webVtt);
+        EXPECT_GE(CaptionFile::textOf({{1, 2, text}}, Format::subRip).size(), 40U);
+    }
+}
+
 TEST(CaptionFile, whatIsWrittenReadsBackTheSame) {
-    const std::vector<std::string> texts{"Hello", "two\nlines", "a & b < c", "&amp; <i>", "⇧⌘S – naïve", "12"};
+    const std::vector<std::string> texts{"Hello",
+                                         "two\nlines",
+                                         "a & b < c",
+                                         "&amp; <i>it</i>",
+                                         "⇧⌘S – naïve",
+                                         "12",
+                                         "gap\n\n\nbetween",
+                                         "{\\an8}up {x}",
+                                         "a --> b ->",
+                                         "<b\u2060 --\u2060>",
+                                         "NOTE this\n\n5",
+                                         "&#39; 00:01 --> 00:02"};
     std::mt19937 random(7);
-    for (int round = 0; round < 50; ++round) {
+    for (const Format format : {Format::subRip, Format::webVtt}) {
         Cues cues;
         double time = 0;
-        for (int i = 0; i < 20; ++i) {
+        for (int i = 0; i < 500; ++i) {
             // Whole milliseconds, which is what the files hold.
-            const double start = time + static_cast<double>(random() % 4000000) / 1000;
+            const double start = time + static_cast<double>(random() % 40000) / 1000;
             time = start + static_cast<double>(random() % 5000) / 1000;
             cues.push_back({start, time, texts[random() % texts.size()]});
         }
-        const Cues back = CaptionFile::parse(CaptionFile::textOf(cues, Format::webVtt), Format::webVtt);
+        const Cues back = cuesOf(CaptionFile::textOf(cues, format), format);
         ASSERT_EQ(back.size(), cues.size());
         for (std::size_t i = 0; i < cues.size(); ++i) {
-            EXPECT_EQ(back[i].text, cues[i].text);
+            ASSERT_EQ(back[i].text, cues[i].text);
             EXPECT_NEAR(back[i].start, cues[i].start, 1e-6);
             EXPECT_NEAR(back[i].end, cues[i].end, 1e-6);
         }
@@ -111,10 +162,10 @@ TEST(CaptionFile, writesWhatPlayersExpect) {
     const Cues cues{{3723.4567, 1e300, "second\n\n\nline --> end\n"}, {-1, 0.9996, "first"}, {5, 6, "\n"}};
     EXPECT_EQ(CaptionFile::textOf(cues, Format::subRip),
               "1\n00:00:00,000 --> 00:00:01,000\nfirst\n\n"
-              "2\n01:02:03,457 --> 9999:00:00,000\nsecond\nline → end\n");
+              "2\n01:02:03,457 --> 9999:00:00,000\nsecond\n \n \nline --\u2060> end\n");
     EXPECT_EQ(CaptionFile::textOf(cues, Format::webVtt),
               "WEBVTT\n\n00:00:00.000 --> 00:00:01.000\nfirst\n\n"
-              "01:02:03.457 --> 9999:00:00.000\nsecond\nline --&gt; end\n");
+              "01:02:03.457 --> 9999:00:00.000\nsecond\n \n \nline --&gt; end\n");
     EXPECT_EQ(CaptionFile::textOf({}, Format::webVtt), "WEBVTT\n");
 }
 

@@ -144,6 +144,7 @@ TEST(DocumentLimits, refuseWhatNoVideoCanBeMadeOfAndSayWhereItStands) {
         {[&] { project.style.cornerRadius = -1e9; }, "project.json: style.cornerRadius"},
         {[&] { project.captions->cues[1].start = 1e8; }, "project.json: captions.cues[1].start"},
         {[&] { project.captions->cues.resize(100'001); }, "project.json: captions.cues"},
+        {[&] { project.captions->cues[1].text.resize(5001); }, "project.json: captions.cues[1].text"},
         {[&] { project.captions->style.size = 1e3; }, "project.json: captions.style.size"}};
     for (const auto& [spoil, expected] : faults) {
         log = quietLog();
