@@ -24,6 +24,8 @@ public:
     virtual ~CapturedArea() = default;
     /// The drawable whose damage means a new picture.
     [[nodiscard]] virtual xcb_drawable_t damaged() const = 0;
+    /// Whether its first picture may be empty, until its program has painted it again.
+    [[nodiscard]] virtual bool isPaintedAnew() const { return false; }
     /// Sends the requests of every tick.
     virtual void ask() {}
     virtual void takeAnswer() {}

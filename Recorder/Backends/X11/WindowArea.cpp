@@ -20,6 +20,8 @@ public:
                double scale);
 
     [[nodiscard]] xcb_drawable_t damaged() const override { return window_; }
+    // Where it is covered, the server has thrown its picture away; now that it keeps it, it asks for it again.
+    [[nodiscard]] bool isPaintedAnew() const override { return true; }
     void ask() override;
     void takeAnswer() override;
     void handle(const xcb_generic_event_t& event) override;

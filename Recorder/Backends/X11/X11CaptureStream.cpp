@@ -19,6 +19,8 @@ namespace {
 
 constexpr double looksPerSecond = 60;
 constexpr double patience = 3;  // seconds to wait for the server when stopping
+constexpr double longestRepaint =
+    0.3;  // seconds from the first picture on; a window that is not covered gets none
 
 /// When the user last did something: moved the pointer or, where the server reports idle time, pressed anything.
 class UserActivity {
@@ -80,6 +82,7 @@ public:
 private:
     void run();
     bool look();
+    [[nodiscard]] bool awaitsRepaint();
     [[nodiscard]] bool readPicture();
     void deliver(FrameStatus status);
 
@@ -97,6 +100,8 @@ private:
     std::unique_ptr<UserActivity> activity_;
     std::uint32_t damage_ = 0;
     bool isStale_ = true;      // the picture has changed since it was read
+    int picturesRead_ = 0;     // two at most are counted
+    double firstReadAt_ = 0;   // host clock
     CapturedFrame lastFrame_;  // the last that was read
     double lookedAt_ = 0;      // host clock
 
@@ -126,14 +131,16 @@ void X11CaptureStream::start(FrameHandler frame, EndHandler ended) {
 void X11CaptureStream::run() {
     const BrokenPipeGuard guard;
     const double start = clock_.now();
-    bool isStopping = false;
+    bool isStopping = false, hasPicture = false;
     std::string reason;
     try {
         for (double tick = 0; !isStopping;) {
             const bool hasNewPicture = look();
             const bool isNearInput = lookedAt_ - activity_->lastInput() < inputGrace;
-            const bool isComplete = grabber_->pixels() != nullptr && (hasNewPicture || isNearInput);
-            if (grabber_->pixels() == nullptr)
+            const bool isBlank = grabber_->pixels() == nullptr || awaitsRepaint();
+            const bool isComplete = !isBlank && (hasNewPicture || isNearInput || !hasPicture);
+            hasPicture |= isComplete;
+            if (isBlank)
                 deliver(FrameStatus::blank);
             else
                 deliver(isComplete ? FrameStatus::complete : FrameStatus::idle);
@@ -191,7 +198,14 @@ bool X11CaptureStream::readPicture() {
     lastFrame_.height = source->area.height;
     lastFrame_.stride = std::ptrdiff_t{4} * source->area.width;
     isStale_ = false;
+    if (picturesRead_ == 0) firstReadAt_ = lastFrame_.time;
+    picturesRead_ = std::min(picturesRead_ + 1, 2);
     return true;
+}
+
+/// Whether the picture may be an empty one.
+bool X11CaptureStream::awaitsRepaint() {
+    return area_->isPaintedAnew() && picturesRead_ < 2 && lookedAt_ < firstReadAt_ + longestRepaint;
 }
 
 void X11CaptureStream::deliver(FrameStatus status) {

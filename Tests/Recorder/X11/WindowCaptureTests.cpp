@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
+
 namespace lumenwhirl::test {
 namespace {
 
@@ -20,6 +22,26 @@ TEST_F(WindowCapture, showsAWindowThatIsCoveredAndHalfOffTheScreen) {
     const Frame painted = capture.waitForComplete("a pixel beyond the screen changes", isAt(90, 72, green));
     EXPECT_EQ(painted.at(0, 0), red);
     EXPECT_EQ(painted.at(89, 72), red);
+}
+
+TEST_F(WindowCapture, beginsWithWhatItsProgramPaintsWhereItWasCovered) {
+    TestWindow window(client, {.x = 100, .y = 60, .width = 90, .height = 70, .color = red});
+    const TestWindow cover(client, {.x = 0, .y = 0, .width = 640, .height = 480, .color = blue});
+    const auto stream = captureOf(window);
+    std::promise<void> looked;
+    std::promise<std::uint32_t> first;
+    stream->start(
+        [&, count = 0, isFirst = true](const CapturedFrame& frame) mutable {
+            const std::uint8_t* const pixel = frame.pixels;
+            if (frame.status == FrameStatus::complete && std::exchange(isFirst, false))
+                first.set_value(static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]));
+            if (++count == 1) looked.set_value();
+        },
+        [](const std::string&) {});
+    looked.get_future().wait();
+    window.paint(0, 0, 90, 70, green);  // as programs do when they are asked to
+    EXPECT_EQ(first.get_future().get(), green);
+    stream->stop();
 }
 
 struct ManagedWindowCapture : WindowCapture, testing::WithParamInterface<bool> {};
