@@ -73,17 +73,18 @@ std::optional<std::uint8_t> xKeyCode(std::int64_t virtualKeyCode) noexcept {
     return std::nullopt;
 }
 
-char latinLetter(std::uint8_t xKeyCode) noexcept {
+std::optional<std::uint32_t> symbolInPlace(std::uint8_t xKeyCode) noexcept {
     struct Row {
-        int first;
-        std::string_view letters;
+        std::uint8_t first;
+        std::string_view characters;
     };
-    constexpr std::array rows{Row{KEY_Q, "qwertyuiop"}, Row{KEY_A, "asdfghjkl"}, Row{KEY_Z, "zxcvbnm"}};
-    for (const auto& [first, letters] : rows) {
-        const auto place = static_cast<std::size_t>(xKeyCode - firstXKeyCode - first);
-        if (place < letters.size()) return letters[place];
+    constexpr std::array rows{Row{KEY_1, "1234567890"}, Row{KEY_Q, "qwertyuiop"}, Row{KEY_A, "asdfghjkl"},
+                              Row{KEY_Z, "zxcvbnm"}};
+    for (const Row& row : rows) {
+        const auto place = static_cast<std::size_t>(xKeyCode - firstXKeyCode - row.first);
+        if (place < row.characters.size()) return static_cast<std::uint32_t>(row.characters[place]);
     }
-    return 0;
+    return std::nullopt;
 }
 
 std::optional<std::int64_t> virtualKeyCodeOfSymbol(std::uint32_t keySymbol) noexcept {

@@ -15,8 +15,8 @@ constexpr std::int64_t firstUnknownCode = 0x100;
 /// The usual key with that virtual key code; empty for a code that no key has.
 [[nodiscard]] std::optional<std::uint8_t> xKeyCode(std::int64_t virtualKeyCode) noexcept;
 
-/// The letter of a key by its place, as on most keyboards: lower case, 0 for a key without a letter.
-[[nodiscard]] char latinLetter(std::uint8_t xKeyCode) noexcept;
+/// The digit or small letter on that key of a US keyboard, which is its key symbol, too.
+[[nodiscard]] std::optional<std::uint32_t> symbolInPlace(std::uint8_t xKeyCode) noexcept;
 
 /// The virtual key code of a key symbol such as Return, Escape or an arrow, which counts for more than the key's
 /// place: the keypad's 7 is Home without NumLock, and some users have Escape in CapsLock's place. Empty for other

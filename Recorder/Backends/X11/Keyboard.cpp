@@ -147,17 +147,17 @@ std::optional<xkb_keysym_t> KeyboardLayout::latinSymbol(xkb_keycode_t keyCode, b
         if (const xkb_keysym_t symbol = symbolAt(keyCode, layout, hasShift ? 1 : 0);
             isLatin_[layout] && symbol > XKB_KEY_space && symbol <= XKB_KEY_asciitilde)
             return symbol;
-    const char letter = KeyTable::latinLetter(static_cast<std::uint8_t>(keyCode));
-    if (letter == 0 || isLatin_.any()) return std::nullopt;
-    return static_cast<xkb_keysym_t>(letter);
+    if (isLatin_.any()) return std::nullopt;
+    return KeyTable::symbolInPlace(static_cast<std::uint8_t>(keyCode));
 }
 
 /// Which of the eight modifiers are Super and Alt differs between keyboards.
 void KeyboardLayout::findModifiers(const X11Connection& connection) {
     const auto mapping = connection.reply(&xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(connection));
     if (mapping) {
-        const xcb_keycode_t* const keyCodes = xcb_get_modifier_mapping_keycodes(mapping.get());
-        const std::size_t keysPerModifier = mapping->keycodes_per_modifier;
+        const auto keyCodes = listIn(*mapping, xcb_get_modifier_mapping_keycodes(mapping.get()),
+                                     std::size_t{8} * mapping->keycodes_per_modifier);
+        const std::size_t keysPerModifier = keyCodes.size() / 8;
         for (std::size_t modifier = XCB_MAP_INDEX_1; modifier <= XCB_MAP_INDEX_5; ++modifier) {
             const auto mask = static_cast<std::uint16_t>(1U << modifier);
             for (std::size_t key = 0; key < keysPerModifier; ++key) {

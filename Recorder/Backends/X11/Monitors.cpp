@@ -35,6 +35,7 @@ std::vector<X11Monitor> monitorsOf(const X11Connection& connection, const X11Ext
         if (const auto reply = connection.reply(&xcb_randr_get_monitors_reply, list))
             for (auto at = xcb_randr_get_monitors_monitors_iterator(reply.get()); at.rem > 0;
                  xcb_randr_monitor_info_next(&at)) {
+                if (listIn(*reply, at.data, 1).empty()) break;
                 const PixelRect area = clipped(*at.data, width, height);
                 if (area.width <= 0 || area.height <= 0) continue;
                 monitors.push_back({at.data->name, {}, area, at.data->primary != 0});
@@ -43,9 +44,8 @@ std::vector<X11Monitor> monitorsOf(const X11Connection& connection, const X11Ext
     }
     for (std::size_t i = 0; i < names.size(); ++i)
         if (const auto name = connection.reply(&xcb_get_atom_name_reply, names[i]))
-            monitors[i].name =
-                cleanUtf8(std::string(xcb_get_atom_name_name(name.get()),
-                                      static_cast<std::size_t>(xcb_get_atom_name_name_length(name.get()))));
+            monitors[i].name = cleanUtf8(
+                textIn(*name, xcb_get_atom_name_name(name.get()), xcb_get_atom_name_name_length(name.get())));
     if (monitors.empty() && width > 0) monitors.push_back({0, "screen", {0, 0, width, height}, true});
     return monitors;
 }
@@ -59,7 +59,7 @@ bool isInWaylandSession(const X11Extensions& extensions, const std::vector<X11Mo
 
 double scaleOf(const X11Connection& connection) {
     const auto resources =
-        askForProperty(connection, connection.root(), XCB_ATOM_RESOURCE_MANAGER, XCB_ATOM_STRING);
+        askForProperty(connection, connection.root(), XCB_ATOM_RESOURCE_MANAGER, XCB_ATOM_STRING, 1 << 18);
     const std::string text = textIn(connection, resources);
     constexpr std::string_view key = "Xft.dpi:";
     for (std::size_t line = 0; line < text.size(); line = std::min(text.find('\n', line), text.size() - 1) + 1) {

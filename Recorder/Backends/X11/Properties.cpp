@@ -33,15 +33,15 @@ Character characterAt(std::string_view text) {
 std::string textIn(const X11Connection& connection, xcb_get_property_cookie_t cookie) {
     const auto reply = connection.reply(&xcb_get_property_reply, cookie);
     if (!reply || reply->format != 8) return {};
-    return {static_cast<const char*>(xcb_get_property_value(reply.get())),
-            static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))};
+    return textIn(*reply, xcb_get_property_value(reply.get()), xcb_get_property_value_length(reply.get()));
 }
 
 std::vector<std::uint32_t> numbersIn(const X11Connection& connection, xcb_get_property_cookie_t cookie) {
     const auto reply = connection.reply(&xcb_get_property_reply, cookie);
     if (!reply || reply->format != 32) return {};
     const auto* first = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
-    return {first, first + reply->value_len};
+    const auto numbers = listIn(*reply, first, reply->value_len);
+    return {numbers.begin(), numbers.end()};
 }
 
 std::string utf8FromLatin1(const std::string& text) {

@@ -10,10 +10,10 @@
 /// property that does not exist, or whose window is gone, has no value.
 namespace lumenwhirl {
 
-/// `type`: XCB_ATOM_ANY for any.
+/// `type`: XCB_ATOM_ANY for any. `limit`: in units of four bytes; enough for many windows and long titles.
 [[nodiscard]] inline xcb_get_property_cookie_t askForProperty(const X11Connection& connection, xcb_window_t window,
-                                                              xcb_atom_t property, xcb_atom_t type) {
-    constexpr std::uint32_t limit = 1 << 20;  // in units of four bytes
+                                                              xcb_atom_t property, xcb_atom_t type,
+                                                              std::uint32_t limit = 4096) {
     return xcb_get_property(connection, 0, window, property, type, 0, limit);
 }
 

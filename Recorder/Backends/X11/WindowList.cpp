@@ -29,6 +29,7 @@ enum Atom : std::size_t {
 
 constexpr std::uint32_t allDesktops = 0xffffffff;
 constexpr int deepest = 4;  // levels of windows without a name to search
+constexpr std::size_t mostWindows = 4096;
 
 bool contains(const std::vector<std::uint32_t>& values, std::uint32_t value) {
     return std::find(values.begin(), values.end(), value) != values.end();
@@ -45,9 +46,13 @@ std::string applicationIn(const std::string& property) {
 std::string processIn(const X11Connection& connection, xcb_res_query_client_ids_cookie_t cookie) {
     if (const auto reply = connection.reply(&xcb_res_query_client_ids_reply, cookie))
         for (auto at = xcb_res_query_client_ids_ids_iterator(reply.get()); at.rem > 0;
-             xcb_res_client_id_value_next(&at))
+             xcb_res_client_id_value_next(&at)) {
+            if (listIn(*reply, at.data, 1).empty() ||
+                listIn(*reply, xcb_res_client_id_value_value(at.data), 1).empty())
+                break;
             if ((at.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) != 0 && at.data->length >= 4)
                 return std::to_string(*xcb_res_client_id_value_value(at.data));
+        }
     return {};
 }
 
@@ -127,10 +132,10 @@ void WindowList::findApplications(xcb_window_t parent, int depth, std::vector<xc
         xcb_get_property_cookie_t application;
     };
     std::vector<Child> children;
-    const xcb_window_t* const first = xcb_query_tree_children(tree.get());
-    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i)
-        children.push_back({first[i], xcb_get_window_attributes(connection_, first[i]),
-                            askForProperty(connection_, first[i], XCB_ATOM_WM_CLASS, XCB_ATOM_ANY)});
+    const auto windows = listIn(*tree, xcb_query_tree_children(tree.get()), tree->children_len);
+    for (const xcb_window_t window : windows.first(std::min(windows.size(), mostWindows - found.size())))
+        children.push_back({window, xcb_get_window_attributes(connection_, window),
+                            askForProperty(connection_, window, XCB_ATOM_WM_CLASS, XCB_ATOM_ANY)});
     std::vector<xcb_window_t> nameless;
     std::vector<std::pair<xcb_window_t, bool>> shown;  // and whether it has a name
     for (const Child& child : children) {
@@ -141,6 +146,7 @@ void WindowList::findApplications(xcb_window_t parent, int depth, std::vector<xc
         if (!hasName || attributes->override_redirect == 0) shown.emplace_back(child.window, hasName);
     }
     for (const auto& [window, hasName] : shown) {
+        if (found.size() == mostWindows) break;
         if (hasName)
             found.push_back(window);
         else
@@ -209,8 +215,8 @@ std::optional<SystemWindow> WindowList::take(const Questions& questions, double 
         window.applicationID = std::to_string(process.front());
     window.title = cleanUtf8(title);
     if (title.empty() && oldTitle && oldTitle->format == 8) {
-        const std::string text(static_cast<const char*>(xcb_get_property_value(oldTitle.get())),
-                               static_cast<std::size_t>(xcb_get_property_value_length(oldTitle.get())));
+        const std::string text = textIn(*oldTitle, xcb_get_property_value(oldTitle.get()),
+                                        xcb_get_property_value_length(oldTitle.get()));
         window.title = cleanUtf8(oldTitle->type == atoms_[utf8String] ? text : utf8FromLatin1(text));
     }
     return window;

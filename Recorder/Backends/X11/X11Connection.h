@@ -5,11 +5,14 @@
 #include <xcb/xcb.h>
 #include <xcb/xcbext.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <initializer_list>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -90,6 +93,23 @@ private:
     xcb_connection_t* connection_ = nullptr;
     const xcb_screen_t* screen_ = nullptr;
 };
+
+/// The elements of a reply's list from `first` on: as many as it announces, but no more than it has.
+template <class Reply, class Element>
+[[nodiscard]] std::span<const Element> listIn(const Reply& reply, const Element* first, std::size_t announced) {
+    constexpr std::size_t fixedBytes = 32;
+    const auto* const start = reinterpret_cast<const std::byte*>(&reply);
+    const auto* const end = start + fixedBytes + std::size_t{4} * reply.length;
+    const auto* const begin = reinterpret_cast<const std::byte*>(first);
+    const bool isInside = begin >= start && begin < end;
+    const auto room = isInside ? static_cast<std::size_t>(end - begin) / sizeof(Element) : 0;
+    return {first, std::min(announced, room)};
+}
+template <class Reply>
+[[nodiscard]] std::string textIn(const Reply& reply, const void* first, int announced) {
+    const auto characters = listIn(reply, static_cast<const char*>(first), static_cast<std::size_t>(announced));
+    return {characters.begin(), characters.end()};
+}
 
 /// The name of an X error, such as "BadWindow"; errors of extensions by number.
 [[nodiscard]] std::string nameOfX11Error(std::uint8_t code);

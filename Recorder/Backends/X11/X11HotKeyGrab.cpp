@@ -25,26 +25,13 @@ struct SymbolsFreed {
 };
 using SymbolsHandle = std::unique_ptr<xcb_key_symbols_t, SymbolsFreed>;
 
-/// The digit or letter on that key of a US keyboard, which is its key symbol, too.
-std::optional<xcb_keysym_t> symbolInPlace(xcb_keycode_t code) {
-    struct Row {
-        xcb_keycode_t first;
-        std::string_view characters;
-    };
-    static constexpr std::array<Row, 4> rows{
-        {{10, "1234567890"}, {24, "qwertyuiop"}, {38, "asdfghjkl"}, {52, "zxcvbnm"}}};
-    for (const Row& row : rows)
-        if (code >= row.first && code < row.first + row.characters.size())
-            return static_cast<xcb_keysym_t>(row.characters[static_cast<std::size_t>(code - row.first)]);
-    return std::nullopt;
-}
-
 /// The modifiers that keys with one of the symbols set; `usual` if there are no such keys.
 std::uint16_t modifierWith(std::initializer_list<xcb_keysym_t> symbols, std::uint16_t usual,
                            const xcb_get_modifier_mapping_reply_t& mapping, xcb_key_symbols_t* table) {
-    const xcb_keycode_t* const codes = xcb_get_modifier_mapping_keycodes(&mapping);
+    const auto codes = listIn(mapping, xcb_get_modifier_mapping_keycodes(&mapping),
+                              std::size_t{8} * mapping.keycodes_per_modifier);
     std::uint16_t mask = 0;
-    for (int i = 0; i < xcb_get_modifier_mapping_keycodes_length(&mapping); ++i)
+    for (std::size_t i = 0; i < codes.size(); ++i)
         for (const xcb_keysym_t symbol : symbols)
             if (codes[i] != 0 && xcb_key_symbols_get_keysym(table, codes[i], 0) == symbol)
                 mask = static_cast<std::uint16_t>(mask | 1u << (i / mapping.keycodes_per_modifier));
@@ -114,7 +101,7 @@ X11HotKeyGrab::Keys X11HotKeyGrab::wantedKeys() const {
     if (!place || !mapping || !table) return keys;
 
     keys.codes.push_back(*place);
-    if (const auto symbol = symbolInPlace(*place)) {
+    if (const auto symbol = KeyTable::symbolInPlace(*place)) {
         const XcbHandle<xcb_keycode_t> codes(xcb_key_symbols_get_keycode(table.get(), *symbol));
         for (const xcb_keycode_t* code = codes.get(); code != nullptr && *code != XCB_NO_SYMBOL; ++code)
             if (std::find(keys.codes.begin(), keys.codes.end(), *code) == keys.codes.end())

@@ -15,6 +15,7 @@
 #include <map>
 #include <numeric>
 #include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -41,27 +42,26 @@ constexpr std::uint8_t wheelUp = 4, wheelDown = 5, wheelLeft = 6, wheelRight = 7
 using ButtonMap = std::array<std::uint8_t, 256>;
 
 /// `buttons`: from button 1 on; the others keep their numbers.
-ButtonMap buttonMapFrom(const std::uint8_t* buttons, int count) {
+ButtonMap buttonMapFrom(std::span<const std::uint8_t> buttons) {
     ButtonMap map{};
     std::iota(map.begin(), map.end(), std::uint8_t{0});
-    std::copy_n(buttons, count, map.begin() + 1);
+    std::copy_n(buttons.begin(), std::min(buttons.size(), map.size() - 1), map.begin() + 1);
     return map;
 }
 
 ButtonMap pointerMapOf(const X11Connection& connection) {
     const auto reply = connection.reply(&xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection));
-    return reply ? buttonMapFrom(xcb_get_pointer_mapping_map(reply.get()),
-                                 xcb_get_pointer_mapping_map_length(reply.get()))
-                 : buttonMapFrom(nullptr, 0);
+    return buttonMapFrom(reply ? listIn(*reply, xcb_get_pointer_mapping_map(reply.get()), reply->map_len)
+                               : std::span<const std::uint8_t>());
 }
 
 ButtonMap deviceMapOf(const X11Connection& connection, std::uint16_t device) {
     const auto reply =
         connection.reply(&xcb_input_get_device_button_mapping_reply,
                          xcb_input_get_device_button_mapping(connection, static_cast<std::uint8_t>(device)));
-    return reply ? buttonMapFrom(xcb_input_get_device_button_mapping_map(reply.get()),
-                                 xcb_input_get_device_button_mapping_map_length(reply.get()))
-                 : buttonMapFrom(nullptr, 0);  // it was unplugged
+    return buttonMapFrom(
+        reply ? listIn(*reply, xcb_input_get_device_button_mapping_map(reply.get()), reply->map_size)
+              : std::span<const std::uint8_t>());  // it was unplugged
 }
 
 /// One connection and one thread, so that everything arrives in the order in which it happened: events, changes of

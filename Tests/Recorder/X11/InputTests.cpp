@@ -358,6 +358,18 @@ TEST_F(X11Input, deliversAllThatHappenedBeforeTheStop) {
     }
 }
 
+TEST(Replies, haveNoMoreThanTheServerHasSent) {
+    struct {
+        xcb_get_property_reply_t head{};
+        std::array<std::uint32_t, 3> values{7, 8, 9};
+    } reply;
+    reply.head.length = 2;
+    EXPECT_EQ(listIn(reply.head, reply.values.data(), 1'000'000).size(), 2U);
+    EXPECT_EQ(listIn(reply.head, reply.values.data(), 1).size(), 1U);
+    EXPECT_EQ(textIn(reply.head, reply.values.data(), 1'000'000).size(), 8U);
+    EXPECT_TRUE(listIn(reply.head, reply.values.data() + 3, 1).empty());
+}
+
 TEST(ServerTime, isTheHostsUnlessTheServerHasAnotherClock) {
     EXPECT_NEAR(hostTimeOf(100'000'123, 100'000.5), 100'000.123, 1e-9);
     constexpr double round = 4'294'967.296;  // s, after which stamps wrap
