@@ -66,11 +66,11 @@ bool MicRecorder::start() {
 }
 
 void MicRecorder::open() {
-    const std::optional<std::string> id = AudioDevices::inputIDFor(deviceID_, audio_);
-    if (!id)
+    deviceID_ = AudioDevices::inputIDFor(deviceID_, audio_);
+    if (!deviceID_)
         throw PlatformError(PlatformError::Kind::notFound,
                             "there is no microphone; connect one, or record without it");
-    stream_ = audio_.microphone(*id);
+    stream_ = audio_.microphone(*deviceID_);
     stream_->start([this](const AudioBlock& block) { take(block); },
                    [this](const std::string& reason) {
                        level_ = 0;

@@ -52,6 +52,8 @@ public:
     /// Stops recording and returns once the file is closed. May be called again, and also when start() failed.
     void finish() noexcept;
 
+    /// The device that was asked for, and once start() has returned true the one that is recorded.
+    [[nodiscard]] const std::optional<std::string>& deviceID() const noexcept { return deviceID_; }
     /// The peak of the last 0.1 s of audio, where 1 is full scale. Any thread.
     [[nodiscard]] float level() const noexcept { return level_; }
     /// Why recording could not begin or has ended early, in one line: the microphone was unplugged, the disk is
@@ -70,7 +72,7 @@ private:
     void close(const std::optional<std::string>& problem) noexcept;
     void encode(AudioWriter& writer);
 
-    const std::optional<std::string> deviceID_;
+    std::optional<std::string> deviceID_;
     const std::filesystem::path outputURL_;
     AudioSystem& audio_;
     const double startHostTime_;

@@ -160,6 +160,10 @@ void RecordingController::startMicrophone(Session& session, const RecordingOptio
     auto microphone = std::make_unique<MicRecorder>(options.micDeviceID, session.package.micURL(), audio_,
                                                     session.info.startHostTime);
     if (microphone->start()) {
+        const auto& wanted = options.micDeviceID;
+        if (wanted && microphone->deviceID() != wanted)
+            notices_.push_back("there is no microphone \"" + *wanted + "\"; recording the default one, \"" +
+                               *microphone->deviceID() + "\"");
         session.microphone = std::move(microphone);
     } else {
         notices_.push_back("recording without a microphone: " + microphone->failure().value_or("there is none"));

@@ -54,9 +54,12 @@ public:
 
     /// Where the user finds the correct usage.
     [[nodiscard]] std::string helpCommand() const {
-        for (const auto& command : commands_)
-            if (command->parser().parsed()) return "lumenwhirl " + command->parser().get_name() + " --help";
-        return "lumenwhirl --help";
+        const CLI::App* const command = chosen();
+        return command != nullptr ? "lumenwhirl " + command->get_name() + " --help" : "lumenwhirl --help";
+    }
+    /// The first argument that no option takes.
+    [[nodiscard]] std::string surplus() const {
+        return (chosen() != nullptr ? *chosen() : parser_).remaining(true).front();
     }
 
 private:
@@ -68,6 +71,11 @@ private:
     }
     static void addVersionFlag(CLI::App& parser) {
         parser.set_version_flag("--version", versionText, "Print the version");
+    }
+    [[nodiscard]] const CLI::App* chosen() const {
+        for (const auto& command : commands_)
+            if (command->parser().parsed()) return &command->parser();
+        return nullptr;
     }
     void rejectUnknownCommand(const std::string& name) const {
         if (name.starts_with('-')) return;
@@ -90,6 +98,9 @@ int runProgram(Program& program, int argc, const char* const* argv) {
         program.run(argc, argv);
     } catch (const CLI::Success& request) {
         return program.answer(request);
+    } catch (const CLI::ExtrasError&) {
+        // The parser's own message lists all of them backwards.
+        return complain("\"" + program.surplus() + "\" is not expected here; see " + program.helpCommand(), 2);
     } catch (const CLI::Error& error) {
         return complain(std::string(error.what()) + "; see " + program.helpCommand(), 2);
     } catch (const UsageError& error) {

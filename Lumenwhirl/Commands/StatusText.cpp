@@ -98,14 +98,15 @@ std::string recordingLine(const RecordingController::Progress& progress, bool ha
         bool isShown = false;
     };
     const auto plain = [](const std::string& text) { return Detail{text, static_cast<int>(text.size())}; };
-    std::array<Detail, 4> details{
+    std::array<Detail, 5> details{
         plain("  " + std::to_string(progress.file.framesWritten) + " frames"),
         plain("  " + std::to_string(progress.file.framesDropped) + " dropped"),
         plain("  " + sizeText(progress.file.bytes)),
         Detail{"  " + levelMeter(progress.audioLevel, symbols), hasAudio ? meterColumns : columns},
+        plain("  Ctrl-C stops"),
     };
     int width = static_cast<int>(time.size());
-    for (const std::size_t i : {3U, 1U, 2U, 0U}) {  // in order of importance
+    for (const std::size_t i : {3U, 1U, 4U, 2U, 0U}) {  // in order of importance
         details[i].isShown = width + details[i].columns <= columns;
         if (details[i].isShown) width += details[i].columns;
     }

@@ -41,6 +41,7 @@ LumenwhirlPackage start(RecordingController& controller, const RecordingRequest&
                         const std::stop_token& stop) {
     const fs::path folder = request.folder.empty() ? defaultRecordingFolder() : request.folder;
     const std::string name = request.name.empty() ? defaultRecordingName(std::time(nullptr)) : request.name;
+    if (name == "." || name == "..") throw Error("\"" + name + "\" is not a name; choose another");
     const fs::path package = LumenwhirlPackage::pathFor(name, folder);
     if (std::error_code error; fs::exists(package, error))
         throw Error(package.string() + ": already exists; choose another name");

@@ -175,8 +175,12 @@ void EventJournal::write(const std::string& line) {
 }
 
 std::optional<std::string> EventJournal::failure() const {
-    const std::scoped_lock lock(mutex_);
-    return failure_;
+    {
+        const std::scoped_lock lock(mutex_);
+        if (failure_) return failure_;
+    }
+    if (::access(file_.c_str(), F_OK) == 0 || errno != ENOENT) return std::nullopt;
+    return FileError(file_.parent_path(), "was moved or deleted while it was being recorded").what();
 }
 
 bool EventJournal::hasFailed() const {

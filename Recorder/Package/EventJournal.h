@@ -38,7 +38,8 @@ public:
     void append(const KeyEvent& key) noexcept;
     void append(const RecordingInfo& info) noexcept;
 
-    /// Why nothing more is written, in one line; empty while all is well. Any thread.
+    /// Why nothing more is written, or why it is lost because the package is no longer there, in one line; empty
+    /// while all is well. Any thread.
     [[nodiscard]] std::optional<std::string> failure() const;
 
     /// What the package's journal holds, without incomplete or damaged lines; empty when there is no journal.

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <climits>
 #include <system_error>
 #include <utility>
 
@@ -91,13 +92,18 @@ LumenwhirlPackage LumenwhirlPackage::create(const std::string& name, const std::
         throw Error(Kind::cannotWrite, name, "a package's name cannot hold \"/\"; choose another name");
     const std::filesystem::path url = pathFor(name, folder);
 
+    const auto failed = [&url](int errorNumber) {
+        return Error(Kind::cannotWrite, FileError(url, "cannot create the package", errorNumber));
+    };
+    if (url.filename().native().size() > NAME_MAX) throw failed(ENAMETOOLONG);  // before there are parents
+
     std::error_code error;
     if (!folder.empty()) std::filesystem::create_directories(folder, error);
     if (error) throw Error(Kind::cannotWrite, FileError(folder, "cannot create the folder", error.value()));
     if (::mkdir(url.c_str(), S_IRWXU) == 0) return LumenwhirlPackage(url);
     const int failure = errno;
     if (failure == EEXIST && std::filesystem::is_directory(url, error)) return LumenwhirlPackage(url);
-    throw Error(Kind::cannotWrite, FileError(url, "cannot create the package", failure));
+    throw failed(failure);
 }
 
 std::filesystem::path LumenwhirlPackage::recordingURL() const {

@@ -329,7 +329,8 @@ TEST_F(RecordTest, failuresAreOneLineAndLeaveNothing) {
              {{"--window", "0x123456"}, 1, "1193046"},
              {{"--window", "17", "--display", "4"}, 2, "exclude"},
              {{"--window", "Editor"}, 2, "Editor"},
-             {{"--seconds", "-1"}, 2, "--seconds"}})
+             {{"--seconds", "-1"}, 2, "--seconds"},
+             {{"--rate", "30"}, 2, "\"--rate\" is not expected"}})
         expectFailure(recordArguments(more), status, problem, surroundings());
     expectFailure({"record", "--codec", "vp9"}, 2, "hevc or h264", surroundings());
 

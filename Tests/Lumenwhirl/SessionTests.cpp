@@ -110,6 +110,13 @@ TEST_F(SessionRecordingTest, theResultHasThePackageAndEveryNotice) {
     EXPECT_EQ(result.package.readEvents().recording.display.pixelWidth, 320);
 }
 
+TEST_F(SessionRecordingTest, aNameIsMoreThanDots) {
+    Session::RecordingRequest nameless = request();
+    nameless.name = ".";
+    EXPECT_THROW(Session::Recording(screen, audio, clock, nameless, {}), Session::Error);
+    EXPECT_TRUE(folder.isEmpty());
+}
+
 class SessionExportTest : public testing::Test {
 protected:
     SessionExportTest() : package(LumenwhirlPackage::create("Talk", folder.path())) {

@@ -59,9 +59,9 @@ constexpr RecordingController::Progress running{
 TEST(RecordingLine, showsTimeFramesSizeAndLevel) {
     // 0.1 is -20 dB, two thirds of the way up from -60: seven steps of ten.
     EXPECT_EQ(recordingLine(running, true, Symbols::ascii, wide),
-              "Recording  1:12  4321 frames  2 dropped  9.4 MB  [#######   ]");
+              "Recording  1:12  4321 frames  2 dropped  9.4 MB  [#######   ]  Ctrl-C stops");
     EXPECT_EQ(recordingLine(running, false, Symbols::ascii, wide),
-              "Recording  1:12  4321 frames  2 dropped  9.4 MB");
+              "Recording  1:12  4321 frames  2 dropped  9.4 MB  Ctrl-C stops");
     EXPECT_NE(recordingLine(running, true, Symbols::unicode, wide).find("▮▮▮▮▮▮▮   ]"), std::string::npos);
     EXPECT_NE(recordingLine({}, true, Symbols::ascii, wide).find("[          ]"), std::string::npos);
 }

@@ -60,8 +60,9 @@ TEST_F(Package, failsToBeCreatedWhereSomethingElseIs) {
     writeFile(folder / "file", "");
     expectError([&] { (void)LumenwhirlPackage::create("Demo", folder / "file" / "sub"); }, Kind::cannotWrite,
                 folder / "file" / "sub", "cannot create the folder: Not a directory");
-    expectError([&] { (void)LumenwhirlPackage::create(std::string(300, 'x'), folder.path()); }, Kind::cannotWrite,
-                folder / (std::string(300, 'x') + ".lumenwhirl"), "choose a shorter name");
+    expectError([&] { (void)LumenwhirlPackage::create(std::string(300, 'x'), folder / "new"); }, Kind::cannotWrite,
+                folder / "new" / (std::string(300, 'x') + ".lumenwhirl"), "choose a shorter name");
+    EXPECT_FALSE(fs::exists(folder / "new"));
 }
 
 TEST_F(Package, unreadableDocumentsSayWhy) {

@@ -140,6 +140,11 @@ TEST_F(RecordingControllerTest, doesWithoutWhatIsNotAvailable) {
 
     how.captureMic = true;  // which then delivers nothing
     expectSilence(1, std::nullopt);
+
+    screen.canListen = true;
+    screen.inputControls.startFailure.clear();
+    how.micDeviceID = "headset";  // the default one stands in for it
+    expectSilence(1, std::nullopt);
 }
 
 /// For the thread sanitizer above all.
