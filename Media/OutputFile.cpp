@@ -1,5 +1,6 @@
 #include "Media/OutputFile.h"
 
+#include "Files/NewFile.h"
 #include "Media/MediaError.h"
 
 #include <cassert>
@@ -19,20 +20,6 @@ extern "C" {
 }
 
 namespace lumenwhirl {
-namespace {
-
-/// Creates an empty file that only its owner may read, from the start. A code of libavutil.
-int createForOwner(const std::filesystem::path& file) noexcept {
-    constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
-    const int made = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, ownerOnly);
-    if (made < 0) return AVERROR(errno);
-    const int result = ::fchmod(made, ownerOnly) < 0 ? AVERROR(errno) : 0;  // of one that was there before
-    ::close(made);
-    return result;
-}
-
-}  // namespace
-
 const char* formatName(Container container) noexcept {
     return container == Container::mov ? "mov" : "mp4";
 }
@@ -86,7 +73,7 @@ void OutputFile::start(Dictionary& options) {
             // begin; a table of all fragments at the end, which would be kept in memory, is not needed to read
             // them.
             options.set("movflags", "+frag_custom+empty_moov+default_base_moof+delay_moov+skip_trailer");
-            check(createForOwner(path_), "cannot create");
+            check(createNewFile(path_).isOpen() ? 0 : AVERROR(errno), "cannot create");
             isOurs_ = true;
             break;
     }

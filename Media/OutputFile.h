@@ -31,8 +31,9 @@ public:
     /// A track to be described before start(). Lives as long as this.
     [[nodiscard]] AVStream& addStream();
 
-    /// Creates or replaces the file and writes the header. Throws MediaError (cannotWrite), like everything below.
-    /// From here on the streams' time bases are the container's. Adds what the layout needs to `options`.
+    /// Creates or replaces the file, see createNewFile() for a fragmented one, and writes the header. Throws
+    /// MediaError (cannotWrite), like everything below. From here on the streams' time bases are the container's.
+    /// Adds what the layout needs to `options`.
     void start(Dictionary& options);
     /// Takes the packet's data; its times are in ticks of its stream. Packets of a stream come in decoding order.
     /// Tracks do not wait for each other in a fragmented file.

@@ -84,27 +84,31 @@ LumenwhirlPackage RecordingController::start(const RecordingOptions& options, co
                                              const std::filesystem::path& folder, const std::stop_token& stop) {
     assert(state_ == State::idle);
     notices_.clear();
-    const LumenwhirlPackage package = LumenwhirlPackage::create(packageName, folder);
+    const auto package = LumenwhirlPackage::createNew(packageName, folder);
+    if (!package)
+        throw RecordingError(
+            RecordingError::Kind::nameTaken,
+            LumenwhirlPackage::pathFor(packageName, folder).string() + ": already exists; choose another name");
     std::unique_ptr<Session> session;
     try {
-        session = std::make_unique<Session>(package, options.target.displayInfo());
+        session = std::make_unique<Session>(*package, options.target.displayInfo());
         open(options, *session);
         session->screen->start();
         awaitFirstFrame(*session, stop);
+        session->info.startHostTime = session->screen->recordingStartHostTime();
+        session->journal.append(session->info);
+        if (options.captureMic) startMicrophone(*session, options);
+        startInput(*session);
     } catch (...) {
-        discard(std::move(session));
+        session.reset();
         std::error_code ignored;
-        std::filesystem::remove(package.url(), ignored);  // only if it is empty now
+        std::filesystem::remove_all(package->url(), ignored);
         throw;
     }
-    session->info.startHostTime = session->screen->recordingStartHostTime();
-    session->journal.append(session->info);
-    if (options.captureMic) startMicrophone(*session, options);
-    startInput(*session);
     const std::lock_guard lock(mutex_);
     session_ = std::move(session);
     state_ = State::recording;
-    return package;
+    return *package;
 }
 
 /// Opens all without which there is no recording, and the computer's audio, which may fail.
@@ -130,16 +134,6 @@ void RecordingController::open(const RecordingOptions& options, Session& session
     auto file = std::make_unique<RecordingFile>(session.package.recordingURL(), settings);
     session.screen = std::make_unique<ScreenRecorder>(options.target.makeStream(screen_), source, std::move(audio),
                                                       std::move(file), clock_);
-}
-
-/// Removes what a recording that could not begin has created. The package may have existed before, or another
-/// recording may be running in it: what belongs to them stays.
-void RecordingController::discard(std::unique_ptr<Session> session) {
-    if (!session) return;
-    std::error_code ignored;
-    if (session->screen && session->screen->stop().startHostTime != 0)
-        std::filesystem::remove(session->package.recordingURL(), ignored);
-    EventJournal::remove(session->package.url());
 }
 
 void RecordingController::awaitFirstFrame(Session& session, const std::stop_token& stop) {
@@ -191,14 +185,20 @@ void RecordingController::startInput(Session& session) {
 }
 
 LumenwhirlPackage RecordingController::stop() {
-    std::unique_ptr<Session> session;
     {
         const std::lock_guard lock(mutex_);
         if (state_ != State::recording)
             throw RecordingError(RecordingError::Kind::notRecording, "no recording is running");
         state_ = State::finishing;
-        session = std::move(session_);
     }
+    struct Afterwards {
+        ~Afterwards() { state = State::idle; }  // even if completing fails, another recording can begin
+        std::atomic<State>& state;
+    } const afterwards{state_};
+    const std::unique_ptr<Session> session = [this] {
+        const std::lock_guard lock(mutex_);
+        return std::move(session_);
+    }();
     PackageCompletion::Recorded recorded{.log = {.recording = session->info}};
     session->screen->onAreaChange(nullptr);
     EventTap::Events events = session->input->stop();
@@ -211,7 +211,6 @@ LumenwhirlPackage RecordingController::stop() {
     recorded.duration = result.duration;
     recorded.recordedSystemAudio = result.audioSource == ScreenRecorder::AudioSource::system && result.wroteAudio;
     recorded.recordedMicrophone = session->microphone != nullptr;
-    state_ = State::idle;  // even if completing fails, another recording can begin
     notices_.clear();
     if (const auto failure = PackageCompletion::complete(session->package, recorded))
         notices_.push_back("the voice is in mic.m4a, but not in the recording: " + *failure);

@@ -35,6 +35,7 @@ public:
         notRecording,  // stop() without a recording
         noFrames,      // no frame arrived in time
         cancelled,     // before the recording had begun
+        nameTaken,     // something of the package's name exists
     };
     RecordingError(Kind kind, const std::string& problem) : std::runtime_error(problem), kind_(kind) {}
     [[nodiscard]] Kind kind() const noexcept { return kind_; }
@@ -47,7 +48,7 @@ private:
 /// input, whose times count from the first frame; at the end the package is completed. What a crash leaves behind,
 /// PackageCompletion::recover completes.
 ///
-/// start() and stop() block and belong to one thread; everything else may be asked from any thread.
+/// start() and stop() block; everything else may be asked from any thread.
 class RecordingController {
 public:
     enum class State { idle, recording, finishing };
@@ -61,12 +62,13 @@ public:
     RecordingController(const RecordingController&) = delete;
     RecordingController& operator=(const RecordingController&) = delete;
 
-    /// While idle only. Creates the package and begins. Throws LumenwhirlPackage::Error, PlatformError,
-    /// MediaError, RecordingError, and then removes what it has created. Does without audio that is not available,
-    /// see notices().
+    /// While idle only. Creates a package of its own and begins. Throws LumenwhirlPackage::Error, PlatformError,
+    /// MediaError, RecordingError, std::system_error, and then removes what it has created. Does without audio
+    /// that is not available, see notices().
     LumenwhirlPackage start(const RecordingOptions& options, const std::string& packageName,
                             const std::filesystem::path& folder, const std::stop_token& stop);
-    /// Ends the recording and completes its package. Throws RecordingError, and LumenwhirlPackage::Error when the
+    /// Ends the recording and completes its package; any thread, and of several at once one does. Throws
+    /// RecordingError, and LumenwhirlPackage::Error when the
     /// documents cannot be written: then the recording is kept, and completed when it is next opened.
     LumenwhirlPackage stop();
 
@@ -91,7 +93,6 @@ public:
 private:
     struct Session;
     void open(const RecordingOptions& options, Session& session);
-    static void discard(std::unique_ptr<Session> session);
     void awaitFirstFrame(Session& session, const std::stop_token& stop);
     void startMicrophone(Session& session, const RecordingOptions& options);
     void startInput(Session& session);

@@ -2,6 +2,7 @@
 
 #include "Engine/Documents/LumenwhirlJSON.h"
 #include "Files/AtomicFile.h"
+#include "Files/NewFile.h"
 #include "Files/WholeFile.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
 
@@ -103,18 +104,12 @@ EventLog parse(std::string_view text, const std::filesystem::path& file) {
 }  // namespace
 
 EventJournal::EventJournal(const std::filesystem::path& package, const RecordingInfo& info)
-    : file_(package / fileName),
-      descriptor_(
-          ::open(file_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR)) {
+    : file_(package / fileName), descriptor_(createNewFile(file_)) {
     if (!descriptor_.isOpen())
         throw LumenwhirlPackage::Error(Kind::cannotWrite, FileError(file_, "cannot create", errno));
-    // Recording must work on file systems without locks too, so other failures do not matter.
     struct flock lock = lockOf(F_WRLCK);
-    if (::fcntl(descriptor_.get(), F_OFD_SETLK, &lock) != 0 && (errno == EAGAIN || errno == EACCES))
-        throw LumenwhirlPackage::Error(Kind::cannotWrite, package,
-                                       "another recording is being written there; choose another name");
+    (void)::fcntl(descriptor_.get(), F_OFD_SETLK, &lock);  // there are file systems without locks
     try {
-        if (::ftruncate(descriptor_.get(), 0) != 0) throw FileError(file_, "cannot empty", errno);
         write(lineOf(recordingKind, info));
         flushFolderOf(file_);
     } catch (const FileError& error) {

@@ -25,9 +25,9 @@ class EventJournal {
 public:
     static constexpr std::string_view fileName = ".events.journal";
 
-    /// Begins the package's journal (0600), replacing one that was left there. This is done before anything is
-    /// recorded: the time of the first frame is appended when it is known. Throws LumenwhirlPackage::Error, also
-    /// when another recording is being written there. The file stays when this is destroyed.
+    /// Begins the journal of a new package, see createNewFile(). This is done before anything is recorded: the
+    /// time of the first frame is appended when it is known. Throws LumenwhirlPackage::Error, also where there is
+    /// a journal. The file stays when this is destroyed.
     EventJournal(const std::filesystem::path& package, const RecordingInfo& info);
 
     /// One thread at a time. After a failure, such as a full disk, nothing more is written, and the file ends with

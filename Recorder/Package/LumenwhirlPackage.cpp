@@ -47,6 +47,15 @@ const char* adviceFor(int errorNumber) {
     }
 }
 
+LumenwhirlPackage::Error cannotCreate(const std::filesystem::path& path, const std::string& what,
+                                      int errorNumber) {
+    const FileError error(path, "cannot create " + what, errorNumber);
+    // Elsewhere the advice for these is about a recording that exists.
+    if (errorNumber == EROFS || errorNumber == EACCES || errorNumber == EPERM)
+        return {Kind::cannotWrite, path, std::string(error.problem()) + "; choose another folder"};
+    return {Kind::cannotWrite, error};
+}
+
 template <class Document>
 void write(const Document& document, const std::filesystem::path& file) {
     std::string text;
@@ -88,22 +97,26 @@ std::filesystem::path LumenwhirlPackage::pathFor(const std::string& name, const 
 }
 
 LumenwhirlPackage LumenwhirlPackage::create(const std::string& name, const std::filesystem::path& folder) {
+    if (const auto made = createNew(name, folder)) return *made;
+    const std::filesystem::path url = pathFor(name, folder);
+    std::error_code ignored;
+    if (std::filesystem::is_directory(url, ignored)) return LumenwhirlPackage(url);
+    throw cannotCreate(url, "the package", EEXIST);
+}
+
+std::optional<LumenwhirlPackage> LumenwhirlPackage::createNew(const std::string& name,
+                                                              const std::filesystem::path& folder) {
     if (name.find_first_of(std::string_view("/\0", 2)) != std::string::npos)
         throw Error(Kind::cannotWrite, name, "a package's name cannot hold \"/\"; choose another name");
     const std::filesystem::path url = pathFor(name, folder);
-
-    const auto failed = [&url](int errorNumber) {
-        return Error(Kind::cannotWrite, FileError(url, "cannot create the package", errorNumber));
-    };
-    if (url.filename().native().size() > NAME_MAX) throw failed(ENAMETOOLONG);  // before there are parents
-
+    if (url.filename().native().size() > NAME_MAX)  // before there are parents
+        throw cannotCreate(url, "the package", ENAMETOOLONG);
     std::error_code error;
     if (!folder.empty()) std::filesystem::create_directories(folder, error);
-    if (error) throw Error(Kind::cannotWrite, FileError(folder, "cannot create the folder", error.value()));
+    if (error) throw cannotCreate(folder, "the folder", error.value());
     if (::mkdir(url.c_str(), S_IRWXU) == 0) return LumenwhirlPackage(url);
-    const int failure = errno;
-    if (failure == EEXIST && std::filesystem::is_directory(url, error)) return LumenwhirlPackage(url);
-    throw failed(failure);
+    if (errno == EEXIST) return std::nullopt;
+    throw cannotCreate(url, "the package", errno);
 }
 
 std::filesystem::path LumenwhirlPackage::recordingURL() const {

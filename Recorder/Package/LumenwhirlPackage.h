@@ -5,6 +5,7 @@
 #include "Files/FileError.h"
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -41,6 +42,9 @@ public:
                                                        const std::filesystem::path& folder);
     /// Creates the folder (0700) and missing parents; an existing one is reused. Throws Error.
     [[nodiscard]] static LumenwhirlPackage create(const std::string& name, const std::filesystem::path& folder);
+    /// The same, but empty where there is anything of that name.
+    [[nodiscard]] static std::optional<LumenwhirlPackage> createNew(const std::string& name,
+                                                                    const std::filesystem::path& folder);
 
     [[nodiscard]] const std::filesystem::path& url() const noexcept { return url_; }
     [[nodiscard]] std::filesystem::path recordingURL() const;

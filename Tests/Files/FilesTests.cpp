@@ -1,5 +1,6 @@
 #include "Files/AtomicFile.h"
 #include "Files/FileError.h"
+#include "Files/NewFile.h"
 #include "Files/TemporaryFile.h"
 #include "Files/WholeFile.h"
 #include "Tests/Support/Files.h"
@@ -8,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <set>
 #include <string>
 
@@ -41,6 +43,20 @@ void replace(const fs::path& destination, std::string_view text, Durability dura
     AtomicFile file(destination, Access::umask);
     file.write(text);
     file.commit(durability);
+}
+
+TEST_F(Files, aNewFileTakesNobodysPlaceAndNobodysFolder) {
+    fs::create_symlink(folder / "elsewhere", folder / "link");
+    EXPECT_FALSE(createNewFile(folder / "link").isOpen());
+    EXPECT_TRUE(createNewFile(folder / "new").isOpen());
+    EXPECT_FALSE(createNewFile(folder / "new").isOpen());
+    EXPECT_EQ(fs::status(folder / "new").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::chown(folder.path().c_str(), 12345, 12345), 0);
+        EXPECT_FALSE(createNewFile(folder / "another").isOpen());
+        EXPECT_EQ(errno, EPERM);
+    }
+    EXPECT_EQ(names(), (std::set<std::string>{"link", "new"}));
 }
 
 TEST_F(Files, anAtomicFileAppearsAsAWholeOrNotAtAll) {

@@ -150,6 +150,7 @@ TEST(Complete, reportsThatNothingWasRecorded) {
     EXPECT_EQ(kindOf(), Kind::damaged);
     EXPECT_NE(message.find("recording.mp4: "), std::string::npos);
     for (const bool hasAudio : {false, true}) {
+        fs::remove(file);
         VideoSettings video = movies::settings();
         video.timeBase = {1, 1'000'000};
         LiveWriter writer(file, video);

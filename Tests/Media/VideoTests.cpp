@@ -83,6 +83,7 @@ TEST_P(VideoFiles, giveEveryFrameAtItsExactTimeAlsoAfterASeek) {
         if (!isFragmented) {
             movies::write(file, ticks, settings);
         } else {
+            std::filesystem::remove(file);
             LiveWriter writer(file, settings);
             writer.start(AudioSettings{.sampleRate = 48'000, .channels = 1});
             const std::vector<float> noNumbers(4800, std::numeric_limits<float>::quiet_NaN());

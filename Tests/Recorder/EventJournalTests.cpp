@@ -61,7 +61,10 @@ TEST_F(Journal, isReadBackWhileBeingWrittenAndAfterTheProgramIsKilled) {
     ASSERT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(read(), log);
 
-    EventJournal next(folder_.path(), info);  // replaces what was left
+    EXPECT_THROW(EventJournal(folder_.path(), info), LumenwhirlPackage::Error);
+    EXPECT_EQ(read(), log);
+    EventJournal::remove(folder_.path());
+    EventJournal next(folder_.path(), info);
     append(log, next);
     EXPECT_EQ(next.failure(), std::nullopt);
     EXPECT_EQ(read(), log);
@@ -123,6 +126,7 @@ TEST_F(Journal, endsWithACompleteLineOnAFullDisk) {
                failure.find("; ") != std::string::npos && whole.ends_with('\n') &&
                read()->cursor.size() == static_cast<std::size_t>(kept);
     }));
+    EventJournal::remove(folder_.path());
     EXPECT_TRUE(holdsOnFullDisk(50, [&] {  // not even the header
         try {
             EventJournal journal(folder_.path(), info);

@@ -69,6 +69,7 @@ TEST_F(Microphone, placesAudioByItsTime) {
 TEST_F(Microphone, replacesAnUnknownDeviceByTheDefault) {
     for (const auto& [wanted, opened] : std::vector<std::pair<std::optional<std::string>, std::string>>{
              {std::nullopt, "built-in"}, {"usb", "usb"}, {"unplugged", "built-in"}}) {
+        fs::remove(file);
         MicRecorder recorder(wanted, file, system, start);
         EXPECT_TRUE(recorder.start());
         EXPECT_EQ(system.openedMicrophones.back(), opened);

@@ -64,6 +64,7 @@ TEST_F(ScreenRecorderTest, waitsForTheFirstAudioButNotForLong) {
     EXPECT_EQ(screen.failure(), std::nullopt);
     EXPECT_TRUE(hasAudioTrack());
 
+    std::filesystem::remove(path);
     audio.format = {44100, 1};
     ScreenRecorder& silent = makeRecorder();
     showAt(201);

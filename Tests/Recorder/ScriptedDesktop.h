@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -61,8 +62,10 @@ private:
 /// How every scripted stream starts and ends.
 struct Script {
     std::string startFailure;      // thrown by start(), if not empty
+    bool hasThreads = true;        // else start() fails as a system without threads lets it
     std::function<void()> onStop;  // once, before the stream ends
     void start() const {
+        if (!hasThreads) throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
         if (!startFailure.empty()) throw PlatformError(PlatformError::Kind::failed, startFailure);
     }
     void stop() {
