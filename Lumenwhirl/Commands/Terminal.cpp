@@ -37,7 +37,8 @@ LumenwhirlPackage openPackage(const std::filesystem::path& path) {
 }
 
 bool StatusLine::isWatched() {
-    return isatty(STDERR_FILENO) != 0;
+    const char* const terminal = std::getenv("TERM");
+    return isatty(STDERR_FILENO) != 0 && terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
 Symbols StatusLine::symbols() {

@@ -27,7 +27,7 @@ public:
     StatusLine(const StatusLine&) = delete;
     StatusLine& operator=(const StatusLine&) = delete;
 
-    /// Whether standard error is a terminal.
+    /// Whether standard error is a terminal in which a line can be redrawn.
     [[nodiscard]] static bool isWatched();
     /// The symbols that the locale can show.
     [[nodiscard]] static Symbols symbols();

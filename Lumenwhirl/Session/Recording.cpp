@@ -2,6 +2,9 @@
 
 #include "Lumenwhirl/Session/Packages.h"
 
+#include <pwd.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -17,6 +20,17 @@ std::optional<fs::path> folderIn(const char* variable) {
     const char* const value = std::getenv(variable);
     if (value == nullptr || *value != '/') return std::nullopt;
     return fs::path(value);
+}
+
+/// Services and containers may not say where it is; then the account does.
+std::optional<fs::path> homeFolder() {
+    if (auto home = folderIn("HOME")) return home;
+    passwd account{};
+    passwd* found = nullptr;
+    std::array<char, 16384> text{};
+    getpwuid_r(getuid(), &account, text.data(), text.size(), &found);
+    if (found == nullptr || *account.pw_dir != '/') return std::nullopt;
+    return fs::path(account.pw_dir);
 }
 
 /// From the line XDG_VIDEOS_DIR="$HOME/…" or ="/…", see xdg-user-dirs.
@@ -36,23 +50,28 @@ std::optional<fs::path> videosFolder(const fs::path& home) {
     return std::nullopt;
 }
 
-/// Starts the controller unless the package exists: a second recording of that name would replace the first.
+/// A recording without a name that begins in the same second as another is its "… 2".
 LumenwhirlPackage start(RecordingController& controller, const RecordingRequest& request,
                         const std::stop_token& stop) {
     const fs::path folder = request.folder.empty() ? defaultRecordingFolder() : request.folder;
+    if (request.name == "." || request.name == "..")
+        throw Error("\"" + request.name + "\" is not a name; choose another");
     const std::string name = request.name.empty() ? defaultRecordingName(std::time(nullptr)) : request.name;
-    if (name == "." || name == "..") throw Error("\"" + name + "\" is not a name; choose another");
-    const fs::path package = LumenwhirlPackage::pathFor(name, folder);
-    if (std::error_code error; fs::exists(package, error))
-        throw Error(package.string() + ": already exists; choose another name");
-    return controller.start(request.options, name, folder, stop);
+    for (int number = 1;; ++number) {
+        try {
+            return controller.start(request.options, number == 1 ? name : name + " " + std::to_string(number),
+                                    folder, stop);
+        } catch (const RecordingError& error) {
+            if (error.kind() != RecordingError::Kind::nameTaken || !request.name.empty()) throw;
+        }
+    }
 }
 
 }  // namespace
 
 fs::path defaultRecordingFolder() {
     constexpr std::string_view name = "Lumenwhirl";
-    const std::optional<fs::path> home = folderIn("HOME");
+    const std::optional<fs::path> home = homeFolder();
     if (!home) return name;
     return videosFolder(*home).value_or(*home / "Videos") / name;
 }

@@ -15,7 +15,7 @@
 namespace lumenwhirl::Session {
 
 /// Where recordings go unless the user says otherwise: "Lumenwhirl" in the desktop's folder for videos (see
-/// user-dirs.dirs), or else in ~/Videos; in the current folder if there is no home. It need not exist yet.
+/// user-dirs.dirs), or else in ~/Videos; in the current folder if the account has no home. It need not exist yet.
 [[nodiscard]] std::filesystem::path defaultRecordingFolder();
 /// "Lumenwhirl 2024-05-31 at 17.02.09", in local time.
 [[nodiscard]] std::string defaultRecordingName(std::time_t time);
@@ -25,7 +25,7 @@ namespace lumenwhirl::Session {
 
 struct RecordingRequest {
     RecordingOptions options;
-    std::string name{};                 // date and time if empty
+    std::string name{};                 // date and time if empty, with a number where that is taken
     std::filesystem::path folder{};     // defaultRecordingFolder() if empty
     std::function<void()> onStopKey{};  // the user pressed the stop key; called on another thread
 };
@@ -37,7 +37,7 @@ struct RecordingRequest {
 class Recording {
 public:
     /// Starts to record; returns once the first frame has arrived. The systems must outlive this. Throws Error if
-    /// the package already exists, and whatever RecordingController::start() throws.
+    /// the name is none, and whatever RecordingController::start() throws.
     Recording(ScreenSystem& screen, AudioSystem& audio, HostClock& clock, const RecordingRequest& request,
               const std::stop_token& stop);
 

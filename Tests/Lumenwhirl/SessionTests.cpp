@@ -65,7 +65,7 @@ TEST(Session, recordingsGoIntoTheDesktopsFolderForVideos) {
     // The home folder itself stands for "unset".
     EXPECT_EQ(folderWith("XDG_VIDEOS_DIR=\"$HOME/\"\n"), home / "Videos" / "Lumenwhirl");
     const Variable noHome("HOME", "");
-    EXPECT_EQ(Session::defaultRecordingFolder(), "Lumenwhirl");
+    EXPECT_TRUE(Session::defaultRecordingFolder().is_absolute()) << "the account has a home";
 }
 
 /// Records a scripted display that shows one frame, a quarter of a second after the start.
@@ -110,11 +110,18 @@ TEST_F(SessionRecordingTest, theResultHasThePackageAndEveryNotice) {
     EXPECT_EQ(result.package.readEvents().recording.display.pixelWidth, 320);
 }
 
-TEST_F(SessionRecordingTest, aNameIsMoreThanDots) {
-    Session::RecordingRequest nameless = request();
-    nameless.name = ".";
-    EXPECT_THROW(Session::Recording(screen, audio, clock, nameless, {}), Session::Error);
+TEST_F(SessionRecordingTest, aNameIsMoreThanDotsAndIsFoundWhereNoneIsGiven) {
+    Session::RecordingRequest unnamed = request();
+    unnamed.name = ".";
+    EXPECT_THROW(Session::Recording(screen, audio, clock, unnamed, {}), Session::Error);
     EXPECT_TRUE(folder.isEmpty());
+    unnamed.name = "";
+    for (int second = 0; second < 60; ++second)
+        fs::create_directory(
+            LumenwhirlPackage::pathFor(Session::defaultRecordingName(std::time(nullptr) + second), folder.path()));
+    Session::Recording recording(screen, audio, clock, unnamed, {});
+    EXPECT_TRUE(recording.package().url().string().ends_with(" 2.lumenwhirl")) << recording.package().url();
+    EXPECT_EQ(recording.stop().package.readEvents().recording.display.pixelWidth, 320);
 }
 
 class SessionExportTest : public testing::Test {
