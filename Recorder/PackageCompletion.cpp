@@ -6,12 +6,21 @@
 #include "Media/Remuxer.h"
 #include "Media/VideoReader.h"
 #include "Recorder/Package/EventJournal.h"
+#include "Recorder/Platform/HostClock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
 #include <system_error>
 
 namespace lumenwhirl {
@@ -69,19 +78,58 @@ std::optional<std::string> joinMicrophone(const LumenwhirlPackage& package, doub
     }
 }
 
+/// Who has locked a file, to show.
+std::string holderOf(int descriptor) {
+    struct stat file {};
+    ::fstat(descriptor, &file);
+    // 7: FLOCK  ADVISORY  WRITE 4711 08:01:131 0 EOF
+    std::array<char, 64> place{};
+    std::snprintf(place.data(), place.size(), "%02x:%02x:%ju", major(file.st_dev), minor(file.st_dev),
+                  static_cast<std::uintmax_t>(file.st_ino));
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        std::istringstream words(line);
+        std::string number, kind, advisory, access, process, where, name;
+        words >> number >> kind >> advisory >> access >> process >> where;
+        if (kind != "FLOCK" || where != place.data()) continue;
+        std::getline(std::ifstream("/proc/" + process + "/comm"), name);
+        if (!name.empty()) return name + " (process " + process + ")";
+    }
+    return "another program";
+}
+
 /// Held by one process or thread at a time, as several commands may open a package at once. Does nothing on a file
 /// system without locks.
 class Lock {
 public:
     explicit Lock(const LumenwhirlPackage& package)
         : folder_(::open(package.url().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        while (folder_.isOpen() && ::flock(folder_.get(), LOCK_EX) != 0 && errno == EINTR) {
+        SystemClock clock;
+        const double deadline = clock.now() + longestWait;
+        while (folder_.isOpen() && ::flock(folder_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+            if (clock.now() > deadline)
+                throw Error(Error::Kind::cannotRead, package.url(),
+                            "is in use by " + holderOf(folder_.get()) + "; try again when that is done");
+            clock.sleep(pollInterval, {});
         }
     }
 
 private:
+    static constexpr double longestWait = 2, pollInterval = 0.02;  // seconds
     const Descriptor folder_;
 };
+
+/// Where the journal was lost: the events if they had been written, else none.
+EventLog logWithoutJournal(const LumenwhirlPackage& package, const VideoInfo& video) {
+    try {
+        return package.readEvents();
+    } catch (const Error&) {
+        return {.recording = {.display = {.pixelWidth = video.width,
+                                          .pixelHeight = video.height,
+                                          .pointWidth = video.width,
+                                          .pointHeight = video.height}}};
+    }
+}
 
 /// Removes the files that would have replaced others if their writer had not been killed.
 void removeLeftovers(const LumenwhirlPackage& package) {
@@ -112,6 +160,8 @@ std::optional<std::string> complete(const LumenwhirlPackage& package, const Reco
 }
 
 std::optional<Recovery> recover(const LumenwhirlPackage& package) {
+    std::error_code unknown;  // then opening says why
+    if (!fs::exists(package.url() / EventJournal::fileName, unknown) && !unknown) return std::nullopt;
     const Lock lock(package);
     if (EventJournal::isBeingWritten(package.url()))
         throw Error(Error::Kind::cannotRead, package.url(),
@@ -132,6 +182,7 @@ std::optional<Recovery> recover(const LumenwhirlPackage& package) {
                         ? std::string("the recording was cut short and cannot be completed: ") + error.what()
                         : "the recording was cut short before anything could be saved; record again");
     }
+    if (log->recording.display.pixelWidth == 0) log = logWithoutJournal(package, *video);
     const bool hasMicrophone = hasMicrophoneFile(package);
     Recorded recorded{.log = std::move(*log),
                       .duration = std::max(0.0, video->duration - lastFrameDuration),

@@ -69,8 +69,8 @@ struct Recovery {
 };
 
 /// Completes the package of a recording that was cut short. Empty for a whole package, which is not touched. Waits
-/// for another process or thread that is completing it. Throws LumenwhirlPackage::Error while the recording still
-/// runs, and when nothing can be saved.
+/// two seconds for another process or thread that is completing it. Throws LumenwhirlPackage::Error if that takes
+/// longer, while the recording still runs, and when nothing can be saved.
 [[nodiscard]] std::optional<Recovery> recover(const LumenwhirlPackage& package);
 
 }  // namespace PackageCompletion

@@ -84,7 +84,8 @@ EventLog parse(std::string_view text, const std::filesystem::path& file) {
     EventLog log;
     try {
         const auto header = takeLine(text);
-        if (!header || header->kind != recordingKind) throw LumenwhirlJSON::Error("it does not begin as one");
+        if (!header) return log;  // after a power cut, a file may be empty
+        if (header->kind != recordingKind) throw LumenwhirlJSON::Error("it does not begin as one");
         log.recording = LumenwhirlJSON::decodeLine<RecordingInfo>(header->json);
     } catch (const LumenwhirlJSON::Error& error) {
         throw LumenwhirlPackage::Error(Kind::malformed, file,

@@ -42,8 +42,9 @@ public:
     /// while all is well. Any thread.
     [[nodiscard]] std::optional<std::string> failure() const;
 
-    /// What the package's journal holds, without incomplete or damaged lines; empty when there is no journal.
-    /// Throws LumenwhirlPackage::Error when it cannot be read or does not begin as a journal.
+    /// What the package's journal holds, without incomplete or damaged lines, and so without a display where not
+    /// even the first line is complete; empty when there is no journal. Throws LumenwhirlPackage::Error when it
+    /// cannot be read or does not begin as a journal.
     [[nodiscard]] static std::optional<EventLog> read(const std::filesystem::path& package);
     /// Whether a journal of the package is open for writing, in any process.
     [[nodiscard]] static bool isBeingWritten(const std::filesystem::path& package);
