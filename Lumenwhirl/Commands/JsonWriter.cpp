@@ -1,10 +1,11 @@
 #include "Lumenwhirl/Commands/JsonWriter.h"
 
+#include "Lumenwhirl/Session/Texts.h"
+
 #include <simdjson.h>
 
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 
 namespace lumenwhirl {
 
@@ -88,20 +89,21 @@ void JsonWriter::startLine() {
 void JsonWriter::appendString(std::string_view text) {
     const bool isUtf8 = simdjson::validate_utf8(text.data(), text.size());
     text_ += '"';
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
+    while (!text.empty()) {
+        const char c = text.front();
+        std::size_t length = 1;
         if (c == '"' || c == '\\') {
             text_ += '\\';
             text_ += c;
-        } else if (byte < 0x20) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", byte);
-            text_ += escape;
-        } else if (byte >= 0x80 && !isUtf8) {
+        } else if (!isUtf8 && static_cast<unsigned char>(c) >= 0x80) {
             text_ += "\uFFFD";
+        } else if (const auto [code, bytes] = unsafeCharacter(text); bytes > 0) {
+            text_ += formatted("\\u%04x", code);
+            length = bytes;
         } else {
             text_ += c;
         }
+        text.remove_prefix(length);
     }
     text_ += '"';
 }

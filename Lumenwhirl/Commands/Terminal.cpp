@@ -1,5 +1,7 @@
 #include "Lumenwhirl/Commands/Terminal.h"
 
+#include "Lumenwhirl/Session/Texts.h"
+
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -10,17 +12,17 @@ namespace lumenwhirl {
 
 std::string oneLine(std::string_view message) {
     std::string line;
-    for (const char c : message) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\n') {
+    while (!message.empty()) {
+        std::size_t length = 1;
+        if (message.front() == '\n') {
             line += "\\n";
-        } else if (byte < 0x20 || byte == 0x7F) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\x%02x", byte);
-            line += escape;
+        } else if (const auto [code, bytes] = unsafeCharacter(message); bytes > 0) {
+            line += formatted(code < 0x100 ? "\\x%02x" : "\\u%04x", code);
+            length = bytes;
         } else {
-            line += c;
+            line += message.front();
         }
+        message.remove_prefix(length);
     }
     return line;
 }

@@ -72,8 +72,8 @@ TEST(Usage, anOptionTakesNoMoreThanItsValue) {
 
 TEST(Usage, failuresAreOneLineWhateverTheNameOrTheOutput) {
     const TestFolder folder;
-    folder.expectFailure({"inspect", "two\nlines\x1b[31m.lumenwhirl"}, 1,
-                         "two\\nlines\\x1b[31m.lumenwhirl: no such package");
+    folder.expectFailure({"inspect", "two\nlines\x1b[31m\xC2\x9B\u202E.lumenwhirl"}, 1,
+                         "two\\nlines\\x1b[31m\\x9b\\u202e.lumenwhirl: no such package");
     folder.expectFailure({"inspect", folder.makeDocuments().url().string()}, 1,
                          "standard output: ", {.hasFullOutput = true});
 }
@@ -175,12 +175,12 @@ TEST(CaptionsCommand, aFileIsReadAndWrittenByItsExtension) {
 TEST(CaptionsCommand, aBadFileChangesNothingAndIsNamed) {
     const TestFolder folder;
     const std::string package = folder.makeDocuments().url().string();
-    writeFile(folder / "bad.srt", "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n2\nlater\n");
+    writeFile(folder / "bad.srt", "1\n00:00:01,000 --> 00:00:02,500\nHello\n\n2\n00:00:03,000 --> later\n");
     writeFile(folder / "bad.json", R"([{"text":"Hello","start":"one"}])");
     writeFile(folder / "empty.srt", "\n");
     writeFile(folder / "captions.txt", "");
     for (const auto& [file, problem] :
-         std::vector<std::pair<std::string, std::string>>{{folder / "bad.srt", "line 5: "},
+         std::vector<std::pair<std::string, std::string>>{{folder / "bad.srt", "line 6: "},
                                                           {folder / "bad.json", "[0].start: "},
                                                           {folder / "empty.srt", "contains no captions"},
                                                           {folder / "captions.txt", "the name must end in "},

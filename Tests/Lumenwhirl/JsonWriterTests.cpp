@@ -45,11 +45,15 @@ TEST(JsonWriter, numbersReadBackToTheSameDouble) {
 
 TEST(JsonWriter, everyStringReadsBackAndBadBytesBecomeReplacements) {
     simdjson::dom::parser parser;
-    for (const std::string_view text : {"plain", "⇧⌘S", "\"quoted\" \\ and\nlines\t\x01\x1F", ""}) {
+    for (const std::string_view text : {"plain", "⇧⌘S", "\"quoted\" \\ and\nlines\t\x01\x1F", "",
+                                        "\x7F é \u0085\u009F\u00A0 \u202Eright\u2066"}) {
         const std::string json = JsonWriter(JsonWriter::Layout::compact).value(text).text();
         std::string_view back;
         ASSERT_FALSE(parser.parse("[" + json + "]").at(0).get(back)) << json;
         EXPECT_EQ(back, text);
+        // Nothing reaches a terminal that could command it or turn the order of what follows.
+        for (const std::string_view unsafe : {"\x7F", "\u0085", "\u009F", "\u202E", "\u2066"})
+            EXPECT_EQ(json.find(unsafe), std::string::npos);
     }
     EXPECT_EQ(JsonWriter(JsonWriter::Layout::compact).value("a\xFF").text(), "\"a\uFFFD\"");
 }
