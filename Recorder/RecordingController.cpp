@@ -20,6 +20,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace lumenwhirl {
@@ -53,6 +54,20 @@ private:
     std::jthread thread_;  // last, so it is joined before what it uses goes away
 };
 
+/// Keeps the keys that are in memory out of core dumps and from debuggers of the same user.
+class Undumpable {
+public:
+    Undumpable() : former_(::prctl(PR_GET_DUMPABLE)) { ::prctl(PR_SET_DUMPABLE, 0); }
+    ~Undumpable() {
+        if (former_ == 1) ::prctl(PR_SET_DUMPABLE, 1);  // no other value can be set
+    }
+    Undumpable(const Undumpable&) = delete;
+    Undumpable& operator=(const Undumpable&) = delete;
+
+private:
+    const int former_;
+};
+
 }  // namespace
 
 /// What lives as long as one recording, in the order in which it starts.
@@ -72,6 +87,7 @@ struct RecordingController::Session {
     DiskFlusher flusher;
     std::unique_ptr<ScreenRecorder> screen;
     std::unique_ptr<MicRecorder> microphone;
+    std::optional<Undumpable> undumpable;  // while keys are logged
     std::unique_ptr<EventTap> input;
 };
 
@@ -170,10 +186,12 @@ void RecordingController::startInput(Session& session) {
         stream = screen_.input();
     } catch (const PlatformError&) {  // the tap works without one
     }
+    session.undumpable.emplace();
     const EventTap::Shortcut stopKey{GlobalHotKey::stopKeyCode, GlobalHotKey::stopModifiers};
     session.input = std::make_unique<EventTap>(session.info.display, session.info.startHostTime, moveHz,
                                                std::move(stream), &session.journal, stopKey);
     if (!session.input->start()) {
+        session.undumpable.reset();
         notices_.emplace_back("recording without the cursor and keys: input cannot be listened to");
         return;
     }

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -78,6 +79,7 @@ TEST_F(RecordingControllerTest, leavesAWholePackage) {
     const LumenwhirlPackage package = begin();
     EXPECT_EQ(controller.state(), RecordingController::State::recording);
     EXPECT_TRUE(EventJournal::isBeingWritten(package.url()));
+    EXPECT_EQ(prctl(PR_GET_DUMPABLE), 0);                                               // keys are in memory
     EXPECT_THROW((void)PackageCompletion::recover(package), LumenwhirlPackage::Error);  // it is still running
 
     // Global points; the display has two pixels a point and begins at 100, 50.
@@ -95,6 +97,7 @@ TEST_F(RecordingControllerTest, leavesAWholePackage) {
     screen.capture.onStop = [&] { showAt(1002.25, 0xF0F0F0); };
     EXPECT_EQ(controller.stop().url(), package.url());
     EXPECT_EQ(controller.state(), RecordingController::State::idle);
+    EXPECT_EQ(prctl(PR_GET_DUMPABLE), 1);
 
     const EventLog log = package.readEvents();
     EXPECT_EQ(
