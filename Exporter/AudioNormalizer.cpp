@@ -1,5 +1,7 @@
 #include "Exporter/AudioNormalizer.h"
 
+#include "Files/AtomicFile.h"
+#include "Files/FileError.h"
 #include "Media/AudioReader.h"
 #include "Media/AudioWriter.h"
 #include "Media/MediaError.h"
@@ -13,9 +15,6 @@
 #include <string>
 #include <system_error>
 #include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace lumenwhirl::AudioNormalizer {
 namespace {
@@ -166,29 +165,6 @@ std::string makeUuid() {
     return text;
 }
 
-/// Creates an empty file that only its owner may read: what was said into a microphone is private.
-bool createPrivate(const std::filesystem::path& file) {
-    const int descriptor = ::open(file.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
-    if (descriptor < 0) return false;
-    ::close(descriptor);
-    return true;
-}
-
-/// False when stopped. Throws MediaError; neither leaves a file.
-bool writeCopy(const std::filesystem::path& file, const std::filesystem::path& copy, float gain,
-               const std::stop_token& stop) {
-    AudioReader reader(file);
-    AudioWriter writer(copy, {.sampleRate = reader.sampleRate(), .channels = reader.channels()});
-    AudioBuffer buffer;
-    while (readOn(reader, buffer)) {
-        if (stop.stop_requested()) return false;
-        for (auto& plane : buffer.channels) applyGain(plane, gain);
-        writer.write(buffer);
-    }
-    writer.finish();
-    return true;
-}
-
 }  // namespace
 
 Levels measure(const std::filesystem::path& file) {
@@ -205,23 +181,35 @@ float copyGain(const std::filesystem::path& file, std::stop_token stop) {
     }
 }
 
+bool writeCopy(const std::filesystem::path& file, const std::filesystem::path& copy, float gain,
+               std::stop_token stop) {
+    AudioReader reader(file);
+    AudioWriter writer(copy, {.sampleRate = reader.sampleRate(), .channels = reader.channels()});
+    AudioBuffer buffer;
+    while (readOn(reader, buffer)) {
+        if (stop.stop_requested()) return false;
+        for (auto& plane : buffer.channels) applyGain(plane, gain);
+        writer.write(buffer);
+    }
+    writer.finish();
+    return true;
+}
+
 std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path& file, std::optional<float> gain,
                                                     std::stop_token stop) {
-    std::filesystem::path copy;
     // Without a copy the audio is used as it was recorded: no reason for the caller to fail.
     try {
         if (!gain) gain = copyGain(file, stop);
         if (!(*gain > minimumUsefulGain)) return std::nullopt;
         const auto path = std::filesystem::temp_directory_path() / ("lwnorm-" + makeUuid() + ".m4a");
-        if (!createPrivate(path)) return std::nullopt;
-        copy = path;
-        if (writeCopy(file, copy, *gain, stop)) return copy;
-    } catch (const MediaError&) {
+        AtomicFile copy(path, AtomicFile::Access::owner);  // what was said into a microphone is private
+        if (!writeCopy(file, copy.path(), *gain, stop)) return std::nullopt;
+        copy.commit(AtomicFile::Durability::none);
+        return path;
+    } catch (const FileError&) {
     } catch (const std::filesystem::filesystem_error&) {
     } catch (const std::bad_alloc&) {
     }
-    std::error_code ignored;
-    if (!copy.empty()) std::filesystem::remove(copy, ignored);
     return std::nullopt;
 }
 

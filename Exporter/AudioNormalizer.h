@@ -34,6 +34,10 @@ struct Levels {
 [[nodiscard]] std::optional<std::filesystem::path> normalizedCopy(const std::filesystem::path& file,
                                                                   std::optional<float> gain = std::nullopt,
                                                                   std::stop_token stop = {});
+/// Writes such a copy to `copy`, replacing what is there; false, with an unfinished or no file, when stopped.
+/// Throws MediaError.
+[[nodiscard]] bool writeCopy(const std::filesystem::path& file, const std::filesystem::path& copy, float gain,
+                             std::stop_token stop = {});
 /// The gain that raises speech of these levels to the target: 1...maximumGain; 1 for silence.
 [[nodiscard]] float gainFor(const Levels& levels);
 

@@ -24,7 +24,7 @@ ExportError noFrames(const fs::path& recording) {
 ExportError failure(ExportError::Kind kind, const FileError& error, const fs::path& destination,
                     const std::string& step) {
     const fs::path file = error.file();
-    const bool isOfDestination = file == destination || AtomicFile::isTemporaryName(file.filename().string());
+    const bool isOfDestination = file == destination || AtomicFile::isPathOfOne(file);
     if (!isOfDestination && step.empty()) return {kind, error.what()};
     return {kind, destination.string() + ": " + step + (isOfDestination ? error.problem() : error.what())};
 }

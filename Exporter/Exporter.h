@@ -38,6 +38,8 @@ struct Options {
     FrameStates::Zoom zoom = FrameStates::Zoom::asProject;
     /// Called after every frame, on one thread; for a GIF also before its colours are chosen, with no frame done.
     std::function<void(Progress)> progress;
+    /// Called with a line for the user about what was done without.
+    std::function<void(const std::string&)> notice = {};
 };
 
 /// Writes `destination`. A file there is replaced only by a complete export: until then the work is in a temporary

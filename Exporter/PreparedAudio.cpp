@@ -2,6 +2,7 @@
 
 #include "Exporter/AudioEdit.h"
 #include "Exporter/AudioNormalizer.h"
+#include "Files/FileError.h"
 #include "Media/Remuxer.h"
 
 #include <utility>
@@ -27,12 +28,26 @@ void PreparedAudio::make(const std::stop_token& stop) {
         AudioEdit::write(recording_, gain, timeline_, edited_->path(), stop);
         return;
     }
-    if (auto louder = AudioNormalizer::normalizedCopy(recording_, std::nullopt, stop)) {
-        louder_.emplace(std::move(*louder));
-    } else if (!Remuxer::canCopyAudio(recording_)) {
+    if (makeLouder(stop)) return;
+    if (!Remuxer::canCopyAudio(recording_)) {
         edited_.emplace(destination_, AtomicFile::Access::owner);
         AudioEdit::encode(recording_, edited_->path(), stop);
     }
+}
+
+/// False where the audio is to be used as it is: it is loud enough, or the copy failed, for whatever reason.
+bool PreparedAudio::makeLouder(const std::stop_token& stop) {
+    const float gain = AudioNormalizer::copyGain(recording_, stop);
+    if (!(gain > AudioNormalizer::minimumUsefulGain)) return false;
+    try {
+        edited_.emplace(destination_, AtomicFile::Access::owner);
+        static_cast<void>(AudioNormalizer::writeCopy(recording_, edited_->path(), gain, stop));
+        return true;
+    } catch (const FileError& error) {
+        notice_ = std::string("quiet speech was left as it was recorded: ") + error.problem();
+    }
+    edited_.reset();
+    return false;
 }
 
 PreparedAudio::~PreparedAudio() {
@@ -46,8 +61,7 @@ const std::filesystem::path& PreparedAudio::file(std::stop_token stop) {
         worker_.join();
     }
     if (failure_) std::rethrow_exception(failure_);
-    if (edited_) return edited_->path();
-    return louder_ ? louder_->path() : recording_;
+    return edited_ ? edited_->path() : recording_;
 }
 
 }  // namespace lumenwhirl

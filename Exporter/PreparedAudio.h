@@ -2,13 +2,13 @@
 
 #include "Engine/Timeline/EditTimeline.h"
 #include "Files/AtomicFile.h"
-#include "Files/TemporaryFile.h"
 
 #include <atomic>
 #include <exception>
 #include <filesystem>
 #include <optional>
 #include <stop_token>
+#include <string>
 #include <thread>
 
 namespace lumenwhirl {
@@ -18,7 +18,7 @@ namespace lumenwhirl {
 /// files.
 class PreparedAudio {
 public:
-    /// Starts the work. `timeline` must outlive this. Edited audio is written to a temporary file beside
+    /// Starts the work. `timeline` must outlive this. Changed audio is written to a temporary file beside
     /// `destination`.
     PreparedAudio(const std::filesystem::path& recording, const EditTimeline& timeline,
                   const std::filesystem::path& destination);
@@ -33,12 +33,16 @@ public:
     /// Throws FileError if the audio could not be edited.
     [[nodiscard]] const std::filesystem::path& file(std::stop_token stop);
 
+    /// After file(): what was done without, one line for the user; empty if nothing.
+    [[nodiscard]] const std::string& notice() const noexcept { return notice_; }
+
 private:
+    [[nodiscard]] bool makeLouder(const std::stop_token& stop);
     void make(const std::stop_token& stop);
 
     std::filesystem::path recording_, destination_;
     const EditTimeline& timeline_;
-    std::optional<TemporaryFile> louder_;
+    std::string notice_;
     std::optional<AtomicFile> edited_;  // never committed
     std::exception_ptr failure_;
     std::atomic<bool> isDone_ = false;

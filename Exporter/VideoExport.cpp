@@ -110,6 +110,8 @@ void VideoExport::run(SourceFrames& source, const VideoSettings& encoding) {
     if (audio_ && !writer_->hasFoundAudio()) join(rendered.end);
     throwIfStopped(task_.stop);
     (whole_ ? *whole_ : video_).commit(AtomicFile::Durability::none);
+    if (audio_ && !audio_->notice().empty() && task_.options.notice)
+        task_.options.notice(task_.destination.string() + ": " + audio_->notice());
 }
 
 }  // namespace

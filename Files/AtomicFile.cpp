@@ -1,12 +1,14 @@
 #include "Files/AtomicFile.h"
 
 #include "Files/FileError.h"
+#include "Files/WholeFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstddef>
 #include <random>
 #include <string>
@@ -27,13 +29,27 @@ std::filesystem::path newNameBeside(const std::filesystem::path& destination) {
     return destination.parent_path() / name;
 }
 
+constexpr const char* openFiles = "/proc/self/fd";
+
+/// What the umask leaves of 0666. umask() itself tells only by changing it, for all threads.
+mode_t modeLeftByUmask() {
+    constexpr std::string_view key = "\nUmask:\t";
+    const std::string status = readWholeFile("/proc/self/status", std::size_t{1} << 20);
+    const std::size_t at = status.find(key);
+    unsigned mask = 077;  // older systems do not tell
+    if (at != std::string::npos)
+        std::from_chars(status.data() + at + key.size(), status.data() + status.size(), mask, 8);
+    return 0666 & ~mask;
+}
+
 }  // namespace
 
 AtomicFile::AtomicFile(std::filesystem::path destination, Access access)
     : destination_(std::move(destination)),
+      access_(access),
       temporary_(newNameBeside(destination_)),
-      descriptor_(::open(temporary_.path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                         access == Access::owner ? 0600 : 0666)) {
+      descriptor_(::open(temporary_.path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)),
+      path_(std::filesystem::path(openFiles) / std::to_string(descriptor_.get())) {
     if (descriptor_.isOpen()) return;
     const int errorNumber = errno;
     temporary_.release();  // if there is such a file, it is another's
@@ -48,25 +64,17 @@ void AtomicFile::write(std::string_view bytes) {
     }
 }
 
-void AtomicFile::copyFrom(const std::filesystem::path& source) {
-    const Descriptor input(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!input.isOpen()) throw FileError(source, "cannot open", errno);
-    std::array<char, std::size_t{1} << 16> block;
-    while (true) {
-        const ssize_t count = ::read(input.get(), block.data(), block.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw FileError(source, "cannot read", errno);
-        if (count == 0) return;
-        write({block.data(), static_cast<std::size_t>(count)});
-    }
-}
-
 void AtomicFile::commit(Durability durability) {
+    if (access_ == Access::umask && ::fchmod(descriptor_.get(), modeLeftByUmask()) != 0) fail();
     // EINVAL: the file system cannot flush single files.
     if (durability != Durability::none && ::fsync(descriptor_.get()) != 0 && errno != EINVAL) fail();
-    if (!descriptor_.close() || ::rename(path().c_str(), destination_.c_str()) != 0) fail();
+    if (!descriptor_.close() || ::rename(temporary_.path().c_str(), destination_.c_str()) != 0) fail();
     temporary_.release();
     if (durability == Durability::contentAndName) flushFolderOf(destination_);
+}
+
+bool AtomicFile::isPathOfOne(const std::filesystem::path& file) {
+    return file.parent_path() == openFiles;
 }
 
 bool AtomicFile::isTemporaryName(std::string_view name) noexcept {

@@ -9,7 +9,8 @@
 namespace lumenwhirl {
 
 /// A new file that appears at its destination as a whole or not at all: it is written under a hidden name in the
-/// same folder until commit() renames it, replacing what is there. Destroyed before that, it leaves nothing.
+/// same folder until commit() renames it, replacing what is there. Destroyed before that, it leaves nothing. Until
+/// then only its owner may read it.
 ///
 /// Everything throws FileError naming the destination: the hidden name says nothing to users.
 class AtomicFile {
@@ -27,12 +28,12 @@ public:
     /// Creates the hidden file, empty.
     AtomicFile(std::filesystem::path destination, Access access);
 
-    /// The hidden file, for libraries that write to a name. They may truncate it, but not put another in its
-    /// place.
-    [[nodiscard]] const std::filesystem::path& path() const noexcept { return temporary_.path(); }
+    /// For libraries that write to a name: one of the open file itself, which stays right whatever somebody else
+    /// who may write to the folder puts in its place. They may truncate the file, but not replace it.
+    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+    /// Whether a name is one that path() gives.
+    [[nodiscard]] static bool isPathOfOne(const std::filesystem::path& file);
     void write(std::string_view bytes);
-    /// Appends the content of `source`; FileError names that where it cannot be read.
-    void copyFrom(const std::filesystem::path& source);
     /// Once; nothing can be written afterwards.
     void commit(Durability durability);
 
@@ -43,8 +44,10 @@ private:
     [[noreturn]] void fail() const;
 
     std::filesystem::path destination_;
+    Access access_;
     TemporaryFile temporary_;
     Descriptor descriptor_;
+    std::filesystem::path path_;
 };
 
 /// For a file that was created otherwise: makes its name survive a power cut. Throws FileError.

@@ -226,8 +226,9 @@ void complete(const std::filesystem::path& file, double lastFrame) {
         AtomicFile plain(file, AtomicFile::Access::owner);
         writePlain(file, fragments, lastFrame, plain.path());
         plain.commit(AtomicFile::Durability::content);
-    } catch (const MediaError&) {
-        throw;
+    } catch (const MediaError& error) {
+        if (!AtomicFile::isPathOfOne(error.file())) throw;
+        throw MediaError(error.kind(), file, error.problem());
     } catch (const FileError& error) {
         throw MediaError(MediaError::Kind::cannotWrite, error.file(), error.problem());
     }

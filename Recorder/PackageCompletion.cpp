@@ -36,7 +36,9 @@ void muxAudio(const std::filesystem::path& audio, const std::filesystem::path& v
     } catch (const MediaError& error) {
         if (error.kind() == MediaError::Kind::noAudioTrack) return;
         const bool isVideoMissing = error.kind() == MediaError::Kind::noVideoTrack;
-        throw MuxError(isVideoMissing ? MuxError::Kind::noVideoTrack : MuxError::Kind::exportFailed, error.what());
+        const std::filesystem::path file = AtomicFile::isPathOfOne(error.file()) ? video : error.file();
+        throw MuxError(isVideoMissing ? MuxError::Kind::noVideoTrack : MuxError::Kind::exportFailed,
+                       FileError(file, error.problem()).what());
     } catch (const FileError& error) {
         throw MuxError(MuxError::Kind::exportFailed, error.what());
     }

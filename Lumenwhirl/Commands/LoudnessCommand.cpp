@@ -1,6 +1,6 @@
 #include "Exporter/AudioNormalizer.h"
 #include "Files/AtomicFile.h"
-#include "Files/TemporaryFile.h"
+#include "Files/FileError.h"
 #include "Lumenwhirl/Commands/Command.h"
 #include "Lumenwhirl/Commands/Interruption.h"
 #include "Lumenwhirl/Commands/JsonWriter.h"
@@ -55,17 +55,14 @@ public:
 private:
     void writeCopy(float gain) const {
         Interruption interruption;
-        const std::optional<std::filesystem::path> copy =
-            AudioNormalizer::normalizedCopy(file_, gain, interruption.token());
-        if (!copy) {
-            throw CommandError(interruption.token().stop_requested()
-                                   ? output_ + ": cancelled; nothing was written"
-                                   : output_ + ": the louder copy of " + file_ + " could not be created in " +
-                                         std::filesystem::temp_directory_path().string());
-        }
-        const TemporaryFile temporary(*copy);
         AtomicFile file(output_, AtomicFile::Access::umask);
-        file.copyFrom(temporary.path());
+        try {
+            if (!AudioNormalizer::writeCopy(file_, file.path(), gain, interruption.token()))
+                throw CommandError(output_ + ": cancelled; nothing was written");
+        } catch (const FileError& error) {
+            if (!AtomicFile::isPathOfOne(error.file())) throw;
+            throw CommandError(output_ + ": " + error.problem());
+        }
         file.commit(AtomicFile::Durability::content);
     }
 

@@ -83,7 +83,8 @@ void exportWithProgress(const Session::ExportTask& task, ProgressStyle style, In
         interruption.requestStop();
     };
     try {
-        Session::runExport(task, show, interruption.token());
+        Session::runExport(
+            task, show, [](const std::string& notice) { tell(notice); }, interruption.token());
     } catch (const Exporter::ExportError& error) {
         if (hasListener || error.kind() != Exporter::ExportError::Kind::cancelled) throw;
         throw CommandError("standard output: nobody reads the progress any more");

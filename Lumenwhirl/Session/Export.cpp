@@ -64,8 +64,9 @@ ExportTask prepareExport(const LumenwhirlPackage& package, const ExportChoices& 
 }
 
 void runExport(const ExportTask& task, const std::function<void(const Exporter::Progress&)>& progress,
-               const std::stop_token& stop) {
+               const std::function<void(const std::string&)>& notice, const std::stop_token& stop) {
     Exporter::Options options;
+    options.notice = notice;
     options.preset = task.preset;
     options.encoder = task.encoder;
     options.zoom = task.zoom;

@@ -43,11 +43,11 @@ struct ExportTask {
 /// exist and for a destination that cannot be written, LumenwhirlPackage::Error for a document.
 [[nodiscard]] ExportTask prepareExport(const LumenwhirlPackage& package, const ExportChoices& choices);
 
-/// Blocks until the file is complete. `progress` is called after every frame, on one thread, and may be empty.
-/// Throws Exporter::ExportError, of kind `cancelled` after a stop, and Error for a document with absurd values;
-/// then nothing is written.
+/// Blocks until the file is complete. `progress` is called after every frame, on one thread, and may be empty;
+/// `notice` with a line for the user about what was done without. Throws Exporter::ExportError, of kind
+/// `cancelled` after a stop, and Error for a document with absurd values; then nothing is written.
 void runExport(const ExportTask& task, const std::function<void(const Exporter::Progress&)>& progress,
-               const std::stop_token& stop);
+               const std::function<void(const std::string&)>& notice, const std::stop_token& stop);
 
 /// The finished frame at an output time in seconds (clamped), as an export draws it. Throws like prepareExport()
 /// and runExport().
