@@ -9,6 +9,7 @@ void throwIfStopped(const std::stop_token& stop) {
 }
 
 AtomicFile createOrRefuse(const fs::path& destination) {
+    AtomicFile::removeLeftoversBeside(destination);  // of an export that was killed
     try {
         return AtomicFile(destination, AtomicFile::Access::umask);
     } catch (const FileError& error) {

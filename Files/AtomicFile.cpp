@@ -4,12 +4,14 @@
 #include "Files/WholeFile.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <charconv>
 #include <cstddef>
+#include <ctime>
 #include <random>
 #include <string>
 #include <utility>
@@ -50,7 +52,11 @@ AtomicFile::AtomicFile(std::filesystem::path destination, Access access)
       temporary_(newNameBeside(destination_)),
       descriptor_(::open(temporary_.path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600)),
       path_(std::filesystem::path(openFiles) / std::to_string(descriptor_.get())) {
-    if (descriptor_.isOpen()) return;
+    if (descriptor_.isOpen()) {
+        // Until it is closed, or the process ends. File systems without locks keep leftovers.
+        static_cast<void>(::flock(descriptor_.get(), LOCK_EX | LOCK_NB));
+        return;
+    }
     const int errorNumber = errno;
     temporary_.release();  // if there is such a file, it is another's
     throw FileError(destination_, "cannot write", errorNumber);
@@ -80,6 +86,21 @@ bool AtomicFile::isPathOfOne(const std::filesystem::path& file) {
 bool AtomicFile::isTemporaryName(std::string_view name) noexcept {
     return name.size() == prefix.size() + randomLetters && name.starts_with(prefix) &&
            name.find_first_not_of(letters, prefix.size()) == std::string_view::npos;
+}
+
+void AtomicFile::removeLeftoversBeside(const std::filesystem::path& destination) noexcept try {
+    const auto parent = destination.parent_path();
+    for (const auto& entry : std::filesystem::directory_iterator(parent.empty() ? "." : parent)) {
+        if (!isTemporaryName(entry.path().filename().string())) continue;
+        const Descriptor file(::open(entry.path().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+        struct stat status {};
+        if (!file.isOpen() || ::fstat(file.get(), &status) != 0) continue;
+        // An empty one may be so new that its owner has not locked it yet.
+        const bool isSettled = status.st_size > 0 || std::time(nullptr) - status.st_mtime > 60;
+        const bool isOurs = S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && isSettled;
+        if (isOurs && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) ::unlink(entry.path().c_str());
+    }
+} catch (const std::exception&) {  // a folder that cannot be listed: nothing depends on it
 }
 
 void AtomicFile::fail() const {

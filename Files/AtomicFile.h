@@ -40,6 +40,10 @@ public:
     /// Whether a file of this name, without its folder, is a hidden one. Where nobody is writing, a crash left it.
     [[nodiscard]] static bool isTemporaryName(std::string_view name) noexcept;
 
+    /// Removes the hidden files of this user beside `destination` that nobody is writing any more: a crash left
+    /// them.
+    static void removeLeftoversBeside(const std::filesystem::path& destination) noexcept;
+
 private:
     [[noreturn]] void fail() const;
 

@@ -128,6 +128,17 @@ TEST_F(Files, aCrashsLeftoversAreRecognised) {
         EXPECT_FALSE(AtomicFile::isTemporaryName(other)) << other;
 }
 
+TEST_F(Files, onlyWhatNobodyWritesAnyMoreIsALeftover) {
+    AtomicFile alive(folder / "video.mp4", Access::umask);
+    alive.write("half");
+    const std::string kept = *names().begin(), left = ".lumenwhirl-abcdefghijkl", other = ".lumenwhirl-notes";
+    writeFile(folder / left, "half");
+    writeFile(folder / other, "text");
+    AtomicFile::removeLeftoversBeside(folder / "video.mp4");
+    EXPECT_EQ(names(), (std::set<std::string>{kept, other}));
+    AtomicFile::removeLeftoversBeside(folder / "missing/video.mp4");
+}
+
 TEST_F(Files, aFailureNamesTheDestinationAndLeavesNothing) {
     fs::create_directory(folder / "taken");
     EXPECT_EQ(problemOf([&] { replace(folder / "taken", "text"); }, folder / "taken"),
