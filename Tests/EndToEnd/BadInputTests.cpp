@@ -92,7 +92,7 @@ TEST(BadInput, destinationsThatCannotBeWritten) {
 TEST(BadInput, aFullDisk) {
     const TestFolder folder;
     const std::string package = folder.makeRecording().url().string();
-    writeFile(folder / "talk.srt", "00:01,000 --> 00:02,000\n" + std::string(8000, 'x') + "\n");
+    writeFile(folder / "talk.srt", "00:01,000 --> 00:02,000\n" + std::string(4900, 'x') + "\n");
     const Program::Surroundings fullDisk{.largestFileSize = 4096};
     const std::string video = folder / "out.mp4", image = folder / "out.png", audio = folder / "out.m4a";
     folder.expectFailure({"export", package, "-o", video}, 1, video + ": ", fullDisk);
