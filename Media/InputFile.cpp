@@ -6,6 +6,7 @@
 #include <array>
 #include <span>
 #include <string_view>
+#include <system_error>
 
 namespace lumenwhirl {
 namespace {
@@ -41,6 +42,11 @@ std::span<const std::string_view> formatsFor(InputFile::Contents contents) {
 }  // namespace
 
 InputFile::InputFile(std::filesystem::path file, AVMediaType wanted, Contents contents) : path_(std::move(file)) {
+    // Opening a pipe would wait for somebody who writes to it.
+    std::error_code ignored;
+    const std::filesystem::file_status status = std::filesystem::status(path_, ignored);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        throw MediaError(MediaError::Kind::cannotOpen, path_, "is not a regular file");
     Dictionary options{{"protocol_whitelist", "file"}};
     std::string names;
     for (const auto name : formatsFor(contents)) names.append(names.empty() ? "" : ",").append(name);

@@ -7,6 +7,8 @@
 
 #include <fstream>
 
+#include <sys/stat.h>
+
 namespace lumenwhirl {
 namespace {
 
@@ -28,6 +30,8 @@ TEST(BackgroundImage, stillPicturesAreDecodedAndAllElseIsNone) {
     EXPECT_FALSE(loadBackgroundImage(folder / "text.png"));
     EXPECT_FALSE(loadBackgroundImage(folder / "missing.png"));
     EXPECT_FALSE(loadBackgroundImage(folder.path()));
+    ASSERT_EQ(::mkfifo((folder / "pipe.png").c_str(), 0600), 0);  // nobody will ever write to it
+    EXPECT_FALSE(loadBackgroundImage(folder / "pipe.png"));
 }
 
 }  // namespace
