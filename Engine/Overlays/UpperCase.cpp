@@ -25,8 +25,11 @@ constexpr Run runs[] = {
     {0x0133, 0x0137, -1, 2},   {0x013A, 0x0148, -1, 2},   {0x014B, 0x0177, -1, 2},
     {0x017A, 0x017E, -1, 2},   {0x017F, 0x017F, -300, 1},  // long s
     {0x01A1, 0x01A5, -1, 2},                               // Latin Extended-B: Vietnamese and Pinyin
-    {0x01B0, 0x01B0, -1, 1},   {0x01CE, 0x01DC, -1, 2},   {0x01DF, 0x01EF, -1, 2},
-    {0x01F9, 0x021F, -1, 2},   {0x0223, 0x0233, -1, 2},   {0x03AC, 0x03AC, -38, 1},  // Greek
+    {0x01B0, 0x01B0, -1, 1},   {0x01C5, 0x01C5, -1, 1},   {0x01C6, 0x01C6, -2, 1},  // digraphs, also of title case
+    {0x01C8, 0x01C8, -1, 1},   {0x01C9, 0x01C9, -2, 1},   {0x01CB, 0x01CB, -1, 1},
+    {0x01CC, 0x01CC, -2, 1},   {0x01CE, 0x01DC, -1, 2},   {0x01DF, 0x01EF, -1, 2},
+    {0x01F2, 0x01F2, -1, 1},   {0x01F3, 0x01F3, -2, 1},   {0x01F9, 0x021F, -1, 2},
+    {0x0223, 0x0233, -1, 2},   {0x03AC, 0x03AC, -38, 1},                             // Greek
     {0x03AD, 0x03AF, -37, 1},  {0x03B1, 0x03C1, -32, 1},  {0x03C2, 0x03C2, -31, 1},  // final sigma
     {0x03C3, 0x03CB, -32, 1},  {0x03CC, 0x03CC, -64, 1},  {0x03CD, 0x03CE, -63, 1},
     {0x0430, 0x044F, -32, 1},  // Cyrillic
@@ -48,6 +51,18 @@ constexpr struct {
     {0x0390, "\xCE\x99\xCC\x88\xCC\x81"},
     {0x03B0, "\xCE\xA5\xCC\x88\xCC\x81"},
     {0x0587, "\xD4\xB5\xD5\x92"},
+    {0xFB00, "FF"},  // ligatures
+    {0xFB01, "FI"},
+    {0xFB02, "FL"},
+    {0xFB03, "FFI"},
+    {0xFB04, "FFL"},
+    {0xFB05, "ST"},
+    {0xFB06, "ST"},
+    {0xFB13, "\xD5\x84\xD5\x86"},
+    {0xFB14, "\xD5\x84\xD4\xB5"},
+    {0xFB15, "\xD5\x84\xD4\xBB"},
+    {0xFB16, "\xD5\x8E\xD5\x86"},
+    {0xFB17, "\xD5\x84\xD4\xBD"},
 };
 
 char32_t upperCaseOf(char32_t letter) {

@@ -97,6 +97,7 @@ TEST(UpperCase, mapsAlphabetsWithoutALocale) {
     EXPECT_EQ(upperCased("ὰ άέήίόύώ αβγ ςσ ϊ"), "ὰ ΆΈΉΊΌΎΏ ΑΒΓ ΣΣ Ϊ");
     EXPECT_EQ(upperCased("привет ёђї ґ ӏ ӑ"), "ПРИВЕТ ЁЂЇ Ґ Ӏ Ӑ");
     EXPECT_EQ(upperCased("tiếng ươ"), "TIẾNG ƯƠ");
+    EXPECT_EQ(upperCased("oﬃce ﬁle ﬆ ǆ ǅ ǉ ǋ ǳ մﬓ"), "OFFICE FILE ST Ǆ Ǆ Ǉ Ǌ Ǳ ՄՄՆ") << "ligatures and digraphs";
     EXPECT_EQ(upperCased("日本 😀 ÀÉ ŸŽŁ ПΣ"), "日本 😀 ÀÉ ŸŽŁ ПΣ") << "what is upper case or has none stays";
 }
 
