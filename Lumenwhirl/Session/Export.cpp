@@ -16,6 +16,12 @@ decltype(auto) onDocumentsOf(const LumenwhirlPackage& package, Work work) {
     }
 }
 
+/// The project as it is drawn: a background image of relative path lies in the package, wherever the program runs.
+ProjectSettings drawn(const LumenwhirlPackage& package, ProjectSettings project) {
+    if (std::optional<std::string>& path = project.style.background.path) path = (package.url() / *path).string();
+    return project;
+}
+
 Preset storedPreset(const LumenwhirlPackage& package, const ProjectSettings& project) {
     const std::string& name = project.exportSettings.preset;
     if (const std::optional<Preset> preset = presetFromRawValue(name)) return *preset;
@@ -73,8 +79,8 @@ void runExport(const ExportTask& task, const std::function<void(const Exporter::
     options.progress = progress;
     try {
         onDocumentsOf(task.package, [&] {
-            Exporter::exportRecording(task.package.recordingURL(), task.events, task.project, task.destination,
-                                      options, stop);
+            Exporter::exportRecording(task.package.recordingURL(), task.events, drawn(task.package, task.project),
+                                      task.destination, options, stop);
         });
     } catch (const Exporter::ExportError& error) {
         if (error.kind() != Exporter::ExportError::Kind::cancelled) throw;
@@ -84,7 +90,7 @@ void runExport(const ExportTask& task, const std::function<void(const Exporter::
 
 Image finishedFrame(const LumenwhirlPackage& package, double outputTime, FrameStates::Zoom zoom) {
     const EventLog events = package.readEvents();
-    const ProjectSettings project = package.readProject();
+    const ProjectSettings project = drawn(package, package.readProject());
     return onDocumentsOf(package, [&] {
         return Exporter::finishedFrame(package.recordingURL(), events, project, outputTime, zoom);
     });
@@ -92,7 +98,7 @@ Image finishedFrame(const LumenwhirlPackage& package, double outputTime, FrameSt
 
 FrameStates frameStates(const LumenwhirlPackage& package, const EventLog& events, const ProjectSettings& project,
                         Size contentSize, FrameStates::Zoom zoom) {
-    return onDocumentsOf(package, [&] { return FrameStates(events, project, contentSize, zoom); });
+    return onDocumentsOf(package, [&] { return FrameStates(events, drawn(package, project), contentSize, zoom); });
 }
 
 }  // namespace lumenwhirl::Session

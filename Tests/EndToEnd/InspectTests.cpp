@@ -77,7 +77,9 @@ TEST(Inspect, theRenderStyleIsResolvedForTheCanvas) {
     };
     EXPECT_EQ(backgroundOf({"solid", {}, "#336699", {}}), R"({"type":"solid","color":[0.2,0.4,0.6,1]})");
     writeFile(folder / "picture.ppm", "P6 3 2 255 " + std::string(3 * 2 * 3, 'x'));
-    EXPECT_EQ(backgroundOf({"image", {}, {}, folder / "picture.ppm"}), R"({"type":"image","width":3,"height":2})");
+    // By its whole path, or counted from the package wherever the program runs.
+    for (const std::string& path : {folder / "picture.ppm", std::string("../picture.ppm")})
+        EXPECT_EQ(backgroundOf({"image", {}, {}, path}), R"({"type":"image","width":3,"height":2})");
 
     const Json portrait = inspect(edited(folder, [](ProjectSettings& project) {
         project.style.aspect = "9:16";
