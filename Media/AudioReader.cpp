@@ -19,6 +19,7 @@ extern "C" {
 namespace lumenwhirl {
 namespace {
 
+constexpr int lowestRate = 4000;        // Hz; lower ones carry no speech, and converting them takes gigabytes
 constexpr int highestRate = 1'000'000;  // Hz; converters give up to 768 kHz
 // Seconds: longer than anybody records. A file with a damaged time must not become years of silence.
 constexpr std::int64_t longestSilence = 2 * 24 * 60 * 60;
@@ -65,7 +66,7 @@ AudioReader::State::State(const std::filesystem::path& file)
         sampleRate = ahead->sample_rate;
         channels = ahead->ch_layout.nb_channels;
     }
-    if (sampleRate <= 0 || sampleRate > highestRate || channels <= 0) {
+    if (sampleRate < lowestRate || sampleRate > highestRate || channels <= 0) {
         throw MediaError(MediaError::Kind::unsupported, file,
                          "the audio track has no usable sample rate, or no channels");
     }

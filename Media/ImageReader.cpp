@@ -14,6 +14,7 @@ namespace lumenwhirl {
 namespace {
 
 constexpr int largestSide = 16384;
+constexpr std::int64_t mostPixels = std::int64_t{64} << 20;  // decoding takes ten bytes each
 
 bool isFullRange(const AVFrame& frame) {
     constexpr std::array always{AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_YUVJ444P, AV_PIX_FMT_YUVJ440P,
@@ -57,7 +58,8 @@ Image readImage(const std::filesystem::path& file) {
     InputFile input(file, AVMEDIA_TYPE_VIDEO, InputFile::Contents::image);
     AVStream* stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
     if (!stream) throw MediaError(MediaError::Kind::cannotOpen, file, "no image");
-    if (stream->codecpar->width > largestSide || stream->codecpar->height > largestSide)
+    const std::int64_t width = stream->codecpar->width, height = stream->codecpar->height;
+    if (width > largestSide || height > largestSide || width * height > mostPixels)
         throw MediaError(MediaError::Kind::unsupported, file, "the image is too large");
     StreamDecoder decoder(input, *stream);
     const FrameHandle frame = makeFrame();

@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <array>
-#include <span>
+#include <cstddef>
+#include <fstream>
 #include <string_view>
 #include <system_error>
 
@@ -31,12 +32,37 @@ constexpr std::array<std::string_view, 17> movieFormats = {"mov,mp4,m4a,3gp,3g2,
                                                            "hevc",
                                                            "yuv4mpegpipe"};
 
-constexpr std::array<std::string_view, 8> imageFormats = {"image2",   "png_pipe",  "jpeg_pipe", "webp_pipe",
-                                                          "bmp_pipe", "tiff_pipe", "gif",       "ppm_pipe"};
+/// Formats of single images with what their files begin with. libavformat goes by a name's ending too, which would
+/// open a drawing as slow as its author likes, or a numbered series.
+struct ImageFormat {
+    const char* name;
+    std::string_view start;
+    std::string_view atEight = {};
+};
+constexpr std::array<ImageFormat, 8> imageFormats{{{"png_pipe", "\x89PNG\r\n\x1A\n"},
+                                                   {"jpeg_pipe", "\xFF\xD8\xFF"},
+                                                   {"webp_pipe", "RIFF", "WEBP"},
+                                                   {"gif", "GIF8"},
+                                                   {"bmp_pipe", "BM"},
+                                                   {"tiff_pipe", {"II*\0", 4}},
+                                                   {"tiff_pipe", {"MM\0*", 4}},
+                                                   {"ppm_pipe", "P6"}}};
 
-std::span<const std::string_view> formatsFor(InputFile::Contents contents) {
-    if (contents == InputFile::Contents::image) return imageFormats;
-    return movieFormats;
+/// By the content of the file; null if it is no image that is known. Throws MediaError (cannotOpen).
+const AVInputFormat* imageFormatOf(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    std::array<char, 16> bytes{};
+    stream.read(bytes.data(), bytes.size());
+    const std::string_view start(bytes.data(), static_cast<std::size_t>(stream.gcount()));
+    for (const ImageFormat& format : imageFormats)
+        if (start.starts_with(format.start) &&
+            start.substr(std::min<std::size_t>(8, start.size())).starts_with(format.atEight))
+            return av_find_input_format(format.name);
+    return nullptr;
+}
+
+bool isMovieFormat(std::string_view name) {
+    return std::find(movieFormats.begin(), movieFormats.end(), name) != movieFormats.end();
 }
 
 }  // namespace
@@ -48,21 +74,25 @@ InputFile::InputFile(std::filesystem::path file, AVMediaType wanted, Contents co
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
         throw MediaError(MediaError::Kind::cannotOpen, path_, "is not a regular file");
     Dictionary options{{"protocol_whitelist", "file"}};
-    std::string names;
-    for (const auto name : formatsFor(contents)) names.append(names.empty() ? "" : ",").append(name);
-    options.set("format_whitelist", names);
-    if (contents == Contents::image) options.set("pattern_type", "none");  // "%d" in a name is a name
+    const AVInputFormat* format = nullptr;  // to be found
+    if (contents == Contents::image) {
+        format = imageFormatOf(path_);
+        if (!format && std::filesystem::exists(status))
+            throw MediaError(MediaError::Kind::cannotOpen, path_, "not an image");
+    } else {
+        std::string names;
+        for (const auto name : movieFormats) names.append(names.empty() ? "" : ",").append(name);
+        options.set("format_whitelist", names);
+    }
 
     AVFormatContext* opened = nullptr;
-    const int result = avformat_open_input(&opened, urlOf(path_.string()).c_str(), nullptr, options.address());
+    const int result = avformat_open_input(&opened, urlOf(path_.string()).c_str(), format, options.address());
     context_.reset(opened);
     // EINVAL is how libavformat says that a format is not one of the list.
     if (result == AVERROR(EINVAL)) throw MediaError(MediaError::Kind::cannotOpen, path_, "not a media file");
     if (result < 0) throw MediaError(MediaError::Kind::cannotOpen, path_, "cannot open: " + reasonFor(result));
-    const auto formats = formatsFor(contents);
-    if (std::find(formats.begin(), formats.end(), std::string_view(context_->iformat->name)) == formats.end()) {
+    if (!format && !isMovieFormat(context_->iformat->name))
         throw MediaError(MediaError::Kind::cannotOpen, path_, "not a media file");
-    }
     if (wanted != AVMEDIA_TYPE_UNKNOWN) {
         for (unsigned i = 0; i < context_->nb_streams; ++i) {
             if (context_->streams[i]->codecpar->codec_type != wanted)

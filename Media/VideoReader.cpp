@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <deque>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -122,6 +123,13 @@ struct VideoReader::State {
         if (std::abs(pixelShape(stream) - 1) > 0.01) {
             throw MediaError(MediaError::Kind::unsupported, file,
                              "its pixels are not square; scale the picture to square ones first");
+        }
+        const int transfer = rawNumber(stream.codecpar->color_trc);
+        if (transfer == AVCOL_TRC_SMPTE2084 || transfer == AVCOL_TRC_ARIB_STD_B67) {
+            throw MediaError(MediaError::Kind::unsupported, file,
+                             std::string("the picture is HDR (") +
+                                 (transfer == AVCOL_TRC_SMPTE2084 ? "PQ" : "HLG") +
+                                 "); convert it to BT.709 first");
         }
         if (info.width < 2 || info.height < 2) {
             throw MediaError(MediaError::Kind::unsupported, file, "the picture has no size");

@@ -165,6 +165,11 @@ TEST(AudioReader, refusesFilesWithoutAudioAndReportsCutOnes) {
     EXPECT_EQ(thrownBy([&] { AudioReader{folder / "video.mp4"}; }), Kind::noAudioTrack);
     EXPECT_EQ(thrownBy([&] { AudioReader{folder / "missing.m4a"}; }), Kind::cannotOpen);
     EXPECT_EQ(thrownBy([&] { AudioReader{folder.path()}; }), Kind::cannotOpen);
+    // A sample a second: evening out the loudness of some kilobytes would take gigabytes.
+    writeFile(folder / "slow.wav",
+              std::string("RIFF\x2C\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\1\0\0\0\2\0\0\0\2\0\x10\0data\x08\0\0\0", 44) +
+                  std::string(8, 'x'));
+    EXPECT_EQ(thrownBy([&] { AudioReader{folder / "slow.wav"}; }), Kind::unsupported);
 
     writeAudio(folder / "sound.m4a", silence(48'000));
     Remuxer::mux(folder / "video.mp4", folder / "sound.m4a", folder / "both.mp4");

@@ -173,6 +173,12 @@ TEST(ForeignVideo, nonSquarePixelsTurnedVideoAndAChangeOfSizeAreRefused) {
                   isTaken ? std::nullopt : std::optional(MediaError::Kind::unsupported))
             << shape.num << ":" << shape.den;
     }
+    for (const AVColorTransferCharacteristic transfer : {AVCOL_TRC_SMPTE2084, AVCOL_TRC_ARIB_STD_B67}) {
+        Foreign bright;  // HDR: shown as if it were not, it would be grey
+        bright.describe = [&](AVCodecContext& codec) { codec.color_trc = transfer; };
+        movies::write(folder / "hdr.mkv", bright);
+        EXPECT_EQ(thrownBy([&] { VideoReader{folder / "hdr.mkv"}; }), MediaError::Kind::unsupported);
+    }
     Foreign turned;
     turned.container = "mov";
     turned.encoder = "libx264";

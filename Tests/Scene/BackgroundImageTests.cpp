@@ -26,6 +26,15 @@ TEST(BackgroundImage, stillPicturesAreDecodedAndAllElseIsNone) {
     ASSERT_TRUE(decoded);
     EXPECT_EQ(*decoded, image);
 
+    // What a file is, is seen in its content: a drawing or text is no picture whatever its name says.
+    std::filesystem::rename(folder / "100%d.png", folder / "picture.svg");
+    EXPECT_TRUE(loadBackgroundImage(folder / "picture.svg"));
+    std::ofstream(folder / "drawing.png")
+        << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"9\" height=\"9\"/>";
+    EXPECT_FALSE(loadBackgroundImage(folder / "drawing.png"));
+    std::ofstream(folder / "huge.ppm") << "P6 16000 16000 255\n" << std::string(1000, 'x');
+    EXPECT_FALSE(loadBackgroundImage(folder / "huge.ppm"));
+
     std::ofstream(folder / "text.png") << "not a picture";
     EXPECT_FALSE(loadBackgroundImage(folder / "text.png"));
     EXPECT_FALSE(loadBackgroundImage(folder / "missing.png"));
