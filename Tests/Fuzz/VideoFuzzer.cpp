@@ -1,16 +1,7 @@
 #include "Media/AudioReader.h"
-#include "Media/MediaError.h"
-#include "Media/MediaLog.h"
 #include "Media/Remuxer.h"
 #include "Media/VideoReader.h"
-#include "Tests/Fuzz/Require.h"
-
-extern "C" {
-#include <libavutil/mem.h>
-}
-
-#include <sys/mman.h>
-#include <unistd.h>
+#include "Tests/Fuzz/MediaInput.h"
 
 #include <cmath>
 #include <cstdint>
@@ -20,28 +11,9 @@ extern "C" {
 namespace {
 
 using namespace lumenwhirl;
+using fuzz::allowingMediaErrors;
+using fuzz::FileInMemory;
 using fuzz::require;
-
-/// libavformat gives one allocation up to 2 GB and fills it: a fragment of 20 bytes may claim 80 million samples that
-/// take no data. This keeps several such tables within the fuzzer's limit of memory.
-constexpr std::size_t mostBytes = std::size_t{64} << 20;
-
-/// Bytes as a named file in memory.
-class FileInMemory {
-public:
-    FileInMemory(const std::uint8_t* data, std::size_t size) : descriptor_(::memfd_create("video", MFD_CLOEXEC)) {
-        require(descriptor_ >= 0, "there is a file in memory");
-        require(::write(descriptor_, data, size) == static_cast<ssize_t>(size), "it can be filled");
-    }
-    ~FileInMemory() { ::close(descriptor_); }
-    FileInMemory(const FileInMemory&) = delete;
-    FileInMemory& operator=(const FileInMemory&) = delete;
-
-    [[nodiscard]] std::string name() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
-private:
-    int descriptor_;
-};
 
 /// Reads the first and last pixel of every plane, which the address sanitizer watches.
 unsigned cornersOf(const Picture& frame) {
@@ -87,20 +59,9 @@ void copyTracks(const std::string& file) {
     Remuxer::mux(file, file, copy.name());
 }
 
-template <class Work>
-void allowingMediaErrors(Work work) {
-    try {
-        work();
-    } catch (const MediaError& error) {
-        require(std::string(error.what()).find('\n') == std::string::npos, "an error is one line");
-    }
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    silenceMediaLibraries();
-    av_max_alloc(mostBytes);
     const FileInMemory file(data, size);
     allowingMediaErrors([&] {
         VideoReader reader(file.name());
