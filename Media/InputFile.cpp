@@ -48,16 +48,36 @@ constexpr std::array<ImageFormat, 8> imageFormats{{{"png_pipe", "\x89PNG\r\n\x1A
                                                    {"tiff_pipe", {"MM\0*", 4}},
                                                    {"ppm_pipe", "P6"}}};
 
+/// Whether the chunks of a WebP, from byte 12 on, end where the file does. At a chunk of no possible size
+/// libavcodec 59 ends the process.
+bool hasWholeChunks(std::ifstream& webp) {
+    constexpr std::streamoff header = 8;
+    webp.clear();
+    webp.seekg(0, std::ios::end);
+    const std::streamoff size = webp.tellg();
+    for (std::streamoff at = 12; at + header <= size;) {
+        std::array<unsigned char, header> bytes{};
+        webp.seekg(at);
+        if (!webp.read(reinterpret_cast<char*>(bytes.data()), header)) return false;
+        const std::streamoff length = bytes[4] | bytes[5] << 8 | bytes[6] << 16 | std::streamoff{bytes[7]} << 24;
+        at += header + length + length % 2;
+        if (at > size + 1) return false;  // a last byte that only fills up may be missing
+    }
+    return true;
+}
+
 /// By the content of the file; null if it is no image that is known. Throws MediaError (cannotOpen).
 const AVInputFormat* imageFormatOf(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     std::array<char, 16> bytes{};
     stream.read(bytes.data(), bytes.size());
     const std::string_view start(bytes.data(), static_cast<std::size_t>(stream.gcount()));
-    for (const ImageFormat& format : imageFormats)
-        if (start.starts_with(format.start) &&
-            start.substr(std::min<std::size_t>(8, start.size())).starts_with(format.atEight))
-            return av_find_input_format(format.name);
+    for (const ImageFormat& format : imageFormats) {
+        if (!start.starts_with(format.start)) continue;
+        if (format.atEight.empty()) return av_find_input_format(format.name);
+        if (start.size() > 12 && start.substr(8).starts_with(format.atEight))
+            return hasWholeChunks(stream) ? av_find_input_format(format.name) : nullptr;
+    }
     return nullptr;
 }
 
