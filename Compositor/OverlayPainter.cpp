@@ -2,12 +2,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <span>
 
 namespace lumenwhirl {
 namespace {
 
 /// More than are ever on screen at once; an hour's captions do not pile up.
 constexpr std::size_t mostKeptPlates = 48;
+
+/// More rings within half a second come from a program, and nobody could tell them apart.
+constexpr std::size_t mostRipples = 100;
 
 /// Columns or rows [begin, end), both even, that hold an extent of canvas pixels, within a canvas side.
 Span evenSpan(double start, double length, int side) {
@@ -50,7 +55,8 @@ void OverlayPainter<Sample>::planCursor(const Canvas& canvas, const CursorState&
                                         const CameraView& view) {
     const double shortSide = std::min(canvas.content().width, canvas.content().height);
     const double unit = 0.05 * shortSide;
-    for (const Ripple& ripple : cursor.ripples) {
+    const std::size_t newest = std::min(cursor.ripples.size(), mostRipples);
+    for (const Ripple& ripple : std::span(cursor.ripples).last(newest)) {
         const double radius = unit * ripple.progress, alpha = (1 - ripple.progress) * 0.7;
         if (!(radius > 0.5) || !(alpha > 0.01)) continue;
         const double scale = radius / Artwork::ringBaseRadius, half = Artwork::ringImageSize / 2 * scale;
