@@ -1,5 +1,6 @@
 #include "Exporter/Exporter.h"
 
+#include "Compositor/MissingGlyphs.h"
 #include "Exporter/ExportErrors.h"
 #include "Exporter/ExportTask.h"
 #include "Exporter/FramePipeline.h"
@@ -61,6 +62,19 @@ void checkEncoder(const Options& options, const fs::path& destination) {
                           cannotMake(options.encoder, options.preset == Preset::prores ? "ProRes" : "GIFs"));
 }
 
+/// Tells in which scripts captions and keys will be boxes.
+void noticeMissingFonts(const EventLog& events, const ProjectSettings& settings,
+                        const std::function<void(const std::string&)>& notice) {
+    std::string text;
+    if (settings.captions && settings.captions->enabled)
+        for (const CaptionCue& cue : settings.captions->cues) text += cue.text;
+    if (settings.keystrokes && settings.keystrokes->enabled)
+        for (const KeyEvent& key : events.keys) text += key.chars;
+    std::string scripts;
+    for (const std::string& script : scriptsWithoutFont(text)) scripts += (scripts.empty() ? "" : ", ") + script;
+    if (!scripts.empty()) notice("boxes stand for characters that no font has: " + scripts);
+}
+
 }  // namespace
 
 void exportRecording(const fs::path& recording, const EventLog& events, const ProjectSettings& settings,
@@ -70,6 +84,7 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
     VideoReader reader = openRecording(recording);
     const Size content{static_cast<double>(reader.info().width), static_cast<double>(reader.info().height)};
     const FrameStates states(events, settings, content, options.zoom);
+    if (options.notice) noticeMissingFonts(events, settings, options.notice);
     const ExportTask task{recording, reader, states, destination, options, stop};
     try {
         if (options.preset == Preset::gif) {

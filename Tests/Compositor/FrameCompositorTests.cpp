@@ -1,3 +1,4 @@
+#include "Compositor/MissingGlyphs.h"
 #include "Tests/Compositor/Composing.h"
 #include "Tests/Pixels/TestPictures.h"
 
@@ -273,6 +274,13 @@ TEST(FrameCompositor, longCaptionsWrapAtTwoThirds) {
     state.captionStyle.backgroundColor = "#00000000";
     state.captionStyle.textColor = "#FFFFFF";
     EXPECT_EQ(darkBox(content(frame, state)).right, -1);  // white text without a plate on white
+}
+
+TEST(MissingGlyphs, nameTheirScriptAndWhatToInstall) {
+    EXPECT_TRUE(scriptsWithoutFont("Text, naïve\n привет ⇧⌘␣ \u200D \xFF").empty());
+    // No font has this character of private use.
+    EXPECT_EQ(scriptsWithoutFont("a\U0010FFFDb\U0010FFFD"),
+              std::vector<std::string>{"rare characters (install fonts-noto-extra)"});
 }
 
 TEST(FrameCompositor, theCameraIsHeldInsideTheFrameAndIgnoresTinyZooms) {
