@@ -34,13 +34,16 @@ std::filesystem::path newNameBeside(const std::filesystem::path& destination) {
 constexpr const char* openFiles = "/proc/self/fd";
 
 /// What the umask leaves of 0666. umask() itself tells only by changing it, for all threads.
-mode_t modeLeftByUmask() {
+mode_t modeLeftByUmask() noexcept {
     constexpr std::string_view key = "\nUmask:\t";
-    const std::string status = readWholeFile("/proc/self/status", std::size_t{1} << 20);
-    const std::size_t at = status.find(key);
-    unsigned mask = 077;  // older systems do not tell
-    if (at != std::string::npos)
-        std::from_chars(status.data() + at + key.size(), status.data() + status.size(), mask, 8);
+    unsigned mask = 077;  // where the system does not tell
+    try {
+        const std::string status = readWholeFile("/proc/self/status", std::size_t{1} << 20);
+        const std::size_t at = status.find(key);
+        if (at != std::string::npos)
+            std::from_chars(status.data() + at + key.size(), status.data() + status.size(), mask, 8);
+    } catch (const std::exception&) {
+    }
     return 0666 & ~mask;
 }
 
@@ -71,7 +74,8 @@ void AtomicFile::write(std::string_view bytes) {
 }
 
 void AtomicFile::commit(Durability durability) {
-    if (access_ == Access::umask && ::fchmod(descriptor_.get(), modeLeftByUmask()) != 0) fail();
+    // Not every file system lets its files' modes be changed; the content matters more.
+    if (access_ == Access::umask) static_cast<void>(::fchmod(descriptor_.get(), modeLeftByUmask()));
     // EINVAL: the file system cannot flush single files.
     if (durability != Durability::none && ::fsync(descriptor_.get()) != 0 && errno != EINVAL) fail();
     if (!descriptor_.close() || ::rename(temporary_.path().c_str(), destination_.c_str()) != 0) fail();
