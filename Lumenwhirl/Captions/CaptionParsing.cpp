@@ -207,6 +207,8 @@ std::size_t CueParser::nextWithText(std::size_t line) const {
 /// only before another cue. In SubRip both do so only there: some files have empty lines inside a text.
 bool CueParser::endsCue(std::size_t line, std::size_t next) const {
     if (next >= lines_.size() || beginsCue(next)) return true;
+    if (format_ == Format::subRip && isNumber(trimmed(lines_[next])) && isTimeLine(nextWithText(next + 1)))
+        return true;
     return format_ == Format::webVtt && std::any_of(lines_.begin() + static_cast<std::ptrdiff_t>(line),
                                                     lines_.begin() + static_cast<std::ptrdiff_t>(next),
                                                     [](std::string_view blank) { return blank.empty(); });

@@ -100,6 +100,11 @@ TEST(CaptionFile, filesAsPeopleHaveThemAreUnderstood) {
         "2\n00:00:05,000 --> 00:00:04,000\nnever\n\n3\n00:00:06,000 --> 00:00:07,000\nend\n",
         Format::subRip);
     EXPECT_EQ(read.cues, (Cues{{1, 2.5, "yes\n\n'no' \"&\""}, {6, 7, "end"}}));
+    EXPECT_EQ(
+        cuesOf(
+            "1\r\r\n00:01,000 --> 00:02,000\r\r\nHello\r\r\n\r\r\n2\r\r\n00:03,000 --> 00:04,000\r\r\nyou\r\r\n",
+            Format::subRip),
+        (Cues{{1, 2, "Hello"}, {3, 4, "you"}}));
     EXPECT_EQ(read.notices,
               std::vector<std::string>{"line 9: the caption ends before it starts and was left out"});
     // UTF-16 with a mark, in both orders; the last character is beyond 16 bits.
