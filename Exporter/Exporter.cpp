@@ -63,13 +63,12 @@ void checkEncoder(const Options& options, const fs::path& destination) {
 }
 
 /// Tells in which scripts captions and keys will be boxes.
-void noticeMissingFonts(const EventLog& events, const ProjectSettings& settings,
+void noticeMissingFonts(const FrameStates& states, const ProjectSettings& settings,
                         const std::function<void(const std::string&)>& notice) {
     std::string text;
     if (settings.captions && settings.captions->enabled)
         for (const CaptionCue& cue : settings.captions->cues) text += cue.text;
-    if (settings.keystrokes && settings.keystrokes->enabled)
-        for (const KeyEvent& key : events.keys) text += key.chars;
+    if (settings.keystrokes && settings.keystrokes->enabled) text += states.keystrokes().texts();
     std::string scripts;
     for (const std::string& script : scriptsWithoutFont(text)) scripts += (scripts.empty() ? "" : ", ") + script;
     if (!scripts.empty()) notice("boxes stand for characters that no font has: " + scripts);
@@ -84,7 +83,7 @@ void exportRecording(const fs::path& recording, const EventLog& events, const Pr
     VideoReader reader = openRecording(recording);
     const Size content{static_cast<double>(reader.info().width), static_cast<double>(reader.info().height)};
     const FrameStates states(events, settings, content, options.zoom);
-    if (options.notice) noticeMissingFonts(events, settings, options.notice);
+    if (options.notice) noticeMissingFonts(states, settings, options.notice);
     const ExportTask task{recording, reader, states, destination, options, stop};
     try {
         if (options.preset == Preset::gif) {

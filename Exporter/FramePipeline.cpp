@@ -64,7 +64,10 @@ Rendered runPipeline(SourceFrames& source, const FrameSteps& steps, const std::f
     Picture last;
     while (const auto item = decoded.pop(stop)) {
         Picture picture = steps.draw(*item);
-        if (item->isAgain && picture.isSame(last)) continue;
+        if (item->isAgain && picture.isSame(last)) {  // one frame less to come
+            progress.totalFrames = std::max(progress.totalFrames - 1, progress.framesDone + 1);
+            continue;
+        }
         last = picture;
         end = item->end;
         if (!finished.push({std::move(picture), item->pts}, stop)) break;

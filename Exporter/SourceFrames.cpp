@@ -72,8 +72,9 @@ void SourceFrames::begin() {
 
 std::optional<SourceFrames::Item> SourceFrames::nextRecorded() {
     while (current_) {
-        const double end = endOf(*current_, following_, reader_.info(), fps_);
+        double end = endOf(*current_, following_, reader_.info(), fps_);
         // After the timeline's end nothing changes, however long a damaged file claims to last.
+        if (!following_) end = std::min(end, std::max(current_->time() + 1.0 / fps_, timeline_.sourceDuration()));
         const Showings showings(*current_, std::min(end, timeline_.sourceDuration()), fps_,
                                 reader_.info().timeBase);
         if (index_ < showings.count()) {

@@ -31,6 +31,11 @@ void premultiply(Image& image) {
     }
 }
 
+void checkSize(int width, int height, const std::filesystem::path& file) {
+    if (width > largestSide || height > largestSide || std::int64_t{width} * height > mostPixels)
+        throw MediaError(MediaError::Kind::unsupported, file, "the image is too large");
+}
+
 Image converted(const AVFrame& frame, const std::filesystem::path& file) {
     Image image(frame.width, frame.height);
     const ScalerHandle scaler(sws_getContext(
@@ -58,12 +63,11 @@ Image readImage(const std::filesystem::path& file) {
     InputFile input(file, AVMEDIA_TYPE_VIDEO, InputFile::Contents::image);
     AVStream* stream = input.firstStream(AVMEDIA_TYPE_VIDEO);
     if (!stream) throw MediaError(MediaError::Kind::cannotOpen, file, "no image");
-    const std::int64_t width = stream->codecpar->width, height = stream->codecpar->height;
-    if (width > largestSide || height > largestSide || width * height > mostPixels)
-        throw MediaError(MediaError::Kind::unsupported, file, "the image is too large");
+    checkSize(stream->codecpar->width, stream->codecpar->height, file);
     StreamDecoder decoder(input, *stream);
     const FrameHandle frame = makeFrame();
     if (!decoder.receive(*frame)) throw MediaError(MediaError::Kind::damaged, file, "no image");
+    checkSize(frame->width, frame->height, file);  // the decoder may have found another
     return converted(*frame, file);
 }
 

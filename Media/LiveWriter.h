@@ -33,7 +33,7 @@ public:
     /// stays.
     void write(const Picture& frame, std::int64_t pts);
     /// `channels[c][0..frames)`, nominal -1...1; follows what was written before without a gap, from time 0 on.
-    /// Where it throws encoderFailed, only the audio can go no further.
+    /// Where it throws encoderFailed, only the audio can go no further, and this must not be called again.
     void writeAudio(const float* const* channels, std::size_t frames);
     /// Hands what was written to the system, except the last 0.07 s of audio, which the encoder holds.
     void flush();

@@ -107,7 +107,7 @@ void check(const ProjectSettings& settings) {
     for (std::size_t i = 0; i < settings.captions->cues.size(); ++i) {
         if (settings.captions->cues[i].text.size() > CaptionsModel::longestText)
             throw FrameStates::Error(Place{project, "captions.cues", i, "text"}.text() + ": longer than " +
-                                     std::to_string(CaptionsModel::longestText) + " bytes");
+                                     std::to_string(CaptionsModel::longestText) + " bytes; shorten it");
     }
     magnitude(settings.captions->style.size, 50, "captions.style.size", "");
 }

@@ -102,4 +102,10 @@ std::vector<KeyPill> KeystrokeModel::pills(double t) const {
     return visible;
 }
 
+std::string KeystrokeModel::texts() const {
+    std::string all;
+    for (const Shortcut& shortcut : shortcuts_) all += shortcut.text;
+    return all;
+}
+
 }  // namespace lumenwhirl

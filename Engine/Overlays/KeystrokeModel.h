@@ -26,6 +26,8 @@ public:
 
     /// The pills alive at `t`, oldest first.
     [[nodiscard]] std::vector<KeyPill> pills(double t) const;
+    /// All texts that pills show, one after the other.
+    [[nodiscard]] std::string texts() const;
     /// The symbol of a key that types no character, by virtual key code.
     [[nodiscard]] static std::optional<std::string_view> specialKey(std::int64_t keyCode);
 
