@@ -5,12 +5,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 #include <vector>
 
 namespace lumenwhirl {
@@ -59,7 +61,11 @@ public:
     }
     /// The first argument that no option takes.
     [[nodiscard]] std::string surplus() const {
-        return (chosen() != nullptr ? *chosen() : parser_).remaining(true).front();
+        // The command's are among those of the whole line; so is a "--" in front of them.
+        const std::vector<std::string> all = parser_.remaining(true);
+        const auto first =
+            std::find_if(all.begin(), all.end(), [](const std::string& each) { return each != "--"; });
+        return first != all.end() ? *first : "--";
     }
 
 private:

@@ -32,6 +32,8 @@ TEST(Usage, mistakesHaveStatus2) {
         {},
         {"dance"},
         {"--dance"},
+        {"--dance", "targets"},
+        {"export", package, "--", "x"},
         {"export"},
         {"export", package, "another"},
         {"export", package, "--preset", "vhs"},
