@@ -75,6 +75,7 @@ std::string nameOf(xkb_keysym_t symbol) {
     std::array<char, 64> buffer{};
     if (xkb_keysym_get_name(symbol, buffer.data(), buffer.size()) <= 0) return {};
     std::string_view rest = buffer.data();
+    if (rest.starts_with("0x")) return {};  // it has no name
     for (const std::string_view prefix : {"XF86", "KP_", "dead_"})
         if (rest.starts_with(prefix)) rest.remove_prefix(prefix.size());
     std::string name;

@@ -179,17 +179,21 @@ bool X11InputStream::wait() {
     return thread_.waitForInput(*connection_, nextLook_);
 }
 
-/// Takes all events that have happened, and asks where the pointer is until it has the place of each.
+/// Takes all events that have happened, and asks where the pointer is until it has the place of each; not for
+/// ever, as a slow server may send events faster than answers.
 void X11InputStream::look(Look purpose) {
     double now = 0;
     std::optional<Point> place;
-    for (std::size_t placed = 0; placed < taken_.size() || !place;) {
+    constexpr int mostQuestions = 3;
+    std::size_t placed = 0;
+    for (int question = 0; question < mostQuestions && (placed < taken_.size() || !place); ++question) {
         now = clock_.now();
         place = askPointer();
         if (!place) return;
         for (; placed < taken_.size(); ++placed) taken_[placed].position = *place;
         takeEvents();  // which may be later than the answer
     }
+    for (; placed < taken_.size(); ++placed) taken_[placed].position = *place;
     if (purpose != Look::forButtons) {
         keyboard_->repeatUntil(now, taken_);
         nextLook_ = now + 1 / looksPerSecond;
