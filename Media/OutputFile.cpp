@@ -1,6 +1,6 @@
 #include "Media/OutputFile.h"
 
-#include "Files/NewFile.h"
+#include "Files/Descriptor.h"
 #include "Media/MediaError.h"
 
 #include <cassert>

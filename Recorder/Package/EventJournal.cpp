@@ -2,7 +2,7 @@
 
 #include "Engine/Documents/LumenwhirlJSON.h"
 #include "Files/AtomicFile.h"
-#include "Files/NewFile.h"
+#include "Files/Descriptor.h"
 #include "Files/WholeFile.h"
 #include "Recorder/Package/LumenwhirlPackage.h"
 

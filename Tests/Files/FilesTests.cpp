@@ -1,6 +1,6 @@
 #include "Files/AtomicFile.h"
+#include "Files/Descriptor.h"
 #include "Files/FileError.h"
-#include "Files/NewFile.h"
 #include "Files/TemporaryFile.h"
 #include "Files/WholeFile.h"
 #include "Tests/Support/Files.h"

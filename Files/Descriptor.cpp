@@ -1,4 +1,4 @@
-#include "Files/NewFile.h"
+#include "Files/Descriptor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
