@@ -46,8 +46,7 @@ public:
     MicRecorder(const MicRecorder&) = delete;
     MicRecorder& operator=(const MicRecorder&) = delete;
 
-    /// Once. False when recording could not begin: nothing was written, and failure() says
-    /// why.
+    /// Once. False when recording could not begin: nothing was written, and failure() says why.
     [[nodiscard]] bool start();
     /// Stops recording and returns once the file is closed. May be called again, and also when start() failed.
     void finish() noexcept;

@@ -67,9 +67,9 @@ public:
     /// that is not available, see notices().
     LumenwhirlPackage start(const RecordingOptions& options, const std::string& packageName,
                             const std::filesystem::path& folder, const std::stop_token& stop);
-    /// Ends the recording and completes its package; any thread, and of several at once one does. Throws
-    /// RecordingError, and LumenwhirlPackage::Error when the
-    /// documents cannot be written: then the recording is kept, and completed when it is next opened.
+    /// Ends the recording and completes its package. Of several threads that call it at once, one does so and the
+    /// others throw. Throws RecordingError, and LumenwhirlPackage::Error when the documents cannot be written:
+    /// then the recording is kept, and completed when it is next opened.
     LumenwhirlPackage stop();
 
     [[nodiscard]] State state() const noexcept { return state_; }

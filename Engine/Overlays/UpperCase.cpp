@@ -72,20 +72,6 @@ char32_t upperCaseOf(char32_t letter) {
     return static_cast<char32_t>(static_cast<std::int32_t>(letter) + run->offset);
 }
 
-void appendUtf8(std::string& text, char32_t letter) {
-    const auto append = [&](char32_t byte) { text += static_cast<char>(byte); };
-    if (letter < 0x80) {
-        append(letter);
-    } else if (letter < 0x800) {
-        append(0xC0 | letter >> 6);
-        append(0x80 | (letter & 0x3F));
-    } else {
-        append(0xE0 | letter >> 12);
-        append(0x80 | (letter >> 6 & 0x3F));
-        append(0x80 | (letter & 0x3F));
-    }
-}
-
 /// The letter of one to three bytes at the front of a text, and its length; no letter in the tables takes four.
 struct Letter {
     char32_t value;
@@ -102,6 +88,27 @@ Letter firstLetter(std::string_view text) {
 }
 
 }  // namespace
+
+void appendUtf8(std::string& text, char32_t character) {
+    if (character > 0x10FFFF || (character >= 0xD800 && character < 0xE000)) character = 0xFFFD;
+    const auto append = [&](char32_t byte) { text += static_cast<char>(byte); };
+    const auto appendTail = [&](unsigned shift) { append(0x80 | (character >> shift & 0x3F)); };
+    if (character < 0x80) {
+        append(character);
+    } else if (character < 0x800) {
+        append(0xC0 | character >> 6);
+        appendTail(0);
+    } else if (character < 0x10000) {
+        append(0xE0 | character >> 12);
+        appendTail(6);
+        appendTail(0);
+    } else {
+        append(0xF0 | character >> 18);
+        appendTail(12);
+        appendTail(6);
+        appendTail(0);
+    }
+}
 
 std::string upperCased(std::string_view utf8) {
     std::string upper;

@@ -10,4 +10,7 @@ namespace lumenwhirl {
 /// UTF-8, are left as they are.
 [[nodiscard]] std::string upperCased(std::string_view utf8);
 
+/// Appends a character in UTF-8; U+FFFD for a code that is none.
+void appendUtf8(std::string& text, char32_t character);
+
 }  // namespace lumenwhirl

@@ -1,4 +1,5 @@
 #include "Engine/Overlays/CaptionsModel.h"
+#include "Engine/Overlays/UpperCase.h"
 #include "Lumenwhirl/Captions/CaptionFile.h"
 #include "Lumenwhirl/Captions/Markup.h"
 
@@ -63,7 +64,7 @@ std::string utf8OfUtf16(std::string_view bytes) {
             code = 0x10000 + ((code & 0x3FFU) << 10) + (unitAt(i + 2) & 0x3FFU);
             i += 2;
         }
-        appendCharacter(text, code);
+        appendUtf8(text, code);
     }
     return text;
 }

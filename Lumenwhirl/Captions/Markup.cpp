@@ -1,5 +1,7 @@
 #include "Lumenwhirl/Captions/Markup.h"
 
+#include "Engine/Overlays/UpperCase.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -50,7 +52,7 @@ std::size_t takeReference(std::string_view text, std::string& out) {
     }
     const auto [code, length] = takeNumericReference(text);
     // A reference to a line end or another control character would break the text.
-    if (length > 0 && code >= 0x20) appendCharacter(out, code);
+    if (length > 0 && code >= 0x20) appendUtf8(out, code);
     return length;
 }
 
@@ -77,23 +79,6 @@ std::size_t partedInSubRip(std::string_view rest) {
 }
 
 }  // namespace
-
-void appendCharacter(std::string& text, std::uint32_t code) {
-    if (code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) code = 0xFFFD;
-    const auto tail = [&](unsigned shift) { text += static_cast<char>(0x80U | (code >> shift & 0x3FU)); };
-    if (code < 0x80) {
-        text += static_cast<char>(code);
-    } else if (code < 0x800) {
-        text += static_cast<char>(0xC0U | code >> 6);
-        tail(0);
-    } else if (code < 0x10000) {
-        text += static_cast<char>(0xE0U | code >> 12);
-        tail(6), tail(0);
-    } else {
-        text += static_cast<char>(0xF0U | code >> 18);
-        tail(12), tail(6), tail(0);
-    }
-}
 
 std::string withoutMarkup(std::string_view line, Format format) {
     const bool isWebVtt = format == Format::webVtt;

@@ -2,14 +2,10 @@
 
 #include "Lumenwhirl/Captions/CaptionFile.h"
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace lumenwhirl::CaptionFile {
-
-/// Appends the character in UTF-8; U+FFFD for a code that is none.
-void appendCharacter(std::string& text, std::uint32_t code);
 
 /// A line of a file without tags and positions, its character references resolved. Takes time linear in its
 /// length.
